@@ -1,0 +1,141 @@
+#ifndef VELTRANE_MEDIA_MEDIA_H
+#define VELTRANE_MEDIA_MEDIA_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace veltrane::media {
+
+/// What went wrong with a file, in one line that names it.
+class Error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+enum class Kind { Still, Sequence, Video };
+
+/// How stored colour becomes the display-referred colour that is keyed.
+enum class Transfer {
+    Automatic,  ///< Linear for scene-linear files (EXR), None for others
+    Linear,  ///< stored values are scene-linear; the sRGB curve is applied, and undone on writing
+    None,    ///< stored values are keyed as they are
+};
+
+enum class Association { Automatic, Straight, Premultiplied };
+
+struct Rational {
+    std::int64_t num = 0;
+    std::int64_t den = 1;
+};
+
+/// First and last frame number, both included.
+struct FrameRange {
+    std::int64_t first;
+    std::int64_t last;
+};
+
+struct ReadOptions {
+    Transfer transfer = Transfer::Automatic;
+    std::optional<FrameRange> frames;
+};
+
+struct Info {
+    Kind kind = Kind::Still;
+    std::string path;
+    std::string format;  ///< for people: "PNG", "mov, h264"
+    std::string pixels;  ///< for people: "16-bit RGBA", "yuv420p, BT.709 limited"
+    int width = 0;       ///< as shown, that is after the stream's rotation
+    int height = 0;
+    int bits = 0;  ///< significant bits a channel as stored
+    bool isFloat = false;
+    bool hasAlpha = false;
+    Transfer transfer = Transfer::None;       ///< resolved, never Automatic
+    std::int64_t firstFrame = 0;              ///< number of the first frame to be read
+    std::optional<std::int64_t> frameCount;   ///< frames to be read, where it is known beforehand
+    std::vector<std::int64_t> missingFrames;  ///< numbers absent from a sequence, within the range
+    Rational frameRate{24, 1};                ///< of a video; stills and sequences give 24
+    std::optional<std::string> timecode;      ///< of the stored video's first frame
+    int audioStreams = 0;
+    std::vector<std::pair<std::string, std::string>> metadata;
+};
+
+/// What a file's frame held beyond the working samples (float values, metadata, timestamps); made
+/// by a Reader, used by a Writer.
+struct Origin;
+
+/// A frame as it is keyed: blue, green, red, alpha, 16 bits a channel, straight alpha,
+/// display-referred, packed rows.
+struct Frame {
+    int width = 0;
+    int height = 0;
+    std::int64_t number = 0;  ///< the file's number in a sequence; from 1 in a video; 1 for a still
+    std::vector<std::uint16_t> pixels;
+    std::shared_ptr<const Origin> origin;
+};
+
+/// A frame fetched but not yet converted.
+struct Fetched;
+
+/// Reads a still, a sequence or a video, in order.
+class Reader {
+public:
+    virtual ~Reader() = default;
+    virtual const Info& info() const = 0;
+    /// Fetches the next frame, or null after the last one. One thread at a time.
+    virtual std::shared_ptr<Fetched> Fetch() = 0;
+    /// Converts a fetched frame. Any number of threads at a time.
+    virtual Frame Decode(const Fetched& fetched) = 0;
+};
+
+/// Tells from content and name what the path is ("a.png", "shot.%04d.exr", "shot.####.png",
+/// "clip.mov") and opens it. Throws Error.
+std::unique_ptr<Reader> Open(const std::string& path, const ReadOptions& options = {});
+
+/// Fetches and decodes one frame by number. Throws Error when it is not there.
+Frame ReadFrame(const std::string& path, std::int64_t number, const ReadOptions& options = {});
+
+struct WriteOptions {
+    Association association =
+        Association::Automatic;  ///< Automatic: EXR premultiplied, others straight
+    bool opaque = false;         ///< every frame is opaque, so that formats without alpha will do
+    bool resume = false;         ///< keep frames of a sequence that exist whole
+    bool audio = true;           ///< carry the source's audio into a video
+};
+
+/// A frame converted for its file but not yet in it.
+struct Encoded;
+
+/// Writes a still, a sequence or a video. What is written appears under its name only when it is
+/// complete: each frame of a sequence by itself, a video at Finish. Destroying an unfinished writer
+/// removes its temporary files and leaves finished ones.
+class Writer {
+public:
+    virtual ~Writer() = default;
+    /// True when the frame need not be keyed because it exists whole (only with resume).
+    virtual bool Has(std::int64_t number) const = 0;
+    /// Converts a frame (sequences and stills also write it). source is the frame as read: where
+    /// the result is opaque and its colour is the source's, a float file receives the values
+    /// originally read. Any number of threads at a time.
+    virtual std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source) = 0;
+    /// Takes encoded frames in order. One thread at a time.
+    virtual void Append(const Encoded& encoded) = 0;
+    /// Completes the output. Throws Error when it cannot.
+    virtual void Finish() = 0;
+};
+
+/// Creates a writer for the format that the path's name tells; source is what the frames come from
+/// (frame rate, colour tags, timecode, audio). Throws Error for an unsupported format, one that
+/// cannot hold alpha unless options.opaque is set, or a place that cannot be written.
+std::unique_ptr<Writer> Create(const std::string& path, const WriteOptions& options,
+                               const Info& source);
+
+/// For people: the formats that can hold alpha, such as "mov (ProRes 4444), mkv (FFV1), ...".
+std::string FormatsWithAlpha();
+
+}  // namespace veltrane::media
+
+#endif

@@ -1,0 +1,80 @@
+#ifndef VELTRANE_SETTINGS_SETTINGS_H
+#define VELTRANE_SETTINGS_SETTINGS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "settings/parameters.h"
+
+namespace veltrane {
+
+/// What the output shows.
+enum class View { Source, Matte, Result };
+
+/// A display-referred colour, each component 0..1.
+struct Color {
+    double red;
+    double green;
+    double blue;
+
+    bool operator==(const Color&) const = default;
+};
+
+/// The user's 20 values. A new object holds the defaults of the parameter table; what each value
+/// does and its range stand there.
+struct Settings {
+    Settings();
+
+    View view;
+    Color keyColor;  ///< black: no key chosen yet, frames pass unkeyed
+    bool smoothBG;
+    int shadow;
+    int clipBlack;
+    int clipWhite;
+    bool deBlocking;
+    int deBlockValue;
+    bool edgeContract;
+    int contractMask;
+    int contractThreshold;
+    bool edgeBlur;
+    int maskBlurRadius;
+    int maskBlurValue;
+    int skinHue;
+    int blueHue;
+    int despillGray;
+    int despillSkin;
+    int despillBlue;
+    int screenGain;
+
+    bool operator==(const Settings&) const = default;
+};
+
+/// Reads the value of a choice, switch or integer row; throws std::invalid_argument for other rows.
+int ValueOf(const Settings& settings, const Parameter& parameter);
+
+/// Sets the value of a choice, switch or integer row. The range is not checked; Problems does that.
+void SetValue(Settings& settings, const Parameter& parameter, int value);
+
+/// One line for each value out of range, such as "shadow must be 0 to 100, not 140".
+std::vector<std::string> Problems(const Settings& settings);
+
+/// The nearest colour whose components are whole steps of 1/255. The clean plate is 8-bit, and only
+/// such a colour fills its gaps unchanged.
+Color SnapToByteSteps(Color color);
+
+/// Keys one frame of 16 bits a channel: blue, green, red, alpha, straight, display-referred, packed
+/// rows, full scale 65535. Both frames hold width x height pixels, each side 1..65535, and do not
+/// overlap. The key colour is snapped with SnapToByteSteps. Throws std::invalid_argument for
+/// settings or sizes out of range and std::bad_alloc when memory runs out; at most two more frames
+/// are held during the call.
+void Key(const Settings& settings, int width, int height, const std::uint16_t* source,
+         std::uint16_t* destination);
+
+/// The same for 8 bits a channel in the order alpha, red, green, blue, full scale 255.
+void Key(const Settings& settings, int width, int height, const std::uint8_t* source,
+         std::uint8_t* destination);
+
+}  // namespace veltrane
+
+#endif
