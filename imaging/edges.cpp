@@ -1,0 +1,174 @@
+#include <algorithm>
+#include <cstring>
+
+#include "imaging/imaging.h"
+#include "imaging/sample.h"
+
+namespace {
+
+using namespace veltrane;
+
+/// Brings a neighbour's coordinate back inside: mirrored about the first sample at the low end,
+/// the last sample repeated at the high end.
+int Reflect(int i, int size) {
+    if (i < 0) return std::min(1, size - 1);
+    return std::min(i, size - 1);
+}
+
+/// Edge strength summed over the colours; rows and columns are the three that the kernel covers.
+int LaplacianSum(const unsigned char* const rows[3], const int columns[3]) {
+    int total = 0;
+    for (int e = 0; e < kAlpha; ++e) {
+        int sum = 9 * rows[1][columns[1] + e];
+        for (int j = 0; j < 3; ++j) {
+            for (int i = 0; i < 3; ++i) sum -= rows[j][columns[i] + e];
+        }
+        total += std::max(sum, 0);
+    }
+    return total;
+}
+
+template <class Sample>
+std::unique_ptr<Sample[]> CopyMatte(int width, int height, const Sample* frame) {
+    const std::size_t size = static_cast<std::size_t>(width) * height;
+    auto matte = MakeBuffer<Sample>(size);
+    for (std::size_t i = 0; i < size; ++i) matte[i] = frame[i * kElements + kAlpha];
+    return matte;
+}
+
+template <class Sample>
+int MinimumOfCross(const Sample* at, std::ptrdiff_t pitch) {
+    return std::min({at[-pitch], at[-1], at[1], at[pitch]});
+}
+
+template <class Sample>
+int MinimumOfSquare(const Sample* at, std::ptrdiff_t pitch) {
+    return std::min({at[-pitch - 1], at[-pitch], at[-pitch + 1], at[-1], at[0], at[1],
+                     at[pitch - 1], at[pitch], at[pitch + 1]});
+}
+
+template <bool square, class Sample>
+int ContractMatte(int width, int height, Sample* frame, int threshold) {
+    if (width < 3 || height < 3) return 1;
+    const auto matte = CopyMatte(width, height, frame);
+    for (int y = 1; y < height - 1; ++y) {
+        const std::size_t row = static_cast<std::size_t>(y) * width;
+        for (int x = 1; x < width - 1; ++x) {
+            const Sample* at = matte.get() + row + x;
+            const int minimum = square ? MinimumOfSquare(at, width) : MinimumOfCross(at, width);
+            if (*at - minimum > threshold) {
+                frame[(row + x) * kElements + kAlpha] = static_cast<Sample>(minimum + threshold);
+            }
+        }
+    }
+    return 1;
+}
+
+/// Alternates the two neighbourhoods, the cross first, which grows roughly an octagon.
+template <class Sample>
+int ContractRepeatedly(int width, int height, Sample* frame, int iterations, int threshold) {
+    if (frame == nullptr) return 0;
+    for (int i = 0; i < iterations; ++i) {
+        if (i % 2 == 0) {
+            ContractMatte<false>(width, height, frame, threshold);
+        } else {
+            ContractMatte<true>(width, height, frame, threshold);
+        }
+    }
+    return 1;
+}
+
+/// Calls move(row of the frame, row of its field) for every row.
+template <class Sample, class Move>
+int ForEachFieldRow(int width, int height, Sample* frame, Sample* oddRows, Sample* evenRows,
+                    Move move) {
+    if (width < 1 || height < 1) return 1;
+    const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
+    for (int y = 0; y < height; ++y) {
+        move(frame + y * pitch, (y % 2 != 0 ? oddRows : evenRows) + y / 2 * pitch,
+             pitch * sizeof(Sample));
+    }
+    return 1;
+}
+
+template <class Sample>
+int SplitFields(int width, int height, Sample* frame, Sample* oddRows, Sample* evenRows) {
+    return ForEachFieldRow(
+        width, height, frame, oddRows, evenRows,
+        [](Sample* row, Sample* field, std::size_t bytes) { std::memcpy(field, row, bytes); });
+}
+
+template <class Sample>
+int MergeFields(int width, int height, Sample* frame, Sample* oddRows, Sample* evenRows) {
+    return ForEachFieldRow(
+        width, height, frame, oddRows, evenRows,
+        [](Sample* row, Sample* field, std::size_t bytes) { std::memcpy(row, field, bytes); });
+}
+
+}  // namespace
+
+void CImagingORV::Laplacian32bit8(unsigned char* source, int width, int height, int sourcePitch,
+                                  unsigned char* map, int, int, int mapPitch, int threshold) const {
+    for (int y = 0; y < height; ++y) {
+        const unsigned char* rows[3];
+        for (int j = 0; j < 3; ++j) {
+            rows[j] =
+                source + static_cast<std::ptrdiff_t>(Reflect(y + j - 1, height)) * sourcePitch;
+        }
+        unsigned char* edges = map + static_cast<std::ptrdiff_t>(y) * mapPitch;
+        for (int x = 0; x < width; ++x) {
+            const int columns[3] = {Reflect(x - 1, width) * kElements, x * kElements,
+                                    Reflect(x + 1, width) * kElements};
+            const int strength = LaplacianSum(rows, columns);
+            edges[x] = static_cast<unsigned char>(strength / 3 >= threshold ? strength / 24 : 0);
+        }
+    }
+}
+
+int CImagingORV::ContGray7_64(int width, int height, unsigned short* frame, int iterations,
+                              int threshold) const {
+    return ContractRepeatedly(width, height, frame, iterations, threshold * 257);
+}
+
+int CImagingORV::ContGray7(int width, int height, unsigned char* frame, int iterations,
+                           int threshold) const {
+    return ContractRepeatedly(width, height, frame, iterations, threshold);
+}
+
+int CImagingORV::ContGrayCore4_64(int width, int height, unsigned short* frame,
+                                  int threshold) const {
+    return ContractMatte<false>(width, height, frame, threshold);
+}
+
+int CImagingORV::ContGrayCore8_64(int width, int height, unsigned short* frame,
+                                  int threshold) const {
+    return ContractMatte<true>(width, height, frame, threshold);
+}
+
+int CImagingORV::ContGrayCore4(int width, int height, unsigned char* frame, int threshold) const {
+    return ContractMatte<false>(width, height, frame, threshold);
+}
+
+int CImagingORV::ContGrayCore8(int width, int height, unsigned char* frame, int threshold) const {
+    return ContractMatte<true>(width, height, frame, threshold);
+}
+
+int CImagingORV::SepareteField64bit(int width, int height, unsigned short* frame,
+                                    unsigned short* oddRows, unsigned short* evenRows) const {
+    return SplitFields(width, height, frame, oddRows, evenRows);
+}
+
+int CImagingORV::SepareteField32bit(int width, int height, unsigned char* frame,
+                                    unsigned char* oddRows, unsigned char* evenRows) const {
+    return SplitFields(width, height, frame, oddRows, evenRows);
+}
+
+int CImagingORV::CompositeField64bit(int width, int height, unsigned short* frame,
+                                     unsigned short* oddRows, unsigned short* evenRows) const {
+    return MergeFields(width, height, frame, oddRows, evenRows);
+}
+
+int CImagingORV::CompositeField32bit(int width, int height, unsigned char* frame,
+                                     unsigned char* oddRows, unsigned char* evenRows) const {
+    return MergeFields(width, height, frame, oddRows, evenRows);
+}
