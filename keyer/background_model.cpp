@@ -1,0 +1,96 @@
+#include <algorithm>
+#include <cstring>
+
+#include "keyer/depth.h"
+
+namespace {
+
+using namespace veltrane;
+
+constexpr int kLongestSide = 320;  ///< of the reduced frame
+constexpr int kShortestSide = 2;
+constexpr int kEdgeThreshold = 40;
+constexpr int kContractSteps = 3;
+constexpr int kSmoothingRadius = 7;
+
+struct Size {
+    int width;
+    int height;
+};
+
+/// Keeps the aspect ratio, evaluated in single precision.
+Size ReducedSize(int width, int height) {
+    const float ratio = static_cast<float>(height) / static_cast<float>(width);
+    Size size{width, height};
+    if (width >= height && width > kLongestSide) {
+        size = {kLongestSide, TruncateToInt(ratio * static_cast<float>(kLongestSide))};
+    } else if (width < height && height > kLongestSide) {
+        size = {TruncateToInt(static_cast<float>(kLongestSide) / ratio), kLongestSide};
+    }
+    return {std::max(size.width, kShortestSide), std::max(size.height, kShortestSide)};
+}
+
+/// Colour on strong edges (hair, outlines, noise) is never trusted to be the screen's.
+void KnockOutEdges(unsigned char* image, const unsigned char* edges, Size size, int edgePitch) {
+    for (int y = 0; y < size.height; ++y) {
+        for (int x = 0; x < size.width; ++x) {
+            if (edges[y * edgePitch + x] != 0) {
+                std::memset(image + (y * size.width + x) * kElements, 0, kAlpha);
+            }
+        }
+    }
+}
+
+/// The clean plate at reduced size: the screen's colour everywhere, without the foreground.
+template <class Sample>
+std::unique_ptr<unsigned char[]> ModelPlate(const CVELTRANE& keyer,
+                                            const typename Depth<Sample>::Record& p, Size size) {
+    using D = Depth<Sample>;
+    const int pitch = size.width * kElements;
+    const int mapPitch = keyer.Align8(size.width);
+    auto image = MakeBuffer<unsigned char>(static_cast<std::size_t>(pitch) * size.height);
+    (keyer.*D::kShrink)(const_cast<Sample*>(p.src), p.width, p.height, p.width * kElements,
+                        image.get(), size.width, size.height, pitch, 0, 2);
+
+    const std::size_t mapSize = static_cast<std::size_t>(mapPitch) * size.height;
+    const auto edges = MakeBuffer<unsigned char>(mapSize);
+    const auto background = MakeBuffer<unsigned char>(mapSize);
+    keyer.Laplacian32bit8(image.get(), size.width, size.height, pitch, edges.get(), size.width,
+                          size.height, mapPitch, kEdgeThreshold);
+    keyer.ExtractBack32bit(image.get(), background.get(), size.width, size.height, pitch,
+                           D::KeyToMatch(p.keyR[0]), D::KeyToMatch(p.keyG[0]),
+                           D::KeyToMatch(p.keyB[0]), p.skinHue[0], p.blueHue[0]);
+    KnockOutEdges(image.get(), edges.get(), size, mapPitch);
+    keyer.ContractBack32bit(image.get(), size.width, size.height, pitch, kContractSteps);
+    keyer.ExpandBack32bit8(image.get(), size.width, size.height, pitch, D::KeyToFill(p.keyR[0]),
+                           D::KeyToFill(p.keyG[0]), D::KeyToFill(p.keyB[0]));
+    keyer.AverageBlurCore32bit6(image.get(), size.width, size.height, pitch, kSmoothingRadius);
+    return image;
+}
+
+template <class Sample>
+unsigned int KeyAgainstModel(const CVELTRANE& keyer, typename Depth<Sample>::Record* p) {
+    using D = Depth<Sample>;
+    if (p == nullptr || p->width == 0 || p->height == 0) return 2;
+    const Size size = ReducedSize(p->width, p->height);
+    const auto reduced = ModelPlate<Sample>(keyer, *p, size);
+    // The model is made from the source as it was delivered; de-blocking it before the plate is
+    // enlarged keeps the two full-size buffers from being held at once.
+    if (p->deblockValue != 0) (keyer.*D::kBlurChroma)(p);
+    const auto plate =
+        MakeBuffer<Sample>(static_cast<std::size_t>(p->width) * p->height * kElements);
+    (keyer.*D::kEnlarge)(reduced.get(), size.width, size.height, size.width * kElements,
+                         plate.get(), p->width, p->height, p->width * kElements, 0, 1);
+    (keyer.*D::kKeyAgainstPlate)(p, plate.get());
+    return 0;
+}
+
+}  // namespace
+
+unsigned int CVELTRANE::MakeMask64bit008_1(VELTRANE_Param16bit* p) const {
+    return KeyAgainstModel<unsigned short>(*this, p);
+}
+
+unsigned int CVELTRANE::MakeMask32bit008_1(VELTRANE_Param* p) const {
+    return KeyAgainstModel<unsigned char>(*this, p);
+}

@@ -1,0 +1,85 @@
+#ifndef VELTRANE_KEYER_DEPTH_H
+#define VELTRANE_KEYER_DEPTH_H
+
+#include <cstddef>
+
+#include "imaging/color_math.h"
+#include "imaging/sample.h"
+#include "keyer/pipeline.h"
+
+namespace veltrane {
+
+/// All that tells the two sample depths of the keyer apart: types, constants, and which member does
+/// each step.
+template <class Sample>
+struct Depth;
+
+template <>
+struct Depth<unsigned short> {
+    using Record = VELTRANE_Param16bit;
+
+    static constexpr unsigned short kTransparentGray = 0xA0A0;
+    /// Elements a pixel of a field's buffers: twice what the pixel needs.
+    static constexpr std::size_t kFieldElements = 8;
+
+    static constexpr auto kShrink = &CVELTRANE::DF_WH64bitTo32bit5_1;
+    static constexpr auto kEnlarge = &CVELTRANE::DF_WH32bitTo64bit5_1;
+    static constexpr void (CImagingORV::*kSmoothChroma)(int, int, unsigned short*, unsigned short*,
+                                                        int) const = &CImagingORV::ChromaBlur64bit;
+    static constexpr void (CVELTRANE::*kBlurChroma)(Record*) const = &CVELTRANE::ChromaBlur64bit;
+    static constexpr auto kKeyAgainstPlate = &CVELTRANE::MakeChromaKeyMaskX9Core64bit14;
+    static constexpr auto kKeyAgainstModel = &CVELTRANE::MakeMask64bit008_1;
+    static constexpr auto kKeyAgainstColor = &CVELTRANE::MakeMask64bit007_2;
+    static constexpr auto kSplitFields = &CVELTRANE::SepareteField64bit;
+    static constexpr auto kMergeFields = &CVELTRANE::CompositeField64bit;
+    static constexpr auto kContract = &CVELTRANE::ContGray7_64;
+    static constexpr auto kBlurMatte = &CVELTRANE::MaskBlur64;
+    static constexpr auto kDrive = &VELTRANE_MakeMaskGreenBack64bit;
+
+    static YIQ ToYiq(unsigned short r, unsigned short g, unsigned short b) {
+        return RgbToYiq(r / 257.0f, g / 257.0f, b / 257.0f);
+    }
+    static RGB ToRgb(YIQ color) { return YiqToRgb(color, 257.0f); }
+
+    /// The key component that pixels are matched with.
+    static unsigned char KeyToMatch(unsigned short key) {
+        return static_cast<unsigned char>(key / 257);
+    }
+    /// The key component that fills a plate without any screen: the low byte, which is the same
+    /// where the component is a multiple of 257.
+    static unsigned char KeyToFill(unsigned short key) { return static_cast<unsigned char>(key); }
+};
+
+template <>
+struct Depth<unsigned char> {
+    using Record = VELTRANE_Param;
+
+    static constexpr unsigned char kTransparentGray = 0xA0;
+    static constexpr std::size_t kFieldElements = kElements;
+
+    static constexpr auto kShrink = &CVELTRANE::DF_WH32bit5_1;
+    static constexpr auto kEnlarge = &CVELTRANE::DF_WH32bit5_1;
+    static constexpr void (CImagingORV::*kSmoothChroma)(int, int, unsigned char*, unsigned char*,
+                                                        int) const = &CImagingORV::ChromaBlur32bit;
+    static constexpr void (CVELTRANE::*kBlurChroma)(Record*) const = &CVELTRANE::ChromaBlur32bit;
+    static constexpr auto kKeyAgainstPlate = &CVELTRANE::MakeChromaKeyMaskX9Core32bit14;
+    static constexpr auto kKeyAgainstModel = &CVELTRANE::MakeMask32bit008_1;
+    static constexpr auto kKeyAgainstColor = &CVELTRANE::MakeMask32bit007_2;
+    static constexpr auto kSplitFields = &CVELTRANE::SepareteField32bit;
+    static constexpr auto kMergeFields = &CVELTRANE::CompositeField32bit;
+    static constexpr auto kContract = &CVELTRANE::ContGray7;
+    static constexpr auto kBlurMatte = &CVELTRANE::MaskBlur;
+    static constexpr auto kDrive = &VELTRANE_MakeMaskGreenBack32bit;
+
+    static YIQ ToYiq(unsigned char r, unsigned char g, unsigned char b) {
+        return RgbToYiq<float>(r, g, b);
+    }
+    static RGB ToRgb(YIQ color) { return YiqToRgb(color, 1.0f); }
+
+    static unsigned char KeyToMatch(unsigned char key) { return key; }
+    static unsigned char KeyToFill(unsigned char key) { return key; }
+};
+
+}  // namespace veltrane
+
+#endif
