@@ -4,7 +4,9 @@
 #include <array>
 #include <cstddef>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace veltrane {
 
@@ -69,6 +71,13 @@ const Parameter* FindParameter(std::string_view name);
 
 /// Localisation keys of the entries of a choice, in the order of their values; empty for others.
 std::span<const char* const> ChoiceKeys(const Parameter& parameter);
+
+/// The names of a choice's entries in options and presets, in the order of their values.
+std::vector<std::string> ChoiceNames(const Parameter& parameter);
+
+/// What is wrong with a value of this row, such as "shadow must be 0 to 100, not 140"; empty when
+/// it is in range.
+std::string ProblemWith(const Parameter& parameter, long long value);
 
 /// The English text of a localisation key: what follows its two colons.
 std::string_view Label(std::string_view key);

@@ -2,7 +2,9 @@
 #define VELTRANE_SETTINGS_SETTINGS_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "settings/parameters.h"
@@ -62,6 +64,10 @@ std::vector<std::string> Problems(const Settings& settings);
 /// The nearest colour whose components are whole steps of 1/255. The clean plate is 8-bit, and only
 /// such a colour fills its gaps unchanged.
 Color SnapToByteSteps(Color color);
+
+/// "#rrggbb" of the snapped colour, and such a text's colour, or nothing for any other text.
+std::string HexText(Color color);
+std::optional<Color> ParseHexColor(std::string_view text);
 
 /// Keys one frame of 16 bits a channel: blue, green, red, alpha, straight, display-referred, packed
 /// rows, full scale 65535. Both frames hold width x height pixels, each side 1..65535, and do not

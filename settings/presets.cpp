@@ -1,0 +1,146 @@
+#include "settings/presets.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+
+namespace veltrane {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/// The value as it stands in the file, safe to print whatever bytes it holds.
+std::string Shown(const Json& value) {
+    return value.dump(-1, ' ', true, Json::error_handler_t::replace);
+}
+
+[[noreturn]] void Refuse(const Parameter& row, const std::string& allowed, const Json& value) {
+    throw std::invalid_argument(std::string(row.name) + " must be " + allowed + ", not " +
+                                Shown(value));
+}
+
+int ParseChoice(const Parameter& row, const Json& value) {
+    const std::vector<std::string> names = ChoiceNames(row);
+    const std::string name = value.is_string() ? value.get<std::string>() : "";
+    const auto found = std::find(names.begin(), names.end(), name);
+    if (found == names.end()) Refuse(row, "one of " + Shown(names), value);
+    return static_cast<int>(found - names.begin());
+}
+
+int ParseInteger(const Parameter& row, const Json& value) {
+    const std::string allowed =
+        "a whole number from " + std::to_string(row.minimum) + " to " + std::to_string(row.maximum);
+    if (!value.is_number_integer()) Refuse(row, allowed, value);
+    const double number = value.get<double>();
+    if (number < row.minimum || number > row.maximum) Refuse(row, allowed, value);
+    return value.get<int>();
+}
+
+Color ParseColor(const Parameter& row, const Json& value) {
+    std::optional<Color> color;
+    if (value.is_string()) color = ParseHexColor(value.get_ref<const std::string&>());
+    if (!color) Refuse(row, "a colour such as \"#22bb44\"", value);
+    return *color;
+}
+
+void Take(Settings& settings, const Parameter& row, const Json& value) {
+    switch (row.kind) {
+        case ParameterKind::Choice:
+            SetValue(settings, row, ParseChoice(row, value));
+            break;
+        case ParameterKind::Switch:
+            if (!value.is_boolean()) Refuse(row, "true or false", value);
+            SetValue(settings, row, value.get<bool>());
+            break;
+        case ParameterKind::Integer:
+            SetValue(settings, row, ParseInteger(row, value));
+            break;
+        case ParameterKind::Color:
+            settings.keyColor = ParseColor(row, value);
+            break;
+        case ParameterKind::Group:
+            break;
+    }
+}
+
+Json Value(const Settings& settings, const Parameter& row) {
+    if (row.kind == ParameterKind::Color) return HexText(settings.keyColor);
+    const int value = ValueOf(settings, row);
+    if (row.kind == ParameterKind::Switch) return value != 0;
+    if (row.kind == ParameterKind::Choice) return ChoiceNames(row)[value];
+    return value;
+}
+
+Json Parse(std::string_view text) {
+    try {
+        return Json::parse(text);
+    } catch (const Json::parse_error& error) {
+        const std::size_t end = std::min(error.byte, text.size());
+        const auto line = 1 + std::count(text.begin(), text.begin() + end, '\n');
+        throw std::invalid_argument("not valid JSON in line " + std::to_string(line));
+    }
+}
+
+Settings Interpret(std::string_view text) {
+    const Json object = Parse(text);
+    if (!object.is_object())
+        throw std::invalid_argument("a preset must be one JSON object of settings by name");
+    Settings settings;
+    for (const auto& [name, value] : object.items()) {
+        const Parameter* row = FindParameter(name);
+        if (row == nullptr) throw std::invalid_argument("unknown setting " + Shown(name));
+        Take(settings, *row, value);
+    }
+    return settings;
+}
+
+}  // namespace
+
+std::string ToJson(const Settings& settings) {
+    const std::vector<std::string> problems = Problems(settings);
+    if (!problems.empty()) throw std::invalid_argument(problems.front());
+    Json object = Json::object();
+    for (const Parameter& row : Parameters())
+        if (row.kind != ParameterKind::Group) object[row.name] = Value(settings, row);
+    return object.dump(2) + '\n';
+}
+
+Settings FromJson(std::string_view text, const std::string& origin) {
+    try {
+        return Interpret(text);
+    } catch (const std::invalid_argument& error) {
+        throw std::invalid_argument(origin + ": " + error.what());
+    }
+}
+
+Settings ReadPreset(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    if (file) text << file.rdbuf();
+    if (!file || std::filesystem::is_directory(path))
+        throw std::runtime_error(path + ": cannot be read");
+    return FromJson(text.str(), path);
+}
+
+void WritePreset(const std::string& path, const Settings& settings) {
+    const std::string text = ToJson(settings);
+    const std::string partial = path + ".part";
+    std::ofstream file(partial, std::ios::binary);
+    file << text;
+    file.close();
+    std::error_code error;
+    if (file) std::filesystem::rename(partial, path, error);
+    if (!file || error) {
+        std::error_code ignored;
+        std::filesystem::remove(partial, ignored);
+        throw std::runtime_error(path + ": cannot be written");
+    }
+}
+
+}  // namespace veltrane

@@ -1,0 +1,232 @@
+#include "settings/screen_color.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <numbers>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace veltrane {
+
+namespace {
+
+constexpr double kFullScale = 65535.0;
+
+/// The frame as means over square cells, few enough to look at each one several times; averaging
+/// also takes out grain.
+struct Grid {
+    int width;
+    int height;
+    std::vector<Color> cells;
+};
+
+Color MeanColor(int frameWidth, const std::uint16_t* frame, int left, int top, int right,
+                int bottom) {
+    std::uint64_t sums[3] = {};
+    for (int y = top; y < bottom; ++y) {
+        const std::uint16_t* pixel =
+            frame + (std::size_t{4} * y * frameWidth + std::size_t{4} * left);
+        for (int x = left; x < right; ++x, pixel += 4)
+            for (int c = 0; c < 3; ++c) sums[c] += pixel[c];
+    }
+    const double scale = kFullScale * (right - left) * (bottom - top);
+    return {static_cast<double>(sums[2]) / scale, static_cast<double>(sums[1]) / scale,
+            static_cast<double>(sums[0]) / scale};
+}
+
+Grid Reduce(int width, int height, const std::uint16_t* frame) {
+    constexpr int kLongestSide = 256;
+    const int side = (std::max(width, height) + kLongestSide - 1) / kLongestSide;
+    Grid grid{(width + side - 1) / side, (height + side - 1) / side, {}};
+    grid.cells.reserve(static_cast<std::size_t>(grid.width) * grid.height);
+    for (int y = 0; y < height; y += side)
+        for (int x = 0; x < width; x += side)
+            grid.cells.push_back(MeanColor(width, frame, x, y, std::min(x + side, width),
+                                           std::min(y + side, height)));
+    return grid;
+}
+
+/// Hue in degrees as the keyer measures it: the angle of the colour differences B - Y and R - Y,
+/// 225 for pure green, 173 for yellow, 293 for cyan.
+double Hue(const Color& c) {
+    const double luma = 0.299 * c.red + 0.587 * c.green + 0.114 * c.blue;
+    const double degrees =
+        std::atan2(c.red - luma, c.blue - luma) * 180.0 / std::numbers::pi_v<double>;
+    return degrees < 0 ? degrees + 360.0 : degrees;
+}
+
+/// Whether a screen might have this colour. Hues next to yellow and cyan, where much else in the
+/// world lies, must be vivid; dull colours count only where green stands out clearly.
+bool IsScreenGreen(const Color& c) {
+    if (c.green < 0.05) return false;
+    const double saturation = (c.green - std::min(c.red, c.blue)) / c.green;
+    const double dominance = (c.green - std::max(c.red, c.blue)) / c.green;
+    const bool vivid = saturation >= 0.6;
+    const bool clear = saturation >= 0.3 && dominance >= 0.15;
+    const double hue = Hue(c);
+    return (vivid || clear) && hue >= 170.0 && hue <= 285.0;
+}
+
+/// A histogram of red/green and blue/green: the ratios hold still where the light on a screen
+/// changes.
+class ChromaHistogram {
+public:
+    static constexpr int kSide = 52;
+
+    static int Bin(const Color& c) {
+        return Step(c.blue / c.green) * kSide + Step(c.red / c.green);
+    }
+
+    void Add(const Color& c, double weight) { counts_[Bin(c)] += weight; }
+
+    void Smooth() {
+        constexpr int kRadius = 2;
+        const std::vector<double> before = counts_;
+        for (int y = 0; y < kSide; ++y)
+            for (int x = 0; x < kSide; ++x) {
+                double sum = 0;
+                for (int v = std::max(y - kRadius, 0); v <= std::min(y + kRadius, kSide - 1); ++v)
+                    for (int u = std::max(x - kRadius, 0); u <= std::min(x + kRadius, kSide - 1);
+                         ++u)
+                        sum += before[v * kSide + u];
+                counts_[y * kSide + x] = sum;
+            }
+    }
+
+    /// Marks the bins that belong to the highest peak: those that hang together with it, are not
+    /// far from it and not much emptier.
+    std::vector<bool> Peak() const {
+        std::vector<bool> marked(counts_.size());
+        const auto highest = std::max_element(counts_.begin(), counts_.end());
+        if (*highest <= 0) return marked;
+        const int top = static_cast<int>(highest - counts_.begin());
+        std::vector<int> open{top};
+        while (!open.empty()) {
+            const int bin = open.back();
+            open.pop_back();
+            if (marked[bin]) continue;
+            marked[bin] = true;
+            for (const int next : {bin - 1, bin + 1, bin - kSide, bin + kSide})
+                if (BelongsTo(top, next)) open.push_back(next);
+        }
+        return marked;
+    }
+
+private:
+    /// The reach also keeps a step from wrapping round the end of a row.
+    bool BelongsTo(int top, int bin) const {
+        constexpr double kLowest = 0.04;
+        constexpr int kReach = 14;
+        return bin >= 0 && bin < kSide * kSide && std::abs(bin % kSide - top % kSide) <= kReach &&
+               std::abs(bin / kSide - top / kSide) <= kReach &&
+               counts_[bin] >= kLowest * counts_[top];
+    }
+
+    /// Screen greens have ratios up to just above 1.
+    static int Step(double ratio) {
+        return std::clamp(static_cast<int>(ratio * (kSide - 2)), 0, kSide - 1);
+    }
+
+    std::vector<double> counts_ = std::vector<double>(kSide * kSide);
+};
+
+/// Which cells show the most frequent screen green of the grid.
+std::vector<bool> DominantGreen(const Grid& grid) {
+    ChromaHistogram histogram;
+    std::vector<bool> region(grid.cells.size());
+    for (std::size_t i = 0; i < grid.cells.size(); ++i) {
+        const Color& c = grid.cells[i];
+        region[i] = IsScreenGreen(c);
+        if (region[i]) histogram.Add(c, 1.0 - std::min(c.red, c.blue) / c.green);
+    }
+    histogram.Smooth();
+    const std::vector<bool> peak = histogram.Peak();
+    for (std::size_t i = 0; i < grid.cells.size(); ++i)
+        region[i] = region[i] && peak[ChromaHistogram::Bin(grid.cells[i])];
+    return region;
+}
+
+/// How even the region is: the part of its cells' right and lower neighbours that also belong to
+/// it and are about as bright. Near 1 for a screen, low for foliage, text and coarse noise.
+double Evenness(const Grid& grid, const std::vector<bool>& region) {
+    constexpr double kLargestStep = 0.2;
+    std::int64_t pairs = 0;
+    std::int64_t even = 0;
+    const auto compare = [&](int a, int b) {
+        ++pairs;
+        const double greenA = grid.cells[a].green;
+        const double greenB = grid.cells[b].green;
+        even += region[b] && std::abs(greenA - greenB) <= kLargestStep * std::max(greenA, greenB);
+    };
+    for (int y = 0; y < grid.height; ++y)
+        for (int x = 0; x < grid.width; ++x) {
+            const int cell = y * grid.width + x;
+            if (!region[cell]) continue;
+            if (x + 1 < grid.width) compare(cell, cell + 1);
+            if (y + 1 < grid.height) compare(cell, cell + grid.width);
+        }
+    return pairs == 0 ? 1.0 : static_cast<double>(even) / static_cast<double>(pairs);
+}
+
+/// The part of the frame's upper, left and right border that belongs to the region.
+double BorderShare(const Grid& grid, const std::vector<bool>& region) {
+    int inside = 0;
+    for (int x = 0; x < grid.width; ++x) inside += region[x];
+    for (int y = 0; y < grid.height; ++y) {
+        inside += region[y * grid.width];
+        inside += region[y * grid.width + grid.width - 1];
+    }
+    return static_cast<double>(inside) / (grid.width + 2 * grid.height);
+}
+
+/// Screens are even and stretch beyond the frame; what is even but stands free, clothing say,
+/// passes for one only when it is large.
+bool LooksLikeScreen(const Grid& grid, const std::vector<bool>& region, double coverage) {
+    constexpr double kLeastEvenness = 0.65;
+    constexpr double kWideBorder = 0.08;
+    constexpr double kLeastCoverage = 0.03;
+    constexpr double kLeastFreeCoverage = 0.12;
+    const bool stretches = BorderShare(grid, region) >= kWideBorder;
+    return coverage >= (stretches ? kLeastCoverage : kLeastFreeCoverage) &&
+           Evenness(grid, region) >= kLeastEvenness;
+}
+
+double Median(const Grid& grid, const std::vector<bool>& region, double Color::*channel) {
+    std::vector<double> values;
+    for (std::size_t i = 0; i < grid.cells.size(); ++i)
+        if (region[i]) values.push_back(grid.cells[i].*channel);
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+}  // namespace
+
+std::optional<ScreenColor> FindScreenColor(int width, int height, const std::uint16_t* frame) {
+    if (width < 1 || height < 1) return std::nullopt;
+    const Grid grid = Reduce(width, height, frame);
+    const std::vector<bool> region = DominantGreen(grid);
+    const auto cells = std::count(region.begin(), region.end(), true);
+    const double coverage = static_cast<double>(cells) / static_cast<double>(region.size());
+    if (cells == 0 || !LooksLikeScreen(grid, region, coverage)) return std::nullopt;
+    const Color typical{Median(grid, region, &Color::red), Median(grid, region, &Color::green),
+                        Median(grid, region, &Color::blue)};
+    return ScreenColor{SnapToByteSteps(typical), coverage};
+}
+
+Color AverageColor(int width, int height, const std::uint16_t* frame, int x, int y, int side) {
+    if (x < 0 || y < 0 || x >= width || y >= height || side < 1)
+        throw std::invalid_argument("point " + std::to_string(x) + "," + std::to_string(y) +
+                                    " lies outside the frame of " + std::to_string(width) + " x " +
+                                    std::to_string(height));
+    const int left = std::max(x - side / 2, 0);
+    const int top = std::max(y - side / 2, 0);
+    const int right = std::min(x - side / 2 + side, width);
+    const int bottom = std::min(y - side / 2 + side, height);
+    return MeanColor(width, frame, left, top, right, bottom);
+}
+
+}  // namespace veltrane

@@ -1,0 +1,114 @@
+#include "settings/parameters.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+namespace veltrane {
+namespace {
+
+struct Expected {
+    ParameterKind kind;
+    const char* label;
+    int value, minimum, maximum;
+    int group, governor;
+};
+
+constexpr auto G = ParameterKind::Group;
+constexpr auto S = ParameterKind::Switch;
+constexpr auto N = ParameterKind::Integer;
+
+// Ids are the positions, counted from 1.
+constexpr Expected kExpected[] = {
+    {G, "Basic", 0, 0, 0, 0, 0},
+    {ParameterKind::Choice, "View", 2, 0, 2, 1, 0},
+    {ParameterKind::Color, "Key Color", 0, 0, 1, 1, 0},
+    {S, "Smooth BG", 1, 0, 1, 1, 0},
+    {N, "Shadow", 100, 0, 100, 1, 0},
+    {N, "Clip Black", 0, 0, 100, 1, 0},
+    {N, "Clip White", 100, 0, 100, 1, 0},
+    {G, "DeBlocking Group", 0, 0, 0, 1, 0},
+    {S, "DeBlocking", 0, 0, 1, 8, 0},
+    {N, "DeBlock Value", 1, 1, 10, 8, 9},
+    {G, "Edge Contract Group", 0, 0, 0, 1, 0},
+    {S, "Edge Contract", 0, 0, 1, 11, 0},
+    {N, "Contract Mask", 2, 1, 10, 11, 12},
+    {N, "Contract Threshold", 10, 0, 50, 11, 12},
+    {G, "Edge Blur Group", 0, 0, 0, 1, 0},
+    {S, "Edge Blur", 0, 0, 1, 15, 0},
+    {N, "Mask Blur Radius (pixel)", 2, 1, 100, 15, 16},
+    {N, "Mask Blur Value", 50, 0, 100, 15, 16},
+    {G, "Hue", 0, 0, 0, 1, 0},
+    {N, "skin, hair color Hue", 0, -50, 50, 19, 0},
+    {N, "blue Hue", 0, -50, 50, 19, 0},
+    {G, "Advanced", 0, 0, 0, 0, 0},
+    {G, "Despill", 0, 0, 0, 22, 0},
+    {N, "white, gray", 20, 0, 100, 23, 0},
+    {N, "skin, hair color", 20, 0, 100, 23, 0},
+    {N, "blue", 0, 0, 100, 23, 0},
+    {N, "Screen Gain", 33, 0, 100, 22, 0},
+};
+
+TEST(Parameters, HoldTheKnownFigures) {
+    ASSERT_EQ(Parameters().size(), std::size(kExpected));
+    for (std::size_t i = 0; i < std::size(kExpected); ++i) {
+        const Parameter& row = Parameters()[i];
+        const Expected& expected = kExpected[i];
+        SCOPED_TRACE(expected.label);
+        EXPECT_EQ(row.id, static_cast<int>(i) + 1);
+        EXPECT_EQ(&Row(static_cast<ParameterId>(row.id)), &row);
+        EXPECT_EQ(row.kind, expected.kind);
+        EXPECT_EQ(row.key, std::string("VeltraneGreen::") + expected.label);
+        EXPECT_EQ(row.defaultValue, expected.value);
+        EXPECT_EQ(row.minimum, expected.minimum);
+        EXPECT_EQ(row.maximum, expected.maximum);
+        EXPECT_EQ(row.flags, expected.governor != 0 ? 4u : 0u);
+        EXPECT_EQ(row.group, expected.group);
+        EXPECT_EQ(row.governor, expected.governor);
+    }
+}
+
+TEST(Parameters, GroupsNestAndGovernorsSwitch) {
+    for (const Parameter& row : Parameters()) {
+        SCOPED_TRACE(row.key);
+        EXPECT_LT(row.group, row.id);
+        if (row.group != 0) {
+            EXPECT_EQ(Parameters()[row.group - 1].kind, ParameterKind::Group);
+        }
+        if (row.governor != 0) {
+            EXPECT_EQ(Parameters()[row.governor - 1].kind, ParameterKind::Switch);
+        }
+    }
+}
+
+TEST(Parameters, NamesAreUniqueAndFound) {
+    std::set<std::string> names;
+    for (const Parameter& row : Parameters()) {
+        SCOPED_TRACE(row.key);
+        EXPECT_EQ(row.kind == ParameterKind::Group, std::string(row.name).empty());
+        EXPECT_STRNE(row.help, "");
+        if (row.kind == ParameterKind::Group) continue;
+        EXPECT_TRUE(names.insert(row.name).second) << row.name;
+        EXPECT_EQ(FindParameter(row.name), &row);
+    }
+    EXPECT_EQ(names.size(), 20u);
+    EXPECT_EQ(FindParameter("shadows"), nullptr);
+    EXPECT_EQ(FindParameter(""), nullptr);
+}
+
+TEST(Parameters, LabelsChoicesAndProblems) {
+    EXPECT_EQ(Label("VeltraneGreen::Key Color"), "Key Color");
+    EXPECT_EQ(Label("plain"), "plain");
+    const Parameter& view = Row(ParameterId::View);
+    ASSERT_EQ(ChoiceKeys(view).size(), 3u);
+    EXPECT_STREQ(ChoiceKeys(view)[1], "VeltraneGreen::Matte");
+    EXPECT_EQ(ChoiceNames(view), (std::vector<std::string>{"source", "matte", "result"}));
+    EXPECT_TRUE(ChoiceKeys(Row(ParameterId::Shadow)).empty());
+    EXPECT_EQ(ProblemWith(Row(ParameterId::Shadow), 140), "shadow must be 0 to 100, not 140");
+    EXPECT_EQ(ProblemWith(Row(ParameterId::SkinHue), -51), "skin-hue must be -50 to 50, not -51");
+    EXPECT_EQ(ProblemWith(Row(ParameterId::SkinHue), -50), "");
+}
+
+}  // namespace
+}  // namespace veltrane
