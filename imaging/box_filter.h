@@ -39,29 +39,29 @@ public:
     using Sums = std::array<RunningSum, Range::kCount>;
 
     BoxSums(const Sample* source, int width, int height, std::ptrdiff_t pitch, int radius)
-        : m_source(source),
-          m_pitch(pitch),
-          m_columnAxis{width, radius},
-          m_rowAxis{height, radius},
-          m_columns(static_cast<std::size_t>(width) * Range::kCount, 0) {
-        for (std::int64_t y = 0; y < m_rowAxis.High(0) - 1; ++y) Add(y);
+        : source_(source),
+          pitch_(pitch),
+          columnAxis_{width, radius},
+          rowAxis_{height, radius},
+          columns_(static_cast<std::size_t>(width) * Range::kCount, 0) {
+        for (std::int64_t y = 0; y < rowAxis_.High(0) - 1; ++y) Add(y);
     }
 
     /// Moves the window down to row y; rows are taken in order from 0.
     void EnterRow(std::int64_t y) {
-        if (y > m_rowAxis.radius) Subtract(y - m_rowAxis.radius - 1);
-        if (y + m_rowAxis.radius < m_rowAxis.size) Add(y + m_rowAxis.radius);
+        if (y > rowAxis_.radius) Subtract(y - rowAxis_.radius - 1);
+        if (y + rowAxis_.radius < rowAxis_.size) Add(y + rowAxis_.radius);
     }
 
     /// Calls emit(x, sums) for every window of the current row.
     template <class Emit>
     void ForEachWindow(Emit emit) const {
-        const std::int64_t radius = m_columnAxis.radius;
+        const std::int64_t radius = columnAxis_.radius;
         Sums sums{};
-        for (std::int64_t x = 0; x < m_columnAxis.High(0) - 1; ++x) Slide<1>(sums, x);
-        for (std::int64_t x = 0; x < m_columnAxis.size; ++x) {
+        for (std::int64_t x = 0; x < columnAxis_.High(0) - 1; ++x) Slide<1>(sums, x);
+        for (std::int64_t x = 0; x < columnAxis_.size; ++x) {
             if (x > radius) Slide<-1>(sums, x - radius - 1);
-            if (x + radius < m_columnAxis.size) Slide<1>(sums, x + radius);
+            if (x + radius < columnAxis_.size) Slide<1>(sums, x + radius);
             emit(static_cast<int>(x), sums);
         }
     }
@@ -77,27 +77,27 @@ private:
 
     template <class Apply>
     void ForEachSample(std::int64_t y, Apply apply) {
-        const Sample* pixel = m_source + y * m_pitch + Range::kFirst;
-        ColumnSum* sum = m_columns.data();
-        for (std::int64_t x = 0; x < m_columnAxis.size; ++x, pixel += Range::kStride) {
+        const Sample* pixel = source_ + y * pitch_ + Range::kFirst;
+        ColumnSum* sum = columns_.data();
+        for (std::int64_t x = 0; x < columnAxis_.size; ++x, pixel += Range::kStride) {
             for (int e = 0; e < Range::kCount; ++e) apply(*sum++, pixel[e]);
         }
     }
 
     template <int sign>
     void Slide(Sums& sums, std::int64_t x) const {
-        const ColumnSum* column = m_columns.data() + x * Range::kCount;
+        const ColumnSum* column = columns_.data() + x * Range::kCount;
         for (int e = 0; e < Range::kCount; ++e) {
             const RunningSum value = static_cast<RunningSum>(column[e]);
             sums[e] = sign > 0 ? sums[e] + value : sums[e] - value;
         }
     }
 
-    const Sample* m_source;
-    std::ptrdiff_t m_pitch;
-    ClippedWindow m_columnAxis;
-    ClippedWindow m_rowAxis;
-    std::vector<ColumnSum> m_columns;
+    const Sample* source_;
+    std::ptrdiff_t pitch_;
+    ClippedWindow columnAxis_;
+    ClippedWindow rowAxis_;
+    std::vector<ColumnSum> columns_;
 };
 
 }  // namespace veltrane

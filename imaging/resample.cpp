@@ -119,16 +119,16 @@ void FilterRow(const unsigned char* packed, const Axis& axis, std::int32_t* filt
 class RowRing {
 public:
     RowRing(int rows, int width)
-        : m_rows(std::max(rows, 1)),
-          m_pitch(static_cast<std::size_t>(width) * kColors),
-          m_values(m_rows * m_pitch) {}
+        : rows_(std::max(rows, 1)),
+          pitch_(static_cast<std::size_t>(width) * kColors),
+          values_(rows_ * pitch_) {}
 
-    std::int32_t* Row(int y) { return m_values.data() + y % m_rows * m_pitch; }
+    std::int32_t* Row(int y) { return values_.data() + y % rows_ * pitch_; }
 
 private:
-    std::size_t m_rows;
-    std::size_t m_pitch;
-    std::vector<std::int32_t> m_values;
+    std::size_t rows_;
+    std::size_t pitch_;
+    std::vector<std::int32_t> values_;
 };
 
 /// Filters across the rows; rounded to nearest and clamped.

@@ -24,30 +24,30 @@ constexpr float kHueChroma = 50.0f;
 class ToneCurve {
 public:
     ToneCurve()
-        : m_gain(static_cast<float>(255.0 / std::log10(kCurveRange))),
-          m_toeSlope(
-              static_cast<float>(65.0 / ((std::pow(10.0, 60.0 / m_gain) - 1.0) * kBaseLevel))) {}
+        : gain_(static_cast<float>(255.0 / std::log10(kCurveRange))),
+          toeSlope_(
+              static_cast<float>(65.0 / ((std::pow(10.0, 60.0 / gain_) - 1.0) * kBaseLevel))) {}
 
     /// Linear light of a component. Above the toe double precision is kept, without which not every
     /// component would come back.
     double Linear(unsigned char component) const {
         if (component >= kToeLevel) {
-            return (std::pow(10.0, component / static_cast<double>(m_gain)) - 1.0) * kBaseLevel;
+            return (std::pow(10.0, component / static_cast<double>(gain_)) - 1.0) * kBaseLevel;
         }
-        return (component + 5.0f) / m_toeSlope;
+        return (component + 5.0f) / toeSlope_;
     }
 
     /// The component that shows when only a part f of the light is left.
     unsigned char Darkened(double linear, float f) const {
         const double light = linear * f / 255.0 + kBase;
-        float value = static_cast<float>((std::log10(light) - std::log10(kBase)) * m_gain);
-        if (value < kToeLevel) value = m_toeSlope * static_cast<float>(linear) * f - 5.0f;
+        float value = static_cast<float>((std::log10(light) - std::log10(kBase)) * gain_);
+        if (value < kToeLevel) value = toeSlope_ * static_cast<float>(linear) * f - 5.0f;
         return static_cast<unsigned char>(TruncateToInt(Clamp(value, 0.0f, 255.0f)));
     }
 
 private:
-    float m_gain;
-    float m_toeSlope;
+    float gain_;
+    float toeSlope_;
 };
 
 void Empty(unsigned char* pixel) {

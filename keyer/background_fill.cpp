@@ -73,7 +73,7 @@ enum : unsigned char { kNoHole = 0, kInside = 1, kRim = 255 };
 class HoleMap {
 public:
     HoleMap(const Image& image, int pitch)
-        : m_pitch(pitch), m_marks(static_cast<std::size_t>(pitch) * image.height, kNoHole) {
+        : pitch_(pitch), marks_(static_cast<std::size_t>(pitch) * image.height, kNoHole) {
         for (int y = 0; y < image.height; ++y) {
             for (int x = 0; x < image.width; ++x) {
                 if (IsEmpty(image.Pixel(x, y))) At(x, y) = Classify(image, x, y);
@@ -81,7 +81,7 @@ public:
         }
     }
 
-    unsigned char& At(int x, int y) { return m_marks[static_cast<std::size_t>(y) * m_pitch + x]; }
+    unsigned char& At(int x, int y) { return marks_[static_cast<std::size_t>(y) * pitch_ + x]; }
 
 private:
     static unsigned char Classify(const Image& image, int x, int y) {
@@ -92,8 +92,8 @@ private:
         return mark;
     }
 
-    int m_pitch;
-    std::vector<unsigned char> m_marks;
+    int pitch_;
+    std::vector<unsigned char> marks_;
 };
 
 /// Fills one run of empty pixels between the colours at its two ends. The divisor is one more than

@@ -90,18 +90,18 @@ template <class Sample>
 class MatteClip {
 public:
     explicit MatteClip(const Controls& c)
-        : m_active(c.clipWhite < 100 || c.clipBlack > 0),
-          m_low(Level(c.clipBlack)),
-          m_high(Level(c.clipWhite)) {
-        if (m_low == m_high) m_low = m_high + 1;
+        : active_(c.clipWhite < 100 || c.clipBlack > 0),
+          low_(Level(c.clipBlack)),
+          high_(Level(c.clipWhite)) {
+        if (low_ == high_) low_ = high_ + 1;
     }
 
     void Apply(Sample* output, std::size_t pixels) const {
-        if (!m_active) return;
+        if (!active_) return;
         const CImagingORV imaging;
         for (std::size_t i = 0; i < pixels; ++i) {
             Sample& alpha = output[i * kElements + kAlpha];
-            const int clipped = imaging.LinerInter(alpha, m_low, m_high, 0, kFull);
+            const int clipped = imaging.LinerInter(alpha, low_, high_, 0, kFull);
             alpha = static_cast<Sample>(Clamp(clipped, 0, kFull));
         }
     }
@@ -113,9 +113,9 @@ private:
         return RoundHalfUp(percent * static_cast<double>(kFull) / 100.0);
     }
 
-    bool m_active;
-    int m_low;
-    int m_high;
+    bool active_;
+    int low_;
+    int high_;
 };
 
 template <class Sample>
