@@ -78,6 +78,25 @@ std::vector<T> StudioFrame(Random& random, int width, int height, const int (&sc
     return frame;
 }
 
+/// A calm shot: the screen with falloff and light grain, and in front of it blocks of the colours
+/// of a studio frame.
+template <typename T>
+std::vector<T> CalmFrame(Random& random, int width, int height, const int (&screen)[3]) {
+    constexpr int kBlock = 40;
+    const int blocks = width / kBlock + 1;
+    const auto subjects = StudioFrame<T>(random, blocks, height / kBlock + 1, screen);
+    std::vector<T> frame(size_t(width) * height * 4);
+    for (size_t i = 0; i < frame.size(); ++i) {
+        const int e = i % 4, x = int(i / 4) % width, y = int(i / 4) / width;
+        const int block = y / kBlock * blocks + x / kBlock;
+        const int falloff = 110 - 30 * (x + y) / (width + height);
+        int value = e == 3 ? 255 * kUnit<T> : screen[e] * kUnit<T> * falloff / 100;
+        if (block % 4 == 1) value = subjects[4 * block + e];
+        frame[i] = static_cast<T>(std::clamp(value + random(-kUnit<T>, kUnit<T>), 0, kFull<T>));
+    }
+    return frame;
+}
+
 /// Whether two frames are equal; the message names the first difference as pixel and element.
 template <typename T>
 [[nodiscard]] ::testing::AssertionResult Same(const std::vector<T>& expected,

@@ -1,0 +1,198 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <new>
+#include <optional>
+
+#include "tests/keyer/entry_call.h"
+
+namespace {
+
+// Every block is preceded by its size, so that the bytes held can be counted.
+constexpr size_t kHeader = 64;
+size_t heldBytes = 0;
+size_t peakBytes = 0;
+long allocationsLeft = -1;    // before one fails; negative never fails
+bool refused = false;         // whether one did
+void (*failure)() = nullptr;  // throws
+
+void* Allocate(size_t size) {
+    if (allocationsLeft-- == 0) {
+        refused = true;
+        failure();
+    }
+    char* block = static_cast<char*>(
+        std::aligned_alloc(kHeader, (size + 2 * kHeader - 1) / kHeader * kHeader));
+    if (!block) throw std::bad_alloc();
+    *reinterpret_cast<size_t*>(block) = size;
+    heldBytes += size;
+    peakBytes = std::max(peakBytes, heldBytes);
+    return block + kHeader;
+}
+
+void Release(void* memory) noexcept {
+    if (!memory) return;
+    char* block = static_cast<char*>(memory) - kHeader;
+    heldBytes -= *reinterpret_cast<size_t*>(block);
+    std::free(block);
+}
+
+}  // namespace
+
+void* operator new(size_t size) {
+    return Allocate(size);
+}
+void* operator new[](size_t size) {
+    return Allocate(size);
+}
+void* operator new(size_t size, std::align_val_t) {
+    return Allocate(size);
+}
+void* operator new[](size_t size, std::align_val_t) {
+    return Allocate(size);
+}
+void operator delete(void* memory) noexcept {
+    Release(memory);
+}
+void operator delete[](void* memory) noexcept {
+    Release(memory);
+}
+void operator delete(void* memory, size_t) noexcept {
+    Release(memory);
+}
+void operator delete[](void* memory, size_t) noexcept {
+    Release(memory);
+}
+void operator delete(void* memory, std::align_val_t) noexcept {
+    Release(memory);
+}
+void operator delete[](void* memory, std::align_val_t) noexcept {
+    Release(memory);
+}
+void operator delete(void* memory, size_t, std::align_val_t) noexcept {
+    Release(memory);
+}
+void operator delete[](void* memory, size_t, std::align_val_t) noexcept {
+    Release(memory);
+}
+
+namespace veltrane::testing {
+namespace {
+
+void FailAsMemory() {
+    throw std::bad_alloc();
+}
+
+struct Outcome {
+    bool refused;   // whether the call asked for memory often enough
+    bool balanced;  // whether it gave all of it back
+};
+
+/// Runs a call in which the allocation of the given number (from 0) fails.
+template <typename Call>
+Outcome RunWithFailure(long number, void (*thrower)(), Call call) {
+    const size_t before = heldBytes;
+    failure = thrower;
+    refused = false;
+    allocationsLeft = number;
+    call();
+    allocationsLeft = -1;
+    return {refused, heldBytes == before};
+}
+
+template <typename T>
+class Allocation : public ::testing::Test {
+protected:
+    static constexpr int kWidth = 48, kHeight = 31;
+    Random random{61};
+    std::vector<T> source = CalmFrame<T>(random, kWidth, kHeight, kScreen);
+    std::vector<T> target = std::vector<T>(source.size());
+    Record<T> record = DefaultRecord(source, target, kWidth, kHeight);
+
+    void SetUp() override {
+        record.deblockValue = 2;
+        record.contractMask = 2;
+        record.maskBlurRadius = 3;
+        record.maskBlurValue = 50;
+        SetPair(record.shadow, 50);
+    }
+};
+TYPED_TEST_SUITE(Allocation, Depths);
+
+TYPED_TEST(Allocation, EveryFailureInTheDriverGivesStatusOne) {
+    for (unsigned smoothBG : {0u, 1u}) {
+        for (unsigned interlaced : {0u, 1u}) {
+            this->record.smoothBG = smoothBG;
+            unsigned status = 1;
+            long number = 0;
+            for (; status == 1; ++number) {
+                const auto outcome = RunWithFailure(
+                    number, FailAsMemory, [&] { status = Drive(&this->record, interlaced); });
+                EXPECT_TRUE(outcome.balanced) << "allocation " << number;
+                ASSERT_EQ(status, outcome.refused ? 1u : 0u) << "allocation " << number;
+            }
+            EXPECT_GT(number, smoothBG ? 10 : 5);
+        }
+    }
+}
+
+TYPED_TEST(Allocation, WhatElseIsThrownHasItsOwnStatus) {
+    static CMemoryException exhausted;
+    unsigned status = 0;
+    RunWithFailure(
+        0, [] { throw &exhausted; }, [&] { status = Drive(&this->record); });
+    EXPECT_EQ(status, 3u);
+    RunWithFailure(
+        0, [] { throw 5; }, [&] { status = Drive(&this->record); });
+    EXPECT_EQ(status, 1u);
+}
+
+TYPED_TEST(Allocation, RefusedRecordAsksForNoMemory) {
+    this->record.screenGain[0] = 31;
+    unsigned status = 0;
+    const auto outcome = RunWithFailure(0, FailAsMemory, [&] { status = Drive(&this->record, 1); });
+    EXPECT_EQ(status, 2u);
+    EXPECT_FALSE(outcome.refused);
+}
+
+TYPED_TEST(Allocation, EntryGivesEverythingBack) {
+    const EntryCall call = EntryCall::Everything();
+    long number = 0;
+    for (bool reached = true; reached; ++number) {
+        bool threw = false;
+        const auto outcome = RunWithFailure(number, FailAsMemory, [&] {
+            try {
+                call(this->target.data(), this->source.data(), this->kWidth, this->kHeight);
+            } catch (const std::bad_alloc&) {
+                threw = true;
+            }
+        });
+        reached = outcome.refused;
+        EXPECT_TRUE(outcome.balanced) << "allocation " << number;
+        EXPECT_FALSE(threw && sizeof(TypeParam) == 2) << "allocation " << number;
+    }
+    EXPECT_GT(number, 10);
+}
+
+TEST(Memory, OneCallHoldsAtMostTwoFrames) {
+    constexpr int kWidth = 960, kHeight = 540;
+    constexpr size_t kFrame = size_t(kWidth) * kHeight * 4 * sizeof(unsigned short);
+    // The alpha curve, the background model of at most 320 x 320 pixels and row buffers.
+    constexpr size_t kTables = 1 << 20;
+    Random random(62);
+    auto source = CalmFrame<unsigned short>(random, kWidth, kHeight, kScreen);
+    std::vector<unsigned short> target(source.size());
+    for (int smoothBG : {0, 1}) {
+        EntryCall call = EntryCall::Everything();
+        call.smoothBG = smoothBG;
+        const size_t before = heldBytes;
+        peakBytes = before;
+        call(target.data(), source.data(), kWidth, kHeight);
+        EXPECT_LE(peakBytes - before, 2 * kFrame + kTables);
+        EXPECT_GE(peakBytes - before, size_t{65536});
+        RecordProperty(smoothBG ? "smooth" : "direct", std::to_string(peakBytes - before));
+    }
+}
+
+}  // namespace
+}  // namespace veltrane::testing

@@ -1,0 +1,381 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/keyer/records.h"
+
+namespace veltrane::testing {
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+const Stages stages;
+
+struct Tables {
+    std::vector<float> I = std::vector<float>(256, -999.0f);
+    std::vector<float> Q = I;
+};
+
+/// One channel of the screen at a fraction of its light, through the tone curve and its toe.
+int Darken(int component, float light) {
+    const float k = static_cast<float>(255.0 / std::log10(34.33333407839141));
+    const double span = 7.649999618530273, toe = 0.029999999329447746;
+    const float s = static_cast<float>(65.0 / ((std::pow(10.0, 60.0 / double(k)) - 1.0) * span));
+    const double L = component >= 60 ? (std::pow(10.0, component / double(k)) - 1.0) * span
+                                     : double((component + 5) / s);
+    float v = static_cast<float>((std::log10(L * light / 255.0 + toe) - std::log10(toe)) * k);
+    if (v < 60.0f) v = s * float(L) * light - 5.0f;
+    return static_cast<int>(std::clamp(v, 0.0f, 255.0f));
+}
+
+Tables PlainCorrect(int R, int G, int B) {
+    Tables tables;
+    for (int t = 0; t < 10000; ++t) {
+        const float light = t / 9999.0f;
+        const YIQ c = stages.RGBtoYIQ(Darken(R, light), Darken(G, light), Darken(B, light));
+        const int j = static_cast<int>(std::clamp(c.Y, 0.0f, 255.0f));
+        tables.I[j] = c.I;
+        tables.Q[j] = c.Q;
+    }
+    std::fill_n(tables.I.begin(), 80, tables.I[80]);
+    std::fill_n(tables.Q.begin(), 80, tables.Q[80]);
+    const YIQ key = stages.RGBtoYIQ(R, G, B);
+    std::replace(tables.I.begin(), tables.I.end(), -999.0f, key.I);
+    std::replace(tables.Q.begin(), tables.Q.end(), -999.0f, key.Q);
+    return tables;
+}
+
+Tables Correct(int R, int G, int B) {
+    Tables tables;
+    EXPECT_EQ(
+        stages.MakeBCCorrect(R, G, B, stages.RGBtoYIQ(R, G, B), tables.I.data(), tables.Q.data()),
+        1u);
+    return tables;
+}
+
+TEST(BackgroundColour, TablesMatchThePlainForm) {
+    Random random(41);
+    for (int n = 0; n < 25; ++n) {
+        const int R = random.Biased(0, 255), G = random.Biased(0, 255), B = random.Biased(0, 255);
+        const Tables expected = PlainCorrect(R, G, B), actual = Correct(R, G, B);
+        EXPECT_EQ(expected.I, actual.I) << R << "," << G << "," << B;
+        EXPECT_EQ(expected.Q, actual.Q) << R << "," << G << "," << B;
+    }
+    Tables tables;
+    EXPECT_EQ(stages.MakeBCCorrect(9, 9, 9, {}, nullptr, tables.Q.data()), 0u);
+    EXPECT_EQ(stages.MakeBCCorrect(9, 9, 9, {}, tables.I.data(), nullptr), 0u);
+}
+
+TEST(BackgroundColour, FullLightGivesBackEveryComponent) {
+    for (int component = 0; component < 256; ++component) {
+        const int keys[][3] = {{component, 220, 60}, {60, 220, component}, {200, component, 200}};
+        for (const auto& [R, G, B] : keys) {
+            const Tables tables = Correct(R, G, B);
+            const YIQ key = stages.RGBtoYIQ(R, G, B);
+            ASSERT_GE(key.Y, 80);
+            ASSERT_EQ(tables.I[int(key.Y)], key.I) << R << "," << G << "," << B;
+            ASSERT_EQ(tables.Q[int(key.Y)], key.Q) << R << "," << G << "," << B;
+            ASSERT_EQ(tables.I[0], tables.I[80]);
+            ASSERT_EQ(tables.Q[79], tables.Q[80]);
+        }
+    }
+}
+
+TEST(BackgroundExtract, MatchesThePlainForm) {
+    Random random(42);
+    int kept = 0, emptied = 0, marked = 0;
+    for (int n = 0; n < 40; ++n) {
+        const int width = random(1, 33), height = random(1, 20), pitch = width * 4 + random(0, 3);
+        const int R = kScreen[2] + random(-30, 30), G = kScreen[1] + random(-30, 30),
+                  B = kScreen[0] + random(-30, 30);
+        const int lower = random.Biased(120, 170), upper = random.Biased(250, 330);
+        Bytes image = StudioFrame<unsigned char>(random, pitch, height, {B, G, R});
+        image.resize(size_t(pitch) * height);
+        const int rowBytes = (width + 3) / 4 * 4;
+        Bytes map(size_t(rowBytes) * height, 99), expected = image, expectedMap = map;
+        const Tables tables = PlainCorrect(R, G, B);
+        const auto slope = [](int hue) {
+            const YIQ edge = stages.HLStoYIQ({float(hue), 128.0f, 50.0f});
+            return edge.Q / edge.I;
+        };
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                unsigned char* pixel = &expected[y * pitch + 4 * x];
+                const YIQ c = stages.RGBtoYIQ(pixel[2], pixel[1], pixel[0]);
+                const float dI = c.I - tables.I[int(c.Y)], dQ = c.Q - tables.Q[int(c.Y)];
+                const bool outside = c.I * slope(lower) <= c.Q || c.I * slope(upper) <= c.Q;
+                const bool other = !outside && std::sqrt(dQ * dQ + dI * dI) > 20.0f;
+                if (outside || other) pixel[0] = pixel[1] = pixel[2] = 0;
+                expectedMap[y * rowBytes + x] = other ? 255 : 0;
+                ++(outside ? emptied : other ? marked : kept);
+            }
+        }
+        EXPECT_EQ(stages.ExtractBack32bit(image.data(), map.data(), width, height, pitch, R, G, B,
+                                          lower, upper),
+                  1u);
+        ASSERT_TRUE(Same(expected, image, pitch, 1)) << "case " << n;
+        ASSERT_TRUE(Same(expectedMap, map, rowBytes, 1)) << "case " << n;
+    }
+    EXPECT_GT(std::min({kept, emptied, marked}), 100);
+    Bytes pixel{1, 2, 3, 4}, one(4, 7);
+    EXPECT_EQ(stages.ExtractBack32bit(nullptr, one.data(), 1, 1, 4, 0, 9, 0, 120, 250), 0u);
+    EXPECT_EQ(stages.ExtractBack32bit(pixel.data(), nullptr, 1, 1, 4, 0, 9, 0, 120, 250), 0u);
+    EXPECT_EQ(stages.ExtractBack32bit(pixel.data(), one.data(), 0, 1, 4, 0, 9, 0, 120, 250), 1u);
+    EXPECT_EQ(pixel, (Bytes{1, 2, 3, 4}));
+}
+
+/// A frame of small and large values with holes (elements 0..2 are 0) of a given share per cent.
+Bytes Holed(Random& random, int width, int height, int share) {
+    Bytes image = RandomSamples<unsigned char>(random, size_t(width) * height * 4);
+    const bool dark = random.OneIn(3);
+    for (size_t i = 0; i < image.size(); i += 4) {
+        if (dark)
+            for (int e = 0; e < 3; ++e) image[i + e] %= 3;
+        if (random(1, 100) <= share) image[i] = image[i + 1] = image[i + 2] = 0;
+    }
+    return image;
+}
+
+TEST(BackgroundContract, MatchesThePlainForm) {
+    Random random(43);
+    for (int n = 0; n < 200; ++n) {
+        const int width = random(1, 15), height = random(1, 15), steps = random(0, 4);
+        Bytes image = Holed(random, width, height, random(0, 20));
+        Bytes expected = image;
+        for (int step = 0; step < steps; ++step) {
+            const Bytes before = expected;
+            for (int i = 0; i < width * height * 9; ++i) {
+                const int x = i / 9 % width, y = i / 9 / width;
+                const int nx = x + i % 3 - 1, ny = y + i / 3 % 3 - 1;
+                if (nx < 0 || ny < 0 || nx >= width || ny >= height || (nx == x && ny == y))
+                    continue;
+                if (before[4 * (ny * width + nx) + 2] == 0)
+                    std::fill_n(&expected[4 * (y * width + x)], 3, 0);
+            }
+        }
+        EXPECT_EQ(stages.ContractBack32bit(image.data(), width, height, width * 4, steps), 1u);
+        ASSERT_TRUE(Same(expected, image, width)) << "case " << n << " steps " << steps;
+    }
+}
+
+TEST(BackgroundContract, OneHoleGrowsToSevenBySeven) {
+    Bytes image(11 * 11 * 4, 200);
+    std::fill_n(&image[4 * (5 * 11 + 5)], 3, 0);
+    stages.ContractBack32bit(image.data(), 11, 11, 44, 3);
+    for (int y = 0; y < 11; ++y) {
+        for (int x = 0; x < 11; ++x) {
+            const bool hole = std::abs(x - 5) <= 3 && std::abs(y - 5) <= 3;
+            for (int e = 0; e < 4; ++e)
+                EXPECT_EQ(image[4 * (y * 11 + x) + e], hole && e < 3 ? 0 : 200) << x << "," << y;
+        }
+    }
+}
+
+/// The fill on whole pixels, with the neighbourhoods searched anew each time.
+class PlainFill {
+public:
+    PlainFill(const Bytes& image, int w, int h) : pixels(image), width(w), height(h) {}
+
+    Bytes Run(int red, int green, int blue) {
+        int fallback[3] = {blue, green, red}, count = 0;
+        int64_t sums[3] = {0, 0, 0};
+        for (int i = 0; i < width * height; ++i) {
+            if (Empty(pixels, i)) continue;
+            ++count;
+            for (int e = 0; e < 3; ++e) sums[e] += pixels[4 * i + e];
+        }
+        for (int e = 0; e < 3 && count > 0; ++e) fallback[e] = int(sums[e] / count);
+        std::vector<int> ring(size_t(width) * height, 0);
+        for (int i = 0; i < width * height; ++i) {
+            if (!Empty(pixels, i)) continue;
+            ring[i] = 1;
+            ForNeighbours(i, [&](int n) {
+                if (!Empty(pixels, n)) ring[i] = 255;
+            });
+        }
+        for (int y = 0; y < height; ++y) FillRow(y * width, fallback);
+        Refine(ring);
+        return pixels;
+    }
+
+private:
+    static bool Empty(const Bytes& image, int i) {
+        return image[4 * i] == 0 && image[4 * i + 1] == 0 && image[4 * i + 2] == 0;
+    }
+
+    template <typename Visit>
+    void ForNeighbours(int i, Visit visit) const {
+        for (int y = i / width - 1; y <= i / width + 1; ++y)
+            for (int x = i % width - 1; x <= i % width + 1; ++x)
+                if (x >= 0 && y >= 0 && x < width && y < height && y * width + x != i)
+                    visit(y * width + x);
+    }
+
+    void FillRow(int start, const int (&fallback)[3]) {
+        const Bytes before = pixels;
+        for (int x = 0; x < width; ++x) {
+            if (!Empty(before, start + x)) continue;
+            int from = x, to = x;  // the run, and the pixels on its two sides
+            while (from > 0 && Empty(before, start + from - 1)) --from;
+            while (to < width - 1 && Empty(before, start + to + 1)) ++to;
+            const int left = from > 0 ? from - 1 : to + 1, right = to < width - 1 ? to + 1 : left;
+            for (int e = 0; e < 3; ++e) {
+                const auto at = [&](int column) { return int(before[4 * (start + column) + e]); };
+                float value = float(fallback[e]);
+                if (from > 0 || to < width - 1)
+                    value = float((x - from + 1) * (at(right) - at(left))) / float(to - from + 3) +
+                            float(at(left));
+                pixels[4 * (start + x) + e] = static_cast<unsigned char>(value);
+            }
+        }
+    }
+
+    void Refine(std::vector<int> ring) {
+        bool changed = true;
+        for (int k = 1; changed && k <= width * height; ++k) {
+            changed = false;
+            const Bytes before = pixels;
+            const auto oldRing = ring;
+            for (int i = 0; i < width * height; ++i) {
+                if (oldRing[i] != 255 || !Average(before, i, k)) continue;
+                ring[i] = 0;
+                ForNeighbours(i, [&](int n) {
+                    if (oldRing[n] == 1) ring[n] = 255, changed = true;
+                });
+            }
+        }
+    }
+
+    bool Average(const Bytes& before, int i, int k) {
+        int sums[3] = {0, 0, 0}, count = 0;
+        for (int y = std::max(0, i / width - k); y <= std::min(height - 1, i / width + k); ++y) {
+            const int n = y * width + i % width;
+            if (n == i || Empty(before, n)) continue;
+            ++count;
+            for (int e = 0; e < 3; ++e) sums[e] += before[4 * n + e];
+        }
+        for (int e = 0; e < 3 && count > 0; ++e)
+            pixels[4 * i + e] = static_cast<unsigned char>((float(sums[e]) + 0.5f) / float(count));
+        return count > 0;
+    }
+
+    Bytes pixels;
+    int width;
+    int height;
+};
+
+TEST(BackgroundExpand, MatchesThePlainForm) {
+    Random random(44);
+    for (int n = 0; n < 400; ++n) {
+        const int width = random(1, 24), height = random(1, 24), share = random.Biased(0, 100);
+        Bytes image = Holed(random, width, height, share);
+        for (int block = random(0, 2); block > 0; --block) {
+            const int x0 = random(0, width - 1), y0 = random(0, height - 1);
+            for (int y = y0; y < std::min(height, y0 + 12); ++y)
+                for (int x = x0; x < std::min(width, x0 + 12); ++x)
+                    std::fill_n(&image[4 * (y * width + x)], 3, 0);
+        }
+        const Bytes expected = PlainFill(image, width, height).Run(11, 22, 33);
+        EXPECT_EQ(stages.ExpandBack32bit8(image.data(), width, height, width * 4, 11, 22, 33), 1u);
+        ASSERT_TRUE(Same(expected, image, width))
+            << "case " << n << ": " << width << "x" << height << " holes " << share;
+    }
+    EXPECT_EQ(stages.ExpandBack32bit8(nullptr, 1, 1, 4, 0, 0, 0), 0u);
+}
+
+TEST(BackgroundExpand, WorkedRows) {
+    const auto grey = [](std::initializer_list<int> levels) {
+        Bytes row;
+        for (int level : levels)
+            row.insert(row.end(), {Bytes::value_type(level), Bytes::value_type(level),
+                                   Bytes::value_type(level), 5});
+        return row;
+    };
+    const auto expectFilled = [](Bytes row, const Bytes& expected, int width) {
+        stages.ExpandBack32bit8(row.data(), width, int(row.size()) / width / 4, width * 4, 9, 8, 7);
+        EXPECT_EQ(row, expected);
+    };
+    expectFilled(grey({30, 0, 90}), grey({30, 50, 90}), 3);  // one third of the way
+    expectFilled(grey({0, 0, 90, 0}), grey({90, 90, 90, 90}), 4);
+    expectFilled(grey({40, 0, 0, 100}), grey({40, 55, 70, 100}), 4);
+    // Rows above and below replace the row's own estimate: trunc((20 + 61 + 0.5) / 2).
+    expectFilled(grey({20, 20, 20, 30, 0, 90, 61, 61, 61}),
+                 grey({20, 20, 20, 30, 40, 90, 61, 61, 61}), 3);
+    expectFilled(Bytes(8, 0), Bytes{7, 8, 9, 0, 7, 8, 9, 0}, 2);
+}
+
+/// The clean plate composed from the image operations.
+template <typename T>
+std::vector<T> PlainPlate(const Record<T>& record, int sw, int sh) {
+    const int w = record.width, h = record.height, pitch = sw * 4, rowBytes = (sw + 3) / 4 * 4;
+    Bytes small(size_t(pitch) * sh), edges(size_t(rowBytes) * sh), map(edges.size());
+    T* source = const_cast<T*>(record.src);
+    std::vector<T> plate(size_t(w) * h * 4);
+    int highs[3] = {record.keyR[0], record.keyG[0], record.keyB[0]}, lows[3];
+    for (int e = 0; e < 3; ++e) {
+        lows[e] = highs[e] % 256;
+        highs[e] /= kUnit<T>;
+    }
+    if constexpr (sizeof(T) == 2) {
+        stages.DF_WH64bitTo32bit5_1(source, w, h, w * 4, small.data(), sw, sh, pitch, 0, 2);
+    } else {
+        stages.DF_WH32bit5_1(source, w, h, w * 4, small.data(), sw, sh, pitch, 0, 2);
+    }
+    stages.Laplacian32bit8(small.data(), sw, sh, pitch, edges.data(), sw, sh, rowBytes, 40);
+    stages.ExtractBack32bit(small.data(), map.data(), sw, sh, pitch, highs[0], highs[1], highs[2],
+                            record.skinHue[0], record.blueHue[0]);
+    for (int y = 0; y < sh; ++y)
+        for (int x = 0; x < sw; ++x)
+            if (edges[y * rowBytes + x] != 0) std::fill_n(&small[y * pitch + 4 * x], 3, 0);
+    stages.ContractBack32bit(small.data(), sw, sh, pitch, 3);
+    stages.ExpandBack32bit8(small.data(), sw, sh, pitch, lows[0], lows[1], lows[2]);
+    stages.AverageBlurCore32bit6(small.data(), sw, sh, pitch, 7);
+    if constexpr (sizeof(T) == 2) {
+        stages.DF_WH32bitTo64bit5_1(small.data(), sw, sh, pitch, plate.data(), w, h, w * 4, 0, 1);
+    } else {
+        stages.DF_WH32bit5_1(small.data(), sw, sh, pitch, plate.data(), w, h, w * 4, 0, 1);
+    }
+    return plate;
+}
+
+template <typename T>
+class BackgroundModel : public ::testing::Test {};
+TYPED_TEST_SUITE(BackgroundModel, Depths);
+
+TYPED_TEST(BackgroundModel, IsComposedInOrderAtTheReducedSize) {
+    const int sizes[][4] = {{320, 240, 320, 240}, {321, 240, 320, 239}, {240, 321, 239, 320},
+                            {540, 960, 180, 320}, {640, 1, 320, 2},     {1, 1, 2, 2},
+                            {1, 50, 2, 50},       {50, 1, 50, 2},       {3, 700, 2, 320},
+                            {400, 390, 320, 312}};
+    Random random(45);
+    for (const auto& [width, height, sw, sh] : sizes) {
+        for (bool screen : {true, false}) {  // without any screen only the key colour is left
+            const int reds[3] = {30, 40, 200};
+            auto source = CalmFrame<TypeParam>(random, width, height, screen ? kScreen : reds);
+            std::vector<TypeParam> target(source.size()), expected(source.size());
+            auto smoothed = source;
+            auto record = DefaultRecord(source, target, width, height);
+            RandomizeKey(random, record);
+            record.deblockValue = screen ? 3 : 0;
+            auto plain = record;
+            plain.src = smoothed.data();
+            plain.dst = expected.data();
+            auto plate = PlainPlate<TypeParam>(plain, sw, sh);
+            int darkest = kFull<TypeParam>, brightest = 0;  // of the plate's green
+            for (size_t i = 1; i < plate.size(); i += 4) {
+                darkest = std::min<int>(darkest, plate[i]);
+                brightest = std::max<int>(brightest, plate[i]);
+            }
+            const bool modelled = brightest - darkest > 20 * kUnit<TypeParam>;
+            EXPECT_TRUE(modelled || !screen || width * height < 9999);
+            if (screen) stages.Deblock(&plain);
+            stages.Plate(&plain, plate.data());
+            SCOPED_TRACE(::testing::PrintToString(Values(record)));
+            EXPECT_EQ(stages.Model(&record), 0u);
+            ASSERT_TRUE(Same(expected, target, width));
+            ASSERT_TRUE(Same(smoothed, source, width)) << "in the source";
+        }
+    }
+}
+
+}  // namespace
+}  // namespace veltrane::testing
