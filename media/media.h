@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace veltrane::media {
@@ -25,14 +26,20 @@ enum class Transfer {
     None,    ///< stored values are keyed as they are
 };
 
-enum class Association { Automatic, Straight, Premultiplied };
+/// Whether colour is stored multiplied by alpha.
+enum class Association {
+    Automatic,  ///< reading: what the file says (EXR premultiplied, TIFF by its tag, others
+                ///< straight); writing: EXR premultiplied, others straight
+    Straight,
+    Premultiplied
+};
 
 struct Rational {
     std::int64_t num = 0;
     std::int64_t den = 1;
 };
 
-/// First and last frame number, both included.
+/// First and last frame number, both included; a last of INT64_MAX means the last there is.
 struct FrameRange {
     std::int64_t first;
     std::int64_t last;
@@ -40,8 +47,12 @@ struct FrameRange {
 
 struct ReadOptions {
     Transfer transfer = Transfer::Automatic;
+    Association association = Association::Automatic;
     std::optional<FrameRange> frames;
 };
+
+/// What only a Writer needs to know of a source: colour tags, half or full floats, and the like.
+struct SourceDetails;
 
 struct Info {
     Kind kind = Kind::Still;
@@ -56,12 +67,18 @@ struct Info {
     Transfer transfer = Transfer::None;       ///< resolved, never Automatic
     std::int64_t firstFrame = 0;              ///< number of the first frame to be read
     std::optional<std::int64_t> frameCount;   ///< frames to be read, where it is known beforehand
-    std::vector<std::int64_t> missingFrames;  ///< numbers absent from a sequence, within the range
-    Rational frameRate{24, 1};                ///< of a video; stills and sequences give 24
-    std::optional<std::string> timecode;      ///< of the stored video's first frame
+    std::vector<std::int64_t> missingFrames;  ///< numbers absent from a sequence, within the range;
+                                              ///< the first kMostMissingFrames of them
+    Rational frameRate{24, 1};  ///< of a video; stills and sequences give 24, which may be changed
+                                ///< before a Writer is made
+    std::optional<std::string> timecode;  ///< of the stored video's first frame
     int audioStreams = 0;
     std::vector<std::pair<std::string, std::string>> metadata;
+    std::shared_ptr<const SourceDetails> details;
 };
+
+/// The longest list of missing frames that is made.
+inline constexpr std::size_t kMostMissingFrames = 10000;
 
 /// What a file's frame held beyond the working samples (float values, metadata, timestamps); made
 /// by a Reader, used by a Writer.
@@ -92,18 +109,25 @@ public:
 };
 
 /// Tells from content and name what the path is ("a.png", "shot.%04d.exr", "shot.####.png",
-/// "clip.mov") and opens it. Throws Error.
+/// "clip.mov") and opens it. A range that reaches beyond the frames there are is an Error. Throws
+/// Error, here and in every call on the reader, with one line that names the file (and the frame).
 std::unique_ptr<Reader> Open(const std::string& path, const ReadOptions& options = {});
 
 /// Fetches and decodes one frame by number. Throws Error when it is not there.
 Frame ReadFrame(const std::string& path, std::int64_t number, const ReadOptions& options = {});
 
+/// Reads an image (or a video's first frame) as an opaque frame of the given size: scaled to fill
+/// it, with what overhangs cut off evenly; transparent parts become black. Throws Error.
+Frame ReadBackground(const std::string& path, int width, int height);
+
 struct WriteOptions {
-    Association association =
-        Association::Automatic;  ///< Automatic: EXR premultiplied, others straight
-    bool opaque = false;         ///< every frame is opaque, so that formats without alpha will do
-    bool resume = false;         ///< keep frames of a sequence that exist whole
-    bool audio = true;           ///< carry the source's audio into a video
+    /// Automatic: a file of the source's own format is written as the source was read; otherwise
+    /// EXR is linear and the others are not.
+    Transfer transfer = Transfer::Automatic;
+    Association association = Association::Automatic;
+    bool opaque = false;  ///< every frame is opaque: alpha is left out, and formats without it do
+    bool resume = false;  ///< keep frames of a sequence that exist whole
+    bool audio = true;    ///< carry the source's audio into a video
 };
 
 /// A frame converted for its file but not yet in it.
@@ -119,9 +143,10 @@ public:
     virtual bool Has(std::int64_t number) const = 0;
     /// Converts a frame (sequences and stills also write it). source is the frame as read: where
     /// the result is opaque and its colour is the source's, a float file receives the values
-    /// originally read. Any number of threads at a time.
+    /// originally read. An EXR holds half floats when the source does, else full floats, which keep
+    /// all 16 bits. Any number of threads at a time.
     virtual std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source) = 0;
-    /// Takes encoded frames in order. One thread at a time.
+    /// Takes encoded frames in order of time. One thread at a time.
     virtual void Append(const Encoded& encoded) = 0;
     /// Completes the output. Throws Error when it cannot.
     virtual void Finish() = 0;

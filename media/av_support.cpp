@@ -1,0 +1,68 @@
+#include "media/av_support.h"
+
+#include <mutex>
+#include <new>
+
+#include "media/source_details.h"
+
+namespace veltrane::media {
+
+AvFrame MakeFrame() {
+    AvFrame frame(av_frame_alloc());
+    if (!frame) throw std::bad_alloc();
+    return frame;
+}
+
+AvPacket MakePacket() {
+    AvPacket packet(av_packet_alloc());
+    if (!packet) throw std::bad_alloc();
+    return packet;
+}
+
+void SilenceAv() {
+    static std::once_flag once;
+    std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
+}
+
+std::string AvText(int error) {
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(error, text, sizeof text);
+    return text;
+}
+
+int CheckAv(int result, const std::string& path, const std::string& what) {
+    if (result < 0) Fail(path, what + ": " + AvText(result));
+    return result;
+}
+
+AvInput OpenInput(const std::string& path) {
+    SilenceAv();
+    AVFormatContext* opened = nullptr;
+    // The prefix keeps names with a colon from being taken for a protocol.
+    const std::string url = "file:" + path;
+    CheckAv(avformat_open_input(&opened, url.c_str(), nullptr, nullptr), path,
+            "is no image or video that can be read");
+    AvInput input(opened);
+    CheckAv(avformat_find_stream_info(opened, nullptr), path, "its streams cannot be read");
+    return input;
+}
+
+AvCodec OpenDecoder(const std::string& path, const AVStream* stream, const char* name) {
+    const AVCodecParameters* parameters = stream->codecpar;
+    const AVCodec* decoder = name ? avcodec_find_decoder_by_name(name) : nullptr;
+    if (!decoder) decoder = avcodec_find_decoder(parameters->codec_id);
+    if (!decoder) {
+        Fail(path, std::string("no decoder for ") + avcodec_get_name(parameters->codec_id));
+    }
+    AvCodec codec(avcodec_alloc_context3(decoder));
+    if (!codec) throw std::bad_alloc();
+    CheckAv(avcodec_parameters_to_context(codec.get(), parameters), path, "cannot be decoded");
+    codec->pkt_timebase = stream->time_base;
+    codec->thread_count = 0;
+    // A damaged picture is reported instead of being patched up.
+    codec->err_recognition = AV_EF_CRCCHECK | AV_EF_EXPLODE;
+    CheckAv(avcodec_open2(codec.get(), decoder, nullptr), path, "cannot be decoded");
+    return codec;
+}
+
+}  // namespace veltrane::media

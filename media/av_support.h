@@ -1,0 +1,59 @@
+#ifndef VELTRANE_MEDIA_AV_SUPPORT_H
+#define VELTRANE_MEDIA_AV_SUPPORT_H
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/frame.h>
+}
+
+#include <memory>
+#include <string>
+
+#include "media/media.h"
+
+namespace veltrane::media {
+
+struct AvDeleter {
+    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+    void operator()(AVCodecContext* codec) const { avcodec_free_context(&codec); }
+};
+
+using AvFrame = std::unique_ptr<AVFrame, AvDeleter>;
+using AvPacket = std::unique_ptr<AVPacket, AvDeleter>;
+using AvCodec = std::unique_ptr<AVCodecContext, AvDeleter>;
+
+struct InputCloser {
+    void operator()(AVFormatContext* input) const { avformat_close_input(&input); }
+};
+using AvInput = std::unique_ptr<AVFormatContext, InputCloser>;
+
+AvFrame MakeFrame();
+AvPacket MakePacket();
+
+/// Keeps FFmpeg from writing to the standard error stream.
+void SilenceAv();
+
+/// FFmpeg's text of an error.
+std::string AvText(int error);
+
+/// Throws Error naming the file when result is an error; returns it otherwise.
+int CheckAv(int result, const std::string& path, const std::string& what);
+
+/// Opens a file and finds its streams. Throws Error.
+AvInput OpenInput(const std::string& path);
+
+/// Opens a decoder for the stream, by name when that is not null. Throws Error.
+AvCodec OpenDecoder(const std::string& path, const AVStream* stream, const char* name = nullptr);
+
+inline AVRational ToAv(Rational value) {
+    return {static_cast<int>(value.num), static_cast<int>(value.den)};
+}
+inline Rational FromAv(AVRational value) {
+    return {value.num, value.den};
+}
+
+}  // namespace veltrane::media
+
+#endif

@@ -1,0 +1,358 @@
+#include "media/image_file.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <fstream>
+#include <string_view>
+
+#include "media/transfer.h"
+
+namespace veltrane::media {
+namespace {
+
+/// Which of a file's channels make up the picture: positions within those read.
+struct Channels {
+    int first = 0;  ///< of those read
+    int count = 0;  ///< of those read
+    int red = 0;
+    int green = 0;
+    int blue = 0;
+    int alpha = -1;
+};
+
+struct OpenImage {
+    std::unique_ptr<OIIO::ImageInput> input;
+    std::string format;
+    Channels channels;
+    bool isFloat = false;
+    bool isHalf = false;
+    bool premultiplied = false;
+    Transfer transfer = Transfer::None;
+    Turn turn;
+
+    const OIIO::ImageSpec& spec() const { return input->spec(); }
+};
+
+int Find(const OIIO::ImageSpec& spec, std::initializer_list<std::string_view> names) {
+    for (int c = 0; c < spec.nchannels; ++c) {
+        for (std::string_view name : names) {
+            if (OIIO::Strutil::iequals(spec.channel_name(c),
+                                       OIIO::string_view(name.data(), name.size())))
+                return c;
+        }
+    }
+    return -1;
+}
+
+Channels NamedChannels(const std::string& path, const OIIO::ImageSpec& spec) {
+    Channels found;
+    found.red = Find(spec, {"R", "red"});
+    found.green = Find(spec, {"G", "green"});
+    found.blue = Find(spec, {"B", "blue"});
+    found.alpha = Find(spec, {"A", "alpha"});
+    if (found.red < 0 || found.green < 0 || found.blue < 0) {
+        const int grey = Find(spec, {"Y"});
+        if (grey < 0) Fail(path, "holds no channels R, G and B");
+        found.red = found.green = found.blue = grey;
+    }
+    return found;
+}
+
+Channels OrderedChannels(const OIIO::ImageSpec& spec) {
+    if (spec.nchannels < 3) return {0, 0, 0, 0, 0, spec.nchannels == 2 ? 1 : -1};
+    return {0, 0, 0, 1, 2, spec.nchannels > 3 ? 3 : -1};
+}
+
+Channels ChannelsOf(const std::string& path, const OIIO::ImageSpec& spec, bool named) {
+    Channels found = named ? NamedChannels(path, spec) : OrderedChannels(spec);
+    auto [first, last] = std::minmax({found.red, found.green, found.blue});
+    if (found.alpha >= 0) {
+        first = std::min(first, found.alpha);
+        last = std::max(last, found.alpha);
+    }
+    found.first = first;
+    found.count = last - first + 1;
+    for (int* channel : {&found.red, &found.green, &found.blue}) *channel -= first;
+    if (found.alpha >= 0) found.alpha -= first;
+    return found;
+}
+
+bool IsFloating(OIIO::TypeDesc type) {
+    return type.basetype == OIIO::TypeDesc::HALF || type.basetype == OIIO::TypeDesc::FLOAT ||
+           type.basetype == OIIO::TypeDesc::DOUBLE;
+}
+
+void FindSampleType(OpenImage& image) {
+    const OIIO::ImageSpec& spec = image.spec();
+    image.isHalf = true;
+    for (int c = image.channels.first; c < image.channels.first + image.channels.count; ++c) {
+        image.isFloat |= IsFloating(spec.channelformat(c));
+        image.isHalf &= spec.channelformat(c).basetype == OIIO::TypeDesc::HALF;
+    }
+}
+
+bool StoredPremultiplied(const OpenImage& image, Association association) {
+    if (association != Association::Automatic) return association == Association::Premultiplied;
+    if (image.format == "openexr") return true;
+    return image.format == "tiff" && !image.spec().get_int_attribute("oiio:UnassociatedAlpha");
+}
+
+OpenImage OpenImageFile(const std::string& path, const ReadOptions& options) {
+    OpenImage image;
+    image.format = ImageFormatOf(path);
+    image.input = OIIO::ImageInput::create(image.format);
+    if (!image.input) Fail(path, ImageErrorText(OIIO::geterror(), path, "is no image"));
+    OIIO::ImageSpec config;
+    config.attribute("oiio:UnassociatedAlpha", 1);
+    OIIO::ImageSpec opened;
+    if (!image.input->open(path, opened, config)) {
+        Fail(path, ImageErrorText(image.input->geterror(), path, "cannot be read"));
+    }
+    const OIIO::ImageSpec& spec = image.spec();
+    CheckSize(path, spec.width, spec.height);
+    CheckSize(path, spec.full_width, spec.full_height);
+    const bool isExr = image.format == "openexr";
+    image.channels = ChannelsOf(path, spec, isExr);
+    FindSampleType(image);
+    image.premultiplied =
+        image.channels.alpha >= 0 && StoredPremultiplied(image, options.association);
+    image.transfer = options.transfer;
+    if (options.transfer == Transfer::Automatic) {
+        image.transfer = isExr ? Transfer::Linear : Transfer::None;
+    }
+    image.turn = Turn::FromOrientation(spec.get_int_attribute("Orientation", 1));
+    return image;
+}
+
+bool StillHolds(const OIIO::ParamValue& attribute) {
+    static constexpr std::array kStalePrefixes{"oiio:",
+                                               "openexr:",
+                                               "tiff:",
+                                               "png:",
+                                               "jpeg:",
+                                               "dpx:",
+                                               "thumbnail",
+                                               "exr",
+                                               "icc",
+                                               "Orientation",
+                                               "name",
+                                               "view",
+                                               "compress",
+                                               "planarconfig",
+                                               "nuke/node_hash",
+                                               "Exif:PixelXDimension",
+                                               "Exif:PixelYDimension",
+                                               "Exif:ColorSpace",
+                                               "Exif:ComponentsConfiguration",
+                                               "Exif:CompressedBitsPerPixel",
+                                               "Software"};
+    const OIIO::string_view name = attribute.name();
+    return std::none_of(kStalePrefixes.begin(), kStalePrefixes.end(), [&](const char* prefix) {
+        return OIIO::Strutil::istarts_with(name, prefix);
+    });
+}
+
+void KeepAttributes(const OpenImage& image, ImageMetadata& metadata) {
+    for (const OIIO::ParamValue& attribute : image.spec().extra_attribs) {
+        const bool profile = attribute.name() == "ICCProfile" && image.transfer == Transfer::None;
+        if (profile || StillHolds(attribute)) metadata.attributes.push_back(attribute);
+    }
+    if (!image.turn.transposed) return;
+    const float x = metadata.attributes.get_float("XResolution");
+    const float y = metadata.attributes.get_float("YResolution");
+    if (x > 0 && y > 0) {
+        metadata.attributes.attribute("XResolution", y);
+        metadata.attributes.attribute("YResolution", x);
+    }
+    const float aspect = metadata.attributes.get_float("PixelAspectRatio");
+    if (aspect > 0) metadata.attributes.attribute("PixelAspectRatio", 1 / aspect);
+}
+
+std::shared_ptr<const ImageMetadata> MetadataOf(const OpenImage& image) {
+    auto metadata = std::make_shared<ImageMetadata>();
+    metadata->format = image.format;
+    metadata->isHalf = image.isHalf;
+    metadata->transfer = image.transfer;
+    metadata->originX = image.spec().full_x;
+    metadata->originY = image.spec().full_y;
+    KeepAttributes(image, *metadata);
+    return metadata;
+}
+
+template <typename Sample>
+std::vector<Sample> ReadSamples(const std::string& path, const OpenImage& image) {
+    const OIIO::ImageSpec& spec = image.spec();
+    const Channels& channels = image.channels;
+    std::vector<Sample> samples(std::size_t(spec.width) * spec.height * channels.count);
+    if (!image.input->read_image(0, 0, channels.first, channels.first + channels.count,
+                                 OIIO::BaseTypeFromC<Sample>::value, samples.data())) {
+        Fail(path, ImageErrorText(image.input->geterror(), path, "is damaged"));
+    }
+    return samples;
+}
+
+/// Calls place(index of the shown pixel, stored samples) for every stored pixel within the display
+/// window.
+template <typename Sample, typename Place>
+void PlacePixels(const OpenImage& image, const std::vector<Sample>& samples,
+                 const Placement& placement, Place place) {
+    const OIIO::ImageSpec& spec = image.spec();
+    const int left = spec.x - spec.full_x, top = spec.y - spec.full_y;
+    const int firstX = std::max(left, 0), endX = std::min(left + spec.width, spec.full_width);
+    const int firstY = std::max(top, 0), endY = std::min(top + spec.height, spec.full_height);
+    for (int y = firstY; y < endY; ++y) {
+        const Sample* row =
+            samples.data() + (std::size_t(y - top) * spec.width - left) * image.channels.count;
+        for (int x = firstX; x < endX; ++x) {
+            place(placement.Index(x, y), row + std::size_t(x) * image.channels.count);
+        }
+    }
+}
+
+void ReadIntegers(const std::string& path, const OpenImage& image, const Placement& placement,
+                  Frame& frame) {
+    const Channels& channels = image.channels;
+    const auto samples = ReadSamples<std::uint16_t>(path, image);
+    PlacePixels(image, samples, placement, [&](std::size_t index, const std::uint16_t* stored) {
+        std::uint16_t* pixel = frame.pixels.data() + index * 4;
+        pixel[0] = stored[channels.blue];
+        pixel[1] = stored[channels.green];
+        pixel[2] = stored[channels.red];
+        pixel[3] = channels.alpha < 0 ? 65535 : stored[channels.alpha];
+    });
+    if (image.premultiplied) Unpremultiply(frame.pixels);
+    if (image.transfer == Transfer::Linear) ApplyToColour(LinearToWorkingTable(), frame.pixels);
+}
+
+/// Reads floats; `colour` receives the straight red, green and blue.
+void ReadFloats(const std::string& path, const OpenImage& image, const Placement& placement,
+                Frame& frame, std::vector<float>& colour) {
+    const Channels& channels = image.channels;
+    const TransferCurve& curve = TransferCurve::For(image.transfer);
+    const auto samples = ReadSamples<float>(path, image);
+    colour.assign(frame.pixels.size() / 4 * 3, 0.0f);
+    PlacePixels(image, samples, placement, [&](std::size_t index, const float* stored) {
+        const float alpha = channels.alpha < 0 ? 1.0f : stored[channels.alpha];
+        const float divisor = image.premultiplied && alpha > 0 ? alpha : 1.0f;
+        float* straight = colour.data() + index * 3;
+        straight[0] = stored[channels.red] / divisor;
+        straight[1] = stored[channels.green] / divisor;
+        straight[2] = stored[channels.blue] / divisor;
+        std::uint16_t* pixel = frame.pixels.data() + index * 4;
+        for (int c = 0; c < 3; ++c) pixel[c] = curve.ToWorking(straight[2 - c]);
+        pixel[3] = Quantize(alpha);
+    });
+}
+
+int SignificantBits(const OpenImage& image) {
+    const OIIO::TypeDesc type = image.spec().channelformat(image.channels.first);
+    return image.spec().get_int_attribute("oiio:BitsPerSample", static_cast<int>(type.size()) * 8);
+}
+
+std::string PixelText(const OpenImage& image, int bits) {
+    const bool grey = image.channels.red == image.channels.green;
+    const bool alpha = image.channels.alpha >= 0;
+    std::string text = image.isHalf ? "half" : std::to_string(bits) + "-bit";
+    if (image.isFloat && !image.isHalf) text += " float";
+    text += grey ? " grey" : " RGB";
+    if (alpha) text += grey ? " with alpha" : "A";
+    if (alpha && image.premultiplied) text += ", premultiplied";
+    if (image.transfer == Transfer::Linear) text += ", scene-linear";
+    return text;
+}
+
+std::string DisplayName(const std::string& format) {
+    if (format == "openexr") return "EXR";
+    std::string name = format;
+    OIIO::Strutil::to_upper(name);
+    return name;
+}
+
+}  // namespace
+
+std::string ImageErrorText(std::string text, const std::string& path,
+                           const std::string& otherwise) {
+    text = text.substr(0, text.find('\n'));
+    for (const std::string& name : {"\"" + path + "\"", path}) {
+        for (std::size_t at; (at = text.find(name)) != std::string::npos;)
+            text.erase(at, name.size());
+    }
+    const std::size_t begin = text.find_first_not_of(" :");
+    return begin == std::string::npos ? otherwise : text.substr(begin);
+}
+
+std::string ImageFormatOf(const std::string& path) {
+    using namespace std::string_view_literals;
+    struct Signature {
+        std::string_view bytes;
+        const char* format;
+    };
+    static constexpr Signature kSignatures[] = {
+        {"\x89PNG\r\n\x1a\n"sv, "png"},
+        {"II*\0"sv, "tiff"},
+        {"MM\0*"sv, "tiff"},
+        {"II+\0"sv, "tiff"},
+        {"MM\0+"sv, "tiff"},
+        {"\x76\x2f\x31\x01"sv, "openexr"},
+        {"SDPX"sv, "dpx"},
+        {"XPDS"sv, "dpx"},
+        {"\xff\xd8\xff"sv, "jpeg"},
+    };
+    char bytes[8] = {};
+    std::ifstream(path, std::ios::binary).read(bytes, sizeof bytes);
+    for (const Signature& signature : kSignatures) {
+        if (std::string_view(bytes, sizeof bytes).starts_with(signature.bytes)) {
+            return signature.format;
+        }
+    }
+    return {};
+}
+
+Info DescribeImage(const std::string& path, const ReadOptions& options) {
+    const OpenImage image = OpenImageFile(path, options);
+    const OIIO::ImageSpec& spec = image.spec();
+    const Placement placement(image.turn, spec.full_width, spec.full_height);
+    Info info;
+    info.path = path;
+    info.format = DisplayName(image.format);
+    info.width = placement.width;
+    info.height = placement.height;
+    info.bits = SignificantBits(image);
+    info.pixels = PixelText(image, info.bits);
+    info.isFloat = image.isFloat;
+    info.hasAlpha = image.channels.alpha >= 0;
+    info.transfer = image.transfer;
+    auto details = std::make_shared<SourceDetails>();
+    details->imageFormat = image.format;
+    details->isHalf = image.isHalf;
+    info.details = std::move(details);
+    for (const OIIO::ParamValue& attribute : MetadataOf(image)->attributes) {
+        if (attribute.type().size() > 256) continue;
+        info.metadata.emplace_back(attribute.name().string(), attribute.get_string());
+    }
+    return info;
+}
+
+Frame ReadImage(const std::string& path, std::int64_t number, const ReadOptions& options) {
+    const OpenImage image = OpenImageFile(path, options);
+    const Placement placement(image.turn, image.spec().full_width, image.spec().full_height);
+    Frame frame;
+    frame.width = placement.width;
+    frame.height = placement.height;
+    frame.number = number;
+    frame.pixels.assign(std::size_t(frame.width) * frame.height * 4, 0);
+    auto origin = std::make_shared<Origin>();
+    origin->metadata = MetadataOf(image);
+    const bool needsFloats = image.premultiplied && image.transfer == Transfer::Linear;
+    if (image.isFloat || needsFloats) {
+        ReadFloats(path, image, placement, frame, origin->colour);
+        if (!image.isFloat) origin->colour = {};
+    } else {
+        ReadIntegers(path, image, placement, frame);
+    }
+    frame.origin = std::move(origin);
+    return frame;
+}
+
+}  // namespace veltrane::media

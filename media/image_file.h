@@ -1,0 +1,39 @@
+#ifndef VELTRANE_MEDIA_IMAGE_FILE_H
+#define VELTRANE_MEDIA_IMAGE_FILE_H
+
+#include <OpenImageIO/imageio.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "media/pixels.h"
+#include "media/source_details.h"
+
+namespace veltrane::media {
+
+struct ImageMetadata {
+    std::string format;
+    bool isHalf = false;
+    Transfer transfer = Transfer::None;  ///< as the file was read
+    OIIO::ParamValueList attributes;     ///< those that still hold for a keyed copy
+    int originX = 0;                     ///< of the display window
+    int originY = 0;
+};
+
+/// The image library's name of the format of a file's first bytes, or empty.
+std::string ImageFormatOf(const std::string& path);
+
+/// Describes an image file, decoding no pixels. Throws Error.
+Info DescribeImage(const std::string& path, const ReadOptions& options);
+
+/// Reads an image file. Throws Error.
+Frame ReadImage(const std::string& path, std::int64_t number, const ReadOptions& options);
+
+/// What went wrong last in the image library, on one line without the path, or `otherwise`.
+std::string ImageErrorText(std::string text, const std::string& path, const std::string& otherwise);
+
+}  // namespace veltrane::media
+
+#endif

@@ -1,0 +1,223 @@
+#include <OpenImageIO/imageio.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <mutex>
+
+#include "media/atomic_file.h"
+#include "media/image_file.h"
+#include "media/sequence_path.h"
+#include "media/transfer.h"
+
+namespace veltrane::media {
+namespace {
+
+struct Format {
+    const char* extension;
+    const char* name;  ///< in the image library
+    bool alpha;
+};
+
+constexpr std::array kFormats{Format{".png", "png", true},   Format{".tif", "tiff", true},
+                              Format{".tiff", "tiff", true}, Format{".exr", "openexr", true},
+                              Format{".jpg", "jpeg", false}, Format{".jpeg", "jpeg", false}};
+
+Format FormatOf(const std::string& path, bool opaque) {
+    std::string extension = std::filesystem::path(path).extension().string();
+    OIIO::Strutil::to_lower(extension);
+    const auto found = std::find_if(kFormats.begin(), kFormats.end(),
+                                    [&](const Format& f) { return extension == f.extension; });
+    if (found == kFormats.end()) {
+        Fail(path, "the format '" + extension + "' cannot be written; these can: " +
+                       FormatsWithAlpha() + ", and without alpha mp4 (H.264) and jpg");
+    }
+    if (!found->alpha && !opaque) {
+        Fail(path, extension.substr(1) + " cannot hold alpha; these can: " + FormatsWithAlpha());
+    }
+    return *found;
+}
+
+/// Nothing: a frame is in its file when Encode returns.
+struct EncodedImage : Encoded {};
+
+class ImageWriter : public Writer {
+public:
+    ImageWriter(const std::string& path, const WriteOptions& options, const Info& source);
+
+    bool Has(std::int64_t number) const override;
+    std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source) override;
+    void Append(const Encoded&) override {}
+    void Finish() override {}
+
+private:
+    std::string PathOf(std::int64_t number) const;
+    void ClaimStill(std::int64_t number);
+    OIIO::ImageSpec SpecFor(const Frame& result, const Origin* origin) const;
+    std::vector<float> StoredFloats(const Frame& result, const Frame& source) const;
+    void WriteFile(const std::string& path, const OIIO::ImageSpec& spec, OIIO::TypeDesc type,
+                   const void* samples) const;
+
+    std::string path_;
+    std::optional<SequencePath> sequence_;
+    Format format_;
+    WriteOptions options_;
+    Transfer transfer_;
+    bool premultiplied_;
+    bool half_;
+    int width_;
+    int height_;
+    std::mutex mutex_;
+    std::optional<std::int64_t> still_;
+};
+
+Transfer TransferFor(const Format& format, Transfer asked, const Info& source) {
+    if (asked != Transfer::Automatic) return asked;
+    const bool ownFormat = source.details && source.details->imageFormat == format.name;
+    if (ownFormat) return source.transfer;
+    return std::string_view(format.name) == "openexr" ? Transfer::Linear : Transfer::None;
+}
+
+ImageWriter::ImageWriter(const std::string& path, const WriteOptions& options, const Info& source)
+    : path_(path),
+      sequence_(SequencePath::Parse(path)),
+      format_(FormatOf(path, options.opaque)),
+      options_(options),
+      transfer_(TransferFor(format_, options.transfer, source)),
+      premultiplied_(options.association == Association::Premultiplied ||
+                     (options.association == Association::Automatic &&
+                      std::string_view(format_.name) == "openexr")),
+      half_(source.details && source.details->isHalf),
+      width_(source.width),
+      height_(source.height) {
+    if (!sequence_ && source.frameCount.value_or(2) != 1) {
+        Fail(path, "holds one frame; for more name a sequence such as frame.%04d" +
+                       std::string(format_.extension));
+    }
+    const AtomicFile writable(PathOf(source.firstFrame));
+}
+
+std::string ImageWriter::PathOf(std::int64_t number) const {
+    return sequence_ ? sequence_->ForNumber(number) : path_;
+}
+
+bool ImageWriter::Has(std::int64_t number) const {
+    const std::string path = PathOf(number);
+    if (!options_.resume || ImageFormatOf(path) != format_.name) return false;
+    try {
+        const Info info = DescribeImage(path, {});
+        if (info.width != width_ || info.height != height_) return false;
+        if (info.hasAlpha == options_.opaque) return false;
+        ReadImage(path, number, {});
+        return true;
+    } catch (const Error&) {
+        return false;
+    }
+}
+
+void ImageWriter::ClaimStill(std::int64_t number) {
+    if (sequence_) return;
+    const std::lock_guard lock(mutex_);
+    if (still_.value_or(number) != number) Fail(path_, "holds one frame, but more came");
+    still_ = number;
+}
+
+OIIO::ImageSpec ImageWriter::SpecFor(const Frame& result, const Origin* origin) const {
+    const bool exr = std::string_view(format_.name) == "openexr";
+    OIIO::TypeDesc type = OIIO::TypeDesc::UINT16;
+    if (exr) type = half_ ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::FLOAT;
+    if (!format_.alpha) type = OIIO::TypeDesc::UINT8;
+    OIIO::ImageSpec spec(result.width, result.height, options_.opaque ? 3 : 4, type);
+    if (origin && origin->metadata) {
+        const ImageMetadata& metadata = *origin->metadata;
+        spec.extra_attribs = metadata.attributes;
+        if (exr != (metadata.format == "openexr") || transfer_ != metadata.transfer) {
+            spec.erase_attribute("ICCProfile");
+            spec.erase_attribute("chromaticities");
+        }
+        if (exr) {
+            spec.x = spec.full_x = metadata.originX;
+            spec.y = spec.full_y = metadata.originY;
+        }
+    }
+    spec.attribute("oiio:ColorSpace", transfer_ == Transfer::Linear ? "Linear" : "sRGB");
+    if (!premultiplied_ || std::string_view(format_.name) == "png") {
+        spec.attribute("oiio:UnassociatedAlpha", 1);
+    }
+    if (exr || std::string_view(format_.name) == "tiff") spec.attribute("compression", "zip");
+    if (!format_.alpha) spec.attribute("Compression", "jpeg:95");
+    return spec;
+}
+
+std::vector<float> ImageWriter::StoredFloats(const Frame& result, const Frame& source) const {
+    const TransferCurve& curve = TransferCurve::For(transfer_);
+    const Origin* origin = source.origin.get();
+    const bool originals = origin && !origin->colour.empty() && origin->metadata &&
+                           origin->metadata->transfer == transfer_ &&
+                           source.pixels.size() == result.pixels.size();
+    const std::size_t channels = options_.opaque ? 3 : 4;
+    const std::size_t count = result.pixels.size() / 4;
+    std::vector<float> samples(count * channels);
+    for (std::size_t i = 0; i < count; ++i) {
+        const std::uint16_t* pixel = result.pixels.data() + i * 4;
+        float* stored = samples.data() + i * channels;
+        const bool opaque = options_.opaque || pixel[3] == 65535;
+        if (originals && opaque && std::equal(pixel, pixel + 3, source.pixels.data() + i * 4)) {
+            std::copy_n(origin->colour.data() + i * 3, 3, stored);
+        } else {
+            const float factor = premultiplied_ && !opaque ? pixel[3] / 65535.0f : 1.0f;
+            for (int c = 0; c < 3; ++c) stored[c] = curve.ToStored(pixel[2 - c]) * factor;
+        }
+        if (channels == 4) stored[3] = pixel[3] / 65535.0f;
+    }
+    return samples;
+}
+
+/// Blue, green, red, alpha to red, green, blue and perhaps alpha.
+std::vector<std::uint16_t> InFileOrder(const std::vector<std::uint16_t>& pixels, bool alpha) {
+    std::vector<std::uint16_t> samples;
+    samples.reserve(pixels.size());
+    for (std::size_t i = 0; i + 3 < pixels.size(); i += 4) {
+        samples.insert(samples.end(), {pixels[i + 2], pixels[i + 1], pixels[i]});
+        if (alpha) samples.push_back(pixels[i + 3]);
+    }
+    return samples;
+}
+
+void ImageWriter::WriteFile(const std::string& path, const OIIO::ImageSpec& spec,
+                            OIIO::TypeDesc type, const void* samples) const {
+    AtomicFile file(path);
+    const auto output = OIIO::ImageOutput::create(format_.name);
+    if (!output) Fail(path, ImageErrorText(OIIO::geterror(), path, "cannot be written"));
+    const bool written = output->open(file.temporaryPath(), spec) &&
+                         output->write_image(type, samples) && output->close();
+    if (!written) {
+        Fail(path, "cannot be written: " + ImageErrorText(output->geterror(), file.temporaryPath(),
+                                                          "the disk may be full"));
+    }
+    file.Commit();
+}
+
+std::shared_ptr<Encoded> ImageWriter::Encode(const Frame& result, const Frame& source) {
+    ClaimStill(result.number);
+    const std::string path = PathOf(result.number);
+    const OIIO::ImageSpec spec = SpecFor(result, source.origin.get());
+    if (std::string_view(format_.name) == "openexr") {
+        WriteFile(path, spec, OIIO::TypeDesc::FLOAT, StoredFloats(result, source).data());
+    } else {
+        const bool multiply = premultiplied_ && !options_.opaque;
+        const auto samples =
+            InFileOrder(StoredPixels(result, transfer_, multiply), !options_.opaque);
+        WriteFile(path, spec, OIIO::TypeDesc::UINT16, samples.data());
+    }
+    return std::make_shared<EncodedImage>();
+}
+
+}  // namespace
+
+std::unique_ptr<Writer> CreateImages(const std::string& path, const WriteOptions& options,
+                                     const Info& source) {
+    return std::make_unique<ImageWriter>(path, options, source);
+}
+
+}  // namespace veltrane::media

@@ -1,0 +1,76 @@
+#include "media/pixels.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "media/transfer.h"
+
+namespace veltrane::media {
+
+Turn Turn::FromOrientation(int orientation) {
+    switch (orientation) {
+        case 2:
+            return {false, true, false};
+        case 3:
+            return {false, true, true};
+        case 4:
+            return {false, false, true};
+        case 5:
+            return {true, false, false};
+        case 6:
+            return {true, true, false};
+        case 7:
+            return {true, true, true};
+        case 8:
+            return {true, false, true};
+        default:
+            return {};
+    }
+}
+
+Turn Turn::FromDisplayMatrix(const std::int32_t* matrix) {
+    const std::int32_t xx = matrix[0], xy = matrix[1], yx = matrix[3], yy = matrix[4];
+    if (xy == 0 && yx == 0 && xx != 0 && yy != 0) return {false, xx < 0, yy < 0};
+    if (xx == 0 && yy == 0 && xy != 0 && yx != 0) return {true, yx < 0, xy < 0};
+    return {};
+}
+
+Placement::Placement(const Turn& turn, int storedWidth, int storedHeight)
+    : width(turn.transposed ? storedHeight : storedWidth),
+      height(turn.transposed ? storedWidth : storedHeight) {
+    const std::ptrdiff_t right = turn.mirroredX ? -1 : 1;
+    const std::ptrdiff_t down = turn.mirroredY ? -std::ptrdiff_t{width} : std::ptrdiff_t{width};
+    stepX = turn.transposed ? down : right;
+    stepY = turn.transposed ? right : down;
+    origin = (turn.mirroredX ? width - 1 : 0) +
+             (turn.mirroredY ? std::ptrdiff_t{width} * (height - 1) : 0);
+}
+
+void Unpremultiply(std::vector<std::uint16_t>& pixels) {
+    for (std::size_t i = 0; i + 3 < pixels.size(); i += 4) {
+        const std::uint32_t alpha = pixels[i + 3];
+        if (alpha == 0 || alpha == 65535) continue;
+        for (std::size_t c = i; c < i + 3; ++c) {
+            const std::uint32_t straight = (pixels[c] * 65535u + alpha / 2) / alpha;
+            pixels[c] = static_cast<std::uint16_t>(std::min(straight, 65535u));
+        }
+    }
+}
+
+void ApplyToColour(const std::vector<std::uint16_t>& table, std::vector<std::uint16_t>& pixels) {
+    for (std::size_t i = 0; i + 3 < pixels.size(); i += 4) {
+        for (std::size_t c = i; c < i + 3; ++c) pixels[c] = table[pixels[c]];
+    }
+}
+
+std::vector<std::uint16_t> StoredPixels(const Frame& frame, Transfer transfer, bool premultiplied) {
+    std::vector<std::uint16_t> pixels = frame.pixels;
+    if (transfer == Transfer::Linear) ApplyToColour(WorkingToLinearTable(), pixels);
+    if (!premultiplied) return pixels;
+    for (std::size_t i = 0; i + 3 < pixels.size(); i += 4) {
+        for (std::size_t c = i; c < i + 3; ++c) pixels[c] = Premultiply(pixels[c], pixels[i + 3]);
+    }
+    return pixels;
+}
+
+}  // namespace veltrane::media

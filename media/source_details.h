@@ -1,0 +1,77 @@
+#ifndef VELTRANE_MEDIA_SOURCE_DETAILS_H
+#define VELTRANE_MEDIA_SOURCE_DETAILS_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "media/media.h"
+#include "media/video_pixels.h"
+
+namespace veltrane::media {
+
+/// The largest width and height of a frame.
+inline constexpr int kLongestSide = 65535;
+
+struct SourceDetails {
+    std::string imageFormat;  ///< the image library's name of the format; empty for video
+    bool isHalf = false;
+    ColorTags tags;               ///< of a video
+    Rational timeBase{0, 1};      ///< of a video's timestamps
+    Rational sampleAspect{0, 1};  ///< as shown; 0 when unknown
+};
+
+/// An image file's own metadata in the image library's form.
+struct ImageMetadata;
+
+struct Origin {
+    std::vector<float> colour;  ///< red, green, blue a pixel: straight, as stored; float files only
+    std::shared_ptr<const ImageMetadata> metadata;
+    std::optional<std::int64_t> timestamp;  ///< in SourceDetails::timeBase
+};
+
+struct Fetched {
+    Fetched() = default;
+    Fetched(const Fetched&) = delete;
+    Fetched& operator=(const Fetched&) = delete;
+    virtual ~Fetched() = default;
+};
+
+struct Encoded {
+    Encoded() = default;
+    Encoded(const Encoded&) = delete;
+    Encoded& operator=(const Encoded&) = delete;
+    virtual ~Encoded() = default;
+};
+
+/// Throws Error with "path: what" on one line.
+[[noreturn]] void Fail(const std::string& path, const std::string& what);
+
+/// Throws Error unless both sides lie in 1..kLongestSide.
+void CheckSize(const std::string& path, std::int64_t width, std::int64_t height);
+
+/// "1920x1080", for messages.
+std::string SizeText(int width, int height);
+
+/// Throws Error unless the range lies within first..last; `whole` says what holds those frames.
+/// Returns the frames to be read.
+FrameRange RangeWithin(const std::string& path, const std::optional<FrameRange>& wanted,
+                       FrameRange held);
+
+/// Throws Error unless the range is in order and starts at 0 or above.
+void CheckRange(const std::string& path, const std::optional<FrameRange>& wanted);
+
+std::unique_ptr<Reader> OpenStill(const std::string& path, const ReadOptions& options);
+std::unique_ptr<Reader> OpenSequence(const std::string& pattern, const ReadOptions& options);
+std::unique_ptr<Reader> OpenVideo(const std::string& path, const ReadOptions& options);
+std::unique_ptr<Writer> CreateImages(const std::string& path, const WriteOptions& options,
+                                     const Info& source);
+std::unique_ptr<Writer> CreateVideo(const std::string& path, const WriteOptions& options,
+                                    const Info& source);
+
+}  // namespace veltrane::media
+
+#endif

@@ -1,0 +1,48 @@
+#ifndef VELTRANE_MEDIA_TRANSFER_H
+#define VELTRANE_MEDIA_TRANSFER_H
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "media/media.h"
+
+namespace veltrane::media {
+
+/// The piecewise sRGB curve, 0..1 to 0..1.
+double SrgbFromLinear(double linear);
+double LinearFromSrgb(double encoded);
+
+/// A 0..1 value on the 16-bit scale, nearest; what lies outside is clamped and NaN gives 0.
+std::uint16_t Quantize(float value);
+
+/// Conversion between stored float values and working 16-bit values. Converting a working value to
+/// a float and back gives the value itself.
+class TransferCurve {
+public:
+    /// transfer is Linear or None.
+    static const TransferCurve& For(Transfer transfer);
+
+    std::uint16_t ToWorking(float stored) const;
+    float ToStored(std::uint16_t working) const { return stored_[working]; }
+
+private:
+    explicit TransferCurve(bool linear);
+
+    std::vector<float> stored_;     ///< the stored value of each working value
+    std::vector<float> threshold_;  ///< the least stored value that converts to each working value
+    std::vector<std::uint16_t> first_;  ///< by leading bits of a float, where to begin the search
+};
+
+/// For 16-bit files and videos: all 65536 stored values as working values, and the reverse.
+std::vector<std::uint16_t> LinearToWorkingTable();
+std::vector<std::uint16_t> WorkingToLinearTable();
+
+/// Multiplies a 16-bit component by a 16-bit alpha, nearest.
+inline std::uint16_t Premultiply(std::uint16_t component, std::uint16_t alpha) {
+    return static_cast<std::uint16_t>((std::uint32_t{component} * alpha + 32767u) / 65535u);
+}
+
+}  // namespace veltrane::media
+
+#endif

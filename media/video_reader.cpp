@@ -1,0 +1,315 @@
+extern "C" {
+#include <libavutil/display.h>
+#include <libavutil/pixdesc.h>
+}
+
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <optional>
+#include <string_view>
+
+#include "media/av_support.h"
+#include "media/pixels.h"
+#include "media/source_details.h"
+#include "media/transfer.h"
+#include "media/video_pixels.h"
+
+namespace veltrane::media {
+namespace {
+
+struct FetchedPicture : Fetched {
+    AvFrame picture;
+    std::int64_t number = 0;
+};
+
+class VideoReader : public Reader {
+public:
+    VideoReader(const std::string& path, const ReadOptions& options);
+
+    const Info& info() const override { return info_; }
+    std::shared_ptr<Fetched> Fetch() override;
+    Frame Decode(const Fetched& fetched) override;
+
+private:
+    void Describe(const AVFrame& first);
+    void DescribeStream();
+    void CheckPicture(const AVFrame& picture) const;
+    AvFrame NextPicture();
+    void SendPacket();
+    bool EndsEarly() const;
+    void EndOfVideo() const;
+    ColorTags TagsOf(const AVFrame& picture) const;
+
+    std::string path_;
+    ReadOptions options_;
+    AvInput input_;
+    AVStream* stream_ = nullptr;
+    AvCodec codec_;
+    AvPacket packet_ = MakePacket();
+    Info info_;
+    Turn turn_;
+    AvFrame first_;             ///< decoded on opening, not yet fetched
+    std::int64_t number_ = 0;   ///< of the last frame decoded
+    std::int64_t packets_ = 0;  ///< read from the stream
+    bool truncated_ = false;
+};
+
+/// Only these decoders read the alpha that a WebM file carries beside its pictures.
+const char* DecoderName(const AVStream& stream) {
+    const AVDictionaryEntry* mode = av_dict_get(stream.metadata, "alpha_mode", nullptr, 0);
+    if (!mode || std::string_view(mode->value) != "1") return nullptr;
+    if (stream.codecpar->codec_id == AV_CODEC_ID_VP9) return "libvpx-vp9";
+    if (stream.codecpar->codec_id == AV_CODEC_ID_VP8) return "libvpx";
+    return nullptr;
+}
+
+bool IsFormat(const AVFormatContext& input, std::string_view name) {
+    return std::string_view(input.iformat->name).find(name) != std::string_view::npos;
+}
+
+/// The frames that the container's index promises, where it has one.
+std::optional<std::int64_t> IndexedPackets(const AVFormatContext& input, const AVStream& stream) {
+    if (IsFormat(input, "mov")) return avformat_index_get_entries_count(&stream);
+    if (IsFormat(input, "avi") && stream.nb_frames > 0) return stream.nb_frames;
+    return std::nullopt;
+}
+
+/// The frames to be shown, where the container says: those that its edit list leaves out are not.
+std::optional<std::int64_t> FrameCount(const AVFormatContext& input, AVStream& stream) {
+    const auto packets = IndexedPackets(input, stream);
+    if (!packets || stream.nb_frames <= 0) return std::nullopt;
+    if (!IsFormat(input, "mov")) return packets;
+    std::int64_t shown = 0;
+    for (int i = 0; i < *packets; ++i) {
+        const AVIndexEntry* entry = avformat_index_get_entry(&stream, i);
+        if (!(entry->flags & AVINDEX_DISCARD_FRAME)) ++shown;
+    }
+    return shown;
+}
+
+/// Reads a length of an EBML element; null when it is absent or left open.
+std::optional<std::uint64_t> EbmlLength(std::istream& file) {
+    const int lead = file.get();
+    int extra = 0;
+    while (extra < 8 && !(lead & (0x80 >> extra))) ++extra;
+    if (lead < 0 || extra == 8) return std::nullopt;
+    std::uint64_t length = lead & (0x7f >> extra);
+    for (int i = 0; i < extra; ++i) length = length << 8 | (file.get() & 0xff);
+    const std::uint64_t open = (std::uint64_t{1} << (7 * (extra + 1))) - 1;
+    if (!file || length == open) return std::nullopt;
+    return length;
+}
+
+/// True when a Matroska file is shorter than its one segment says; the demuxer takes the end of
+/// the file for the end of the video.
+bool IsMatroskaCut(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    file.seekg(4);
+    const auto header = EbmlLength(file);
+    if (!header) return false;
+    file.seekg(static_cast<std::streamoff>(*header) + 4, std::ios::cur);
+    const auto segment = EbmlLength(file);
+    if (!segment) return false;
+    const auto begin = static_cast<std::uint64_t>(file.tellg());
+    return begin + *segment > std::filesystem::file_size(path);
+}
+
+std::optional<std::string> TimecodeOf(const AVFormatContext& input) {
+    const AVDictionaryEntry* entry = av_dict_get(input.metadata, "timecode", nullptr, 0);
+    for (unsigned i = 0; !entry && i < input.nb_streams; ++i) {
+        entry = av_dict_get(input.streams[i]->metadata, "timecode", nullptr, 0);
+    }
+    if (!entry) return std::nullopt;
+    return entry->value;
+}
+
+VideoReader::VideoReader(const std::string& path, const ReadOptions& options)
+    : path_(path), options_(options), input_(OpenInput(path)) {
+    const int index = av_find_best_stream(input_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (index < 0) Fail(path, "holds no picture");
+    for (unsigned i = 0; i < input_->nb_streams; ++i) {
+        const bool other = static_cast<int>(i) != index;
+        input_->streams[i]->discard = other ? AVDISCARD_ALL : AVDISCARD_DEFAULT;
+    }
+    stream_ = input_->streams[index];
+    codec_ = OpenDecoder(path, stream_, DecoderName(*stream_));
+    first_ = NextPicture();
+    if (!first_) {
+        EndOfVideo();
+        Fail(path, "holds no frames");
+    }
+    DescribeStream();
+    Describe(*first_);
+}
+
+void VideoReader::DescribeStream() {
+    info_.kind = Kind::Video;
+    info_.path = path_;
+    const std::string container = input_->iformat->name;
+    info_.format = container.substr(0, container.find(',')) + ", " +
+                   avcodec_get_name(stream_->codecpar->codec_id);
+    const auto count = FrameCount(*input_, *stream_);
+    const std::int64_t last = std::numeric_limits<std::int64_t>::max();
+    const FrameRange range = RangeWithin(path_, options_.frames, {1, count.value_or(last)});
+    info_.firstFrame = range.first;
+    if (range.last != last) info_.frameCount = range.last - range.first + 1;
+    info_.timecode = TimecodeOf(*input_);
+    for (unsigned i = 0; i < input_->nb_streams; ++i) {
+        const AVCodecParameters& parameters = *input_->streams[i]->codecpar;
+        info_.audioStreams += parameters.codec_type == AVMEDIA_TYPE_AUDIO;
+    }
+    const AVDictionaryEntry* entry = nullptr;
+    while ((entry = av_dict_get(input_->metadata, "", entry, AV_DICT_IGNORE_SUFFIX))) {
+        info_.metadata.emplace_back(entry->key, entry->value);
+    }
+}
+
+void VideoReader::Describe(const AVFrame& first) {
+    const AVPixFmtDescriptor& format =
+        *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(first.format));
+    const uint8_t* matrix = av_stream_get_side_data(stream_, AV_PKT_DATA_DISPLAYMATRIX, nullptr);
+    if (matrix) turn_ = Turn::FromDisplayMatrix(reinterpret_cast<const std::int32_t*>(matrix));
+    CheckSize(path_, first.width, first.height);
+    const Placement placement(turn_, first.width, first.height);
+    const ColorTags tags = TagsOf(first);
+    info_.width = placement.width;
+    info_.height = placement.height;
+    info_.bits = format.comp[0].depth;
+    info_.isFloat = format.flags & AV_PIX_FMT_FLAG_FLOAT;
+    info_.hasAlpha = format.flags & AV_PIX_FMT_FLAG_ALPHA;
+    info_.pixels = std::string(format.name) + ", " + TagText(tags);
+    info_.transfer = options_.transfer == Transfer::Linear ? Transfer::Linear : Transfer::None;
+    auto details = std::make_shared<SourceDetails>();
+    details->tags = tags;
+    details->timeBase = FromAv(stream_->time_base);
+    AVRational aspect =
+        av_guess_sample_aspect_ratio(input_.get(), stream_, const_cast<AVFrame*>(&first));
+    if (turn_.transposed && aspect.num > 0) aspect = av_inv_q(aspect);
+    details->sampleAspect = FromAv(aspect);
+    info_.details = std::move(details);
+    const AVRational rate =
+        av_guess_frame_rate(input_.get(), stream_, const_cast<AVFrame*>(&first));
+    if (rate.num > 0 && rate.den > 0) info_.frameRate = FromAv(rate);
+}
+
+ColorTags VideoReader::TagsOf(const AVFrame& picture) const {
+    const AvFrame tagged = MakeFrame();
+    const AVCodecParameters& stream = *stream_->codecpar;
+    tagged->format = picture.format;
+    tagged->width = picture.width;
+    tagged->height = picture.height;
+    const auto choose = [](auto own, auto container, auto unspecified) {
+        return own == unspecified ? container : own;
+    };
+    tagged->colorspace = choose(picture.colorspace, stream.color_space, AVCOL_SPC_UNSPECIFIED);
+    tagged->color_range = choose(picture.color_range, stream.color_range, AVCOL_RANGE_UNSPECIFIED);
+    tagged->color_primaries =
+        choose(picture.color_primaries, stream.color_primaries, AVCOL_PRI_UNSPECIFIED);
+    tagged->color_trc = choose(picture.color_trc, stream.color_trc, AVCOL_TRC_UNSPECIFIED);
+    return ResolveTags(*tagged);
+}
+
+/// Gives the decoder the next packet, or tells it that there are no more.
+void VideoReader::SendPacket() {
+    const int read = av_read_frame(input_.get(), packet_.get());
+    const bool broken = read < 0 ? read != AVERROR_EOF : packet_->flags & AV_PKT_FLAG_CORRUPT;
+    truncated_ |= broken;
+    if (read < 0 || broken) {
+        av_packet_unref(packet_.get());
+        avcodec_send_packet(codec_.get(), nullptr);
+        return;
+    }
+    int sent = 0;
+    if (packet_->stream_index == stream_->index) {
+        ++packets_;
+        sent = avcodec_send_packet(codec_.get(), packet_.get());
+    }
+    av_packet_unref(packet_.get());
+    CheckAv(sent, path_, "is damaged after frame " + std::to_string(number_));
+}
+
+AvFrame VideoReader::NextPicture() {
+    AvFrame picture = MakeFrame();
+    for (;;) {
+        const int received = avcodec_receive_frame(codec_.get(), picture.get());
+        if (received == AVERROR_EOF) return nullptr;
+        if (received == AVERROR(EAGAIN)) {
+            SendPacket();
+            continue;
+        }
+        CheckAv(received, path_, "is damaged after frame " + std::to_string(number_));
+        ++number_;
+        if (picture->decode_error_flags || (picture->flags & AV_FRAME_FLAG_CORRUPT)) {
+            Fail(path_, "frame " + std::to_string(number_) + " is damaged");
+        }
+        return picture;
+    }
+}
+
+bool VideoReader::EndsEarly() const {
+    if (truncated_) return true;
+    if (IsFormat(*input_, "matroska")) return IsMatroskaCut(path_);
+    return packets_ < IndexedPackets(*input_, *stream_).value_or(0);
+}
+
+/// Throws Error when the video ended before it should have.
+void VideoReader::EndOfVideo() const {
+    if (EndsEarly()) Fail(path_, "truncated after frame " + std::to_string(number_));
+    if (!options_.frames) return;
+    const bool toTheEnd = options_.frames->last == std::numeric_limits<std::int64_t>::max();
+    const std::int64_t needed = toTheEnd ? options_.frames->first : options_.frames->last;
+    if (number_ < needed) RangeWithin(path_, options_.frames, {1, number_});
+}
+
+void VideoReader::CheckPicture(const AVFrame& picture) const {
+    const Placement placement(turn_, picture.width, picture.height);
+    if (placement.width == info_.width && placement.height == info_.height) return;
+    Fail(path_, "frame " + std::to_string(number_) + " is " +
+                    SizeText(placement.width, placement.height) + ", where the video is " +
+                    SizeText(info_.width, info_.height));
+}
+
+std::shared_ptr<Fetched> VideoReader::Fetch() {
+    const FrameRange range =
+        options_.frames.value_or(FrameRange{1, std::numeric_limits<std::int64_t>::max()});
+    for (;;) {
+        if (!first_ && number_ >= range.last) return nullptr;
+        auto fetched = std::make_shared<FetchedPicture>();
+        fetched->number = first_ ? 1 : number_ + 1;
+        fetched->picture = first_ ? std::move(first_) : NextPicture();
+        if (!fetched->picture) {
+            EndOfVideo();
+            return nullptr;
+        }
+        if (fetched->number < range.first) continue;
+        CheckPicture(*fetched->picture);
+        return fetched;
+    }
+}
+
+Frame VideoReader::Decode(const Fetched& fetched) {
+    const auto& decoded = dynamic_cast<const FetchedPicture&>(fetched);
+    const AVFrame* picture = decoded.picture.get();
+    Frame frame;
+    frame.width = info_.width;
+    frame.height = info_.height;
+    frame.number = decoded.number;
+    frame.pixels = PixelsOf(path_, *picture, TagsOf(*picture), turn_);
+    if (options_.association == Association::Premultiplied) Unpremultiply(frame.pixels);
+    if (info_.transfer == Transfer::Linear) ApplyToColour(LinearToWorkingTable(), frame.pixels);
+    auto origin = std::make_shared<Origin>();
+    if (picture->best_effort_timestamp != AV_NOPTS_VALUE) {
+        origin->timestamp = picture->best_effort_timestamp;
+    }
+    frame.origin = std::move(origin);
+    return frame;
+}
+
+}  // namespace
+
+std::unique_ptr<Reader> OpenVideo(const std::string& path, const ReadOptions& options) {
+    return std::make_unique<VideoReader>(path, options);
+}
+
+}  // namespace veltrane::media

@@ -1,0 +1,351 @@
+extern "C" {
+#include <libavutil/opt.h>
+#include <libavutil/pixdesc.h>
+#include <libavutil/timecode.h>
+}
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <limits>
+#include <new>
+#include <numeric>
+#include <string_view>
+
+#include "media/atomic_file.h"
+#include "media/audio_track.h"
+#include "media/av_support.h"
+#include "media/pixels.h"
+#include "media/source_details.h"
+#include "media/video_pixels.h"
+
+namespace veltrane::media {
+namespace {
+
+struct Option {
+    const char* name;
+    const char* value;
+};
+
+struct Format {
+    const char* extension;
+    const char* container;
+    const char* encoder;
+    AVPixelFormat withAlpha;  ///< none where alpha cannot be held
+    AVPixelFormat opaque;
+    int threads;  ///< 0 where the number of threads changes nothing in the file
+    std::array<Option, 6> options;
+};
+
+constexpr std::array kFormats{
+    Format{".mov",
+           "mov",
+           "prores_ks",
+           AV_PIX_FMT_YUVA444P10,
+           AV_PIX_FMT_YUV444P10,
+           0,
+           {{{"profile", "4444"}, {"vendor", "apl0"}}}},
+    Format{".mkv",
+           "matroska",
+           "ffv1",
+           AV_PIX_FMT_GBRAP16,
+           AV_PIX_FMT_GBRP16,
+           0,
+           {{{"level", "3"}, {"slices", "16"}, {"slicecrc", "1"}, {"g", "1"}}}},
+    Format{".webm",
+           "webm",
+           "libvpx-vp9",
+           AV_PIX_FMT_YUVA420P,
+           AV_PIX_FMT_YUV420P,
+           4,
+           {{{"crf", "16"},
+             {"b", "0"},
+             {"auto-alt-ref", "0"},
+             {"deadline", "good"},
+             {"cpu-used", "4"},
+             {"row-mt", "1"}}}},
+    Format{".mp4",
+           "mp4",
+           "libx264",
+           AV_PIX_FMT_NONE,
+           AV_PIX_FMT_YUV420P,
+           4,
+           {{{"crf", "14"}, {"preset", "medium"}}}}};
+
+struct EncodedPicture : Encoded {
+    AvFrame picture;
+    std::optional<std::int64_t> timestamp;
+};
+
+struct OutputDeleter {
+    void operator()(AVFormatContext* output) const {
+        if (output->pb) avio_closep(&output->pb);
+        avformat_free_context(output);
+    }
+};
+
+const Format& FormatOf(const std::string& path, bool opaque) {
+    std::string extension = std::filesystem::path(path).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 'a' - 'A') : c; });
+    const Format& format = *std::find_if(kFormats.begin(), kFormats.end(),
+                                         [&](const Format& f) { return extension == f.extension; });
+    if (!opaque && format.withAlpha == AV_PIX_FMT_NONE) {
+        Fail(path, "mp4 (H.264) cannot hold alpha; these can: " + FormatsWithAlpha());
+    }
+    return format;
+}
+
+/// A time base in which the source's timestamps and whole frames of its rate are both exact; the
+/// timestamps' own, or one frame for want of any, where that would be too fine.
+Rational TimeBaseFor(const Info& source) {
+    const Rational frame{source.frameRate.den, source.frameRate.num};
+    const Rational stamps = source.details ? source.details->timeBase : Rational{0, 1};
+    if (stamps.num <= 0) return frame;
+    constexpr std::int64_t kFinest = 10'000'000;
+    const std::int64_t common = std::lcm(stamps.den, frame.den);
+    return common <= kFinest ? Rational{1, common} : stamps;
+}
+
+class VideoWriter : public Writer {
+public:
+    VideoWriter(const std::string& path, const WriteOptions& options, const Info& source);
+
+    bool Has(std::int64_t) const override { return false; }
+    std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source) override;
+    void Append(const Encoded& encoded) override;
+    void Finish() override;
+
+private:
+    void OpenEncoder(const Info& source);
+    void AddStream(const Info& source);
+    void AddMetadata(const Info& source);
+    void OpenOutput();
+    std::int64_t PresentationTime(const std::optional<std::int64_t>& timestamp);
+    AVRational OneFrame() const { return av_inv_q(ToAv(frameRate_)); }
+    std::int64_t SourceTime(std::int64_t time) const;
+    /// The moment of the source at which the last frame ends.
+    std::int64_t EndTime() const {
+        return SourceTime(lastTime_) + av_rescale_q(1, OneFrame(), AV_TIME_BASE_Q);
+    }
+    void WritePackets();
+    void CheckOutput() const;
+
+    std::string path_;
+    const Format& format_;
+    WriteOptions options_;
+    Transfer transfer_;
+    AVPixelFormat pixelFormat_;
+    ColorTags tags_;
+    Rational frameRate_;
+    Rational stampBase_{0, 1};  ///< of the source's timestamps
+    AVRational timeBase_;       ///< of the times given to the encoder
+    AtomicFile file_;
+    std::unique_ptr<AVFormatContext, OutputDeleter> output_;
+    AVStream* stream_ = nullptr;
+    AvCodec codec_;
+    AvPacket packet_ = MakePacket();
+    std::unique_ptr<AudioCarrier> audio_;
+    std::int64_t count_ = 0;
+    std::int64_t firstStamp_ = 0;
+    std::int64_t lastTime_ = -1;
+};
+
+VideoWriter::VideoWriter(const std::string& path, const WriteOptions& options, const Info& source)
+    : path_(path),
+      format_(FormatOf(path, options.opaque)),
+      options_(options),
+      transfer_(options.transfer),
+      pixelFormat_(options.opaque ? format_.opaque : format_.withAlpha),
+      frameRate_(source.frameRate),
+      timeBase_(ToAv(TimeBaseFor(source))),
+      file_(path) {
+    SilenceAv();
+    if (transfer_ == Transfer::Automatic) {
+        const bool sameKind = source.kind == Kind::Video;
+        transfer_ = sameKind ? source.transfer : Transfer::None;
+    }
+    if (source.details) stampBase_ = source.details->timeBase;
+    const ColorTags given = source.details ? source.details->tags : ColorTags{};
+    tags_ = OutputTags(given, source.height);
+    if (av_pix_fmt_desc_get(pixelFormat_)->flags & AV_PIX_FMT_FLAG_RGB) {
+        tags_.matrix = AVCOL_SPC_RGB;
+        tags_.range = AVCOL_RANGE_JPEG;
+    }
+    AVFormatContext* output = nullptr;
+    CheckAv(avformat_alloc_output_context2(&output, nullptr, format_.container, nullptr), path,
+            "cannot be written");
+    output_.reset(output);
+    // No version texts and no random identifiers: the same frames give the same file.
+    output->flags |= AVFMT_FLAG_BITEXACT;
+    OpenEncoder(source);
+    AddStream(source);
+    if (options.audio && source.audioStreams > 0) {
+        audio_ = std::make_unique<AudioCarrier>(source.path, output, path);
+    }
+    AddMetadata(source);
+    OpenOutput();
+}
+
+void VideoWriter::OpenEncoder(const Info& source) {
+    const AVCodec* encoder = avcodec_find_encoder_by_name(format_.encoder);
+    if (!encoder) Fail(path_, std::string("this FFmpeg has no encoder ") + format_.encoder);
+    if (pixelFormat_ == AV_PIX_FMT_YUV420P && format_.withAlpha == AV_PIX_FMT_NONE &&
+        (source.width % 2 != 0 || source.height % 2 != 0)) {
+        Fail(path_, "mp4 (H.264) needs an even width and height, not " +
+                        SizeText(source.width, source.height) + "; mov and mkv take any");
+    }
+    codec_.reset(avcodec_alloc_context3(encoder));
+    if (!codec_) throw std::bad_alloc();
+    codec_->width = source.width;
+    codec_->height = source.height;
+    codec_->pix_fmt = pixelFormat_;
+    codec_->time_base = timeBase_;
+    codec_->framerate = ToAv(frameRate_);
+    codec_->colorspace = tags_.matrix;
+    codec_->color_range = tags_.range;
+    codec_->color_primaries = tags_.primaries;
+    codec_->color_trc = tags_.transfer;
+    codec_->chroma_sample_location = AVCHROMA_LOC_LEFT;
+    codec_->thread_count = format_.threads;
+    codec_->flags |= AV_CODEC_FLAG_BITEXACT;
+    if (source.details) codec_->sample_aspect_ratio = ToAv(source.details->sampleAspect);
+    if (output_->oformat->flags & AVFMT_GLOBALHEADER) {
+        codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    }
+    AVDictionary* settings = nullptr;
+    for (const Option& option : format_.options) {
+        if (option.name) av_dict_set(&settings, option.name, option.value, 0);
+    }
+    if (std::string_view(format_.encoder) == "prores_ks") {
+        av_dict_set(&settings, "alpha_bits", options_.opaque ? "0" : "16", 0);
+    }
+    const int opened = avcodec_open2(codec_.get(), encoder, &settings);
+    av_dict_free(&settings);
+    CheckAv(opened, path_,
+            "frames of " + SizeText(source.width, source.height) + " cannot be encoded");
+}
+
+void VideoWriter::AddStream(const Info& source) {
+    stream_ = avformat_new_stream(output_.get(), nullptr);
+    if (!stream_) throw std::bad_alloc();
+    CheckAv(avcodec_parameters_from_context(stream_->codecpar, codec_.get()), path_,
+            "cannot be encoded");
+    stream_->time_base = timeBase_;
+    stream_->avg_frame_rate = ToAv(frameRate_);
+    stream_->sample_aspect_ratio = codec_->sample_aspect_ratio;
+    const bool besideAlpha = pixelFormat_ == AV_PIX_FMT_YUVA420P;
+    if (besideAlpha) av_dict_set(&stream_->metadata, "alpha_mode", "1", 0);
+    if (!source.timecode) return;
+    AVTimecode timecode;
+    const AVRational rate = ToAv(frameRate_);
+    if (av_timecode_init_from_string(&timecode, rate, source.timecode->c_str(), nullptr) < 0)
+        return;
+    char text[AV_TIMECODE_STR_SIZE];
+    av_timecode_make_string(&timecode, text, static_cast<int>(source.firstFrame - 1));
+    av_dict_set(&stream_->metadata, "timecode", text, 0);
+}
+
+void VideoWriter::AddMetadata(const Info& source) {
+    if (source.kind != Kind::Video) return;
+    constexpr std::array<std::string_view, 6> kStale{
+        "major_brand", "minor_version", "compatible_brands", "encoder", "timecode", "alpha_mode"};
+    for (const auto& [key, value] : source.metadata) {
+        if (std::find(kStale.begin(), kStale.end(), key) != kStale.end()) continue;
+        av_dict_set(&output_->metadata, key.c_str(), value.c_str(), 0);
+    }
+}
+
+void VideoWriter::OpenOutput() {
+    const std::string url = "file:" + file_.temporaryPath();
+    CheckAv(avio_open(&output_->pb, url.c_str(), AVIO_FLAG_WRITE), path_, "cannot be written");
+    AVDictionary* settings = nullptr;
+    if (std::string_view(format_.container) == "mp4") av_dict_set(&settings, "write_tmcd", "1", 0);
+    const int written = avformat_write_header(output_.get(), &settings);
+    av_dict_free(&settings);
+    CheckAv(written, path_, "cannot be written");
+}
+
+std::shared_ptr<Encoded> VideoWriter::Encode(const Frame& result, const Frame& source) {
+    auto encoded = std::make_shared<EncodedPicture>();
+    const bool multiply = options_.association == Association::Premultiplied && !options_.opaque;
+    const auto pixels = StoredPixels(result, transfer_, multiply);
+    encoded->picture = PictureOf(path_, pixels, result.width, result.height, pixelFormat_, tags_);
+    if (source.origin) encoded->timestamp = source.origin->timestamp;
+    return encoded;
+}
+
+/// The time of a frame in the encoder's time base, from 0. Timestamps that were rounded from whole
+/// frames of the source's rate (as Matroska's milliseconds are) become whole frames again.
+std::int64_t VideoWriter::PresentationTime(const std::optional<std::int64_t>& timestamp) {
+    const AVRational frame = OneFrame();
+    std::int64_t time = av_rescale_q(count_, frame, timeBase_);
+    if (timestamp && stampBase_.num > 0) {
+        if (count_ == 0) firstStamp_ = *timestamp;
+        const AVRational base = ToAv(stampBase_);
+        time = av_rescale_q(*timestamp - firstStamp_, base, timeBase_);
+        const std::int64_t whole =
+            av_rescale_q(av_rescale_q(time, timeBase_, frame), frame, timeBase_);
+        if (std::abs(whole - time) <= av_rescale_q(1, base, timeBase_)) time = whole;
+    }
+    time = std::max(time, lastTime_ + 1);
+    lastTime_ = time;
+    ++count_;
+    return time;
+}
+
+/// The moment of the source, in microseconds, for a time of the output.
+std::int64_t VideoWriter::SourceTime(std::int64_t time) const {
+    const std::int64_t first =
+        stampBase_.num > 0 ? av_rescale_q(firstStamp_, ToAv(stampBase_), AV_TIME_BASE_Q) : 0;
+    return first + av_rescale_q(time, timeBase_, AV_TIME_BASE_Q);
+}
+
+void VideoWriter::CheckOutput() const {
+    if (output_->pb->error < 0) CheckAv(output_->pb->error, path_, "cannot be written");
+}
+
+void VideoWriter::WritePackets() {
+    for (;;) {
+        const int received = avcodec_receive_packet(codec_.get(), packet_.get());
+        if (received == AVERROR(EAGAIN) || received == AVERROR_EOF) return;
+        CheckAv(received, path_, "cannot be encoded");
+        packet_->stream_index = stream_->index;
+        if (packet_->duration <= 0) packet_->duration = av_rescale_q(1, OneFrame(), timeBase_);
+        av_packet_rescale_ts(packet_.get(), timeBase_, stream_->time_base);
+        CheckAv(av_interleaved_write_frame(output_.get(), packet_.get()), path_,
+                "cannot be written");
+        CheckOutput();
+    }
+}
+
+void VideoWriter::Append(const Encoded& encoded) {
+    const auto& given = dynamic_cast<const EncodedPicture&>(encoded);
+    const AvFrame picture(av_frame_clone(given.picture.get()));
+    if (!picture) throw std::bad_alloc();
+    picture->pts = PresentationTime(given.timestamp);
+    CheckAv(avcodec_send_frame(codec_.get(), picture.get()), path_, "cannot be encoded");
+    WritePackets();
+    if (!audio_) return;
+    if (count_ == 1) audio_->Begin(SourceTime(0));
+    audio_->CarryUntil(EndTime());
+}
+
+void VideoWriter::Finish() {
+    CheckAv(avcodec_send_frame(codec_.get(), nullptr), path_, "cannot be encoded");
+    WritePackets();
+    if (audio_) audio_->Finish(EndTime());
+    CheckAv(av_write_trailer(output_.get()), path_, "cannot be written");
+    CheckOutput();
+    CheckAv(avio_closep(&output_->pb), path_, "cannot be written");
+    file_.Commit();
+}
+
+}  // namespace
+
+std::unique_ptr<Writer> CreateVideo(const std::string& path, const WriteOptions& options,
+                                    const Info& source) {
+    return std::make_unique<VideoWriter>(path, options, source);
+}
+
+}  // namespace veltrane::media
