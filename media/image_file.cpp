@@ -327,7 +327,8 @@ Info DescribeImage(const std::string& path, const ReadOptions& options) {
     details->imageFormat = image.format;
     details->isHalf = image.isHalf;
     info.details = std::move(details);
-    for (const OIIO::ParamValue& attribute : MetadataOf(image)->attributes) {
+    const auto metadata = MetadataOf(image);
+    for (const OIIO::ParamValue& attribute : metadata->attributes) {
         if (attribute.type().size() > 256) continue;
         info.metadata.emplace_back(attribute.name().string(), attribute.get_string());
     }

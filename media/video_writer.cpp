@@ -44,7 +44,7 @@ constexpr std::array kFormats{
            AV_PIX_FMT_YUVA444P10,
            AV_PIX_FMT_YUV444P10,
            0,
-           {{{"profile", "4444"}, {"vendor", "apl0"}}}},
+           {{{"profile", "4444"}, {"vendor", "apl0"}, {"flags", "+qscale"}, {"global_quality", "236"}}}},
     Format{".mkv",
            "matroska",
            "ffv1",
