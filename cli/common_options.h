@@ -1,0 +1,32 @@
+#ifndef VELTRANE_CLI_COMMON_OPTIONS_H
+#define VELTRANE_CLI_COMMON_OPTIONS_H
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "media/media.h"
+
+namespace veltrane::cli {
+
+/// --transfer, for every command that reads frames.
+void AddTransferOption(CLI::App& command, media::Transfer& transfer);
+
+/// --threads, by default all cores.
+void AddThreadsOption(CLI::App& command, int& threads);
+
+/// An option that tells how colour is stored beside alpha.
+void AddAlphaOption(CLI::App& command, const std::string& name, media::Association& association,
+                    const std::string& help);
+
+/// Reads a frame rate such as "25", "23.976" or "30000/1001". Throws UsageError for anything else.
+media::Rational ParseRate(const std::string& text);
+
+/// Reads "A-B", "A" or "A-" for all from A on. Throws UsageError for anything else.
+media::FrameRange ParseFrameRange(const std::string& text);
+
+/// A line on standard error.
+void Say(const std::string& line);
+
+}  // namespace veltrane::cli
+
+#endif

@@ -1,0 +1,34 @@
+#ifndef VELTRANE_CLI_COMPOSITE_H
+#define VELTRANE_CLI_COMPOSITE_H
+
+#include <functional>
+
+#include "media/media.h"
+#include "settings/settings.h"
+
+namespace veltrane::cli {
+
+/// An opaque picture whose colour is given for every pixel.
+media::Frame Painted(int width, int height, const std::function<Color(int x, int y)>& colorAt);
+
+/// An opaque picture of one colour.
+media::Frame PlainPicture(int width, int height, Color color);
+
+/// Light and dark grey squares, by which transparency is shown.
+media::Frame Checkerboard(int width, int height, int square);
+
+/// The picture at a whole fraction of its size, each pixel the mean of factor x factor; what is
+/// left over at the right and below is cut off.
+media::Frame Reduced(const media::Frame& picture, int factor);
+
+/// Puts the frame, with its straight alpha, over an opaque background of the same size; it becomes
+/// opaque. Exact to the nearest 16-bit value.
+void PutOver(media::Frame& frame, const media::Frame& background);
+media::Frame Over(media::Frame frame, const media::Frame& background);
+
+/// The frame's alpha as an opaque grey picture.
+media::Frame MattePicture(const media::Frame& frame);
+
+}  // namespace veltrane::cli
+
+#endif

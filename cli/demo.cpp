@@ -1,0 +1,173 @@
+#include "cli/demo.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <mutex>
+#include <vector>
+
+#include "cli/common_options.h"
+#include "cli/composite.h"
+#include "cli/contact_sheet.h"
+#include "cli/errors.h"
+#include "cli/key_color.h"
+#include "cli/pipeline.h"
+
+namespace veltrane::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string DefaultSample() {
+    for (const char* folder : {VELTRANE_SAMPLES, VELTRANE_INSTALLED_SAMPLES}) {
+        const fs::path clip = fs::path(folder) / "clip.mp4";
+        if (fs::exists(clip)) return clip;
+    }
+    throw media::Error("the sample clip is not installed; name another with --sample");
+}
+
+/// An evening sky in soft light, for something to put the subject before.
+media::Frame Evening(int width, int height) {
+    return Painted(width, height, [=](int x, int y) {
+        const double down = static_cast<double>(y) / height;
+        const double glow = std::exp(-6.0 * (std::pow((x - 0.72 * width) / width, 2.0) +
+                                             std::pow((y - 0.66 * height) / width, 2.0)));
+        const auto mix = [&](double top, double bottom, double light) {
+            return std::min(1.0, top + (bottom - top) * down * down + light * glow);
+        };
+        return Color{mix(0.10, 0.46, 0.42), mix(0.16, 0.32, 0.24), mix(0.34, 0.38, 0.04)};
+    });
+}
+
+/// The frames to be shown as pictures, by number, collected as they are keyed.
+class Shown {
+public:
+    Shown(std::int64_t first, std::int64_t count)
+        : numbers_{first, first + count / 2, first + count - 1} {}
+
+    void Take(const media::Frame& source, const media::Frame& result) {
+        for (std::size_t i = 0; i < numbers_.size(); ++i) {
+            if (numbers_[i] != source.number) continue;
+            const std::lock_guard lock(mutex_);
+            views_[i] = {source, result};
+        }
+    }
+
+    const std::array<Views, 3>& views() const { return views_; }
+
+private:
+    std::array<std::int64_t, 3> numbers_;
+    std::array<Views, 3> views_;
+    std::mutex mutex_;
+};
+
+struct Video {
+    std::string path;
+    bool opaque;
+};
+
+std::unique_ptr<media::Writer> OpenVideo(const Video& video, const media::Info& info) {
+    media::WriteOptions options;
+    options.opaque = video.opaque;
+    return media::Create(video.path, options, info);
+}
+
+void WriteStill(const std::string& path, const media::Frame& picture, bool opaque,
+                const media::Info& clip) {
+    media::Info info = clip;
+    info.frameCount = 1;
+    info.firstFrame = picture.number;
+    info.width = picture.width;
+    info.height = picture.height;
+    media::WriteOptions options;
+    options.opaque = opaque;
+    const std::unique_ptr<media::Writer> writer = media::Create(path, options, info);
+    writer->Append(*writer->Encode(picture, picture));
+    writer->Finish();
+}
+
+/// Keys the whole clip once into its three videos; returns the frames to be shown.
+void KeyClip(media::Reader& reader, const std::shared_ptr<media::Fetched>& first,
+             const Settings& settings, const media::Frame& background,
+             const std::vector<Video>& videos, int threads, Shown& shown) {
+    std::vector<std::unique_ptr<media::Writer>> owners;
+    std::vector<media::Writer*> writers;
+    for (const Video& video : videos)
+        writers.push_back(owners.emplace_back(OpenVideo(video, reader.info())).get());
+    const auto render = [&](const media::Frame& source) {
+        media::Frame result = source;
+        Key(settings, source.width, source.height, source.pixels.data(), result.pixels.data());
+        shown.Take(source, result);
+        media::Frame over = result;
+        PutOver(over, background);
+        media::Frame matte = MattePicture(result);
+        return std::vector{std::move(result), std::move(matte), std::move(over)};
+    };
+    Progress progress(OnTerminal(), reader.info().frameCount);
+    FrameCounts counts;
+    Run({reader, first, writers, render, threads, progress}, counts);
+    for (const auto& writer : owners) writer->Finish();
+}
+
+}  // namespace
+
+void DemoCommand::AddTo(CLI::App& app) {
+    CLI::App* command =
+        app.add_subcommand("demo", "Key the sample clip and leave pictures to look at.");
+    command->add_option("FOLDER", folder_, "Where to leave them.")
+        ->type_name("")
+        ->capture_default_str();
+    command->add_option("--sample", sample_, "Key this video instead.")->type_name("FILE");
+    command
+        ->add_option("--strip", strip_,
+                     "Also make one small picture of source, matte and result side by side.")
+        ->type_name("FILE");
+    AddThreadsOption(*command, threads_);
+    command->callback([this] { Run(); });
+}
+
+void DemoCommand::Run() const {
+    const std::string sample = sample_.empty() ? DefaultSample() : sample_;
+    const std::unique_ptr<media::Reader> reader = media::Open(sample);
+    const media::Info& info = reader->info();
+    const std::shared_ptr<media::Fetched> first = reader->Fetch();
+    if (!first) throw media::Error(sample + ": holds no frames");
+    const KeyColor key = Resolve(FindScreen{}, reader->Decode(*first), sample, {});
+    Say("key colour " + HexText(key.color) + ' ' + key.origin);
+    Settings settings;
+    settings.keyColor = key.color;
+
+    std::error_code error;
+    fs::create_directories(folder_, error);
+    if (error) throw media::Error(folder_ + ": cannot be made: " + error.message());
+    const auto path = [&](const char* name) { return (fs::path(folder_) / name).string(); };
+    const media::Frame background = Evening(info.width, info.height);
+    Shown shown(info.firstFrame, info.frameCount.value_or(1));
+    KeyClip(*reader, first, settings, background,
+            {{path("result.mov"), false},
+             {path("matte.mp4"), true},
+             {path("over-background.mp4"), true}},
+            threads_, shown);
+
+    const std::vector<Views> rows(shown.views().begin(), shown.views().end());
+    const Views& middle = rows[1];
+    WriteStill(path("source.png"), middle.source, true, info);
+    WriteStill(path("matte.png"), MattePicture(middle.result), true, info);
+    WriteStill(path("result.png"), middle.result, false, info);
+    WriteStill(path("over-background.png"), Over(middle.result, background), true, info);
+    WriteStill(path("contact-sheet.png"), ContactSheet(rows, background), true, info);
+    if (!strip_.empty()) WriteStill(strip_, Strip(middle), true, info);
+    std::printf(
+        "Look at %s:\n"
+        "  contact-sheet.png              source, matte, result, composite of three frames\n"
+        "  source.png matte.png result.png over-background.png\n"
+        "                                 the frame in the middle, at full size\n"
+        "  result.mov                     the keyed clip with alpha (ProRes 4444)\n"
+        "  matte.mp4 over-background.mp4  the clip's matte, and the clip over a background\n",
+        folder_.c_str());
+}
+
+}  // namespace veltrane::cli

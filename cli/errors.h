@@ -1,0 +1,22 @@
+#ifndef VELTRANE_CLI_ERRORS_H
+#define VELTRANE_CLI_ERRORS_H
+
+#include <stdexcept>
+
+namespace veltrane::cli {
+
+/// The command line asks for something that cannot be meant; the command exits with 2.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The user stopped the work; the command exits with 130.
+class Interruption : public std::runtime_error {
+public:
+    Interruption() : std::runtime_error("interrupted") {}
+};
+
+}  // namespace veltrane::cli
+
+#endif

@@ -1,0 +1,231 @@
+#include "cli/key_command.h"
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "cli/common_options.h"
+#include "cli/composite.h"
+#include "cli/errors.h"
+#include "cli/key_color.h"
+#include "cli/pipeline.h"
+#include "settings/presets.h"
+
+namespace veltrane::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The same place under one spelling, with "####" and "%04d" told alike.
+std::string Place(const std::string& path) {
+    const fs::path folder = fs::weakly_canonical(fs::absolute(path).parent_path());
+    std::string name = fs::path(path).filename();
+    if (const std::size_t hash = name.find('#'); hash != std::string::npos) {
+        const std::size_t end = std::min(name.find_first_not_of('#', hash), name.size());
+        const std::string digits = std::to_string(end - hash);
+        name.replace(hash, end - hash, "%0" + digits + "d");
+    }
+    return folder / name;
+}
+
+void RefuseOverwriting(const std::string& input, const std::string& output) {
+    std::error_code ignored;
+    if (Place(input) == Place(output) || fs::equivalent(input, output, ignored))
+        throw UsageError(output + " is the input itself; give the output another name");
+}
+
+void RefuseGaps(const media::Info& info) {
+    if (info.missingFrames.empty()) return;
+    constexpr std::size_t kMostShown = 20;
+    std::string numbers;
+    for (std::size_t i = 0; i < info.missingFrames.size() && i < kMostShown; ++i)
+        numbers += (i == 0 ? "" : ", ") + std::to_string(info.missingFrames[i]);
+    if (info.missingFrames.size() > kMostShown)
+        numbers += " and " + std::to_string(info.missingFrames.size() - kMostShown) + " more";
+    throw media::Error(info.path + ": frames are missing: " + numbers);
+}
+
+/// What is put behind the result, fitted to the frame; nothing without a background.
+std::optional<media::Frame> Background(const std::string& text, const media::Info& info) {
+    if (text.empty()) return std::nullopt;
+    if (const std::optional<Color> color = ParseHexColor(text))
+        return PlainPicture(info.width, info.height, *color);
+    if (text[0] == '#') throw UsageError("background must be an image or #rrggbb, not " + text);
+    return media::ReadBackground(text, info.width, info.height);
+}
+
+bool IsBlack(Color color) {
+    return SnapToByteSteps(color) == Color{0, 0, 0};
+}
+
+media::Frame Keyed(const Settings& settings, const media::Frame& source,
+                   const std::optional<media::Frame>& background) {
+    media::Frame result = source;
+    Key(settings, source.width, source.height, source.pixels.data(), result.pixels.data());
+    if (background) PutOver(result, *background);
+    return result;
+}
+
+/// The frame rate by which frames without one of their own become a video.
+media::Info WithRate(media::Info info, const std::string& fps) {
+    if (fps.empty()) return info;
+    if (info.kind == media::Kind::Video)
+        throw UsageError("--fps is for stills and sequences; " + info.path + " has its own rate");
+    info.frameRate = ParseRate(fps);
+    return info;
+}
+
+/// What became of the work, added to the line that tells why it ended early.
+std::string Remains(const media::Info& info, const FrameCounts& counts, const std::string& output) {
+    if (info.kind != media::Kind::Sequence || output.find_first_of("#%") == std::string::npos)
+        return "; " + output + " was not written";
+    return "; the " + std::to_string(counts.written + counts.kept) + " frames before it are whole";
+}
+
+struct Summary {
+    std::string input;
+    std::string output;
+    FrameCounts counts;
+    double seconds;
+    Settings settings;
+    std::optional<KeyColor> key;
+
+    double Rate() const { return static_cast<double>(counts.written) / std::max(seconds, 1e-9); }
+
+    std::string ForPeople() const {
+        char figures[96];
+        std::snprintf(figures, sizeof figures, "%lld frames in %.1f s, %.1f fps",
+                      static_cast<long long>(counts.written), seconds, Rate());
+        const std::string kept =
+            counts.kept > 0 ? ", " + std::to_string(counts.kept) + " kept as they were" : "";
+        return output + ": " + figures + kept;
+    }
+
+    std::string AsJson() const {
+        nlohmann::ordered_json json{{"input", input},           {"output", output},
+                                    {"frames", counts.written}, {"kept", counts.kept},
+                                    {"seconds", seconds},       {"fps", Rate()}};
+        json["key-color"] = HexText(settings.keyColor);
+        if (key) json["key-color-origin"] = key->origin;
+        if (key && key->coverage) json["screen-coverage"] = *key->coverage;
+        json["settings"] = nlohmann::ordered_json::parse(ToJson(settings));
+        return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    }
+};
+
+}  // namespace
+
+void KeyCommand::AddTo(CLI::App& app) {
+    command_ = app.add_subcommand("key", "Key a video, an image sequence or a still.");
+    CLI::App& c = *command_;
+    c.add_option("INPUT", input_, "A video, a still, or a sequence such as shot.%04d.exr.")
+        ->required()
+        ->type_name("");
+    c.add_option(
+         "OUTPUT", output_,
+         "What to write; its name tells the format. With alpha: " + media::FormatsWithAlpha() + ".")
+        ->required()
+        ->type_name("");
+    settings_.AddTo(c);
+    c.add_option("--preset", preset_, "Start from the settings in this file.")->type_name("FILE");
+    c.add_option("--save-preset", savePreset_, "Keep the settings used in this file.")
+        ->type_name("FILE");
+    c.add_option("--frames", frames_, "Key only these frames.")->type_name("A-B");
+    c.add_option("--background", background_, "Put the result over a picture or a colour.")
+        ->type_name("IMAGE|#rrggbb");
+    AddTransferOption(c, transfer_);
+    AddAlphaOption(c, "--alpha", writeAlpha_, "How the output holds colour beside alpha.");
+    AddAlphaOption(c, "--input-alpha", readAlpha_, "How the input holds colour beside alpha.");
+    c.add_option("--fps", fps_, "Frame rate of a video made from stills. [default: 24]")
+        ->type_name("RATE");
+    AddThreadsOption(c, threads_);
+    c.add_flag("--resume", resume_, "Keep the frames of a sequence that exist whole.");
+    c.add_flag("--no-audio", noAudio_, "Leave the sound out of a video.");
+    c.add_flag("--quiet", quiet_, "Print errors only.");
+    c.add_flag("--json", json_, "Print a machine-readable summary.");
+    c.callback([this] { Run(); });
+}
+
+Settings KeyCommand::BaseSettings() const {
+    if (preset_.empty()) return {};
+    try {
+        return ReadPreset(preset_);
+    } catch (const std::invalid_argument& error) {
+        throw UsageError(error.what());
+    }
+}
+
+media::ReadOptions KeyCommand::ReadOptions() const {
+    media::ReadOptions options;
+    options.transfer = transfer_;
+    options.association = readAlpha_;
+    if (!frames_.empty()) options.frames = ParseFrameRange(frames_);
+    return options;
+}
+
+media::WriteOptions KeyCommand::WriteOptions(View view) const {
+    media::WriteOptions options;
+    if (transfer_ == media::Transfer::None) options.transfer = transfer_;
+    options.association = writeAlpha_;
+    options.opaque = view == View::Matte || !background_.empty();
+    options.resume = resume_;
+    options.audio = !noAudio_;
+    return options;
+}
+
+std::string KeyCommand::KeyColorText(const Settings& settings) const {
+    if (!settings_.keyColor().empty()) return settings_.keyColor();
+    return IsBlack(settings.keyColor) ? "auto" : HexText(settings.keyColor);
+}
+
+void KeyCommand::Run() const {
+    Summary summary{input_, output_, {}, 0, settings_.Apply(BaseSettings()), std::nullopt};
+    Settings& settings = summary.settings;
+    const KeyColorRequest request = ParseKeyColor(KeyColorText(settings));
+    const media::ReadOptions readOptions = ReadOptions();
+    RefuseOverwriting(input_, output_);
+    const std::unique_ptr<media::Reader> reader = media::Open(input_, readOptions);
+    const media::Info& info = reader->info();
+    RefuseGaps(info);
+    const std::optional<media::Frame> background = Background(background_, info);
+    const std::unique_ptr<media::Writer> writer =
+        media::Create(output_, WriteOptions(settings.view), WithRate(info, fps_));
+    const std::shared_ptr<media::Fetched> first = reader->Fetch();
+    if (!first) throw media::Error(input_ + ": holds no frames");
+    if (settings.view != View::Source) {
+        summary.key = Resolve(request, reader->Decode(*first), input_, readOptions);
+        settings.keyColor = summary.key->color;
+        if (!quiet_) Say("key colour " + HexText(settings.keyColor) + ' ' + summary.key->origin);
+        if (IsBlack(settings.keyColor)) Say("a black key colour leaves the frames unkeyed");
+    }
+    if (!savePreset_.empty()) WritePreset(savePreset_, settings);
+
+    const auto start = std::chrono::steady_clock::now();
+    try {
+        Progress progress(!quiet_ && OnTerminal(), info.frameCount);
+        const auto render = [&](const media::Frame& source) {
+            return std::vector{Keyed(settings, source, background)};
+        };
+        cli::Run({*reader,
+                  first,
+                  {writer.get()},
+                  render,
+                  threads_,
+                  progress,
+                  settings.view != View::Matte},
+                 summary.counts);
+        writer->Finish();
+    } catch (const media::Error& error) {
+        throw media::Error(error.what() + Remains(info, summary.counts, output_));
+    }
+    const auto time = std::chrono::steady_clock::now() - start;
+    summary.seconds = std::chrono::duration<double>(time).count();
+    if (!quiet_) Say(summary.ForPeople());
+    if (json_) std::cout << summary.AsJson() << std::endl;
+}
+
+}  // namespace veltrane::cli

@@ -1,0 +1,45 @@
+#ifndef VELTRANE_CLI_KEY_COMMAND_H
+#define VELTRANE_CLI_KEY_COMMAND_H
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "cli/setting_options.h"
+#include "media/media.h"
+
+namespace veltrane::cli {
+
+/// `veltrane key`: what was asked for and its execution.
+class KeyCommand {
+public:
+    void AddTo(CLI::App& app);
+    void Run() const;
+
+private:
+    Settings BaseSettings() const;
+    media::ReadOptions ReadOptions() const;
+    media::WriteOptions WriteOptions(View view) const;
+    std::string KeyColorText(const Settings& settings) const;
+
+    CLI::App* command_ = nullptr;
+    SettingOptions settings_;
+    std::string input_;
+    std::string output_;
+    std::string preset_;
+    std::string savePreset_;
+    std::string frames_;
+    std::string background_;
+    media::Transfer transfer_ = media::Transfer::Automatic;
+    media::Association readAlpha_ = media::Association::Automatic;
+    media::Association writeAlpha_ = media::Association::Automatic;
+    std::string fps_;
+    int threads_ = 0;
+    bool resume_ = false;
+    bool noAudio_ = false;
+    bool quiet_ = false;
+    bool json_ = false;
+};
+
+}  // namespace veltrane::cli
+
+#endif

@@ -1,0 +1,116 @@
+#include "cli/pipeline.h"
+
+#include <oneapi/tbb/global_control.h>
+#include <oneapi/tbb/parallel_pipeline.h>
+
+#include <algorithm>
+#include <exception>
+#include <string>
+
+#include "cli/interrupt.h"
+
+namespace veltrane::cli {
+
+namespace {
+
+/// One frame's way through the stages. An error travels with its frame, so that it takes effect
+/// only after all earlier frames are safe.
+struct Job {
+    std::shared_ptr<media::Fetched> fetched;
+    std::vector<std::shared_ptr<media::Encoded>> encoded;
+    std::exception_ptr error;
+};
+
+using JobPtr = std::shared_ptr<Job>;
+
+template <typename Work>
+void Guard(Job& job, Work work) {
+    try {
+        ThrowIfInterrupted();
+        work();
+    } catch (...) {
+        job.error = std::current_exception();
+    }
+}
+
+class Fetcher {
+public:
+    explicit Fetcher(const Pipeline& pipeline)
+        : pipeline_(pipeline), next_(pipeline.first), number_(pipeline.reader.info().firstFrame) {}
+
+    /// The next frame's job, or null after the last one.
+    JobPtr operator()() {
+        if (ended_) return nullptr;
+        auto job = std::make_shared<Job>();
+        Guard(*job, [&] { Fetch(*job); });
+        ended_ = job->error != nullptr || next_ == nullptr;
+        return next_ == nullptr && job->error == nullptr ? nullptr : job;
+    }
+
+private:
+    void Fetch(Job& job) {
+        if (!fresh_) next_ = pipeline_.reader.Fetch();
+        fresh_ = false;
+        const bool kept = std::all_of(pipeline_.writers.begin(), pipeline_.writers.end(),
+                                      [&](const auto* writer) { return writer->Has(number_); });
+        if (!kept) job.fetched = next_;
+        ++number_;
+    }
+
+    const Pipeline& pipeline_;
+    std::shared_ptr<media::Fetched> next_;
+    std::int64_t number_;
+    bool fresh_ = true;
+    bool ended_ = false;
+};
+
+void CheckSize(const media::Frame& frame, const media::Info& info) {
+    if (frame.width == info.width && frame.height == info.height) return;
+    throw media::Error(info.path + ": frame " + std::to_string(frame.number) + " is " +
+                       std::to_string(frame.width) + " x " + std::to_string(frame.height) +
+                       ", not " + std::to_string(info.width) + " x " + std::to_string(info.height) +
+                       " as the first");
+}
+
+void Render(const Pipeline& pipeline, Job& job) {
+    media::Frame source = pipeline.reader.Decode(*job.fetched);
+    job.fetched.reset();
+    CheckSize(source, pipeline.reader.info());
+    const std::vector<media::Frame> pictures = pipeline.render(source);
+    if (!pipeline.showsSource) source.pixels.clear();
+    for (std::size_t i = 0; i < pictures.size(); ++i)
+        job.encoded.push_back(pipeline.writers[i]->Encode(pictures[i], source));
+}
+
+void Append(const Pipeline& pipeline, const Job& job, FrameCounts& counts) {
+    if (job.error) std::rethrow_exception(job.error);
+    for (std::size_t i = 0; i < job.encoded.size(); ++i)
+        pipeline.writers[i]->Append(*job.encoded[i]);
+    ++(job.encoded.empty() ? counts.kept : counts.written);
+    pipeline.progress.Step();
+}
+
+}  // namespace
+
+void Run(const Pipeline& pipeline, FrameCounts& counts) {
+    namespace tbb = oneapi::tbb;
+    const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, pipeline.threads);
+    Fetcher fetcher(pipeline);
+    const auto fetch = [&](tbb::flow_control& control) {
+        JobPtr job = fetcher();
+        if (!job) control.stop();
+        return job;
+    };
+    const auto render = [&](JobPtr job) {
+        if (job->fetched && !job->error) Guard(*job, [&] { Render(pipeline, *job); });
+        return job;
+    };
+    const auto append = [&](const JobPtr& job) { Append(pipeline, *job, counts); };
+    tbb::parallel_pipeline(
+        std::size_t{2} * pipeline.threads,
+        tbb::make_filter<void, JobPtr>(tbb::filter_mode::serial_in_order, fetch) &
+            tbb::make_filter<JobPtr, JobPtr>(tbb::filter_mode::parallel, render) &
+            tbb::make_filter<JobPtr, void>(tbb::filter_mode::serial_in_order, append));
+}
+
+}  // namespace veltrane::cli

@@ -1,0 +1,40 @@
+#ifndef VELTRANE_CLI_PIPELINE_H
+#define VELTRANE_CLI_PIPELINE_H
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "cli/progress.h"
+#include "media/media.h"
+
+namespace veltrane::cli {
+
+/// Frames on their way from a reader to one or more writers.
+struct Pipeline {
+    media::Reader& reader;
+    std::shared_ptr<media::Fetched> first;  ///< the reader's first frame, already fetched
+    std::vector<media::Writer*> writers;
+    /// Makes one picture for each writer of a frame as read. Called on many threads at a time.
+    std::function<std::vector<media::Frame>(const media::Frame& source)> render;
+    int threads;
+    Progress& progress;
+    /// False when the pictures do not show the source, so that no original float value may take the
+    /// place of a pixel that happens to look like the source's.
+    bool showsSource = true;
+};
+
+struct FrameCounts {
+    std::int64_t written = 0;
+    std::int64_t kept = 0;  ///< existed whole already
+};
+
+/// Carries every frame through, rendered side by side, appended in order, with at most two frames a
+/// thread under way; the writers are not finished. When a frame fails, all before it have been
+/// appended; its error is thrown, or Interruption. counts is kept up to date throughout.
+void Run(const Pipeline& pipeline, FrameCounts& counts);
+
+}  // namespace veltrane::cli
+
+#endif

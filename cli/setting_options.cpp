@@ -1,0 +1,98 @@
+#include "cli/setting_options.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "cli/errors.h"
+
+namespace veltrane::cli {
+
+namespace {
+
+std::string Joined(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) text += (text.empty() ? "" : "|") + name;
+    return text;
+}
+
+int ParseInteger(const Parameter& row, const std::string& text) {
+    long long value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size())
+        throw UsageError(std::string(row.name) + " must be a whole number from " +
+                         std::to_string(row.minimum) + " to " + std::to_string(row.maximum) +
+                         ", not " + text);
+    const std::string problem = ProblemWith(row, value);
+    if (!problem.empty()) throw UsageError(problem);
+    return static_cast<int>(value);
+}
+
+int ParseChoice(const Parameter& row, const std::string& text) {
+    const std::vector<std::string> names = ChoiceNames(row);
+    const auto found = std::find(names.begin(), names.end(), text);
+    if (found == names.end())
+        throw UsageError(std::string(row.name) + " must be " + Joined(names) + ", not " + text);
+    return static_cast<int>(found - names.begin());
+}
+
+/// The options of the help's section for a row: that of its outermost named group.
+std::string Section(const Parameter& row) {
+    const Parameter* group = &Row(static_cast<ParameterId>(row.group));
+    return std::string(Label(group->key)) + " settings";
+}
+
+}  // namespace
+
+void SettingOptions::AddTo(CLI::App& command) {
+    for (const Parameter& row : Parameters()) {
+        if (row.kind == ParameterKind::Group) continue;
+        const std::string flag = "--" + std::string(row.name);
+        if (row.kind == ParameterKind::Color) {
+            command
+                .add_option(flag, keyColor_,
+                            std::string(row.help) +
+                                " auto finds it in the first frame; x,y@frame takes it from a spot "
+                                "of the picture. [default: auto]")
+                ->type_name("auto|#rrggbb|r,g,b|x,y@frame")
+                ->group(Section(row));
+            continue;
+        }
+        Given& given = values_.emplace_back(Given{&row, nullptr, {}, false});
+        if (row.kind == ParameterKind::Switch) {
+            const std::string start = row.defaultValue != 0 ? " [default: on]" : " [default: off]";
+            given.option = command.add_flag(flag + ",!--no-" + row.name, given.on,
+                                            std::string(row.help) + start);
+        } else {
+            const bool choice = row.kind == ParameterKind::Choice;
+            const std::string start =
+                choice ? ChoiceNames(row)[row.defaultValue] : std::to_string(row.defaultValue);
+            given.option = command.add_option(flag, given.text,
+                                              std::string(row.help) + " [default: " + start + "]");
+            given.option->type_name(choice ? Joined(ChoiceNames(row))
+                                           : std::to_string(row.minimum) + ".." +
+                                                 std::to_string(row.maximum));
+        }
+        given.option->group(Section(row));
+    }
+}
+
+Settings SettingOptions::Apply(Settings base) const {
+    for (const Given& given : values_) {
+        if (given.option->count() == 0) continue;
+        const Parameter& row = *given.row;
+        const int value = row.kind == ParameterKind::Switch   ? given.on
+                          : row.kind == ParameterKind::Choice ? ParseChoice(row, given.text)
+                                                              : ParseInteger(row, given.text);
+        SetValue(base, row, value);
+    }
+    for (const Given& given : values_) {
+        if (given.option->count() == 0 || given.row->governor == 0) continue;
+        const Parameter& governor = Row(static_cast<ParameterId>(given.row->governor));
+        if (ValueOf(base, governor) == 0)
+            throw UsageError("--" + std::string(given.row->name) + " has no effect without --" +
+                             governor.name);
+    }
+    return base;
+}
+
+}  // namespace veltrane::cli

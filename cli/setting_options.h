@@ -1,0 +1,38 @@
+#ifndef VELTRANE_CLI_SETTING_OPTIONS_H
+#define VELTRANE_CLI_SETTING_OPTIONS_H
+
+#include <CLI/CLI.hpp>
+#include <list>
+#include <string>
+
+#include "settings/settings.h"
+
+namespace veltrane::cli {
+
+/// The options of a command that set the user's values, one a row of the parameter table.
+class SettingOptions {
+public:
+    void AddTo(CLI::App& command);
+
+    /// base with the values that were given on the command line, except the key colour. Throws
+    /// UsageError for values out of range and for values without effect.
+    Settings Apply(Settings base) const;
+
+    /// What --key-color was given, empty when it was not.
+    const std::string& keyColor() const { return keyColor_; }
+
+private:
+    struct Given {
+        const Parameter* row;
+        CLI::Option* option;
+        std::string text;
+        bool on;
+    };
+
+    std::list<Given> values_;  // a list, since the options point to its elements
+    std::string keyColor_;
+};
+
+}  // namespace veltrane::cli
+
+#endif
