@@ -9,6 +9,7 @@
 #include <functional>
 #include <stdexcept>
 
+#include "keyer/entry.h"
 #include "keyer/matte_core.h"
 #include "media/media.h"
 #include "settings/screen_color.h"
@@ -102,8 +103,13 @@ struct Bench {
         darker.shadow[0] = 60;
         benchmark::DoNotOptimize(KeyLook<unsigned short>(darker).curve.data());
     }
-    void KeyWhole(const Settings& settings) {
-        Key(settings, width, height, source.data(), output.data());
+    void KeyWhole(const Settings& s) {
+        VeltraneFinalCut16bit(
+            output.data(), source.data(), width, height, 0, 0, static_cast<int>(s.view),
+            s.keyColor.red, s.keyColor.green, s.keyColor.blue, s.smoothBG, s.shadow, s.clipBlack,
+            s.clipWhite, s.deBlocking, s.deBlockValue, s.edgeContract, s.contractMask,
+            s.contractThreshold, s.edgeBlur, s.maskBlurRadius, s.maskBlurValue, s.skinHue,
+            s.blueHue, s.despillGray, s.despillSkin, s.despillBlue, s.screenGain);
     }
 };
 
