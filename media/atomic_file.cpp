@@ -5,8 +5,10 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 
 #include "media/source_details.h"
 
@@ -31,7 +33,7 @@ AtomicFile::AtomicFile(std::string path) : path_(std::move(path)) {
         temporaryPath_ = TemporaryName(path_);
         file = ::open(temporaryPath_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
     } while (file < 0 && errno == EEXIST);
-    if (file < 0) Fail(path_, std::string("cannot be written: ") + std::strerror(errno));
+    if (file < 0) FailToWrite();
     ::close(file);
 }
 
@@ -39,10 +41,21 @@ AtomicFile::~AtomicFile() {
     if (!committed_) ::unlink(temporaryPath_.c_str());
 }
 
+void AtomicFile::Write(const std::vector<unsigned char>& bytes) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
+        std::fopen(temporaryPath_.c_str(), "wb"), &std::fclose);
+    const bool written = file &&
+                         std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size() &&
+                         std::fflush(file.get()) == 0;
+    if (!written) FailToWrite();
+}
+
+void AtomicFile::FailToWrite() const {
+    Fail(path_, std::string("cannot be written: ") + std::strerror(errno));
+}
+
 void AtomicFile::Commit() {
-    if (std::rename(temporaryPath_.c_str(), path_.c_str()) != 0) {
-        Fail(path_, std::string("cannot be written: ") + std::strerror(errno));
-    }
+    if (std::rename(temporaryPath_.c_str(), path_.c_str()) != 0) FailToWrite();
     committed_ = true;
 }
 

@@ -2,6 +2,7 @@
 #define VELTRANE_MEDIA_ATOMIC_FILE_H
 
 #include <string>
+#include <vector>
 
 namespace veltrane::media {
 
@@ -16,10 +17,14 @@ public:
     AtomicFile& operator=(const AtomicFile&) = delete;
 
     const std::string& temporaryPath() const { return temporaryPath_; }
+    /// Makes these bytes the content. Throws Error when they do not fit.
+    void Write(const std::vector<unsigned char>& bytes);
     /// Gives the file its name. Throws Error when that fails.
     void Commit();
 
 private:
+    [[noreturn]] void FailToWrite() const;
+
     std::string path_;
     std::string temporaryPath_;
     bool committed_ = false;

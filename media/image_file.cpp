@@ -6,6 +6,7 @@
 #include <fstream>
 #include <string_view>
 
+#include "media/image_integrity.h"
 #include "media/transfer.h"
 
 namespace veltrane::media {
@@ -101,6 +102,7 @@ bool StoredPremultiplied(const OpenImage& image, Association association) {
 OpenImage OpenImageFile(const std::string& path, const ReadOptions& options) {
     OpenImage image;
     image.format = ImageFormatOf(path);
+    if (const auto damage = StructuralDamage(path, image.format)) Fail(path, *damage);
     image.input = OIIO::ImageInput::create(image.format);
     if (!image.input) Fail(path, ImageErrorText(OIIO::geterror(), path, "is no image"));
     OIIO::ImageSpec config;

@@ -1,0 +1,88 @@
+#include "media/image_integrity.h"
+
+extern "C" {
+#include <libavutil/crc.h>
+}
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+#include <vector>
+
+namespace veltrane::media {
+namespace {
+
+constexpr const char* kCut = "breaks off before its end";
+constexpr const char* kDamaged = "is damaged";
+
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes ReadAll(const std::string& path) {
+    std::error_code error;
+    const auto size = std::filesystem::file_size(path, error);
+    Bytes bytes(error ? 0 : size);
+    std::ifstream(path, std::ios::binary)
+        .read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
+}
+
+std::uint32_t BigEndian(const Bytes& bytes, std::size_t at, int count) {
+    std::uint32_t value = 0;
+    for (int i = 0; i < count; ++i) value = value << 8 | bytes[at + i];
+    return value;
+}
+
+/// A PNG is a signature and chunks: length, four letters, data, checksum of letters and data.
+std::optional<std::string> PngDamage(const Bytes& bytes) {
+    const AVCRC* table = av_crc_get_table(AV_CRC_32_IEEE_LE);
+    constexpr std::size_t kFrame = 12;
+    std::size_t at = 8;
+    while (bytes.size() >= at + kFrame) {
+        const std::size_t length = BigEndian(bytes, at, 4);
+        if (bytes.size() - at - kFrame < length) return kCut;
+        const std::uint8_t* name = bytes.data() + at + 4;
+        const std::uint32_t sum = ~av_crc(table, 0xffffffffu, name, length + 4);
+        if (sum != BigEndian(bytes, at + 8 + length, 4)) return kDamaged;
+        if (std::memcmp(name, "IEND", 4) == 0) return std::nullopt;
+        at += length + kFrame;
+    }
+    return kCut;
+}
+
+/// Where the next marker of a JPEG begins, passing coded data with its stuffed and restart bytes.
+std::size_t NextMarker(const Bytes& bytes, std::size_t at) {
+    const auto isMarker = [](std::uint8_t code) {
+        return code != 0 && code != 0xff && (code < 0xd0 || code > 0xd7);
+    };
+    for (; at + 1 < bytes.size(); ++at) {
+        if (bytes[at] == 0xff && isMarker(bytes[at + 1])) return at;
+    }
+    return bytes.size();
+}
+
+std::optional<std::string> JpegDamage(const Bytes& bytes) {
+    constexpr std::uint8_t kEndOfImage = 0xd9;
+    bool scanned = false;
+    std::size_t at = NextMarker(bytes, 2);
+    while (at + 4 <= bytes.size() && bytes[at + 1] != kEndOfImage) {
+        scanned |= bytes[at + 1] == 0xda;
+        at = NextMarker(bytes, at + 2 + BigEndian(bytes, at + 2, 2));
+    }
+    const bool ended = at + 2 <= bytes.size() && bytes[at + 1] == kEndOfImage;
+    if (!ended) return kCut;
+    if (!scanned) return kDamaged;
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::string> StructuralDamage(const std::string& path, const std::string& format) {
+    if (format == "png") return PngDamage(ReadAll(path));
+    if (format == "jpeg") return JpegDamage(ReadAll(path));
+    return std::nullopt;
+}
+
+}  // namespace veltrane::media
