@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <new>
-#include <optional>
 
 #include "tests/keyer/entry_call.h"
 
@@ -79,25 +78,22 @@ void operator delete[](void* memory, size_t, std::align_val_t) noexcept {
 namespace veltrane::testing {
 namespace {
 
-void FailAsMemory() {
-    throw std::bad_alloc();
-}
-
-struct Outcome {
-    bool refused;   // whether the call asked for memory often enough
-    bool balanced;  // whether it gave all of it back
-};
-
-/// Runs a call in which the allocation of the given number (from 0) fails.
+/// Runs a call in which the allocation of the given number (from 0) fails, and tells whether the
+/// call got so far. All that it allocated must have been given back.
 template <typename Call>
-Outcome RunWithFailure(long number, void (*thrower)(), Call call) {
+bool RunWithFailure(long number, void (*thrower)(), Call call) {
     const size_t before = heldBytes;
     failure = thrower;
     refused = false;
     allocationsLeft = number;
     call();
     allocationsLeft = -1;
-    return {refused, heldBytes == before};
+    EXPECT_EQ(heldBytes, before) << "allocation " << number;
+    return refused;
+}
+
+void FailAsMemory() {
+    throw std::bad_alloc();
 }
 
 template <typename T>
@@ -105,70 +101,59 @@ class Allocation : public ::testing::Test {
 protected:
     static constexpr int kWidth = 48, kHeight = 31;
     Random random{61};
-    std::vector<T> source = CalmFrame<T>(random, kWidth, kHeight, kScreen);
+    std::vector<T> source = CalmFrame<T>(random, kWidth, kHeight);
     std::vector<T> target = std::vector<T>(source.size());
     Record<T> record = DefaultRecord(source, target, kWidth, kHeight);
-
-    void SetUp() override {
-        record.deblockValue = 2;
-        record.contractMask = 2;
-        record.maskBlurRadius = 3;
-        record.maskBlurValue = 50;
-        SetPair(record.shadow, 50);
-    }
 };
 TYPED_TEST_SUITE(Allocation, Depths);
 
 TYPED_TEST(Allocation, EveryFailureInTheDriverGivesStatusOne) {
+    this->record.deblockValue = this->record.contractMask = this->record.maskBlurRadius = 2;
+    SetPair(this->record.shadow, 50);
     for (unsigned smoothBG : {0u, 1u}) {
         for (unsigned interlaced : {0u, 1u}) {
             this->record.smoothBG = smoothBG;
-            unsigned status = 1;
             long number = 0;
-            for (; status == 1; ++number) {
-                const auto outcome = RunWithFailure(
-                    number, FailAsMemory, [&] { status = Drive(&this->record, interlaced); });
-                EXPECT_TRUE(outcome.balanced) << "allocation " << number;
-                ASSERT_EQ(status, outcome.refused ? 1u : 0u) << "allocation " << number;
+            for (bool failed = true; failed; ++number) {
+                unsigned status = 9;
+                failed = RunWithFailure(number, FailAsMemory, [&] {
+                    status = Drive<TypeParam>(this->record, interlaced);
+                });
+                ASSERT_EQ(status, failed ? 1u : 0u) << "allocation " << number;
             }
             EXPECT_GT(number, smoothBG ? 10 : 5);
         }
     }
 }
 
-TYPED_TEST(Allocation, WhatElseIsThrownHasItsOwnStatus) {
+TYPED_TEST(Allocation, StatusTellsWhatWasThrown) {
     static CMemoryException exhausted;
+    this->record.smoothBG = 1;
     unsigned status = 0;
-    RunWithFailure(
-        0, [] { throw &exhausted; }, [&] { status = Drive(&this->record); });
+    const auto drive = [&] { status = Drive<TypeParam>(this->record); };
+    EXPECT_TRUE(RunWithFailure(
+        0, [] { throw &exhausted; }, drive));
     EXPECT_EQ(status, 3u);
-    RunWithFailure(
-        0, [] { throw 5; }, [&] { status = Drive(&this->record); });
+    EXPECT_TRUE(RunWithFailure(
+        0, [] { throw 5; }, drive));
     EXPECT_EQ(status, 1u);
-}
-
-TYPED_TEST(Allocation, RefusedRecordAsksForNoMemory) {
-    this->record.screenGain[0] = 31;
-    unsigned status = 0;
-    const auto outcome = RunWithFailure(0, FailAsMemory, [&] { status = Drive(&this->record, 1); });
+    this->record.screenGain[0] = 31;  // refused before any memory is asked for
+    EXPECT_FALSE(RunWithFailure(0, FailAsMemory, drive));
     EXPECT_EQ(status, 2u);
-    EXPECT_FALSE(outcome.refused);
 }
 
 TYPED_TEST(Allocation, EntryGivesEverythingBack) {
-    const EntryCall call = EntryCall::Everything();
+    const EntryCall call;
     long number = 0;
-    for (bool reached = true; reached; ++number) {
+    for (bool failed = true; failed; ++number) {
         bool threw = false;
-        const auto outcome = RunWithFailure(number, FailAsMemory, [&] {
+        failed = RunWithFailure(number, FailAsMemory, [&] {
             try {
                 call(this->target.data(), this->source.data(), this->kWidth, this->kHeight);
             } catch (const std::bad_alloc&) {
                 threw = true;
             }
         });
-        reached = outcome.refused;
-        EXPECT_TRUE(outcome.balanced) << "allocation " << number;
         EXPECT_FALSE(threw && sizeof(TypeParam) == 2) << "allocation " << number;
     }
     EXPECT_GT(number, 10);
@@ -180,16 +165,15 @@ TEST(Memory, OneCallHoldsAtMostTwoFrames) {
     // The alpha curve, the background model of at most 320 x 320 pixels and row buffers.
     constexpr size_t kTables = 1 << 20;
     Random random(62);
-    auto source = CalmFrame<unsigned short>(random, kWidth, kHeight, kScreen);
+    auto source = CalmFrame<unsigned short>(random, kWidth, kHeight);
     std::vector<unsigned short> target(source.size());
+    EntryCall call;
     for (int smoothBG : {0, 1}) {
-        EntryCall call = EntryCall::Everything();
-        call.smoothBG = smoothBG;
-        const size_t before = heldBytes;
-        peakBytes = before;
+        call[kSmoothBG] = smoothBG;
+        const size_t before = peakBytes = heldBytes;
         call(target.data(), source.data(), kWidth, kHeight);
         EXPECT_LE(peakBytes - before, 2 * kFrame + kTables);
-        EXPECT_GE(peakBytes - before, size_t{65536});
+        EXPECT_GE(peakBytes - before, 65536 * sizeof(unsigned short));
         RecordProperty(smoothBG ? "smooth" : "direct", std::to_string(peakBytes - before));
     }
 }

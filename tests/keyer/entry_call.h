@@ -1,71 +1,77 @@
 #ifndef VELTRANE_TESTS_KEYER_ENTRY_CALL_H
 #define VELTRANE_TESTS_KEYER_ENTRY_CALL_H
 
-#include <vector>
+#include <array>
+#include <tuple>
 
 #include "keyer/entry.h"
 #include "tests/keyer/records.h"
 
 namespace veltrane::testing {
 
-/// One call of an entry, with the user's default settings and a chosen key.
+/// The whole-number settings of an entry, in the order of its arguments.
+enum Setting {
+    kSmoothBG,
+    kShadow,
+    kClipBlack,
+    kClipWhite,
+    kDeBlocking,
+    kDeBlockValue,
+    kEdgeContract,
+    kContractMask,
+    kContractThreshold,
+    kEdgeBlur,
+    kMaskBlurRadius,
+    kMaskBlurValue,
+    kSkinHue,
+    kBlueHue,
+    kDespillGray,
+    kDespillSkin,
+    kDespillBlue,
+    kScreenGain,
+    kSettings
+};
+
+/// One call of an entry; in the beginning with the key of the studio screen and all options on.
 struct EntryCall {
     int view = 2;
     double red = kScreen[2] / 255.0, green = kScreen[1] / 255.0, blue = kScreen[0] / 255.0;
-    int smoothBG = 1, shadow = 100, clipBlack = 0, clipWhite = 100;
-    int deBlocking = 0, deBlockValue = 1;
-    int edgeContract = 0, contractMask = 2, contractThreshold = 10;
-    int edgeBlur = 0, maskBlurRadius = 2, maskBlurValue = 50;
-    int skinHue = 0, blueHue = 0, despillGray = 20, despillSkin = 20, despillBlue = 0;
-    int screenGain = 33;
+    std::array<int, kSettings> values{1, 60, 5, 90, 1, 3, 1, 2, 10, 1, 2, 50, 0, 0, 20, 20, 0, 33};
 
-    static EntryCall Everything() {
-        EntryCall call;
-        call.deBlocking = call.edgeContract = call.edgeBlur = 1;
-        call.deBlockValue = 3;
-        call.shadow = 60;
-        call.clipBlack = 5;
-        call.clipWhite = 90;
-        return call;
-    }
-
+    /// Any settings in range, now and then with no key chosen.
     static EntryCall Any(Random& random) {
-        const auto percent = [&] { return random.Biased(0, 100); };
+        static constexpr int kLow[] = {0, 0, 0, 0, 0, 1, 0, 1, 0, 0, 1, 0, -50, -50, 0, 0, 0, 0};
+        static constexpr int kHigh[] = {1, 100, 100, 100, 1,  10,  1,   10,  50,
+                                        1, 100, 100, 50,  50, 100, 100, 100, 100};
         EntryCall call;
-        call.view = random(0, 9) == 0 ? 0 : random(1, 2);
+        call.view = random.OneIn(10) ? 0 : random(1, 2);
         for (double* level : {&call.red, &call.green, &call.blue})
-            *level = random.OneIn(2) ? random(0, 1000) / 1000.0 : *level;
+            if (random.OneIn(2)) *level = random(0, 1000) / 1000.0;
         if (random.OneIn(8)) call.red = call.green = call.blue = random(0, 2) / 510.0;
-        call.smoothBG = random(0, 1), call.shadow = percent();
-        call.clipBlack = random.OneIn(2) ? 0 : percent();
-        call.clipWhite = random.OneIn(2) ? 100 : percent();
-        call.deBlocking = random(0, 1), call.deBlockValue = random.Biased(1, 10);
-        call.edgeContract = random(0, 1), call.contractMask = random.Biased(1, 10);
-        call.contractThreshold = random.Biased(0, 50);
-        call.edgeBlur = random(0, 1), call.maskBlurRadius = random.Biased(1, 100);
-        call.maskBlurValue = percent();
-        call.skinHue = random.Biased(-50, 50), call.blueHue = random.Biased(-50, 50);
-        call.despillGray = percent(), call.despillSkin = percent(), call.despillBlue = percent();
-        call.screenGain = percent();
+        for (int i = 0; i < kSettings; ++i) call.values[i] = random.Biased(kLow[i], kHigh[i]);
+        if (random.OneIn(2)) call.values[kClipBlack] = 0;
+        if (random.OneIn(2)) call.values[kClipWhite] = 100;
         return call;
     }
+
+    int& operator[](Setting setting) { return values[setting]; }
+    int operator[](Setting setting) const { return values[setting]; }
 
     void operator()(unsigned short* output, const unsigned short* input, int width,
                     int height) const {
-        VeltraneFinalCut16bit(output, input, width, height, 1e300, -7.0, view, red, green, blue,
-                              smoothBG, shadow, clipBlack, clipWhite, deBlocking, deBlockValue,
-                              edgeContract, contractMask, contractThreshold, edgeBlur,
-                              maskBlurRadius, maskBlurValue, skinHue, blueHue, despillGray,
-                              despillSkin, despillBlue, screenGain);
+        const auto run = [&](auto... v) {
+            VeltraneFinalCut16bit(output, input, width, height, 1e300, -7.0, view, red, green, blue,
+                                  v...);
+        };
+        std::apply(run, values);
     }
-
     void operator()(unsigned char* output, int outputWidth, int outputHeight,
                     const unsigned char* input, int inputWidth, int inputHeight) const {
-        VeltraneFinalCut(output, outputWidth, outputHeight, input, inputWidth, inputHeight, 1e300,
-                         -7.0, view, red, green, blue, smoothBG, shadow, clipBlack, clipWhite,
-                         deBlocking, deBlockValue, edgeContract, contractMask, contractThreshold,
-                         edgeBlur, maskBlurRadius, maskBlurValue, skinHue, blueHue, despillGray,
-                         despillSkin, despillBlue, screenGain);
+        const auto run = [&](auto... v) {
+            VeltraneFinalCut(output, outputWidth, outputHeight, input, inputWidth, inputHeight,
+                             1e300, -7.0, view, red, green, blue, v...);
+        };
+        std::apply(run, values);
     }
     void operator()(unsigned char* output, const unsigned char* input, int width,
                     int height) const {

@@ -21,34 +21,32 @@ template <typename T>
 Record<T> PlainRecord(const EntryCall& call, const std::vector<T>& source, std::vector<T>& target,
                       int width, int height) {
     auto r = DefaultRecord(source, target, width, height);
-    const auto key = [](double level) { return int(std::floor(level * kFull<T> + 0.5)); };
-    SetPair(r.keyR, key(call.red));
-    SetPair(r.keyG, key(call.green));
-    SetPair(r.keyB, key(call.blue));
-    SetPair(r.screenGain, Scale(30, call.screenGain));
-    SetPair(r.shadow, call.shadow);
-    SetPair(r.skinHue, 120 + Scale(50, call.skinHue + 50));
-    SetPair(r.blueHue, 250 + Scale(80, call.blueHue + 50));
-    SetPair(r.despillGray, call.despillGray);
-    SetPair(r.despillSkin, Scale(50, call.despillSkin));
-    SetPair(r.despillBlue, Scale(50, call.despillBlue));
-    const auto option = [](int on, int value) {
-        return static_cast<unsigned short>(on ? value : 0);
+    SetPair(r.keyR, int(std::floor(call.red * kFull<T> + 0.5)));
+    SetPair(r.keyG, int(std::floor(call.green * kFull<T> + 0.5)));
+    SetPair(r.keyB, int(std::floor(call.blue * kFull<T> + 0.5)));
+    SetPair(r.screenGain, Scale(30, call[kScreenGain]));
+    SetPair(r.shadow, call[kShadow]);
+    SetPair(r.skinHue, 120 + Scale(50, call[kSkinHue] + 50));
+    SetPair(r.blueHue, 250 + Scale(80, call[kBlueHue] + 50));
+    SetPair(r.despillGray, call[kDespillGray]);
+    SetPair(r.despillSkin, Scale(50, call[kDespillSkin]));
+    SetPair(r.despillBlue, Scale(50, call[kDespillBlue]));
+    const auto option = [&](Setting on, Setting value) {
+        return static_cast<unsigned short>(call[on] ? call[value] : 0);
     };
-    r.deblockValue = option(call.deBlocking, call.deBlockValue);
-    r.contractMask = option(call.edgeContract, call.contractMask);
-    r.contractThreshold = option(call.edgeContract, call.contractThreshold);
-    r.smoothBG = call.smoothBG;
-    r.maskBlurRadius = option(call.edgeBlur, call.maskBlurRadius);
-    r.maskBlurValue = option(call.edgeBlur, call.maskBlurValue);
+    r.deblockValue = option(kDeBlocking, kDeBlockValue);
+    r.contractMask = option(kEdgeContract, kContractMask);
+    r.contractThreshold = option(kEdgeContract, kContractThreshold);
+    r.smoothBG = call[kSmoothBG];
+    r.maskBlurRadius = option(kEdgeBlur, kMaskBlurRadius);
+    r.maskBlurValue = option(kEdgeBlur, kMaskBlurValue);
     return r;
 }
 
 template <typename T>
-T PlainClip(const EntryCall& call, int alpha) {
-    if (call.clipWhite >= 100 && call.clipBlack <= 0) return static_cast<T>(alpha);
-    const int high = Scale(kFull<T>, call.clipWhite);
-    const int low = Scale(kFull<T>, call.clipBlack) + (call.clipBlack == call.clipWhite ? 1 : 0);
+T PlainClip(int black, int white, int alpha) {
+    if (white >= 100 && black <= 0) return static_cast<T>(alpha);
+    const int high = Scale(kFull<T>, white), low = Scale(kFull<T>, black) + (black == white);
     if (alpha <= low) return 0;
     if (alpha >= high) return static_cast<T>(kFull<T>);
     return static_cast<T>(float(alpha - low) * (float(kFull<T>) / float(high - low)));
@@ -60,21 +58,18 @@ template <typename T>
 void PlainEntry(const EntryCall& call, std::vector<T>& input, std::vector<T>& output, int width,
                 int height) {
     const auto untouched = input;
-    if (call.view == 0) {
+    auto record = PlainRecord(call, input, output, width, height);
+    if (call.view == 0 || std::max({call.red, call.green, call.blue}) * 255 <= 1.0) {
         output = input;
-        return;
-    }
-    if (std::max({call.red, call.green, call.blue}) * 255 > 1.0) {
-        auto record = PlainRecord(call, input, output, width, height);
-        Drive(&record);
     } else {
-        output = input;
+        Drive<T>(record);
     }
-    for (size_t i = 0; i < output.size(); i += 4) {
+    for (size_t i = 0; i < output.size() && call.view != 0; i += 4) {
         const auto& transparent = sizeof(T) == 2 ? input : untouched;
         if (input[i + 3] == 0) std::copy_n(&transparent[i], 4, &output[i]);
-        output[i + 3] = PlainClip<T>(call, std::min(input[i + 3], output[i + 3]));
-        if (call.view != 1) continue;
+        output[i + 3] =
+            PlainClip<T>(call[kClipBlack], call[kClipWhite], std::min(input[i + 3], output[i + 3]));
+        if (call.view == 2) continue;
         std::fill_n(&output[i], 3, output[i + 3]);
         output[i + 3] = static_cast<T>(kFull<T>);
     }
@@ -91,18 +86,26 @@ TEST(Entry, ScalesSettings) {
     }
 }
 
+/// A studio or calm frame with some transparency, and any call, now and then with a setting that
+/// the driver refuses.
+template <typename T>
+std::vector<T> AnyFrame(Random& random, int width, int height, EntryCall& call) {
+    auto frame = random.OneIn(2) ? StudioFrame<T>(random, width, height)
+                                 : CalmFrame<T>(random, width, height);
+    for (size_t i = 3; i < frame.size(); i += 4)
+        if (random.OneIn(5)) frame[i] = static_cast<T>(random.Biased(0, kFull<T>));
+    call = EntryCall::Any(random);
+    if (random.OneIn(6)) call[kDespillGray] = random(101, 1000);
+    return frame;
+}
+
 TEST(Entry, WordsMatchThePlainForm) {
     for (unsigned seed = 0; seed < 120; ++seed) {
         Random random(seed);
         const int width = random.Biased(1, 60), height = random.Biased(1, 44);
-        auto input = seed % 2 ? StudioFrame<unsigned short>(random, width, height, kScreen)
-                              : CalmFrame<unsigned short>(random, width, height, kScreen);
-        for (size_t i = 3; i < input.size(); i += 4)
-            if (random.OneIn(5)) input[i] = static_cast<unsigned short>(random.Biased(0, 65535));
-        EntryCall call = EntryCall::Any(random);
-        if (random.OneIn(6)) call.shadow = random(101, 1000);  // refused; what follows still runs
-        auto output = RandomSamples<unsigned short>(random, input.size());
-        auto plainInput = input, expected = output;
+        EntryCall call;
+        auto input = AnyFrame<unsigned short>(random, width, height, call), plainInput = input;
+        auto output = RandomSamples<unsigned short>(random, input.size()), expected = output;
         PlainEntry(call, plainInput, expected, width, height);
         call(output.data(), input.data(), width, height);
         ASSERT_TRUE(Same(expected, output, width)) << "seed " << seed;
@@ -110,44 +113,34 @@ TEST(Entry, WordsMatchThePlainForm) {
     }
 }
 
-/// Alpha, red, green, blue to blue, green, red, alpha of the overlap, and back.
-Bytes Crop(const Bytes& host, int hostWidth, int width, int height) {
-    Bytes working;
-    for (int i = 0; i < width * height * 4; ++i) {
-        const int row = i / (width * 4), column = i / 4 % width;
-        working.push_back(host[(row * hostWidth + column) * 4 + 3 - i % 4]);
-    }
-    return working;
+/// The top left width x height pixels, with the elements of each turned round (between the host's
+/// order alpha, red, green, blue and the working order).
+Bytes Crop(const Bytes& frame, int frameWidth, int width, int height) {
+    Bytes cropped;
+    for (int i = 0; i < width * height * 4; ++i)
+        cropped.push_back(frame[(i / (width * 4) * frameWidth + i / 4 % width) * 4 + 3 - i % 4]);
+    return cropped;
 }
 
 TEST(Entry, BytesMatchThePlainFormOnTheOverlap) {
     for (unsigned seed = 0; seed < 120; ++seed) {
         Random random(seed);
-        const int inputWidth = random(1, 50), inputHeight = random(1, 30);
-        const int outputWidth = random.OneIn(2) ? inputWidth : random(1, 50);
-        const int outputHeight = random.OneIn(2) ? inputHeight : random(1, 30);
-        const int width = std::min(inputWidth, outputWidth);
-        const int height = std::min(inputHeight, outputHeight);
-        auto input = StudioFrame<unsigned char>(random, inputWidth, inputHeight, kScreen);
-        for (size_t i = 0; i < input.size(); i += 4) {
-            std::reverse(&input[i], &input[i] + 4);
-            if (random.OneIn(5)) input[i] = static_cast<unsigned char>(random.Biased(0, 255));
-        }
-        EntryCall call = EntryCall::Any(random);
-        if (random.OneIn(6)) call.despillGray = 101;
-        auto output = RandomSamples<unsigned char>(random, size_t(outputWidth) * outputHeight * 4);
-        const auto inputBefore = input;
-        auto expected = output;
-        auto working = Crop(input, inputWidth, width, height);
+        const int inWidth = random(1, 50), inHeight = random(1, 30);
+        const int outWidth = random.OneIn(2) ? inWidth : random(1, 50);
+        const int outHeight = random.OneIn(2) ? inHeight : random(1, 30);
+        const int width = std::min(inWidth, outWidth), height = std::min(inHeight, outHeight);
+        EntryCall call;
+        const Bytes input = Crop(AnyFrame<unsigned char>(random, inWidth, inHeight, call), inWidth,
+                                 inWidth, inHeight);
+        auto output = RandomSamples<unsigned char>(random, size_t(outWidth) * outHeight * 4);
+        auto expected = output, kept = input, working = Crop(input, inWidth, width, height);
         Bytes keyed(working.size(), 0);
         PlainEntry(call, working, keyed, width, height);
-        for (size_t i = 0; i < keyed.size(); ++i) {
-            const size_t row = i / (width * 4), column = i / 4 % width;
-            expected[(row * outputWidth + column) * 4 + 3 - i % 4] = keyed[i];
-        }
-        call(output.data(), outputWidth, outputHeight, input.data(), inputWidth, inputHeight);
-        ASSERT_TRUE(Same(expected, output, outputWidth)) << "seed " << seed;
-        ASSERT_EQ(inputBefore, input) << "seed " << seed;
+        for (int i = 0; i < int(keyed.size()); ++i)
+            expected[(i / (width * 4) * outWidth + i / 4 % width) * 4 + 3 - i % 4] = keyed[i];
+        call(output.data(), outWidth, outHeight, kept.data(), inWidth, inHeight);
+        ASSERT_TRUE(Same(expected, output, outWidth)) << "seed " << seed;
+        ASSERT_EQ(input, kept) << "seed " << seed;
     }
 }
 
@@ -155,13 +148,13 @@ TEST(Entry, WorkedClips) {
     EntryCall call;
     call.red = call.green = call.blue = 1 / 255.0;  // no key is chosen, so alpha is the source's
     const auto alphas = [&](int black, int white, Words levels) {
-        call.clipBlack = black;
-        call.clipWhite = white;
+        call[kClipBlack] = black;
+        call[kClipWhite] = white;
         Words input(levels.size() * 4, 500), output(input.size());
         for (size_t i = 0; i < levels.size(); ++i) input[4 * i + 3] = levels[i];
         call(output.data(), input.data(), int(levels.size()), 1);
-        for (size_t i = 0; i < levels.size(); ++i) levels[i] = output[4 * i + 3];
         EXPECT_EQ(output[0], call.view == 1 ? output[2] : 500);
+        for (size_t i = 0; i < levels.size(); ++i) levels[i] = output[4 * i + 3];
         return levels;
     };
     const Words levels{0, 1, 32768, 32769, 32770, 65535};
@@ -174,53 +167,51 @@ TEST(Entry, WorkedClips) {
 }
 
 TEST(Entry, SidesThatNoFrameHas) {
-    const EntryCall call = EntryCall::Everything();
+    EntryCall call;
     Words words(8, 4321), wordsOut(8, 1234);
     Bytes bytes(8, 43), bytesOut(8, 12);
     for (const auto& [width, height] : {std::pair{0, 2}, {2, 0}, {-1, 2}, {2, -1}, {-2, -2}}) {
-        for (int view : {0, 1, 2}) {
-            EntryCall viewed = call;
-            viewed.view = view;
-            viewed(wordsOut.data(), words.data(), width, height);
-            viewed(bytesOut.data(), width, height, bytes.data(), 2, 1);
-            viewed(bytesOut.data(), 2, 1, bytes.data(), width, height);
+        for (call.view = 0; call.view < 3; ++call.view) {
+            call(wordsOut.data(), words.data(), width, height);
+            call(bytesOut.data(), width, height, bytes.data(), 2, 1);
+            call(bytesOut.data(), 2, 1, bytes.data(), width, height);
         }
     }
-    EXPECT_EQ(wordsOut, Words(8, 1234));
-    EXPECT_EQ(bytesOut, Bytes(8, 12));
-    EXPECT_TRUE(words == Words(8, 4321) && bytes == Bytes(8, 43));
+    EXPECT_TRUE(wordsOut == Words(8, 1234) && words == Words(8, 4321));
+    EXPECT_TRUE(bytesOut == Bytes(8, 12) && bytes == Bytes(8, 43));
 
-    // One column too many for the record: no key, yet alpha is still combined and clipped.
+    // One column or row too many for the record: no key, yet alpha is still combined and clipped.
     EntryCall clipped;
-    clipped.clipWhite = 50;
+    clipped[kClipBlack] = 0;
+    clipped[kClipWhite] = 50;
     Words wide(65536 * 4, 20000), wideOut(65536 * 4, 30000);
     wide[3] = 0;
     clipped(wideOut.data(), wide.data(), 65536, 1);
     EXPECT_EQ(Words(&wideOut[0], &wideOut[8]),
               (Words{20000, 20000, 20000, 0, 30000, 30000, 30000, 39999}));
-    Bytes wideBytes(65536 * 4, 200), wideBytesOut(65536 * 4, 99);
-    clipped(wideBytesOut.data(), wideBytes.data(), 1, 65536);
-    EXPECT_EQ(wideBytesOut, Bytes(wideBytes.size(), 0));
+    Bytes tall(65536 * 4, 200), tallOut(65536 * 4, 99);
+    clipped(tallOut.data(), tall.data(), 1, 65536);
+    EXPECT_EQ(tallOut, Bytes(tall.size(), 0));
 }
 
 TEST(Entry, BothDepthsAgree) {
-    // Without de-blocking and contraction the two see the same numbers up to the last step, where
-    // the matte and the colour are cut to their own scales. Where the 8-bit matte is cut to 0, its
-    // colour may be the grey of the open screen while the 16-bit one is still a shadow's black.
+    // Without de-blocking, contraction and blur the two see the same numbers up to the last step,
+    // where the matte and the colour are cut to their own scales. Where the 8-bit matte is cut to
+    // 0, its colour may be the grey of the open screen while the 16-bit one is a shadow's black.
+    constexpr int kWidth = 90, kHeight = 50;
     for (unsigned seed = 0; seed < 40; ++seed) {
         Random random(seed);
-        constexpr int kWidth = 90, kHeight = 50;
-        const Bytes working = CalmFrame<unsigned char>(random, kWidth, kHeight, kScreen);
+        const Bytes working = CalmFrame<unsigned char>(random, kWidth, kHeight);
         const Bytes input = Crop(working, kWidth, kWidth, kHeight);
         Words wide;
         for (int sample : working) wide.push_back(static_cast<unsigned short>(sample * 257));
         EntryCall call = EntryCall::Any(random);
+        call.view = 2;
         call.red = random(0, 90) / 255.0;
         call.green = random(120, 255) / 255.0;
         call.blue = random(0, 90) / 255.0;
-        call.deBlocking = call.edgeContract = call.edgeBlur = call.clipBlack = 0;
-        call.clipWhite = call.shadow = 100;
-        call.view = 2;
+        for (Setting off : {kDeBlocking, kEdgeContract, kEdgeBlur, kClipBlack}) call[off] = 0;
+        call[kClipWhite] = call[kShadow] = 100;
         Bytes output(input.size());
         Words wideOutput(wide.size());
         call(output.data(), input.data(), kWidth, kHeight);
@@ -231,6 +222,51 @@ TEST(Entry, BothDepthsAgree) {
             ASSERT_LE(comparable ? std::abs(narrow[i] * 257 - wideOutput[i]) : 0, 257)
                 << "seed " << seed << " sample " << i;
         }
+    }
+}
+
+template <typename T>
+class Degenerate : public ::testing::Test {
+protected:
+    /// Keys one frame through the entry and through the driver both ways, with guards around it.
+    static void Key(Random& random, int width, int height, const EntryCall& call) {
+        constexpr size_t kGuard = 16;
+        const size_t size = size_t(width) * height * 4;
+        auto input = random.OneIn(3) ? StudioFrame<T>(random, width, height)
+                                     : RandomSamples<T>(random, size);
+        std::vector<T> output(size + 2 * kGuard, 171);
+        call(output.data() + kGuard, input.data(), width, height);
+        for (unsigned interlaced : {0u, 1u}) {
+            auto record = RandomRecord(random, input, output, width, height);
+            record.dst += kGuard;
+            EXPECT_EQ(Drive<T>(record, interlaced), 0u) << width << "x" << height;
+        }
+        for (size_t i = 0; i < kGuard; ++i)
+            EXPECT_TRUE(output[i] == 171 && output[size + kGuard + i] == 171) << "guard " << i;
+    }
+};
+TYPED_TEST_SUITE(Degenerate, Depths);
+
+TYPED_TEST(Degenerate, OnePixelWideOrHighWithAnySettings) {
+    for (unsigned seed = 0; seed < 150; ++seed) {
+        Random random(seed);
+        const int length = random.OneIn(10) ? random(300, 4000) : random(1, 40);
+        SCOPED_TRACE(::testing::Message() << "seed " << seed << " length " << length);
+        this->Key(random, 1, 1, EntryCall::Any(random));
+        this->Key(random, 1, length, EntryCall::Any(random));
+        this->Key(random, length, 1, EntryCall::Any(random));
+        this->Key(random, random(2, 3), random(2, 3), EntryCall::Any(random));
+    }
+}
+
+TYPED_TEST(Degenerate, LongestSidesWithEveryOption) {
+    Random random(7);
+    EntryCall call;
+    for (int smoothBG : {1, 0}) {
+        call[kSmoothBG] = smoothBG;
+        this->Key(random, 65535, 1, call);
+        this->Key(random, 1, 65535, call);
+        call[kMaskBlurRadius] = 100;
     }
 }
 
