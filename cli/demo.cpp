@@ -1,11 +1,10 @@
 #include "cli/demo.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <mutex>
+#include <map>
 #include <vector>
 
 #include "cli/common_options.h"
@@ -42,26 +41,29 @@ media::Frame Evening(int width, int height) {
     });
 }
 
-/// The frames to be shown as pictures, by number, collected as they are keyed.
+/// The clip's first, middle and last frame, or only the first when its length is not known
+/// beforehand; collected as they are keyed.
 class Shown {
 public:
-    Shown(std::int64_t first, std::int64_t count)
-        : numbers_{first, first + count / 2, first + count - 1} {}
-
-    void Take(const media::Frame& source, const media::Frame& result) {
-        for (std::size_t i = 0; i < numbers_.size(); ++i) {
-            if (numbers_[i] != source.number) continue;
-            const std::lock_guard lock(mutex_);
-            views_[i] = {source, result};
-        }
+    explicit Shown(const media::Info& clip) {
+        const std::int64_t count = clip.frameCount.value_or(1);
+        for (const std::int64_t index : {std::int64_t{0}, count / 2, count - 1})
+            views_[clip.firstFrame + index];
     }
 
-    const std::array<Views, 3>& views() const { return views_; }
+    void Take(const media::Frame& source, const media::Frame& result) {
+        const auto wanted = views_.find(source.number);
+        if (wanted != views_.end()) wanted->second = {source, result};
+    }
+
+    std::vector<Views> InOrder() const {
+        std::vector<Views> rows;
+        for (const auto& entry : views_) rows.push_back(entry.second);
+        return rows;
+    }
 
 private:
-    std::array<std::int64_t, 3> numbers_;
-    std::array<Views, 3> views_;
-    std::mutex mutex_;
+    std::map<std::int64_t, Views> views_;  // no two threads ever take the same frame
 };
 
 struct Video {
@@ -145,15 +147,15 @@ void DemoCommand::Run() const {
     if (error) throw media::Error(folder_ + ": cannot be made: " + error.message());
     const auto path = [&](const char* name) { return (fs::path(folder_) / name).string(); };
     const media::Frame background = Evening(info.width, info.height);
-    Shown shown(info.firstFrame, info.frameCount.value_or(1));
+    Shown shown(info);
     KeyClip(*reader, first, settings, background,
             {{path("result.mov"), false},
              {path("matte.mp4"), true},
              {path("over-background.mp4"), true}},
             threads_, shown);
 
-    const std::vector<Views> rows(shown.views().begin(), shown.views().end());
-    const Views& middle = rows[1];
+    const std::vector<Views> rows = shown.InOrder();
+    const Views& middle = rows[rows.size() / 2];
     WriteStill(path("source.png"), middle.source, true, info);
     WriteStill(path("matte.png"), MattePicture(middle.result), true, info);
     WriteStill(path("result.png"), middle.result, false, info);
@@ -162,7 +164,7 @@ void DemoCommand::Run() const {
     if (!strip_.empty()) WriteStill(strip_, Strip(middle), true, info);
     std::printf(
         "Look at %s:\n"
-        "  contact-sheet.png              source, matte, result, composite of three frames\n"
+        "  contact-sheet.png              source, matte, result, composite side by side\n"
         "  source.png matte.png result.png over-background.png\n"
         "                                 the frame in the middle, at full size\n"
         "  result.mov                     the keyed clip with alpha (ProRes 4444)\n"

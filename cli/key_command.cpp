@@ -12,6 +12,7 @@
 #include "cli/errors.h"
 #include "cli/key_color.h"
 #include "cli/pipeline.h"
+#include "media/sequence_path.h"
 #include "settings/presets.h"
 
 namespace veltrane::cli {
@@ -20,16 +21,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The same place under one spelling, with "####" and "%04d" told alike.
-std::string Place(const std::string& path) {
-    const fs::path folder = fs::weakly_canonical(fs::absolute(path).parent_path());
-    std::string name = fs::path(path).filename();
-    if (const std::size_t hash = name.find('#'); hash != std::string::npos) {
-        const std::size_t end = std::min(name.find_first_not_of('#', hash), name.size());
-        const std::string digits = std::to_string(end - hash);
-        name.replace(hash, end - hash, "%0" + digits + "d");
-    }
-    return folder / name;
+/// The same place under one spelling; a sequence stands as its first frame.
+fs::path Place(const std::string& path) {
+    const auto sequence = media::SequencePath::Parse(path);
+    const fs::path file = fs::absolute(sequence ? sequence->ForNumber(0) : path);
+    return fs::weakly_canonical(file.parent_path()) / file.filename();
 }
 
 void RefuseOverwriting(const std::string& input, const std::string& output) {
@@ -80,10 +76,9 @@ media::Info WithRate(media::Info info, const std::string& fps) {
 }
 
 /// What became of the work, added to the line that tells why it ended early.
-std::string Remains(const media::Info& info, const FrameCounts& counts, const std::string& output) {
-    if (info.kind != media::Kind::Sequence || output.find_first_of("#%") == std::string::npos)
-        return "; " + output + " was not written";
-    return "; the " + std::to_string(counts.written + counts.kept) + " frames before it are whole";
+std::string Remains(const FrameCounts& counts, const std::string& output) {
+    if (!media::SequencePath::Parse(output)) return "; " + output + " was not written";
+    return "; frames whole before it: " + std::to_string(counts.written + counts.kept);
 }
 
 struct Summary {
@@ -98,8 +93,9 @@ struct Summary {
 
     std::string ForPeople() const {
         char figures[96];
-        std::snprintf(figures, sizeof figures, "%lld frames in %.1f s, %.1f fps",
-                      static_cast<long long>(counts.written), seconds, Rate());
+        std::snprintf(figures, sizeof figures, "%lld %s in %.1f s, %.1f fps",
+                      static_cast<long long>(counts.written),
+                      counts.written == 1 ? "frame" : "frames", seconds, Rate());
         const std::string kept =
             counts.kept > 0 ? ", " + std::to_string(counts.kept) + " kept as they were" : "";
         return output + ": " + figures + kept;
@@ -188,6 +184,8 @@ void KeyCommand::Run() const {
     const KeyColorRequest request = ParseKeyColor(KeyColorText(settings));
     const media::ReadOptions readOptions = ReadOptions();
     RefuseOverwriting(input_, output_);
+    if (resume_ && !media::SequencePath::Parse(output_))
+        throw UsageError("--resume is for sequences, and " + output_ + " is one file");
     const std::unique_ptr<media::Reader> reader = media::Open(input_, readOptions);
     const media::Info& info = reader->info();
     RefuseGaps(info);
@@ -196,7 +194,9 @@ void KeyCommand::Run() const {
         media::Create(output_, WriteOptions(settings.view), WithRate(info, fps_));
     const std::shared_ptr<media::Fetched> first = reader->Fetch();
     if (!first) throw media::Error(input_ + ": holds no frames");
-    if (settings.view != View::Source) {
+    const bool findInVain =
+        settings.view == View::Source && std::holds_alternative<FindScreen>(request);
+    if (!findInVain) {
         summary.key = Resolve(request, reader->Decode(*first), input_, readOptions);
         settings.keyColor = summary.key->color;
         if (!quiet_) Say("key colour " + HexText(settings.keyColor) + ' ' + summary.key->origin);
@@ -220,7 +220,7 @@ void KeyCommand::Run() const {
                  summary.counts);
         writer->Finish();
     } catch (const media::Error& error) {
-        throw media::Error(error.what() + Remains(info, summary.counts, output_));
+        throw media::Error(error.what() + Remains(summary.counts, output_));
     }
     const auto time = std::chrono::steady_clock::now() - start;
     summary.seconds = std::chrono::duration<double>(time).count();

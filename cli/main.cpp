@@ -2,12 +2,14 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <new>
 #include <string>
 
 #include "cli/common_options.h"
 #include "cli/demo.h"
 #include "cli/errors.h"
+#include "cli/help_format.h"
 #include "cli/interrupt.h"
 #include "cli/key_command.h"
 #include "cli/report_commands.h"
@@ -30,7 +32,8 @@ int Complain(int status, std::string message) {
 void ParseAndRun(int count, char** arguments) {
     CLI::App app("Veltrane takes the green screen out of pictures and video.", "veltrane");
     app.set_version_flag("--version", "veltrane " VELTRANE_VERSION);
-    app.require_subcommand(1);
+    app.formatter(std::make_shared<HelpFormat>());
+    app.require_subcommand(0, 1);
     KeyCommand key;
     DemoCommand demo;
     PickCommand pick;
@@ -43,6 +46,8 @@ void ParseAndRun(int count, char** arguments) {
     info.AddTo(app);
     try {
         app.parse(count, arguments);
+        if (app.get_subcommands().empty())
+            throw UsageError("name what to do: key, demo, pick, params or info; see --help");
     } catch (const CLI::Success& asked) {
         app.exit(asked);
     }

@@ -35,10 +35,12 @@ int ParseChoice(const Parameter& row, const std::string& text) {
     return static_cast<int>(found - names.begin());
 }
 
-/// The options of the help's section for a row: that of its outermost named group.
+/// The help's heading for a row's group, "Edge Blur settings" for "Edge Blur Group".
 std::string Section(const Parameter& row) {
-    const Parameter* group = &Row(static_cast<ParameterId>(row.group));
-    return std::string(Label(group->key)) + " settings";
+    std::string_view group = Label(Row(static_cast<ParameterId>(row.group)).key);
+    constexpr std::string_view kSuffix = " Group";
+    if (group.ends_with(kSuffix)) group.remove_suffix(kSuffix.size());
+    return std::string(group) + " settings";
 }
 
 }  // namespace
