@@ -204,6 +204,7 @@ void AudioCarrier::Track::Reencode(const AVPacket* packet, std::int64_t start,
 
 AudioCarrier::AudioCarrier(const std::string& source, AVFormatContext* output, std::string path)
     : source_(source), path_(std::move(path)), input_(OpenInput(source)), output_(output) {
+    FindStreams(input_.get(), source);
     for (unsigned i = 0; i < input_->nb_streams; ++i) {
         AVStream* stream = input_->streams[i];
         const bool audio = stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO;

@@ -42,9 +42,11 @@ AvInput OpenInput(const std::string& path) {
     const std::string url = "file:" + path;
     CheckAv(avformat_open_input(&opened, url.c_str(), nullptr, nullptr), path,
             "is no image or video that can be read");
-    AvInput input(opened);
-    CheckAv(avformat_find_stream_info(opened, nullptr), path, "its streams cannot be read");
-    return input;
+    return AvInput(opened);
+}
+
+void FindStreams(AVFormatContext* input, const std::string& path) {
+    CheckAv(avformat_find_stream_info(input, nullptr), path, "its streams cannot be read");
 }
 
 AvCodec OpenDecoder(const std::string& path, const AVStream* stream, const char* name) {

@@ -41,8 +41,11 @@ std::string AvText(int error);
 /// Throws Error naming the file when result is an error; returns it otherwise.
 int CheckAv(int result, const std::string& path, const std::string& what);
 
-/// Opens a file and finds its streams. Throws Error.
+/// Opens a file, with what its container says of the streams. Throws Error.
 AvInput OpenInput(const std::string& path);
+
+/// Finds what only the streams themselves say. Throws Error.
+void FindStreams(AVFormatContext* input, const std::string& path);
 
 /// Opens a decoder for the stream, by name when that is not null. Throws Error.
 AvCodec OpenDecoder(const std::string& path, const AVStream* stream, const char* name = nullptr);

@@ -133,6 +133,7 @@ void ImageWriter::AddCompression(OIIO::ImageSpec& spec) const {
         spec.attribute("png:filter", kSubFilter);
     } else if (name == "jpeg") {
         spec.attribute("Compression", "jpeg:95");
+        spec.attribute("jpeg:subsampling", "4:4:4");
     } else {
         spec.attribute("compression", "zip");
         spec.attribute("tiff:zipquality", 1);
@@ -169,8 +170,8 @@ std::vector<float> ImageWriter::StoredFloats(const Frame& result, const Frame& s
     const TransferCurve& curve = TransferCurve::For(transfer_);
     const Origin* origin = source.origin.get();
     const bool originals = origin && !origin->colour.empty() && origin->metadata &&
-                           origin->metadata->transfer == transfer_ &&
                            source.pixels.size() == result.pixels.size();
+    const Transfer from = originals ? origin->metadata->transfer : transfer_;
     const std::size_t channels = options_.opaque ? 3 : 4;
     const std::size_t count = result.pixels.size() / 4;
     std::vector<float> samples(count * channels);
@@ -179,7 +180,8 @@ std::vector<float> ImageWriter::StoredFloats(const Frame& result, const Frame& s
         float* stored = samples.data() + i * channels;
         const bool opaque = options_.opaque || pixel[3] == 65535;
         if (originals && opaque && std::equal(pixel, pixel + 3, source.pixels.data() + i * 4)) {
-            std::copy_n(origin->colour.data() + i * 3, 3, stored);
+            const float* original = origin->colour.data() + i * 3;
+            for (int c = 0; c < 3; ++c) stored[c] = Converted(original[c], from, transfer_);
         } else {
             const float factor = premultiplied_ && !opaque ? pixel[3] / 65535.0f : 1.0f;
             for (int c = 0; c < 3; ++c) stored[c] = curve.ToStored(pixel[2 - c]) * factor;
@@ -200,18 +202,30 @@ std::vector<std::uint16_t> InFileOrder(const std::vector<std::uint16_t>& pixels,
     return samples;
 }
 
+/// True when the file can be read to its end; its library reports not every failed write.
+bool IsReadable(const std::string& path, const OIIO::ImageSpec& spec) {
+    const auto input = OIIO::ImageInput::open(path);
+    std::vector<unsigned char> samples(spec.image_bytes());
+    return input && input->read_image(0, 0, 0, spec.nchannels, spec.format, samples.data());
+}
+
+/// The PNG, JPEG and EXR libraries meet a full disk with silence or an exit, so they write to
+/// memory; the TIFF library reads while it writes, so it needs a file.
 void ImageWriter::WriteFile(const std::string& path, const OIIO::ImageSpec& spec,
                             OIIO::TypeDesc type, const void* samples) const {
     const auto output = OIIO::ImageOutput::create(format_.name);
     if (!output) Fail(path, ImageErrorText(OIIO::geterror(), path, "cannot be written"));
-    // The format libraries meet a full disk with silence or an exit, so they write to memory.
+    const bool direct = std::string_view(format_.name) == "tiff";
     OIIO::Filesystem::IOVecOutput memory;
-    output->set_ioproxy(&memory);
-    if (!output->open(path, spec) || !output->write_image(type, samples) || !output->close()) {
-        Fail(path, ImageErrorText(output->geterror(), path, "cannot be encoded"));
-    }
     AtomicFile file(path);
-    file.Write(memory.buffer());
+    if (!direct) output->set_ioproxy(&memory);
+    const bool encoded = output->open(direct ? file.temporaryPath() : path, spec) &&
+                         output->write_image(type, samples) && output->close();
+    if (direct && (!encoded || !IsReadable(file.temporaryPath(), spec))) {
+        Fail(path, "cannot be written; the disk may be full");
+    }
+    if (!encoded) Fail(path, ImageErrorText(output->geterror(), path, "cannot be encoded"));
+    if (!direct) file.Write(memory.buffer());
     file.Commit();
 }
 

@@ -30,6 +30,13 @@ double LinearFromSrgb(double encoded) {
     return std::pow((encoded + 0.055) / 1.055, 2.4);
 }
 
+float Converted(float value, Transfer from, Transfer to) {
+    if (from == to) return value;
+    const double size = std::abs(double{value});
+    const double converted = to == Transfer::Linear ? LinearFromSrgb(size) : SrgbFromLinear(size);
+    return static_cast<float>(std::copysign(converted, value));
+}
+
 std::uint16_t Quantize(float value) {
     const float scaled = value * kFullScale;
     if (!(scaled > 0)) return 0;

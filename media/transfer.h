@@ -13,6 +13,10 @@ namespace veltrane::media {
 double SrgbFromLinear(double linear);
 double LinearFromSrgb(double encoded);
 
+/// A stored float of any size under one transfer as it is stored under another. Beyond 0..1 the
+/// curve goes on, and negative values mirror positive ones.
+float Converted(float value, Transfer from, Transfer to);
+
 /// A 0..1 value on the 16-bit scale, nearest; what lies outside is clamped and NaN gives 0.
 std::uint16_t Quantize(float value);
 

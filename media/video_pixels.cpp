@@ -341,15 +341,13 @@ void WriteYuv(const std::string& path, const std::vector<std::uint16_t>& pixels,
 
 }  // namespace
 
-ColorTags ResolveTags(const AVFrame& frame) {
-    const auto format = static_cast<AVPixelFormat>(frame.format);
+ColorTags ResolveTags(ColorTags tags, AVPixelFormat format, int width, int height) {
     const AVPixFmtDescriptor& description = *av_pix_fmt_desc_get(format);
-    ColorTags tags{frame.colorspace, frame.color_range, frame.color_primaries, frame.color_trc};
     const bool direct = IsRgb(description) || IsGrey(description);
     if (direct) {
         tags.matrix = AVCOL_SPC_RGB;
     } else if (!KnownMatrix(tags.matrix)) {
-        const bool small = frame.height < 720 && frame.width < 1280;
+        const bool small = height < 720 && width < 1280;
         tags.matrix = small ? AVCOL_SPC_SMPTE170M : AVCOL_SPC_BT709;
     }
     if (tags.range == AVCOL_RANGE_UNSPECIFIED) {

@@ -22,9 +22,9 @@ struct ColorTags {
     AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
 };
 
-/// A frame's tags, with matrix and range guessed where they are missing: BT.601 below 720 lines and
-/// 1280 columns and BT.709 above; limited range for luma and chroma, full for RGB and grey.
-ColorTags ResolveTags(const AVFrame& frame);
+/// A picture's tags, with matrix and range guessed where they are missing: BT.601 below 720 lines
+/// and 1280 columns and BT.709 above; limited range for luma and chroma, full for RGB and grey.
+ColorTags ResolveTags(ColorTags tags, AVPixelFormat format, int width, int height);
 
 /// The tags of a luma-chroma video made from a source with these tags: its matrix where that can be
 /// written, limited range, and nothing left unspecified.

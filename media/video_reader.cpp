@@ -49,8 +49,9 @@ private:
     AvPacket packet_ = MakePacket();
     Info info_;
     Turn turn_;
-    AvFrame first_;             ///< decoded on opening, not yet fetched
-    std::int64_t number_ = 0;   ///< of the last frame decoded
+    AvFrame first_;            ///< decoded on opening, not yet fetched
+    std::int64_t number_ = 0;  ///< of the last frame decoded
+    ColorTags containerTags_;
     std::int64_t packets_ = 0;  ///< read from the stream
     bool truncated_ = false;
 };
@@ -124,8 +125,22 @@ std::optional<std::string> TimecodeOf(const AVFormatContext& input) {
     return entry->value;
 }
 
+/// The streams' tags as the container has them; the decoder overwrites those that its own data
+/// leaves unspecified.
+std::vector<ColorTags> ContainerTags(const AVFormatContext& input) {
+    std::vector<ColorTags> tags;
+    for (unsigned i = 0; i < input.nb_streams; ++i) {
+        const AVCodecParameters& stream = *input.streams[i]->codecpar;
+        tags.push_back(
+            {stream.color_space, stream.color_range, stream.color_primaries, stream.color_trc});
+    }
+    return tags;
+}
+
 VideoReader::VideoReader(const std::string& path, const ReadOptions& options)
     : path_(path), options_(options), input_(OpenInput(path)) {
+    const std::vector<ColorTags> tags = ContainerTags(*input_);
+    FindStreams(input_.get(), path);
     const int index = av_find_best_stream(input_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     if (index < 0) Fail(path, "holds no picture");
     for (unsigned i = 0; i < input_->nb_streams; ++i) {
@@ -133,6 +148,7 @@ VideoReader::VideoReader(const std::string& path, const ReadOptions& options)
         input_->streams[i]->discard = other ? AVDISCARD_ALL : AVDISCARD_DEFAULT;
     }
     stream_ = input_->streams[index];
+    if (static_cast<std::size_t>(index) < tags.size()) containerTags_ = tags[index];
     codec_ = OpenDecoder(path, stream_, DecoderName(*stream_));
     first_ = NextPicture();
     if (!first_) {
@@ -194,20 +210,15 @@ void VideoReader::Describe(const AVFrame& first) {
 }
 
 ColorTags VideoReader::TagsOf(const AVFrame& picture) const {
-    const AvFrame tagged = MakeFrame();
-    const AVCodecParameters& stream = *stream_->codecpar;
-    tagged->format = picture.format;
-    tagged->width = picture.width;
-    tagged->height = picture.height;
-    const auto choose = [](auto own, auto container, auto unspecified) {
-        return own == unspecified ? container : own;
-    };
-    tagged->colorspace = choose(picture.colorspace, stream.color_space, AVCOL_SPC_UNSPECIFIED);
-    tagged->color_range = choose(picture.color_range, stream.color_range, AVCOL_RANGE_UNSPECIFIED);
-    tagged->color_primaries =
-        choose(picture.color_primaries, stream.color_primaries, AVCOL_PRI_UNSPECIFIED);
-    tagged->color_trc = choose(picture.color_trc, stream.color_trc, AVCOL_TRC_UNSPECIFIED);
-    return ResolveTags(*tagged);
+    ColorTags tags{picture.colorspace, picture.color_range, picture.color_primaries,
+                   picture.color_trc};
+    const ColorTags& stored = containerTags_;
+    if (tags.matrix == AVCOL_SPC_UNSPECIFIED) tags.matrix = stored.matrix;
+    if (tags.range == AVCOL_RANGE_UNSPECIFIED) tags.range = stored.range;
+    if (tags.primaries == AVCOL_PRI_UNSPECIFIED) tags.primaries = stored.primaries;
+    if (tags.transfer == AVCOL_TRC_UNSPECIFIED) tags.transfer = stored.transfer;
+    const auto format = static_cast<AVPixelFormat>(picture.format);
+    return ResolveTags(tags, format, picture.width, picture.height);
 }
 
 /// Gives the decoder the next packet, or tells it that there are no more.

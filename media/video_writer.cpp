@@ -1,4 +1,5 @@
 extern "C" {
+#include <libavutil/avstring.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 #include <libavutil/timecode.h>
@@ -251,10 +252,13 @@ void VideoWriter::AddStream(const Info& source) {
 
 void VideoWriter::AddMetadata(const Info& source) {
     if (source.kind != Kind::Video) return;
-    constexpr std::array<std::string_view, 6> kStale{
-        "major_brand", "minor_version", "compatible_brands", "encoder", "timecode", "alpha_mode"};
+    constexpr std::array kStale{"major_brand", "minor_version", "compatible_brands",
+                                "encoder",     "timecode",      "alpha_mode"};
     for (const auto& [key, value] : source.metadata) {
-        if (std::find(kStale.begin(), kStale.end(), key) != kStale.end()) continue;
+        const bool stale = std::any_of(kStale.begin(), kStale.end(), [&](const char* name) {
+            return av_strcasecmp(name, key.c_str()) == 0;
+        });
+        if (stale) continue;
         av_dict_set(&output_->metadata, key.c_str(), value.c_str(), 0);
     }
 }
