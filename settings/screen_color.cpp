@@ -7,6 +7,7 @@
 #include <numbers>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace veltrane {
@@ -194,13 +195,30 @@ bool LooksLikeScreen(const Grid& grid, const std::vector<bool>& region, double c
            Evenness(grid, region) >= kLeastEvenness;
 }
 
-double Median(const Grid& grid, const std::vector<bool>& region, double Color::*channel) {
-    std::vector<double> values;
-    for (std::size_t i = 0; i < grid.cells.size(); ++i)
-        if (region[i]) values.push_back(grid.cells[i].*channel);
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
+/// The value below which this part of the values lies.
+double Quantile(std::vector<double> values, double part) {
+    const auto at =
+        values.begin() + static_cast<std::ptrdiff_t>(part * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), at, values.end());
+    return *at;
+}
+
+/// The region's usual chroma at the brightness of its darker quarter: the keyer takes what is
+/// darker than its key for shadow, whereas a brighter screen keys well.
+Color TypicalColor(const Grid& grid, const std::vector<bool>& region) {
+    std::vector<double> red;
+    std::vector<double> green;
+    std::vector<double> blue;
+    for (std::size_t i = 0; i < grid.cells.size(); ++i) {
+        if (!region[i]) continue;
+        const Color& c = grid.cells[i];
+        red.push_back(c.red / c.green);
+        green.push_back(c.green);
+        blue.push_back(c.blue / c.green);
+    }
+    const double level = Quantile(std::move(green), 0.25);
+    return {std::min(level * Quantile(std::move(red), 0.5), 1.0), level,
+            level * Quantile(std::move(blue), 0.5)};
 }
 
 }  // namespace
@@ -212,9 +230,7 @@ std::optional<ScreenColor> FindScreenColor(int width, int height, const std::uin
     const auto cells = std::count(region.begin(), region.end(), true);
     const double coverage = static_cast<double>(cells) / static_cast<double>(region.size());
     if (cells == 0 || !LooksLikeScreen(grid, region, coverage)) return std::nullopt;
-    const Color typical{Median(grid, region, &Color::red), Median(grid, region, &Color::green),
-                        Median(grid, region, &Color::blue)};
-    return ScreenColor{SnapToByteSteps(typical), coverage};
+    return ScreenColor{SnapToByteSteps(TypicalColor(grid, region)), coverage};
 }
 
 Color AverageColor(int width, int height, const std::uint16_t* frame, int x, int y, int side) {

@@ -13,8 +13,8 @@ struct ScreenColor {
     double coverage;  ///< part of the frame that shows it, 0..1
 };
 
-/// Finds the green screen's typical colour in a 16-bit frame (blue, green, red, alpha, packed), or
-/// nothing when the frame holds no green screen.
+/// Finds the green screen's typical colour, as its less lit parts show it, in a 16-bit frame (blue,
+/// green, red, alpha, packed), or nothing when the frame holds no green screen.
 std::optional<ScreenColor> FindScreenColor(int width, int height, const std::uint16_t* frame);
 
 /// The mean colour of the square of side pixels around (x, y), cut off at the frame's borders.

@@ -35,12 +35,12 @@ TEST_F(CommandTest, InfoDescribesTheSamples) {
 }
 
 TEST_F(CommandTest, PickFindsTheSamplesScreen) {
-    // The screen as it was made: red 0.20-0.33, green 0.70-0.82, blue 0.22-0.29.
+    // The screen as it was made: red 0.20-0.33, green 0.70-0.82, blue 0.22-0.29, less in shadows.
     for (const char* name : {"clip.mp4", "still.jpg"}) {
         const nlohmann::json pick = Succeed({"pick", Sample(name), "--json"}).json();
         const std::vector<double> c = pick["components"];
         EXPECT_TRUE(c[0] > 0.15 && c[0] < 0.33) << name << ' ' << pick["key-color"];
-        EXPECT_TRUE(c[1] > 0.65 && c[1] < 0.82) << name << ' ' << pick["key-color"];
+        EXPECT_TRUE(c[1] > 0.6 && c[1] < 0.82) << name << ' ' << pick["key-color"];
         EXPECT_TRUE(c[2] > 0.2 && c[2] < 0.31) << name << ' ' << pick["key-color"];
         EXPECT_GT(pick["screen-coverage"], 0.5) << name;
     }
