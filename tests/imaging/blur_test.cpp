@@ -9,7 +9,6 @@ namespace veltrane::testing {
 namespace {
 
 using Image = CImagingORV;
-using Bytes = std::vector<unsigned char>;
 const Image imaging;
 template <typename T>
 constexpr auto kAverage = ByDepth<T>(&Image::AverageBlurA64, &Image::AverageBlurA);
@@ -142,18 +141,6 @@ TYPED_TEST(Blur, MaskBlurLowersTheMatteWhereItsInverseIsStrong) {
             Same(PlainMaskBlur(before, width, height, radius, amount, offset), frame, width))
             << "amount " << amount << " offset " << offset;
     });
-}
-
-TEST(BoxBlur, WorkedRoundings) {
-    // A side not longer than the radius: two rows of 30 + 60 over nine.
-    Bytes square{30, 60, 90, 30, 60, 90, 30, 60, 90};
-    imaging.AverageBlurA(3, 3, square.data(), 3.0f, 1.0f);
-    EXPECT_EQ(square, Bytes(9, 20));
-    // Alpha 254 has inverse 1, shaped to trunc(4 / 255) = 0. Alpha 127 has inverse 128, shaped to
-    // full, so half its value goes: 63.5 + 0.499 is still 63.
-    Bytes frame{9, 9, 9, 254, 9, 9, 9, 127};
-    imaging.MaskBlur(2, 1, frame.data(), 0, 50, 0);
-    EXPECT_EQ(frame, (Bytes{9, 9, 9, 254, 9, 9, 9, 63}));
 }
 
 template <typename T>

@@ -16,6 +16,7 @@ constexpr auto kCross = ByDepth<T>(&Image::ContGrayCore4_64, &Image::ContGrayCor
 template <typename T>
 constexpr auto kSquare = ByDepth<T>(&Image::ContGrayCore8_64, &Image::ContGrayCore8);
 
+/// Mirrors about the first sample, but repeats the last.
 int Mirror(int i, int size) {
     return i < 0 ? 1 : i >= size ? size - 1 : i;
 }
@@ -49,16 +50,6 @@ TEST(EdgeMap, MatchesThePlainForm) {
                                 mapPitch, threshold);
         ASSERT_TRUE(Same(expected, map, mapPitch, 1)) << "case " << n << " threshold " << threshold;
     }
-}
-
-TEST(EdgeMap, MirrorsTheFirstAndRepeatsTheLast) {
-    // Equal rows leave the columns to decide: column 0 sees column 1 twice and falls below 0; the
-    // last column sees itself twice, so 9 x 8 - 3 x (0 + 8 + 8) = 24 is left of each colour.
-    Bytes frame{0, 0, 0, 9, 8, 8, 8, 9, 0, 0, 0, 9, 8, 8, 8, 9}, map(4, 99);
-    imaging.Laplacian32bit8(frame.data(), 2, 2, 8, map.data(), 0, 0, 2, 24);
-    EXPECT_EQ(map, (Bytes{0, 3, 0, 3}));
-    imaging.Laplacian32bit8(frame.data(), 2, 2, 8, map.data(), 0, 0, 2, 25);
-    EXPECT_EQ(map, Bytes(4, 0));
 }
 
 template <typename T>
@@ -101,25 +92,6 @@ TYPED_TEST(Matte, ContractionAlternatesCrossAndSquare) {
         ASSERT_TRUE(Same(expected, frame, width));
     }
     EXPECT_EQ((imaging.*kContract<TypeParam>)(3, 3, nullptr, 1, 0), 0);
-}
-
-TYPED_TEST(Matte, FieldsSplitAndMerge) {
-    const auto split = ByDepth<TypeParam>(&Image::SepareteField64bit, &Image::SepareteField32bit);
-    const auto merge = ByDepth<TypeParam>(&Image::CompositeField64bit, &Image::CompositeField32bit);
-    Random random(33);
-    for (int height = 1; height <= 7; ++height) {
-        constexpr int kRow = 3 * 4;
-        auto frame = RandomSamples<TypeParam>(random, size_t(kRow) * height);
-        std::vector<TypeParam> odd(height / 2 * kRow), even((height + 1) / 2 * kRow);
-        EXPECT_EQ((imaging.*split)(3, height, frame.data(), odd.data(), even.data()), 1);
-        for (int i = 0; i < kRow * height; ++i)
-            EXPECT_EQ((i / kRow % 2 ? odd : even)[i / kRow / 2 * kRow + i % kRow], frame[i]);
-        std::vector<TypeParam> merged(frame.size());
-        EXPECT_EQ((imaging.*merge)(3, height, merged.data(), odd.data(), even.data()), 1);
-        EXPECT_EQ(merged, frame);
-    }
-    EXPECT_EQ((imaging.*split)(0, 3, nullptr, nullptr, nullptr), 1);
-    EXPECT_EQ((imaging.*merge)(3, 0, nullptr, nullptr, nullptr), 1);
 }
 
 }  // namespace
