@@ -31,8 +31,27 @@ const char* EncoderName(const AVOutputFormat& container) {
     return "pcm_s24le";
 }
 
-bool Takes(const AVOutputFormat& container, AVCodecID codec) {
-    return avformat_query_codec(&container, codec, FF_COMPLIANCE_NORMAL) == 1;
+struct ScratchDeleter {
+    void operator()(AVFormatContext* output) const {
+        uint8_t* bytes = nullptr;
+        if (output->pb) avio_close_dyn_buf(output->pb, &bytes);
+        av_free(bytes);
+        avformat_free_context(output);
+    }
+};
+
+/// Whether a container takes a stream as it is. Its table of codecs is no proof, so a header is
+/// written to memory.
+bool Takes(const AVOutputFormat& container, const AVStream& stream) {
+    AVFormatContext* context = nullptr;
+    if (avformat_alloc_output_context2(&context, &container, nullptr, nullptr) < 0) return false;
+    const std::unique_ptr<AVFormatContext, ScratchDeleter> output(context);
+    AVStream* copy = avformat_new_stream(context, nullptr);
+    if (!copy || avcodec_parameters_copy(copy->codecpar, stream.codecpar) < 0) return false;
+    copy->codecpar->codec_tag = 0;
+    copy->time_base = stream.time_base;
+    return avformat_query_codec(&container, stream.codecpar->codec_id, FF_COMPLIANCE_NORMAL) == 1 &&
+           avio_open_dyn_buf(&context->pb) >= 0 && avformat_write_header(context, nullptr) >= 0;
 }
 
 int BestSampleRate(const AVCodec& encoder, int wanted) {
@@ -112,6 +131,11 @@ void AudioCarrier::Track::Copy(AVPacket& packet, std::int64_t start, AVFormatCon
     const std::int64_t shift = av_rescale_q(start, AV_TIME_BASE_Q, from->time_base);
     packet.pts -= shift;
     packet.dts = packet.dts == AV_NOPTS_VALUE ? packet.pts : packet.dts - shift;
+    if (packet.duration <= 0) {
+        const int samples = av_get_audio_frame_duration2(from->codecpar, packet.size);
+        packet.duration =
+            av_rescale_q(samples, {1, std::max(from->codecpar->sample_rate, 1)}, from->time_base);
+    }
     // Sound before the first picture is left out, but for the packet that the beginning cuts; only
     // the containers with edit lists can begin within a packet.
     const bool editLists = std::string_view(output->oformat->name) == "mov" ||
@@ -220,7 +244,7 @@ void AudioCarrier::AddTrack(AVStream* stream, AVFormatContext* output) {
     track->from = stream;
     track->to = avformat_new_stream(output, nullptr);
     if (!track->to) throw std::bad_alloc();
-    if (Takes(*output->oformat, stream->codecpar->codec_id)) {
+    if (Takes(*output->oformat, *stream)) {
         CheckAv(avcodec_parameters_copy(track->to->codecpar, stream->codecpar), path_,
                 "its audio cannot be carried over");
         track->to->codecpar->codec_tag = 0;

@@ -1,11 +1,24 @@
 #include "media/av_support.h"
 
+#include <cstdarg>
+#include <cstring>
 #include <mutex>
 #include <new>
 
 #include "media/source_details.h"
 
 namespace veltrane::media {
+namespace {
+
+void Listen(void* context, int level, const char* format, va_list) {
+    if (!context || level > AV_LOG_ERROR || !std::strstr(format, "CRC mismatch")) return;
+    const AVClass& kind = **static_cast<AVClass**>(context);
+    if (std::strcmp(kind.class_name, "AVCodecContext") != 0) return;
+    void* flag = static_cast<AVCodecContext*>(context)->opaque;
+    if (flag) *static_cast<std::atomic<bool>*>(flag) = true;
+}
+
+}  // namespace
 
 AvFrame MakeFrame() {
     AvFrame frame(av_frame_alloc());
@@ -21,7 +34,7 @@ AvPacket MakePacket() {
 
 void SilenceAv() {
     static std::once_flag once;
-    std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
+    std::call_once(once, [] { av_log_set_callback(&Listen); });
 }
 
 std::string AvText(int error) {
@@ -49,7 +62,8 @@ void FindStreams(AVFormatContext* input, const std::string& path) {
     CheckAv(avformat_find_stream_info(input, nullptr), path, "its streams cannot be read");
 }
 
-AvCodec OpenDecoder(const std::string& path, const AVStream* stream, const char* name) {
+AvCodec OpenDecoder(const std::string& path, const AVStream* stream, const char* name,
+                    std::atomic<bool>* damaged) {
     const AVCodecParameters* parameters = stream->codecpar;
     const AVCodec* decoder = name ? avcodec_find_decoder_by_name(name) : nullptr;
     if (!decoder) decoder = avcodec_find_decoder(parameters->codec_id);
@@ -61,6 +75,7 @@ AvCodec OpenDecoder(const std::string& path, const AVStream* stream, const char*
     CheckAv(avcodec_parameters_to_context(codec.get(), parameters), path, "cannot be decoded");
     codec->pkt_timebase = stream->time_base;
     codec->thread_count = 0;
+    codec->opaque = damaged;
     // A damaged picture is reported instead of being patched up.
     codec->err_recognition = AV_EF_CRCCHECK | AV_EF_EXPLODE;
     CheckAv(avcodec_open2(codec.get(), decoder, nullptr), path, "cannot be decoded");

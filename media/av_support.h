@@ -7,6 +7,7 @@ extern "C" {
 #include <libavutil/frame.h>
 }
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -32,7 +33,8 @@ using AvInput = std::unique_ptr<AVFormatContext, InputCloser>;
 AvFrame MakeFrame();
 AvPacket MakePacket();
 
-/// Keeps FFmpeg from writing to the standard error stream.
+/// Keeps FFmpeg from writing to the standard error stream. Of its messages only one matters: some
+/// decoders patch up a slice with a wrong checksum and tell nobody else.
 void SilenceAv();
 
 /// FFmpeg's text of an error.
@@ -47,8 +49,10 @@ AvInput OpenInput(const std::string& path);
 /// Finds what only the streams themselves say. Throws Error.
 void FindStreams(AVFormatContext* input, const std::string& path);
 
-/// Opens a decoder for the stream, by name when that is not null. Throws Error.
-AvCodec OpenDecoder(const std::string& path, const AVStream* stream, const char* name = nullptr);
+/// Opens a decoder for the stream, by name when that is not null. The flag, which must outlive the
+/// decoder, is set when a checksum is wrong. Throws Error.
+AvCodec OpenDecoder(const std::string& path, const AVStream* stream, const char* name = nullptr,
+                    std::atomic<bool>* damaged = nullptr);
 
 inline AVRational ToAv(Rational value) {
     return {static_cast<int>(value.num), static_cast<int>(value.den)};

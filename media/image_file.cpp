@@ -112,6 +112,7 @@ OpenImage OpenImageFile(const std::string& path, const ReadOptions& options) {
         Fail(path, ImageErrorText(image.input->geterror(), path, "cannot be read"));
     }
     const OIIO::ImageSpec& spec = image.spec();
+    if (spec.deep) Fail(path, "holds deep pixels, which cannot be keyed");
     CheckSize(path, spec.width, spec.height);
     CheckSize(path, spec.full_width, spec.full_height);
     const bool isExr = image.format == "openexr";

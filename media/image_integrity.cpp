@@ -4,6 +4,7 @@ extern "C" {
 #include <libavutil/crc.h>
 }
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -29,16 +30,27 @@ Bytes ReadAll(const std::string& path) {
     return bytes;
 }
 
-std::uint32_t BigEndian(const Bytes& bytes, std::size_t at, int count) {
-    std::uint32_t value = 0;
+std::uint64_t BigEndian(const Bytes& bytes, std::size_t at, int count) {
+    std::uint64_t value = 0;
     for (int i = 0; i < count; ++i) value = value << 8 | bytes[at + i];
     return value;
+}
+
+/// The bytes that the header's picture takes before compression.
+std::uint64_t PngBytes(const Bytes& bytes) {
+    constexpr std::uint64_t kChannels[] = {1, 0, 3, 1, 2, 0, 4};
+    const std::uint64_t channels = kChannels[std::min<std::size_t>(bytes[25], 6)];
+    return BigEndian(bytes, 16, 4) * BigEndian(bytes, 20, 4) * channels * bytes[24] / 8;
 }
 
 /// A PNG is a signature and chunks: length, four letters, data, checksum of letters and data.
 std::optional<std::string> PngDamage(const Bytes& bytes) {
     const AVCRC* table = av_crc_get_table(AV_CRC_32_IEEE_LE);
     constexpr std::size_t kFrame = 12;
+    // No compressed byte stands for more than 1032, so a small file cannot ask for much memory.
+    constexpr std::uint64_t kMostExpansion = 1032;
+    if (bytes.size() < 33) return kCut;
+    if (PngBytes(bytes) / kMostExpansion > bytes.size()) return kDamaged;
     std::size_t at = 8;
     while (bytes.size() >= at + kFrame) {
         const std::size_t length = BigEndian(bytes, at, 4);

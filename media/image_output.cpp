@@ -92,7 +92,7 @@ ImageWriter::ImageWriter(const std::string& path, const WriteOptions& options, c
       half_(source.details && source.details->isHalf),
       width_(source.width),
       height_(source.height) {
-    if (!sequence_ && source.frameCount.value_or(2) != 1) {
+    if (!sequence_ && source.frameCount.value_or(1) != 1) {
         Fail(path, "holds one frame; for more name a sequence such as frame.%04d" +
                        std::string(format_.extension));
     }

@@ -34,7 +34,8 @@ public:
 
     Frame Decode(const Fetched& fetched) override {
         const auto& image = dynamic_cast<const FetchedImage&>(fetched);
-        Frame frame = ReadImage(image.path, image.number, options_);
+        Frame frame =
+            WithinMemory(image.path, [&] { return ReadImage(image.path, image.number, options_); });
         if (frame.width != info_.width || frame.height != info_.height) {
             Fail(image.path, "is " + SizeText(frame.width, frame.height) +
                                  ", where the sequence is " + SizeText(info_.width, info_.height));

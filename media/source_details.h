@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -49,6 +50,16 @@ struct Encoded {
 
 /// Throws Error with "path: what" on one line.
 [[noreturn]] void Fail(const std::string& path, const std::string& what);
+
+/// Does what may take much memory; throws Error where there is too little.
+template <typename Action>
+auto WithinMemory(const std::string& path, Action action) {
+    try {
+        return action();
+    } catch (const std::bad_alloc&) {
+        Fail(path, "needs more memory than there is");
+    }
+}
 
 /// Throws Error unless both sides lie in 1..kLongestSide.
 void CheckSize(const std::string& path, std::int64_t width, std::int64_t height);

@@ -3,6 +3,7 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 }
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -45,6 +46,7 @@ private:
     ReadOptions options_;
     AvInput input_;
     AVStream* stream_ = nullptr;
+    std::atomic<bool> damaged_ = false;
     AvCodec codec_;
     AvPacket packet_ = MakePacket();
     Info info_;
@@ -149,7 +151,7 @@ VideoReader::VideoReader(const std::string& path, const ReadOptions& options)
     }
     stream_ = input_->streams[index];
     if (static_cast<std::size_t>(index) < tags.size()) containerTags_ = tags[index];
-    codec_ = OpenDecoder(path, stream_, DecoderName(*stream_));
+    codec_ = OpenDecoder(path, stream_, DecoderName(*stream_), &damaged_);
     first_ = NextPicture();
     if (!first_) {
         EndOfVideo();
@@ -160,12 +162,14 @@ VideoReader::VideoReader(const std::string& path, const ReadOptions& options)
 }
 
 void VideoReader::DescribeStream() {
-    info_.kind = Kind::Video;
+    // Images of the formats that the image library is not asked to read come this way too.
+    const bool still = IsFormat(*input_, "_pipe");
+    info_.kind = still ? Kind::Still : Kind::Video;
     info_.path = path_;
     const std::string container = input_->iformat->name;
     info_.format = container.substr(0, container.find(',')) + ", " +
                    avcodec_get_name(stream_->codecpar->codec_id);
-    const auto count = FrameCount(*input_, *stream_);
+    const auto count = still ? 1 : FrameCount(*input_, *stream_);
     const std::int64_t last = std::numeric_limits<std::int64_t>::max();
     const FrameRange range = RangeWithin(path_, options_.frames, {1, count.value_or(last)});
     info_.firstFrame = range.first;
@@ -251,6 +255,8 @@ AvFrame VideoReader::NextPicture() {
         }
         CheckAv(received, path_, "is damaged after frame " + std::to_string(number_));
         ++number_;
+        // Frames are decoded ahead, so which of them is damaged is known but roughly.
+        if (damaged_) Fail(path_, "is damaged near frame " + std::to_string(number_));
         if (picture->decode_error_flags || (picture->flags & AV_FRAME_FLAG_CORRUPT)) {
             Fail(path_, "frame " + std::to_string(number_) + " is damaged");
         }
@@ -306,7 +312,8 @@ Frame VideoReader::Decode(const Fetched& fetched) {
     frame.width = info_.width;
     frame.height = info_.height;
     frame.number = decoded.number;
-    frame.pixels = PixelsOf(path_, *picture, TagsOf(*picture), turn_);
+    frame.pixels =
+        WithinMemory(path_, [&] { return PixelsOf(path_, *picture, TagsOf(*picture), turn_); });
     if (options_.association == Association::Premultiplied) Unpremultiply(frame.pixels);
     if (info_.transfer == Transfer::Linear) ApplyToColour(LinearToWorkingTable(), frame.pixels);
     auto origin = std::make_shared<Origin>();
