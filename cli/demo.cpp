@@ -20,9 +20,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// The sample beside the command where it is installed, else that of the source tree.
 std::string DefaultSample() {
-    for (const char* folder : {VELTRANE_SAMPLES, VELTRANE_INSTALLED_SAMPLES}) {
-        const fs::path clip = fs::path(folder) / "clip.mp4";
+    std::error_code ignored;
+    const fs::path command = fs::read_symlink("/proc/self/exe", ignored).parent_path();
+    for (const fs::path& folder :
+         {command / VELTRANE_INSTALLED_SAMPLES, fs::path(VELTRANE_SAMPLES)}) {
+        const fs::path clip = folder / "clip.mp4";
         if (fs::exists(clip)) return clip;
     }
     throw media::Error("the sample clip is not installed; name another with --sample");

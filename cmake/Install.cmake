@@ -23,6 +23,8 @@ install(EXPORT VeltraneTargets NAMESPACE Veltrane::
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Veltrane FILE VeltraneConfig.cmake)
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/VeltraneConfigVersion.cmake
                                  COMPATIBILITY SameMinorVersion)
+# Relative to the file itself, so that an installed copy may be moved.
+file(RELATIVE_PATH prefix_from_pc /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/veltrane.pc.in ${CMAKE_CURRENT_BINARY_DIR}/veltrane.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VeltraneConfigVersion.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Veltrane)

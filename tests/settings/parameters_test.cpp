@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <set>
+#include <sstream>
 #include <string>
 
 namespace veltrane {
@@ -108,6 +110,32 @@ TEST(Parameters, LabelsChoicesAndProblems) {
     EXPECT_EQ(ProblemWith(Row(ParameterId::Shadow), 140), "shadow must be 0 to 100, not 140");
     EXPECT_EQ(ProblemWith(Row(ParameterId::SkinHue), -51), "skin-hue must be -50 to 50, not -51");
     EXPECT_EQ(ProblemWith(Row(ParameterId::SkinHue), -50), "");
+}
+
+std::string ReadmeValues(const Parameter& row) {
+    switch (row.kind) {
+        case ParameterKind::Switch:
+            return std::string("on, off | ") + (row.defaultValue != 0 ? "on" : "off");
+        case ParameterKind::Integer:
+            return std::to_string(row.minimum) + " to " + std::to_string(row.maximum) + " | " +
+                   std::to_string(row.defaultValue);
+        case ParameterKind::Choice:
+            return "source, matte, result | " + ChoiceNames(row)[row.defaultValue];
+        default:
+            return "a colour | the screen's";
+    }
+}
+
+TEST(Parameters, StandInTheReadmeAsTheyAre) {
+    std::ifstream file(VELTRANE_SAMPLES "/../README.md");
+    std::ostringstream readme;
+    readme << file.rdbuf();
+    for (const Parameter& row : Parameters()) {
+        if (row.kind == ParameterKind::Group) continue;
+        const std::string line =
+            "\n| `" + std::string(row.name) + "` | " + ReadmeValues(row) + " | ";
+        EXPECT_NE(readme.str().find(line), std::string::npos) << line;
+    }
 }
 
 }  // namespace
