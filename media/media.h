@@ -143,8 +143,8 @@ public:
     virtual bool Has(std::int64_t number) const = 0;
     /// Converts a frame (sequences and stills also write it). source is the frame as read: where
     /// the result is opaque and its colour is the source's, a float file receives the values
-    /// originally read. An EXR holds half floats when the source does, else full floats, which keep
-    /// all 16 bits. Any number of threads at a time.
+    /// originally read, unless source has no pixels. An EXR holds half floats when the source does,
+    /// else full floats, which keep all 16 bits. Any number of threads at a time.
     virtual std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source) = 0;
     /// Takes encoded frames in order of time. One thread at a time.
     virtual void Append(const Encoded& encoded) = 0;

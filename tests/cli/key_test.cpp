@@ -1,3 +1,5 @@
+#include <OpenImageIO/imageio.h>
+
 #include <cmath>
 
 #include "command.h"
@@ -154,6 +156,36 @@ TEST_F(KeyTest, CompositesExactly) {
             ASSERT_EQ(over.pixels[i], std::floor(exact + 0.5L)) << "element " << i;
         }
     }
+}
+
+/// Red, green and blue of the pixel in the middle of a float picture.
+std::vector<float> Middle(const std::string& path) {
+    const auto file = OIIO::ImageInput::open(path);
+    const int channels = file->spec().nchannels;
+    std::vector<float> all(std::size_t(file->spec().width) * file->spec().height * channels);
+    file->read_image(0, 0, 0, channels, OIIO::TypeDesc::FLOAT, all.data());
+    const auto middle = all.begin() + std::ptrdiff_t(all.size() / channels / 2 * channels);
+    return {middle, middle + 3};
+}
+
+TEST_F(KeyTest, HighlightsComeBackInTheResultOnly) {
+    constexpr int kSide = 33;
+    std::vector<float> pixels;
+    for (int i = 0; i < kSide * kSide; ++i)
+        pixels.insert(pixels.end(), i == kSide * kSide / 2
+                                        ? std::initializer_list<float>{6, 5, 4}
+                                        : std::initializer_list<float>{0, .4f, 0});
+    const auto file = OIIO::ImageOutput::create("exr");
+    file->open(Path("lamp.exr"), OIIO::ImageSpec(kSide, kSide, 3, OIIO::TypeDesc::FLOAT));
+    file->write_image(OIIO::TypeDesc::FLOAT, pixels.data());
+    file->close();
+    const Arguments key{"key", Path("lamp.exr"), Path("out.exr")};
+    Succeed(key);
+    EXPECT_EQ(Middle(Path("out.exr")), (std::vector<float>{6, 5, 4}));
+    Arguments matte = key;
+    matte.insert(matte.end(), {"--view", "matte"});
+    Succeed(matte);
+    EXPECT_EQ(Middle(Path("out.exr")), (std::vector<float>{1, 1, 1}));
 }
 
 TEST_F(KeyTest, AnyThreadCountGivesTheSameFiles) {
