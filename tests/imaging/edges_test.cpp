@@ -9,12 +9,6 @@ namespace {
 using Image = CImagingORV;
 using Bytes = std::vector<unsigned char>;
 const Image imaging;
-template <typename T>
-constexpr auto kContract = ByDepth<T>(&Image::ContGray7_64, &Image::ContGray7);
-template <typename T>
-constexpr auto kCross = ByDepth<T>(&Image::ContGrayCore4_64, &Image::ContGrayCore4);
-template <typename T>
-constexpr auto kSquare = ByDepth<T>(&Image::ContGrayCore8_64, &Image::ContGrayCore8);
 
 /// Mirrors about the first sample, but repeats the last.
 int Mirror(int i, int size) {
@@ -72,6 +66,9 @@ std::vector<T> PlainPass(const std::vector<T>& frame, int width, int height, boo
 }
 
 TYPED_TEST(Matte, ContractionAlternatesCrossAndSquare) {
+    const auto contract = ByDepth<TypeParam>(&Image::ContGray7_64, &Image::ContGray7);
+    const auto oneCross = ByDepth<TypeParam>(&Image::ContGrayCore4_64, &Image::ContGrayCore4);
+    const auto oneSquare = ByDepth<TypeParam>(&Image::ContGrayCore8_64, &Image::ContGrayCore8);
     Random random(32);
     for (int n = 0; n < 300; ++n) {
         const int width = random(1, 12), height = random(1, 12);
@@ -81,17 +78,16 @@ TYPED_TEST(Matte, ContractionAlternatesCrossAndSquare) {
                                           << " threshold " << threshold);
         auto frame = RandomSamples<TypeParam>(random, size_t(width) * height * 4);
         auto cross = frame, square = frame, expected = frame;
-        EXPECT_EQ((imaging.*kCross<TypeParam>)(width, height, cross.data(), t), 1);
-        EXPECT_EQ((imaging.*kSquare<TypeParam>)(width, height, square.data(), t), 1);
+        EXPECT_EQ((imaging.*oneCross)(width, height, cross.data(), t), 1);
+        EXPECT_EQ((imaging.*oneSquare)(width, height, square.data(), t), 1);
         ASSERT_TRUE(Same(PlainPass(frame, width, height, false, t), cross, width));
         ASSERT_TRUE(Same(PlainPass(frame, width, height, true, t), square, width));
         for (int i = 0; i < iterations; ++i)
             expected = PlainPass(expected, width, height, i % 2 == 1, t);
-        const auto contract = kContract<TypeParam>;
         EXPECT_EQ((imaging.*contract)(width, height, frame.data(), iterations, threshold), 1);
         ASSERT_TRUE(Same(expected, frame, width));
     }
-    EXPECT_EQ((imaging.*kContract<TypeParam>)(3, 3, nullptr, 1, 0), 0);
+    EXPECT_EQ((imaging.*contract)(3, 3, nullptr, 1, 0), 0);
 }
 
 }  // namespace

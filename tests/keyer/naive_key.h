@@ -1,6 +1,7 @@
 #ifndef VELTRANE_TESTS_KEYER_NAIVE_KEY_H
 #define VELTRANE_TESTS_KEYER_NAIVE_KEY_H
 
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -17,26 +18,12 @@ using Visits = std::map<std::string, int>;
 struct Chroma {
     float I;
     float Q;
+    friend Chroma operator+(Chroma a, Chroma b) { return {a.I + b.I, a.Q + b.Q}; }
+    friend Chroma operator-(Chroma a, Chroma b) { return {a.I - b.I, a.Q - b.Q}; }
+    friend Chroma operator*(float k, Chroma v) { return {k * v.I, k * v.Q}; }
+    friend float Dot(Chroma a, Chroma b) { return a.I * b.I + a.Q * b.Q; }
+    friend float Length(Chroma v) { return std::sqrt(Dot(v, v)); }
 };
-
-inline Chroma operator+(Chroma a, Chroma b) {
-    return {a.I + b.I, a.Q + b.Q};
-}
-inline Chroma operator-(Chroma a, Chroma b) {
-    return {a.I - b.I, a.Q - b.Q};
-}
-inline Chroma operator*(float k, Chroma v) {
-    return {k * v.I, k * v.Q};
-}
-inline float Dot(Chroma a, Chroma b) {
-    return a.I * b.I + a.Q * b.Q;
-}
-inline float Length(Chroma v) {
-    return std::sqrt(Dot(v, v));
-}
-inline Chroma ChromaOf(YIQ c) {
-    return {c.I, c.Q};
-}
 
 inline Chroma Rotate(Chroma v, double cosine, double sine) {
     return {float(v.I * cosine - v.Q * sine), float(v.I * sine + v.Q * cosine)};
@@ -54,9 +41,9 @@ inline Chroma Turn(Chroma v, float degrees) {
 }
 
 inline Chroma HueDirection(float hue) {
-    const Chroma v = ChromaOf(CImagingORV().HLStoYIQ({hue, 128.0f, 30.0f}));
-    const float length = Length(v);
-    return {v.I / length, v.Q / length};
+    const YIQ c = CImagingORV().HLStoYIQ({hue, 128.0f, 30.0f});
+    const float length = Length(Chroma{c.I, c.Q});
+    return {c.I / length, c.Q / length};
 }
 
 /// The two keys differ in these alone.
@@ -70,13 +57,17 @@ struct Margins {
 inline constexpr Margins kPlateMargins{1.5f, 24, 9, 10, 25};
 inline constexpr Margins kDirectMargins{0, 19, 4, 5, 20};
 
+/// Blue, green, red, alpha.
+using Pixel = std::array<int, 4>;
+
 template <typename T>
 struct Key {
     Key(const Record<T>& record, const Margins& m, Visits& v) : margins(m), visits(v) {
         A = record.screenGain[0] * 0.01f;
         B = record.despillGray[0] * -0.01f + 1.0f;
         c = record.shadow[0] * 0.01f;
-        N = ChromaOf(CImagingORV().RGBtoYIQ2(127, 127, 127));
+        const YIQ grey = CImagingORV().RGBtoYIQ2(127, 127, 127);
+        N = {grey.I, grey.Q};
         W = QuarterTurn(HueDirection(record.skinHue[0]), false);
         X = QuarterTurn(HueDirection(record.blueHue[0]), true);
         E = Turn(W, -float(record.despillSkin[0]));
@@ -99,14 +90,10 @@ struct Key {
         return std::clamp(int(power * kFull<T> + 0.499f), 0, kFull<T>);
     }
 
-    struct Pixel {
-        int blue, green, red, alpha;
-    };
-
-    Pixel Run(const Pixel& source, YIQ pixel, YIQ screen) {
+    Pixel Run(const T* source, YIQ pixel, YIQ screen) {
         Y = pixel.Y;
-        s = ChromaOf(pixel);
-        b = ChromaOf(screen);
+        s = {pixel.I, pixel.Q};
+        b = {screen.I, screen.Q};
         d = N - b;
         L = Length(d);
         u = {d.I / L, d.Q / L};
@@ -116,14 +103,13 @@ struct Key {
         const bool wedge = (perp < 0 && Dot(W, s) > 0) || (perp >= 0 && Dot(X, s) > 0);
         if (!wedge && !(Within(perp, margins.wedge) && along < 1.0f)) {
             ++visits["foreground"];
-            return {source.blue, source.green, source.red, kFull<T>};
+            return {source[0], source[1], source[2], kFull<T>};
         }
         return Within(perp, margins.background) && along < A ? Background() : Mixed();
     }
 
     Pixel Background() {
-        const bool shadow = Y < K;
-        const float t = shadow ? Ramp((Y - K) / (-50.0f - K), 0, B) : 0.0f;
+        const float t = Y < K ? Ramp((Y - K) / (-50.0f - K), 0, B) : 0.0f;
         const int alpha = AlphaOf(Ramp(t, 0, 1));
         ++visits[alpha == 0 ? "open screen" : "shadow"];
         const int colour = alpha == 0 ? 160 * kUnit<T> : 0;
@@ -216,9 +202,7 @@ std::vector<T> NaiveKey(const Record<T>& record, const T* plate, Visits& visits)
     std::vector<T> result;
     for (int i = 0; i < record.width * record.height; ++i) {
         const T* p = record.src + 4 * i;
-        const auto out =
-            key.Run({p[0], p[1], p[2], p[3]}, ToYiq(p), ToYiq(plate ? plate + 4 * i : keyColour));
-        for (int element : {out.blue, out.green, out.red, out.alpha})
+        for (int element : key.Run(p, ToYiq(p), ToYiq(plate ? plate + 4 * i : keyColour)))
             result.push_back(static_cast<T>(element));
     }
     return result;
