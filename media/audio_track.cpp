@@ -239,12 +239,15 @@ AudioCarrier::AudioCarrier(const std::string& source, AVFormatContext* output, s
 
 AudioCarrier::~AudioCarrier() = default;
 
+/// A stream that can neither be copied nor decoded is left out, so that the pictures still arrive.
 void AudioCarrier::AddTrack(AVStream* stream, AVFormatContext* output) {
+    const bool copied = Takes(*output->oformat, *stream);
+    if (!copied && !avcodec_find_decoder(stream->codecpar->codec_id)) return;
     auto track = std::make_unique<Track>();
     track->from = stream;
     track->to = avformat_new_stream(output, nullptr);
     if (!track->to) throw std::bad_alloc();
-    if (Takes(*output->oformat, *stream)) {
+    if (copied) {
         CheckAv(avcodec_parameters_copy(track->to->codecpar, stream->codecpar), path_,
                 "its audio cannot be carried over");
         track->to->codecpar->codec_tag = 0;

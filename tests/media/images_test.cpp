@@ -288,6 +288,12 @@ TEST_F(ImagesTest, DamagedImagesAreRefusedByName) {
     file.seekp(1000).put('\x55').put('\x55');
     file.close();
     EXPECT_EQ(ErrorOf([&] { ReadFrame(Path("bit.png"), 1); }), Path("bit.png") + ": is damaged");
+    // A header that asks for gigabytes, with hardly any data behind it.
+    Write(Path("huge.png"), frame);
+    std::fstream(Path("huge.png"), std::ios::in | std::ios::out | std::ios::binary)
+        .seekp(16)
+        .write("\0\0\xff\xff\0\0\xff\xff", 8);
+    EXPECT_EQ(ErrorOf([&] { ReadFrame(Path("huge.png"), 1); }), Path("huge.png") + ": is damaged");
     std::ofstream(Path("text.png")) << "not a picture at all, just a few words of text";
     EXPECT_NE(ErrorOf([&] { Open(Path("text.png")); }), "");
     EXPECT_EQ(ErrorOf([&] { Open(Path("none.png")); }), Path("none.png") + ": no such file");

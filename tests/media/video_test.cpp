@@ -220,6 +220,24 @@ TEST_F(VideoTest, TruncationIsReportedAfterTheFramesThatAreThere) {
     EXPECT_EQ(ErrorOf([&] { Open(Path("end.mov")); }).rfind(Path("end.mov") + ": ", 0), 0u);
 }
 
+TEST_F(VideoTest, DamageInTheMiddleIsNotPatchedUpSilently) {
+    Ffmpeg("-f lavfi -i testsrc2=s=320x240:r=24:d=1 -c:v ffv1 -slicecrc 1 d.mkv");
+    const auto size = static_cast<std::streamoff>(std::filesystem::file_size(Path("d.mkv")));
+    std::fstream(Path("d.mkv"), std::ios::in | std::ios::out | std::ios::binary)
+        .seekp(size / 2)
+        .write("\x55\xaa\x55", 3);
+    const std::string error = ErrorOf([&] { ReadAll(Path("d.mkv")); });
+    EXPECT_EQ(error.rfind(Path("d.mkv") + ": is damaged near frame ", 0), 0u) << error;
+}
+
+TEST_F(VideoTest, ImagesOfOtherFormatsAreStills) {
+    Ffmpeg("-f lavfi -i testsrc2=s=64x48 -frames:v 1 a.bmp");
+    Ffmpeg("-i a.bmp a.png");
+    EXPECT_EQ(Open(Path("a.bmp"))->info().kind, Kind::Still);
+    EXPECT_EQ(Open(Path("a.bmp"))->info().frameCount, 1);
+    EXPECT_EQ(ReadFrame(Path("a.bmp"), 1).pixels, ReadFrame(Path("a.png"), 1).pixels);
+}
+
 TEST_F(VideoTest, DecodingIsTheSameForAnyNumberOfThreads) {
     const std::string clip = VELTRANE_SAMPLES "/clip.mp4";
     const std::vector<Frame> expected = ReadAll(clip);
