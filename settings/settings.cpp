@@ -160,7 +160,8 @@ Color SnapToByteSteps(Color color) {
 std::string HexText(Color color) {
     std::string text = "#";
     for (const double component : {color.red, color.green, color.blue}) {
-        const int byte = static_cast<int>(std::clamp(ByteStep(component), 0.0, 255.0));
+        const double step = ByteStep(component);
+        const int byte = !(step > 0) ? 0 : step < 255 ? static_cast<int>(step) : 255;
         text += "0123456789abcdef"[byte / 16];
         text += "0123456789abcdef"[byte % 16];
     }

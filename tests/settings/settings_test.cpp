@@ -4,7 +4,10 @@
 
 #include <cmath>
 #include <limits>
+#include <random>
 #include <stdexcept>
+
+#include "keyer/entry.h"
 
 namespace veltrane {
 namespace {
@@ -64,6 +67,7 @@ TEST(Settings, ColorsSnapAndReadAsHex) {
     const Color snapped = SnapToByteSteps({0.5, 0.0019, 1.0});
     EXPECT_EQ(snapped, (Color{128 / 255.0, 0, 1}));  // 127.5 rounds up, 0.48 down
     EXPECT_EQ(HexText({34 / 255.0, 1, 0.667}), "#22ffaa");
+    EXPECT_EQ(HexText({std::nan(""), -7, 1e300}), "#0000ff");
     EXPECT_EQ(ParseHexColor("#22fFAa"), (Color{34 / 255.0, 1, 170 / 255.0}));
     for (const char* bad : {"", "22ffaa", "#22ffa", "#22ffaag", "#22ffaz", "#22ff a", "#-2ffaa"})
         EXPECT_EQ(ParseHexColor(bad), std::nullopt) << bad;
@@ -108,6 +112,50 @@ TEST(Key, KeysBothDepthsAndLeavesTheSource) {
     settings.view = View::Source;
     Key(settings, 2, 1, words.data(), keyed.data());
     EXPECT_EQ(keyed, words);
+}
+
+// Every value differs from its neighbours and from its default, so that none can stand in for
+// another.
+TEST(Key, HandsEveryValueToTheEntry) {
+    constexpr int kSide = 48;
+    std::mt19937 random(11);
+    std::vector<std::uint16_t> source;
+    for (int i = 0; i < kSide * kSide; ++i) {
+        // Grainy screen on the left, anything on the right.
+        const bool screen = i % kSide < kSide / 2;
+        for (const int channel : {60, 180, 50})
+            source.push_back(screen ? 257 * (channel + random() % 4) : random() % 65536);
+        source.push_back(65535);
+    }
+    Settings s;
+    s.view = View::Result;
+    s.keyColor = {50 / 255.0, 180 / 255.0, 60 / 255.0};
+    for (const bool plate : {true, false}) {
+        s.smoothBG = plate;
+        s.shadow = 61;
+        s.clipBlack = 3;
+        s.clipWhite = 88;
+        s.deBlocking = s.edgeContract = s.edgeBlur = true;
+        s.deBlockValue = 2;
+        s.contractMask = 3;
+        s.contractThreshold = 37;
+        s.maskBlurRadius = 4;
+        s.maskBlurValue = 29;
+        s.skinHue = 17;
+        s.blueHue = -23;
+        s.despillGray = 31;
+        s.despillSkin = 43;
+        s.despillBlue = 53;
+        s.screenGain = 9;
+        std::vector<std::uint16_t> result(source.size());
+        Key(s, kSide, kSide, source.data(), result.data());
+        std::vector<std::uint16_t> input = source;
+        std::vector<std::uint16_t> expected(source.size());
+        VeltraneFinalCut16bit(expected.data(), input.data(), kSide, kSide, 0, 0, 2, 50 / 255.0,
+                              180 / 255.0, 60 / 255.0, plate, 61, 3, 88, 1, 2, 1, 3, 37, 1, 4, 29,
+                              17, -23, 31, 43, 53, 9);
+        EXPECT_EQ(result, expected);
+    }
 }
 
 }  // namespace
