@@ -104,7 +104,8 @@ TEST(Entry, WordsMatchThePlainForm) {
         auto output = RandomSamples<unsigned short>(random, input.size()), expected = output;
         PlainEntry(call, plainInput, expected, width, height);
         call(output.data(), input.data(), width, height);
-        ASSERT_TRUE(Same(expected, output, width)) << "seed " << seed;
+        ASSERT_TRUE(Same(expected, output, width))
+            << "seed " << seed << " call " << ::testing::PrintToString(call.values);
         ASSERT_TRUE(Same(plainInput, input, width)) << "in the input, seed " << seed;
     }
 }
@@ -135,8 +136,10 @@ TEST(Entry, BytesMatchThePlainFormOnTheOverlap) {
         for (int i = 0; i < int(keyed.size()); ++i)
             expected[(i / (width * 4) * outWidth + i / 4 % width) * 4 + 3 - i % 4] = keyed[i];
         call(output.data(), outWidth, outHeight, kept.data(), inWidth, inHeight);
-        ASSERT_TRUE(Same(expected, output, outWidth)) << "seed " << seed;
-        ASSERT_EQ(input, kept) << "seed " << seed;
+        ASSERT_TRUE(Same(expected, output, outWidth))
+            << "seed " << seed << " call " << ::testing::PrintToString(call.values);
+        ASSERT_EQ(input, kept) << "seed " << seed << " call "
+                               << ::testing::PrintToString(call.values);
     }
 }
 
