@@ -161,6 +161,9 @@ void KeepAttributes(const OpenImage& image, ImageMetadata& metadata) {
         const bool profile = attribute.name() == "ICCProfile" && image.transfer == Transfer::None;
         if (profile || StillHolds(attribute)) metadata.attributes.push_back(attribute);
     }
+    // Some formats mark an unknown ratio by a number that others refuse.
+    const float aspect = metadata.attributes.get_float("PixelAspectRatio", 1);
+    if (!(aspect > 1e-3f && aspect < 1e3f)) metadata.attributes.remove("PixelAspectRatio");
     if (!image.turn.transposed) return;
     const float x = metadata.attributes.get_float("XResolution");
     const float y = metadata.attributes.get_float("YResolution");
@@ -168,8 +171,9 @@ void KeepAttributes(const OpenImage& image, ImageMetadata& metadata) {
         metadata.attributes.attribute("XResolution", y);
         metadata.attributes.attribute("YResolution", x);
     }
-    const float aspect = metadata.attributes.get_float("PixelAspectRatio");
-    if (aspect > 0) metadata.attributes.attribute("PixelAspectRatio", 1 / aspect);
+    if (metadata.attributes.contains("PixelAspectRatio")) {
+        metadata.attributes.attribute("PixelAspectRatio", 1 / aspect);
+    }
 }
 
 std::shared_ptr<const ImageMetadata> MetadataOf(const OpenImage& image) {

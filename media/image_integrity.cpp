@@ -89,11 +89,44 @@ std::optional<std::string> JpegDamage(const Bytes& bytes) {
     return std::nullopt;
 }
 
+/// Little- and big-endian DPX differ in their first letter.
+std::uint64_t DpxNumber(const Bytes& bytes, std::size_t at, int count) {
+    if (bytes[0] == 'S') return BigEndian(bytes, at, count);
+    std::uint64_t value = 0;
+    for (int i = count; i-- > 0;) value = value << 8 | bytes[at + i];
+    return value;
+}
+
+/// The least bytes that a row of an uncompressed DPX takes: "filled" samples of 10 bits lie three
+/// to a 32-bit word, those of 12 bits in 16. Rows may be padded beyond that.
+std::uint64_t DpxRowBytes(std::uint64_t samples, std::uint64_t bits, bool filled) {
+    if (bits == 10 && filled) return samples / 3 * 4;
+    return samples * (bits == 12 && filled ? 16 : bits) / 8;
+}
+
+/// The library takes what follows the end of a DPX file for pixels.
+std::optional<std::string> DpxDamage(const Bytes& bytes) {
+    constexpr std::size_t kHeader = 2048;
+    if (bytes.size() < kHeader) return kCut;
+    const bool compressed = DpxNumber(bytes, 806, 2) == 1;
+    if (compressed) return std::nullopt;
+    const std::uint8_t descriptor = bytes[800];
+    std::uint64_t channels = 1;
+    if (descriptor == 50) channels = 3;
+    if (descriptor == 51) channels = 4;
+    const std::uint64_t samples = DpxNumber(bytes, 772, 4) * channels;
+    const bool filled = DpxNumber(bytes, 804, 2) != 0;
+    const std::uint64_t row = DpxRowBytes(samples, bytes[803], filled);
+    if (DpxNumber(bytes, 808, 4) + row * DpxNumber(bytes, 776, 4) > bytes.size()) return kCut;
+    return std::nullopt;
+}
+
 }  // namespace
 
 std::optional<std::string> StructuralDamage(const std::string& path, const std::string& format) {
     if (format == "png") return PngDamage(ReadAll(path));
     if (format == "jpeg") return JpegDamage(ReadAll(path));
+    if (format == "dpx") return DpxDamage(ReadAll(path));
     return std::nullopt;
 }
 

@@ -259,6 +259,15 @@ TEST_F(ImagesTest, DpxAndJpegAreRead) {
     for (int i = 0; i < 1024; ++i) ASSERT_NEAR(ramp.pixels[i * 4], i * 65535.0 / 1023, 1);
     EXPECT_EQ(Open(Path("d.dpx"))->info().bits, 10);
 
+    Ffmpeg("-i d.dpx -pix_fmt gbrp10be f.dpx");
+    Write(Path("f.exr"), ReadFrame(Path("f.dpx"), 1));
+    EXPECT_EQ(MaxDifference(ReadFrame(Path("f.exr"), 1), ReadFrame(Path("f.dpx"), 1), 0, 3), 0);
+    for (const char* name : {"d.dpx", "f.dpx"}) {
+        Cut(name, 0.98);
+        EXPECT_EQ(ErrorOf([&] { ReadFrame(Path(name), 1); }),
+                  Path(name) + ": breaks off before its end");
+    }
+
     const Frame still = ReadFrame(VELTRANE_SAMPLES "/still.jpg", 1);
     EXPECT_EQ(still.width, 1920);
     WriteOptions opaque;
