@@ -76,8 +76,10 @@ AvCodec OpenDecoder(const std::string& path, const AVStream* stream, const char*
     codec->pkt_timebase = stream->time_base;
     codec->thread_count = 0;
     codec->opaque = damaged;
-    // A damaged picture is reported instead of being patched up.
-    codec->err_recognition = AV_EF_CRCCHECK | AV_EF_EXPLODE;
+    // Most decoders patch damage up and mark the picture; this one tells of it only by failing.
+    // The MPEG-4 family must not be asked to: it can then abort the program.
+    const bool fails = parameters->codec_id == AV_CODEC_ID_HEVC;
+    codec->err_recognition = AV_EF_CRCCHECK | (fails ? AV_EF_EXPLODE : 0);
     CheckAv(avcodec_open2(codec.get(), decoder, nullptr), path, "cannot be decoded");
     return codec;
 }

@@ -71,20 +71,12 @@ bool IsFormat(const AVFormatContext& input, std::string_view name) {
     return std::string_view(input.iformat->name).find(name) != std::string_view::npos;
 }
 
-/// The frames that the container's index promises, where it has one.
-std::optional<std::int64_t> IndexedPackets(const AVFormatContext& input, const AVStream& stream) {
-    if (IsFormat(input, "mov")) return avformat_index_get_entries_count(&stream);
-    if (IsFormat(input, "avi") && stream.nb_frames > 0) return stream.nb_frames;
-    return std::nullopt;
-}
-
-/// The frames to be shown, where the container says: those that its edit list leaves out are not.
+/// The frames to be shown, where the container has an index: those that its edit list leaves out
+/// are not.
 std::optional<std::int64_t> FrameCount(const AVFormatContext& input, AVStream& stream) {
-    const auto packets = IndexedPackets(input, stream);
-    if (!packets || stream.nb_frames <= 0) return std::nullopt;
-    if (!IsFormat(input, "mov")) return packets;
+    if (!IsFormat(input, "mov") || stream.nb_frames <= 0) return std::nullopt;
     std::int64_t shown = 0;
-    for (int i = 0; i < *packets; ++i) {
+    for (int i = 0; i < avformat_index_get_entries_count(&stream); ++i) {
         const AVIndexEntry* entry = avformat_index_get_entry(&stream, i);
         if (!(entry->flags & AVINDEX_DISCARD_FRAME)) ++shown;
     }
@@ -116,6 +108,15 @@ bool IsMatroskaCut(const std::string& path) {
     if (!segment) return false;
     const auto begin = static_cast<std::uint64_t>(file.tellg());
     return begin + *segment > std::filesystem::file_size(path);
+}
+
+/// The same of an AVI file, whose first chunk tells its length.
+bool IsAviCut(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    file.seekg(4);
+    std::uint64_t length = 8;
+    for (int shift = 0; shift < 32; shift += 8) length += std::uint64_t(file.get() & 0xff) << shift;
+    return file && length > std::filesystem::file_size(path);
 }
 
 std::optional<std::string> TimecodeOf(const AVFormatContext& input) {
@@ -267,7 +268,8 @@ AvFrame VideoReader::NextPicture() {
 bool VideoReader::EndsEarly() const {
     if (truncated_) return true;
     if (IsFormat(*input_, "matroska")) return IsMatroskaCut(path_);
-    return packets_ < IndexedPackets(*input_, *stream_).value_or(0);
+    if (IsFormat(*input_, "avi")) return IsAviCut(path_);
+    return IsFormat(*input_, "mov") && packets_ < avformat_index_get_entries_count(stream_);
 }
 
 /// Throws Error when the video ended before it should have.
