@@ -81,7 +81,9 @@ std::string Remains(const FrameCounts& counts, const std::string& output) {
     return "; frames whole before it: " + std::to_string(counts.written + counts.kept);
 }
 
-struct Summary {
+}  // namespace
+
+struct KeyCommand::Summary {
     std::string input;
     std::string output;
     FrameCounts counts;
@@ -113,11 +115,8 @@ struct Summary {
     }
 };
 
-}  // namespace
-
 void KeyCommand::AddTo(CLI::App& app) {
-    command_ = app.add_subcommand("key", "Key a video, an image sequence or a still.");
-    CLI::App& c = *command_;
+    CLI::App& c = *app.add_subcommand("key", "Key a video, an image sequence or a still.");
     c.add_option("INPUT", input_, "A video, a still, or a sequence such as shot.%04d.exr.")
         ->required()
         ->type_name("");
@@ -178,15 +177,49 @@ std::string KeyCommand::KeyColorText(const Settings& settings) const {
     return IsBlack(settings.keyColor) ? "auto" : HexText(settings.keyColor);
 }
 
-void KeyCommand::Run() const {
-    Summary summary{input_, output_, {}, 0, settings_.Apply(BaseSettings()), std::nullopt};
-    Settings& settings = summary.settings;
-    const KeyColorRequest request = ParseKeyColor(KeyColorText(settings));
-    const media::ReadOptions readOptions = ReadOptions();
+void KeyCommand::CheckPlaces() const {
     RefuseOverwriting(input_, output_);
     if (resume_ && !media::SequencePath::Parse(output_))
         throw UsageError("--resume is for sequences, and " + output_ + " is one file");
-    const std::unique_ptr<media::Reader> reader = media::Open(input_, readOptions);
+}
+
+void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, const media::Frame& first,
+                                Summary& summary) const {
+    Settings& settings = summary.settings;
+    if (settings.view == View::Source && std::holds_alternative<FindScreen>(request)) return;
+    summary.key = Resolve(request, first, input_, ReadOptions());
+    settings.keyColor = summary.key->color;
+    if (!quiet_) Say("key colour " + HexText(settings.keyColor) + ' ' + summary.key->origin);
+    if (IsBlack(settings.keyColor)) Say("a black key colour leaves the frames unkeyed");
+}
+
+void KeyCommand::KeyFrames(media::Reader& reader, const std::shared_ptr<media::Fetched>& first,
+                           const std::optional<media::Frame>& background, media::Writer& writer,
+                           Summary& summary) const {
+    const Settings& settings = summary.settings;
+    const auto render = [&](const media::Frame& source) {
+        return std::vector{Keyed(settings, source, background)};
+    };
+    const bool showsSource = settings.view != View::Matte;
+    const auto start = std::chrono::steady_clock::now();
+    try {
+        Progress progress(!quiet_ && OnTerminal(), reader.info().frameCount);
+        cli::Run({reader, first, {&writer}, render, threads_, progress, showsSource},
+                 summary.counts);
+        writer.Finish();
+    } catch (const media::Error& error) {
+        throw media::Error(error.what() + Remains(summary.counts, output_));
+    }
+    const auto time = std::chrono::steady_clock::now() - start;
+    summary.seconds = std::chrono::duration<double>(time).count();
+}
+
+void KeyCommand::Run() const {
+    Summary summary{input_, output_, {}, 0, settings_.Apply(BaseSettings()), std::nullopt};
+    const Settings& settings = summary.settings;
+    const KeyColorRequest request = ParseKeyColor(KeyColorText(settings));
+    CheckPlaces();
+    const std::unique_ptr<media::Reader> reader = media::Open(input_, ReadOptions());
     const media::Info& info = reader->info();
     RefuseGaps(info);
     const std::optional<media::Frame> background = Background(background_, info);
@@ -194,36 +227,9 @@ void KeyCommand::Run() const {
         media::Create(output_, WriteOptions(settings.view), WithRate(info, fps_));
     const std::shared_ptr<media::Fetched> first = reader->Fetch();
     if (!first) throw media::Error(input_ + ": holds no frames");
-    const bool findInVain =
-        settings.view == View::Source && std::holds_alternative<FindScreen>(request);
-    if (!findInVain) {
-        summary.key = Resolve(request, reader->Decode(*first), input_, readOptions);
-        settings.keyColor = summary.key->color;
-        if (!quiet_) Say("key colour " + HexText(settings.keyColor) + ' ' + summary.key->origin);
-        if (IsBlack(settings.keyColor)) Say("a black key colour leaves the frames unkeyed");
-    }
+    ChooseKeyColor(request, reader->Decode(*first), summary);
     if (!savePreset_.empty()) WritePreset(savePreset_, settings);
-
-    const auto start = std::chrono::steady_clock::now();
-    try {
-        Progress progress(!quiet_ && OnTerminal(), info.frameCount);
-        const auto render = [&](const media::Frame& source) {
-            return std::vector{Keyed(settings, source, background)};
-        };
-        cli::Run({*reader,
-                  first,
-                  {writer.get()},
-                  render,
-                  threads_,
-                  progress,
-                  settings.view != View::Matte},
-                 summary.counts);
-        writer->Finish();
-    } catch (const media::Error& error) {
-        throw media::Error(error.what() + Remains(summary.counts, output_));
-    }
-    const auto time = std::chrono::steady_clock::now() - start;
-    summary.seconds = std::chrono::duration<double>(time).count();
+    KeyFrames(*reader, first, background, *writer, summary);
     if (!quiet_) Say(summary.ForPeople());
     if (json_) std::cout << summary.AsJson() << std::endl;
 }

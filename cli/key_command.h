@@ -2,8 +2,11 @@
 #define VELTRANE_CLI_KEY_COMMAND_H
 
 #include <CLI/CLI.hpp>
+#include <memory>
+#include <optional>
 #include <string>
 
+#include "cli/key_color.h"
 #include "cli/setting_options.h"
 #include "media/media.h"
 
@@ -16,12 +19,19 @@ public:
     void Run() const;
 
 private:
+    struct Summary;
+
     Settings BaseSettings() const;
     media::ReadOptions ReadOptions() const;
     media::WriteOptions WriteOptions(View view) const;
     std::string KeyColorText(const Settings& settings) const;
+    void CheckPlaces() const;
+    void ChooseKeyColor(const KeyColorRequest& request, const media::Frame& first,
+                        Summary& summary) const;
+    void KeyFrames(media::Reader& reader, const std::shared_ptr<media::Fetched>& first,
+                   const std::optional<media::Frame>& background, media::Writer& writer,
+                   Summary& summary) const;
 
-    CLI::App* command_ = nullptr;
     SettingOptions settings_;
     std::string input_;
     std::string output_;

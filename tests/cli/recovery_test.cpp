@@ -1,5 +1,8 @@
+#include <sys/wait.h>
+
+#include <chrono>
 #include <csignal>
-#include <fstream>
+#include <thread>
 
 #include "command.h"
 
@@ -29,11 +32,18 @@ protected:
                                Path("in/f." + std::to_string(number) + ".jpg"));
     }
 
+    static bool Running(pid_t child) {
+        siginfo_t ended = {};
+        waitid(P_PID, child, &ended, WEXITED | WNOHANG | WNOWAIT);
+        return ended.si_pid == 0;
+    }
+
     /// Starts the work, waits until something appears in the output folder, and stops it.
     Outcome Stop(int signal, const std::string& output) const {
         const pid_t child = Start(
             {"key", Path("in/f.%04d.jpg"), output, "--threads", "2", "--key-color", "#30b040"});
-        while (Files("out").empty()) std::this_thread::yield();
+        while (Files("out").empty() && Running(child))
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         kill(child, signal);
         return Wait(child);
     }
