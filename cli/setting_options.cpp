@@ -36,7 +36,7 @@ int ParseChoice(const Parameter& row, const std::string& text) {
 }
 
 /// The help's heading for a row's group, "Edge Blur settings" for "Edge Blur Group".
-std::string Section(const Parameter& row) {
+std::string Heading(const Parameter& row) {
     std::string_view group = Label(Row(static_cast<ParameterId>(row.group)).key);
     constexpr std::string_view kSuffix = " Group";
     if (group.ends_with(kSuffix)) group.remove_suffix(kSuffix.size());
@@ -56,7 +56,7 @@ void SettingOptions::AddTo(CLI::App& command) {
                                 " auto finds it in the first frame; x,y@frame takes it from a spot "
                                 "of the picture. [default: auto]")
                 ->type_name("auto|#rrggbb|r,g,b|x,y@frame")
-                ->group(Section(row));
+                ->group(Heading(row));
             continue;
         }
         Given& given = values_.emplace_back(Given{&row, nullptr, {}, false});
@@ -74,7 +74,7 @@ void SettingOptions::AddTo(CLI::App& command) {
                                            : std::to_string(row.minimum) + ".." +
                                                  std::to_string(row.maximum));
         }
-        given.option->group(Section(row));
+        given.option->group(Heading(row));
     }
 }
 
