@@ -1,13 +1,17 @@
 #ifndef VELTRANE_TESTS_CLI_COMMAND_H
 #define VELTRANE_TESTS_CLI_COMMAND_H
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <nlohmann/json.hpp>
-#include <string>
-#include <vector>
+#include <set>
+#include <sstream>
 
 #include "media/media.h"
 #include "settings/settings.h"
@@ -16,47 +20,109 @@ namespace veltrane {
 
 namespace fs = std::filesystem;
 
-struct Outcome {
-    int status;  ///< exit status, or 128 + signal
-    std::string out;
-    std::string error;
-
-    nlohmann::json json() const { return nlohmann::json::parse(out); }
-};
-
-using Arguments = std::vector<std::string>;
-
-/// Runs tests in an empty folder of their own, with the built command at hand.
-class CommandTest : public testing::Test {
-protected:
-    CommandTest();
-    ~CommandTest() override;
-
-    std::string Path(const std::string& name) const { return folder_ / name; }
-    std::string Sample(const std::string& name) const { return fs::path(VELTRANE_SAMPLES) / name; }
-
-    pid_t Start(const Arguments& arguments) const;
-    Outcome Wait(pid_t child) const;
-    Outcome Run(const Arguments& arguments) const { return Wait(Start(arguments)); }
-    /// Runs and expects success.
-    Outcome Succeed(const Arguments& arguments) const;
-    /// Runs and expects this status with one line on standard error that holds the text.
-    void ExpectRefusal(int status, const std::string& text, const Arguments& arguments) const;
-
-    /// Names of all files in a subfolder, sorted.
-    std::vector<std::string> Files(const std::string& subfolder) const;
-
-    fs::path folder_;
-};
+inline std::set<fs::path> Files(const fs::path& folder) {
+    return {fs::directory_iterator(folder), {}};
+}
 
 /// A small green screen, darker to the right and lightly grained, with a skin-coloured subject.
-media::Frame Picture(int width, int height, std::int64_t number = 1);
+inline media::Frame Picture(std::int64_t number = 1, int width = 64, int height = 48) {
+    media::Frame frame{width, height, number, {}, nullptr};
+    for (int i = 0; i < width * height; ++i) {
+        const int x = i % width, y = i / width;
+        const int light = 256 - 60 * x / width - (x * 7 + y * 13 + int(number)) % 5;
+        const bool subject = std::abs(x - width / 2) < width / 5 && y > height / 3;
+        for (const int channel : {subject ? 112 : 56, subject ? 144 : 184, subject ? 208 : 64})
+            frame.pixels.push_back(channel * light);
+        frame.pixels.push_back(65535);
+    }
+    return frame;
+}
 
 /// One opaque still, or one frame of a sequence.
-void Write(const std::string& path, const media::Frame& frame);
+inline void Write(const std::string& path, const media::Frame& frame) {
+    media::Info info;
+    info.width = frame.width;
+    info.height = frame.height;
+    info.firstFrame = frame.number;
+    info.frameCount = 1;
+    const auto writer = media::Create(path, {.opaque = true}, info);
+    writer->Append(*writer->Encode(frame, frame));
+    writer->Finish();
+}
 
-/// What the library makes of the frame.
-media::Frame KeyedByLibrary(const Settings& settings, const media::Frame& source);
+/// Pictures 1 to last as the sequence f.#.png.
+inline void WriteFrames(int last) {
+    for (int i = 1; i <= last; ++i) Write("f." + std::to_string(i) + ".png", Picture(i));
+}
+
+/// The pixels that the library makes of the frame.
+inline std::vector<std::uint16_t> Keyed(const Settings& settings, const media::Frame& source) {
+    std::vector<std::uint16_t> result(source.pixels.size());
+    Key(settings, source.width, source.height, source.pixels.data(), result.data());
+    return result;
+}
+
+/// Runs the built command in a folder that holds in.png; the samples are in ../samples.
+class CommandTest : public testing::Test {
+protected:
+    CommandTest() {
+        std::string pattern = fs::path(testing::TempDir()) / "veltrane-cli-XXXXXX";
+        fs::current_path(mkdtemp(pattern.data()));
+        fs::create_directory_symlink(VELTRANE_SAMPLES, "samples");
+        fs::create_directory("work");
+        fs::current_path("work");
+        Write("in.png", source_);
+    }
+
+    ~CommandTest() override {
+        const fs::path folder = fs::current_path().parent_path();
+        fs::current_path("/");
+        fs::remove_all(folder);
+    }
+
+    struct Outcome {
+        std::string out, error;
+    };
+
+    /// Runs with arguments that are parted by blanks, expecting this exit status; meanwhile is
+    /// called when the command has started.
+    Outcome Run(const std::string& arguments, int status = 0,
+                const std::function<void(pid_t)>& meanwhile = nullptr) const {
+        const pid_t child = fork();
+        if (child == 0) Execute(arguments);
+        if (meanwhile) meanwhile(child);
+        int ended = 0;
+        waitpid(child, &ended, 0);
+        const Outcome outcome{Contents("../out"), Contents("../error")};
+        EXPECT_TRUE(WIFEXITED(ended)) << arguments;
+        EXPECT_EQ(WEXITSTATUS(ended), status) << arguments << '\n' << outcome.error;
+        return outcome;
+    }
+
+    nlohmann::json Json(const std::string& arguments) const {
+        return nlohmann::json::parse(Run(arguments + " --json").out);
+    }
+
+    const media::Frame source_ = Picture();  ///< what in.png holds
+
+private:
+    [[noreturn]] static void Execute(const std::string& arguments) {
+        std::istringstream text("veltrane " + arguments);
+        std::vector<std::string> words{std::istream_iterator<std::string>(text), {}};
+        std::vector<char*> raw;
+        for (std::string& word : words) raw.push_back(word.data());
+        raw.push_back(nullptr);
+        dup2(creat("../out", 0600), STDOUT_FILENO);
+        dup2(creat("../error", 0600), STDERR_FILENO);
+        execv(VELTRANE_COMMAND, raw.data());
+        _exit(127);
+    }
+
+    static std::string Contents(const fs::path& path) {
+        std::ifstream file(path);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+};
 
 }  // namespace veltrane
 

@@ -1,4 +1,5 @@
-#include <OpenImageIO/imageio.h>
+#include <OpenImageIO/imagebuf.h>
+#include <OpenImageIO/imagebufalgo.h>
 
 #include <cmath>
 
@@ -9,218 +10,119 @@
 namespace veltrane {
 namespace {
 
-class KeyTest : public CommandTest {
-protected:
-    KeyTest() : source_(Picture(64, 48)) { Write(input_, source_); }
+Settings SettingsIn(const nlohmann::json& summary) {
+    return FromJson(summary["settings"].dump(), "summary");
+}
 
-    Outcome KeyStill(Arguments more) const {
-        more.insert(more.begin(), {"key", input_, output_});
-        return Succeed(more);
-    }
-
-    media::Frame source_;
-    std::string input_ = Path("in.png");
-    std::string output_ = Path("out.png");
-};
-
-TEST_F(KeyTest, WritesWhatTheLibraryMakes) {
+TEST_F(CommandTest, KeysAsTheLibraryDoesWithTheColourFound) {
     Settings settings;
     settings.keyColor = FindScreenColor(64, 48, source_.pixels.data())->color;
-    const Outcome found = KeyStill({"--json"});
-    EXPECT_EQ(media::ReadFrame(output_, 1).pixels, KeyedByLibrary(settings, source_).pixels);
-    EXPECT_NE(found.error.find("key colour " + HexText(settings.keyColor) + " found on "),
-              std::string::npos);
-    const nlohmann::json summary = found.json();
+    const nlohmann::json summary = Json("key in.png out.png");
+    EXPECT_EQ(media::ReadFrame("out.png", 1).pixels, Keyed(settings, source_));
     EXPECT_EQ(summary["frames"], 1);
     EXPECT_EQ(summary["key-color"], HexText(settings.keyColor));
     EXPECT_GT(summary["screen-coverage"], 0.5);
-    EXPECT_EQ(FromJson(summary["settings"].dump(), ""), settings);
-
-    settings.view = View::Matte;
-    settings.shadow = 40;
-    settings.edgeBlur = true;
-    settings.maskBlurRadius = 5;
-    settings.skinHue = -20;
-    KeyStill({"--view", "matte", "--shadow", "40", "--edge-blur", "--mask-blur-radius", "5",
-              "--skin-hue", "-20"});
-    EXPECT_EQ(media::ReadFrame(output_, 1).pixels, KeyedByLibrary(settings, source_).pixels);
-
-    const Outcome quiet = KeyStill({"--view", "source", "--quiet"});
-    EXPECT_EQ(media::ReadFrame(output_, 1).pixels, source_.pixels);
+    EXPECT_EQ(SettingsIn(summary), settings);
+    const Outcome quiet = Run("key in.png out.png --view source --quiet");
+    EXPECT_EQ(media::ReadFrame("out.png", 1).pixels, source_.pixels);
     EXPECT_EQ(quiet.error + quiet.out, "");
 }
 
-// No two options are given the same value, so that none can stand in for another.
-TEST_F(KeyTest, EveryOptionReachesItsSetting) {
-    const Arguments sets[] = {
-        {"--view", "matte", "--no-smooth-bg", "--shadow", "61", "--clip-black", "7", "--clip-white",
-         "93", "--deblocking", "--deblock-value", "4", "--edge-contract", "--contract-mask", "3",
-         "--contract-threshold", "17"},
-        {"--view",      "source",
-         "--smooth-bg", "--no-deblocking",
-         "--edge-blur", "--mask-blur-radius",
-         "23",          "--mask-blur-value",
-         "81",          "--skin-hue",
-         "-50",         "--blue-hue",
-         "49",          "--despill-gray",
-         "11",          "--despill-skin",
-         "12",          "--despill-blue",
-         "13",          "--screen-gain",
-         "99"}};
-    for (const Arguments& given : sets) {
-        Settings expected;
-        expected.keyColor = ParseHexColor("#40b838").value();
-        for (std::size_t i = 0; i < given.size(); ++i) {
-            const bool off = given[i].starts_with("--no-");
-            const Parameter* row = FindParameter(given[i].substr(off ? 5 : 2));
-            ASSERT_NE(row, nullptr) << given[i];
-            int value = off ? 0 : 1;
-            if (row->kind == ParameterKind::Integer) value = std::stoi(given[++i]);
-            if (row->kind == ParameterKind::Choice) value = given[++i] == "matte" ? 1 : 0;
-            SetValue(expected, *row, value);
-        }
-        Arguments more{"--key-color", "#40b838", "--save-preset", Path("look.json")};
-        more.insert(more.end(), given.begin(), given.end());
-        KeyStill(more);
-        EXPECT_EQ(ReadPreset(Path("look.json")), expected);
+// Every value differs from the others and from its default, so that none can stand in for another.
+TEST_F(CommandTest, OptionsReachTheirSettingsAndOverrideThePreset) {
+    const auto look = nlohmann::json::parse(
+        R"({"view": "matte", "key-color": "#40b838", "smooth-bg": false, "shadow": 61,
+            "clip-black": 7, "clip-white": 93, "deblocking": true, "deblock-value": 4,
+            "edge-contract": true, "contract-mask": 3, "contract-threshold": 17, "edge-blur": true,
+            "mask-blur-radius": 23, "mask-blur-value": 81, "skin-hue": -50, "blue-hue": 49,
+            "despill-gray": 11, "despill-skin": 12, "despill-blue": 13, "screen-gain": 99})");
+    Settings expected = FromJson(look.dump(), "look");
+    std::string options;
+    for (const auto& [name, value] : look.items()) {
+        options += value == false ? " --no-" + name : " --" + name;
+        if (value.is_string()) options += ' ' + value.get<std::string>();
+        if (value.is_number()) options += ' ' + value.dump();
     }
+    Run("key in.png out.png --save-preset look.json" + options);
+    EXPECT_EQ(ReadPreset("look.json"), expected);
+    EXPECT_EQ(media::ReadFrame("out.png", 1).pixels, Keyed(expected, source_));
+    expected.shadow = 90;
+    expected.contractMask = 5;
+    expected.smoothBG = true;
+    const std::string key = "key in.png out.png --preset look.json ";
+    EXPECT_EQ(SettingsIn(Json(key + "--shadow 90 --contract-mask 5 --smooth-bg")), expected);
+    EXPECT_NE(Json(key + "--key-color auto")["key-color"], "#40b838");
 }
 
-TEST_F(KeyTest, OptionsOverrideThePreset) {
-    Settings preset;
-    preset.shadow = 30;
-    preset.despillBlue = 70;
-    preset.edgeContract = true;
-    preset.keyColor = ParseHexColor("#22c044").value();
-    WritePreset(Path("a.json"), preset);
-    const auto keyedWith = [&](Arguments more) {
-        more.insert(more.end(), {"--preset", Path("a.json"), "--json"});
-        return FromJson(KeyStill(more).json()["settings"].dump(), "");
-    };
-    EXPECT_EQ(keyedWith({}), preset);
-    preset.shadow = 90;
-    preset.contractMask = 3;
-    preset.keyColor = ParseHexColor("#00ff00").value();
-    EXPECT_EQ(keyedWith({"--shadow", "90", "--contract-mask", "3", "--key-color", "#00ff00"}),
-              preset);
-    EXPECT_NE(keyedWith({"--key-color", "auto"}).keyColor, preset.keyColor);
-}
-
-TEST_F(KeyTest, TakesEveryFormOfKeyColor) {
-    const auto keyColor = [&](const std::string& text) {
-        return KeyStill({"--key-color", text, "--json"}).json()["key-color"];
-    };
-    EXPECT_EQ(keyColor("#22BB44"), "#22bb44");
-    EXPECT_EQ(keyColor("0.2,0.8,0.002"), "#33cc01");
+TEST_F(CommandTest, TakesEveryFormOfKeyColor) {
+    Write("s.7.png", source_);
+    media::Frame grey = Picture(8);
+    std::fill(grey.pixels.begin(), grey.pixels.end(), 257 * 0x75);
+    Write("s.8.png", grey);
     const Color spot = AverageColor(64, 48, source_.pixels.data(), 8, 10, 9);
-    EXPECT_EQ(keyColor("8,10@1"), HexText(spot));
-    EXPECT_EQ(keyColor("8,10"), HexText(spot));
-    const Color corner = AverageColor(64, 48, source_.pixels.data(), 63, 0, 9);
-    EXPECT_EQ(keyColor("63,0@1"), HexText(corner));
-}
-
-TEST_F(KeyTest, TakesTheColourFromAnotherFrame) {
-    media::Frame other = source_;
-    for (std::size_t i = 0; i < other.pixels.size(); i += 4) other.pixels[i] = 257 * 20;
-    Write(Path("s.0007.png"), source_);
-    other.number = 8;
-    Write(Path("s.0008.png"), other);
-    const Outcome outcome = Succeed({"key", Path("s.####.png"), Path("o.%04d.png"), "--frames", "7",
-                                     "--key-color", "8,10@8", "--json"});
-    EXPECT_EQ(outcome.json()["key-color"],
-              HexText(AverageColor(64, 48, other.pixels.data(), 8, 10, 9)));
-    EXPECT_TRUE(fs::exists(Path("o.0007.png")));
-    EXPECT_FALSE(fs::exists(Path("o.0008.png")));
+    const std::string key = "key s.#.png o.%04d.png --frames 7 --key-color ";
+    EXPECT_EQ(Json(key + "0.2,0.8,0.002")["key-color"], "#33cc01");
+    EXPECT_EQ(Json(key + "8,10")["key-color"], HexText(spot));
+    EXPECT_EQ(Json(key + "8,10@8")["key-color"], "#757575");
+    EXPECT_TRUE(fs::exists("o.0007.png"));
+    EXPECT_FALSE(fs::exists("o.0008.png"));
 }
 
 // Expected values in long double, rounded once.
-TEST_F(KeyTest, CompositesExactly) {
-    const media::Frame background = Picture(64, 48, 3);
-    Write(Path("back.png"), background);
-    KeyStill({"--key-color", "#40b838"});
-    const media::Frame result = media::ReadFrame(output_, 1);
-    const Color plain{0x10 / 255.0, 0x20 / 255.0, 0xf0 / 255.0};
-    for (const std::string& behind : {Path("back.png"), std::string("#1020f0")}) {
-        KeyStill({"--key-color", "#40b838", "--background", behind});
-        const media::Frame over = media::ReadFrame(output_, 1);
-        ASSERT_EQ(over.pixels.size(), result.pixels.size());
-        const long double colour[3] = {plain.blue * 65535, plain.green * 65535, plain.red * 65535};
-        for (std::size_t i = 0; i < over.pixels.size(); ++i) {
-            if (i % 4 == 3) {
-                ASSERT_EQ(over.pixels[i], 65535);
-                continue;
-            }
-            const long double alpha = result.pixels[i / 4 * 4 + 3] / 65535.0L;
-            const long double back = behind[0] == '#' ? colour[i % 4] : background.pixels[i];
-            const long double exact = result.pixels[i] * alpha + back * (1 - alpha);
-            ASSERT_EQ(over.pixels[i], std::floor(exact + 0.5L)) << "element " << i;
+TEST_F(CommandTest, CompositesExactly) {
+    Write("back.png", Picture(3));
+    Settings settings;
+    settings.keyColor = ParseHexColor("#40b838").value();
+    const std::vector<std::uint16_t> result = Keyed(settings, source_);
+    std::vector<std::uint16_t> plain;
+    for (int i = 0; i < 64 * 48; ++i) plain.insert(plain.end(), {61680, 8224, 4112, 65535});
+    for (const auto& [behind, back] :
+         {std::pair{"back.png", Picture(3).pixels}, {"#1020f0", plain}}) {
+        Run("key in.png over.png --key-color #40b838 --background " + std::string(behind));
+        EXPECT_FALSE(media::Open("over.png")->info().hasAlpha);
+        const std::vector<std::uint16_t> over = media::ReadFrame("over.png", 1).pixels;
+        ASSERT_EQ(over.size(), result.size());
+        for (std::size_t i = 0; i < over.size(); ++i) {
+            const long double alpha = i % 4 == 3 ? 0 : result[i / 4 * 4 + 3] / 65535.0L;
+            const long double exact = result[i] * alpha + back[i] * (1 - alpha);
+            ASSERT_EQ(over[i], std::floor(exact + 0.5L)) << behind << " element " << i;
         }
     }
 }
 
-/// Red, green and blue of the pixel in the middle of a float picture.
-std::vector<float> Middle(const std::string& path) {
-    const auto file = OIIO::ImageInput::open(path);
-    const int channels = file->spec().nchannels;
-    std::vector<float> all(std::size_t(file->spec().width) * file->spec().height * channels);
-    file->read_image(0, 0, 0, channels, OIIO::TypeDesc::FLOAT, all.data());
-    const auto middle = all.begin() + std::ptrdiff_t(all.size() / channels / 2 * channels);
-    return {middle, middle + 3};
-}
-
-TEST_F(KeyTest, HighlightsComeBackInTheResultOnly) {
-    constexpr int kSide = 33;
-    std::vector<float> pixels;
-    for (int i = 0; i < kSide * kSide; ++i)
-        pixels.insert(pixels.end(), i == kSide * kSide / 2
-                                        ? std::initializer_list<float>{6, 5, 4}
-                                        : std::initializer_list<float>{0, .4f, 0});
-    const auto file = OIIO::ImageOutput::create("exr");
-    file->open(Path("lamp.exr"), OIIO::ImageSpec(kSide, kSide, 3, OIIO::TypeDesc::FLOAT));
-    file->write_image(OIIO::TypeDesc::FLOAT, pixels.data());
-    file->close();
-    const Arguments key{"key", Path("lamp.exr"), Path("out.exr")};
-    Succeed(key);
-    EXPECT_EQ(Middle(Path("out.exr")), (std::vector<float>{6, 5, 4}));
-    Arguments matte = key;
-    matte.insert(matte.end(), {"--view", "matte"});
-    Succeed(matte);
-    EXPECT_EQ(Middle(Path("out.exr")), (std::vector<float>{1, 1, 1}));
-}
-
-TEST_F(KeyTest, AnyThreadCountGivesTheSameFiles) {
-    for (const std::string threads : {"1", "3"}) {
-        fs::create_directory(Path(threads));
-        Succeed({"key", Sample("clip.mp4"), Path(threads + "/f.%02d.png"), "--frames", "5-9",
-                 "--threads", threads});
-    }
-    ASSERT_EQ(Files("1").size(), 5u);
-    EXPECT_EQ(Files("1"), Files("3"));
-    for (int number = 5; number <= 9; ++number) {
-        const std::string name = "/f.0" + std::to_string(number) + ".png";
-        EXPECT_EQ(media::ReadFrame(Path("1" + name), 1).pixels,
-                  media::ReadFrame(Path("3" + name), 1).pixels)
-            << name;
+TEST_F(CommandTest, HighlightsComeBackInTheResultOnly) {
+    OIIO::ImageBuf lamp(OIIO::ImageSpec(33, 33, 3, OIIO::TypeDesc::FLOAT));
+    OIIO::ImageBufAlgo::fill(lamp, {0, 0.4f, 0});
+    lamp.setpixel(16, 16, {6, 5, 4});
+    ASSERT_TRUE(lamp.write("lamp.exr"));
+    for (const auto& [view, expected] :
+         {std::pair{"result", std::vector<float>{6, 5, 4}}, {"matte", {1, 1, 1}}}) {
+        const std::string output = view + std::string(".exr");
+        Run("key lamp.exr " + output + " --view " + view);
+        std::vector<float> middle(3);
+        OIIO::ImageBuf(output).getpixel(16, 16, 0, middle.data(), 3);
+        EXPECT_EQ(middle, expected);
     }
 }
 
-TEST_F(KeyTest, VideoComesOutWholeWithItsAlpha) {
+TEST_F(CommandTest, VideoComesOutInOrderForAnyThreadCount) {
     Settings settings;
     settings.keyColor = ParseHexColor("#30b030").value();
-    Succeed(
-        {"key", Sample("clip.mp4"), Path("out.mkv"), "--frames", "2-4", "--key-color", "#30b030"});
-    const auto sourceReader = media::Open(Sample("clip.mp4"), {.frames = media::FrameRange{2, 4}});
-    const auto resultReader = media::Open(Path("out.mkv"));
-    EXPECT_EQ(resultReader->info().frameRate.num, 24 * resultReader->info().frameRate.den);
-    int frames = 0;
-    while (const auto fetched = resultReader->Fetch()) {
-        const media::Frame expected =
-            KeyedByLibrary(settings, sourceReader->Decode(*sourceReader->Fetch()));
-        EXPECT_EQ(resultReader->Decode(*fetched).pixels, expected.pixels) << "frame " << frames;
-        ++frames;
+    for (const std::string threads : {"1", "3"}) {
+        Run("key ../samples/clip.mp4 out.mkv --key-color #30b030 --frames 20-23 --threads " +
+            threads);
+        const auto out = media::Open("out.mkv");
+        EXPECT_EQ(out->info().frameRate.num, 24 * out->info().frameRate.den);
+        const auto source =
+            media::Open("../samples/clip.mp4", {.frames = media::FrameRange{20, 23}});
+        while (const auto fetched = source->Fetch()) {
+            const auto keyed = out->Fetch();
+            ASSERT_NE(keyed, nullptr);
+            EXPECT_EQ(out->Decode(*keyed).pixels, Keyed(settings, source->Decode(*fetched)));
+        }
+        EXPECT_EQ(out->Fetch(), nullptr);
     }
-    EXPECT_EQ(frames, 3);
-    EXPECT_EQ(Files(""), (std::vector<std::string>{"in.png", "out.mkv"}));
+    EXPECT_EQ(Files("."), (std::set<fs::path>{"./in.png", "./out.mkv"}));
 }
 
 }  // namespace

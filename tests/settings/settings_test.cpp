@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
-#include <limits>
 #include <random>
 #include <stdexcept>
 
@@ -13,148 +13,102 @@ namespace veltrane {
 namespace {
 
 using Problem = std::vector<std::string>;
+using Words = std::vector<std::uint16_t>;
+using Bytes = std::vector<std::uint8_t>;
 
-TEST(Settings, StartAtTheDefaults) {
-    const Settings settings;
-    EXPECT_EQ(settings.view, View::Result);
-    EXPECT_EQ(settings.keyColor, (Color{0, 0, 0}));
-    EXPECT_TRUE(settings.smoothBG);
-    EXPECT_FALSE(settings.deBlocking || settings.edgeContract || settings.edgeBlur);
-    EXPECT_EQ(settings.shadow, 100);
-    EXPECT_EQ(settings.clipWhite, 100);
-    EXPECT_EQ(settings.contractThreshold, 10);
-    EXPECT_EQ(settings.despillBlue, 0);
-    EXPECT_EQ(settings.screenGain, 33);
-    EXPECT_TRUE(Problems(settings).empty());
-}
-
-TEST(Settings, EveryRowReachesItsOwnMember) {
+TEST(Settings, StartAtTheDefaultsAndKeepToTheirRanges) {
+    EXPECT_EQ(Settings().keyColor, (Color{0, 0, 0}));
+    EXPECT_TRUE(Problems({}).empty());
     for (const Parameter& row : Parameters()) {
         Settings settings;
-        if (row.kind == ParameterKind::Group || row.kind == ParameterKind::Color) {
-            EXPECT_THROW(ValueOf(settings, row), std::invalid_argument);
-            continue;
-        }
-        const int other = row.defaultValue == row.minimum ? row.maximum : row.minimum;
-        SetValue(settings, row, other);
-        for (const Parameter& each : Parameters()) {
-            if (each.kind == ParameterKind::Group || each.kind == ParameterKind::Color) continue;
-            EXPECT_EQ(ValueOf(settings, each), each.id == row.id ? other : each.defaultValue)
-                << row.name << ' ' << each.name;
-        }
-        if (row.kind != ParameterKind::Integer) continue;
-        for (const int bad : {row.minimum - 1, row.maximum + 1}) {
-            SetValue(settings, row, bad);
-            EXPECT_EQ(Problems(settings), Problem{ProblemWith(row, bad)});
+        if (row.kind == ParameterKind::Group || row.kind == ParameterKind::Color) continue;
+        EXPECT_EQ(ValueOf(settings, row), row.defaultValue) << row.name;
+        for (const int good : {row.minimum, row.maximum}) {
+            SetValue(settings, row, good);
+            EXPECT_EQ(Problems(settings), Problem{});
         }
     }
 }
 
 TEST(Settings, ProblemsNameEveryBadValue) {
     Settings settings;
-    settings.shadow = 140;
-    settings.keyColor = {1.5, std::nan(""), -std::numeric_limits<double>::infinity()};
-    EXPECT_EQ(Problems(settings),
-              (Problem{"shadow must be 0 to 100, not 140", "key-color red must be 0 to 1, not 1.5",
-                       "key-color green must be 0 to 1, not nan",
-                       "key-color blue must be 0 to 1, not -inf"}));
-    settings = {};
     settings.view = static_cast<View>(3);
-    EXPECT_EQ(Problems(settings), Problem{"view must be 0 to 2, not 3"});
+    settings.shadow = 140;
+    settings.skinHue = -51;
+    settings.keyColor = {1.5, std::nan(""), -1};
+    EXPECT_EQ(
+        Problems(settings),
+        (Problem{"view must be 0 to 2, not 3", "shadow must be 0 to 100, not 140",
+                 "skin-hue must be -50 to 50, not -51", "key-color red must be 0 to 1, not 1.5",
+                 "key-color green must be 0 to 1, not nan",
+                 "key-color blue must be 0 to 1, not -1"}));
 }
 
 TEST(Settings, ColorsSnapAndReadAsHex) {
-    const Color snapped = SnapToByteSteps({0.5, 0.0019, 1.0});
-    EXPECT_EQ(snapped, (Color{128 / 255.0, 0, 1}));  // 127.5 rounds up, 0.48 down
+    // 127.5 rounds up, 0.48 down.
+    EXPECT_EQ(SnapToByteSteps({0.5, 0.0019, 1.0}), (Color{128 / 255.0, 0, 1}));
     EXPECT_EQ(HexText({34 / 255.0, 1, 0.667}), "#22ffaa");
     EXPECT_EQ(HexText({std::nan(""), -7, 1e300}), "#0000ff");
     EXPECT_EQ(ParseHexColor("#22fFAa"), (Color{34 / 255.0, 1, 170 / 255.0}));
-    for (const char* bad : {"", "22ffaa", "#22ffa", "#22ffaag", "#22ffaz", "#22ff a", "#-2ffaa"})
+    for (const char* bad : {"", "22ffaa", "#22ffa", "#22ffaag", "#22ffaz", "#-2ffaa"})
         EXPECT_EQ(ParseHexColor(bad), std::nullopt) << bad;
 }
 
 TEST(Key, RefusesBadSettingsAndSizes) {
-    std::uint16_t frame[4] = {};
-    std::uint8_t small[4] = {};
-    Settings settings;
-    EXPECT_THROW(Key(settings, 0, 1, frame, frame), std::invalid_argument);
-    EXPECT_THROW(Key(settings, 1, 65536, frame, frame), std::invalid_argument);
-    settings.shadow = -1;
-    EXPECT_THROW(Key(settings, 1, 1, frame, frame), std::invalid_argument);
-    EXPECT_THROW(Key(settings, 1, 1, small, small), std::invalid_argument);
+    std::uint16_t word[4] = {};
+    std::uint8_t byte[4] = {};
+    Settings bad;
+    bad.shadow = -1;
+    EXPECT_THROW(Key({}, 0, 1, word, word), std::invalid_argument);
+    EXPECT_THROW(Key(bad, 1, 1, word, word), std::invalid_argument);
+    EXPECT_THROW(Key({}, 1, 65536, byte, byte), std::invalid_argument);
+    EXPECT_THROW(Key(bad, 1, 1, byte, byte), std::invalid_argument);
 }
 
-// A 2 x 1 frame: bare screen and a solid red subject.
-TEST(Key, KeysBothDepthsAndLeavesTheSource) {
-    Settings settings;
-    settings.keyColor = {0.201, 0.698, 0.199};  // a little off the byte steps 51, 178, 51
-    settings.smoothBG = false;
-    settings.deBlocking = true;
-    settings.deBlockValue = 1;
-    const std::vector<std::uint8_t> bytes{255, 51, 178, 51, 255, 200, 20, 20};
-    std::vector<std::uint8_t> keyedBytes(8);
-    Key(settings, 2, 1, bytes.data(), keyedBytes.data());
-    const std::vector<std::uint16_t> words{13107, 45746, 13107, 65535, 5140, 5140, 51400, 65535};
-    const std::vector<std::uint16_t> before = words;
-    std::vector<std::uint16_t> keyed(8);
-    Key(settings, 2, 1, words.data(), keyed.data());
-    EXPECT_EQ(words, before);
-
-    settings.deBlocking = false;
-    Key(settings, 2, 1, bytes.data(), keyedBytes.data());
-    EXPECT_EQ(keyedBytes, (std::vector<std::uint8_t>{0, 160, 160, 160, 255, 200, 20, 20}));
-    Key(settings, 2, 1, words.data(), keyed.data());
-    EXPECT_EQ(keyed,
-              (std::vector<std::uint16_t>{41120, 41120, 41120, 0, 5140, 5140, 51400, 65535}));
-    settings.view = View::Matte;
-    Key(settings, 2, 1, words.data(), keyed.data());
-    EXPECT_EQ(keyed, (std::vector<std::uint16_t>{0, 0, 0, 65535, 65535, 65535, 65535, 65535}));
-    settings.view = View::Source;
-    Key(settings, 2, 1, words.data(), keyed.data());
-    EXPECT_EQ(keyed, words);
-}
-
-// Every value differs from its neighbours and from its default, so that none can stand in for
-// another.
-TEST(Key, HandsEveryValueToTheEntry) {
+// Every value differs from the others and from its default, one switch is on at a time and the key
+// colour lies a little off its byte steps, so that nothing can stand in for anything else.
+TEST(Key, HandsEveryValueToItsArgument) {
     constexpr int kSide = 48;
     std::mt19937 random(11);
-    std::vector<std::uint16_t> source;
+    Words words;
+    Bytes bytes;
     for (int i = 0; i < kSide * kSide; ++i) {
         // Grainy screen on the left, anything on the right.
-        const bool screen = i % kSide < kSide / 2;
-        for (const int channel : {60, 180, 50})
-            source.push_back(screen ? 257 * (channel + random() % 4) : random() % 65536);
-        source.push_back(65535);
+        std::uint8_t bgr[] = {60, 180, 50};
+        for (std::uint8_t& channel : bgr) {
+            channel = i % kSide < kSide / 2 ? channel + random() % 4 : random() % 256;
+            words.push_back(257 * channel);
+        }
+        words.push_back(65535);
+        bytes.insert(bytes.end(), {255, bgr[2], bgr[1], bgr[0]});
     }
     Settings s;
-    s.view = View::Result;
-    s.keyColor = {50 / 255.0, 180 / 255.0, 60 / 255.0};
-    for (const bool plate : {true, false}) {
-        s.smoothBG = plate;
-        s.shadow = 61;
-        s.clipBlack = 3;
-        s.clipWhite = 88;
-        s.deBlocking = s.edgeContract = s.edgeBlur = true;
-        s.deBlockValue = 2;
-        s.contractMask = 3;
-        s.contractThreshold = 37;
-        s.maskBlurRadius = 4;
-        s.maskBlurValue = 29;
-        s.skinHue = 17;
-        s.blueHue = -23;
-        s.despillGray = 31;
-        s.despillSkin = 43;
-        s.despillBlue = 53;
-        s.screenGain = 9;
-        std::vector<std::uint16_t> result(source.size());
-        Key(s, kSide, kSide, source.data(), result.data());
-        std::vector<std::uint16_t> input = source;
-        std::vector<std::uint16_t> expected(source.size());
-        VeltraneFinalCut16bit(expected.data(), input.data(), kSide, kSide, 0, 0, 2, 50 / 255.0,
-                              180 / 255.0, 60 / 255.0, plate, 61, 3, 88, 1, 2, 1, 3, 37, 1, 4, 29,
-                              17, -23, 31, 43, 53, 9);
+    s.keyColor = {50.3 / 255, 179.8 / 255, 60.4 / 255};
+    const int values[] = {61, 3, 88, 2, 4, 37, 5, 29, 17, -23, 31, 43, 53, 9};
+    const int* value = values;
+    for (const Parameter& row : Parameters())
+        if (row.kind == ParameterKind::Integer) SetValue(s, row, *value++);
+    for (int round = 0; round < 12; ++round) {
+        SCOPED_TRACE(round);
+        const int view = round / 4, on = round % 4;
+        s.view = std::array{View::Source, View::Matte, View::Result}[view];
+        SetValue(s, Row(ParameterId::SmoothBG), on == 0);
+        SetValue(s, Row(ParameterId::DeBlocking), on == 1);
+        SetValue(s, Row(ParameterId::EdgeContract), on == 2);
+        SetValue(s, Row(ParameterId::EdgeBlur), on == 3);
+        const auto keyBy = [&](auto entry, auto... frames) {
+            entry(frames..., 0, 0, view, 50 / 255.0, 180 / 255.0, 60 / 255.0, on == 0, 61, 3, 88,
+                  on == 1, 2, on == 2, 4, 37, on == 3, 5, 29, 17, -23, 31, 43, 53, 9);
+        };
+        Words input = words, result(words.size()), expected(words.size());
+        Key(s, kSide, kSide, input.data(), result.data());
+        EXPECT_EQ(input, words);
+        keyBy(VeltraneFinalCut16bit, expected.data(), input.data(), kSide, kSide);
         EXPECT_EQ(result, expected);
+        Bytes resultBytes(bytes.size()), expectedBytes(bytes.size());
+        Key(s, kSide, kSide, bytes.data(), resultBytes.data());
+        keyBy(VeltraneFinalCut, expectedBytes.data(), kSide, kSide, bytes.data(), kSide, kSide);
+        EXPECT_EQ(resultBytes, expectedBytes);
     }
 }
 
