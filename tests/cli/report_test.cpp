@@ -27,7 +27,6 @@ TEST_F(CommandTest, ParamsAndHelpShowTheWholeTable) {
 TEST_F(CommandTest, InfoAndPickDescribeTheSample) {
     const nlohmann::json info = Json("info ../samples/clip.mp4");
     EXPECT_EQ(info["kind"], "video");
-    EXPECT_EQ(info["width"], 960);
     EXPECT_EQ(info["frames"], 24);
     EXPECT_EQ(info["alpha"], false);
     EXPECT_PRED_FORMAT2(testing::IsSubstring, "64 x 48", Run("info in.png").out);

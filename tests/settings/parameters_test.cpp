@@ -8,6 +8,8 @@
 namespace veltrane {
 namespace {
 
+using enum ParameterKind;
+
 struct Expected {
     ParameterKind kind;
     const char* label;
@@ -15,39 +17,35 @@ struct Expected {
     int group, governor;
 };
 
-constexpr auto G = ParameterKind::Group;
-constexpr auto S = ParameterKind::Switch;
-constexpr auto N = ParameterKind::Integer;
-
 // Ids are the positions, counted from 1.
 constexpr Expected kExpected[] = {
-    {G, "Basic", 0, 0, 0, 0, 0},
-    {ParameterKind::Choice, "View", 2, 0, 2, 1, 0},
-    {ParameterKind::Color, "Key Color", 0, 0, 1, 1, 0},
-    {S, "Smooth BG", 1, 0, 1, 1, 0},
-    {N, "Shadow", 100, 0, 100, 1, 0},
-    {N, "Clip Black", 0, 0, 100, 1, 0},
-    {N, "Clip White", 100, 0, 100, 1, 0},
-    {G, "DeBlocking Group", 0, 0, 0, 1, 0},
-    {S, "DeBlocking", 0, 0, 1, 8, 0},
-    {N, "DeBlock Value", 1, 1, 10, 8, 9},
-    {G, "Edge Contract Group", 0, 0, 0, 1, 0},
-    {S, "Edge Contract", 0, 0, 1, 11, 0},
-    {N, "Contract Mask", 2, 1, 10, 11, 12},
-    {N, "Contract Threshold", 10, 0, 50, 11, 12},
-    {G, "Edge Blur Group", 0, 0, 0, 1, 0},
-    {S, "Edge Blur", 0, 0, 1, 15, 0},
-    {N, "Mask Blur Radius (pixel)", 2, 1, 100, 15, 16},
-    {N, "Mask Blur Value", 50, 0, 100, 15, 16},
-    {G, "Hue", 0, 0, 0, 1, 0},
-    {N, "skin, hair color Hue", 0, -50, 50, 19, 0},
-    {N, "blue Hue", 0, -50, 50, 19, 0},
-    {G, "Advanced", 0, 0, 0, 0, 0},
-    {G, "Despill", 0, 0, 0, 22, 0},
-    {N, "white, gray", 20, 0, 100, 23, 0},
-    {N, "skin, hair color", 20, 0, 100, 23, 0},
-    {N, "blue", 0, 0, 100, 23, 0},
-    {N, "Screen Gain", 33, 0, 100, 22, 0},
+    {Group, "Basic", 0, 0, 0, 0, 0},
+    {Choice, "View", 2, 0, 2, 1, 0},
+    {Color, "Key Color", 0, 0, 1, 1, 0},
+    {Switch, "Smooth BG", 1, 0, 1, 1, 0},
+    {Integer, "Shadow", 100, 0, 100, 1, 0},
+    {Integer, "Clip Black", 0, 0, 100, 1, 0},
+    {Integer, "Clip White", 100, 0, 100, 1, 0},
+    {Group, "DeBlocking Group", 0, 0, 0, 1, 0},
+    {Switch, "DeBlocking", 0, 0, 1, 8, 0},
+    {Integer, "DeBlock Value", 1, 1, 10, 8, 9},
+    {Group, "Edge Contract Group", 0, 0, 0, 1, 0},
+    {Switch, "Edge Contract", 0, 0, 1, 11, 0},
+    {Integer, "Contract Mask", 2, 1, 10, 11, 12},
+    {Integer, "Contract Threshold", 10, 0, 50, 11, 12},
+    {Group, "Edge Blur Group", 0, 0, 0, 1, 0},
+    {Switch, "Edge Blur", 0, 0, 1, 15, 0},
+    {Integer, "Mask Blur Radius (pixel)", 2, 1, 100, 15, 16},
+    {Integer, "Mask Blur Value", 50, 0, 100, 15, 16},
+    {Group, "Hue", 0, 0, 0, 1, 0},
+    {Integer, "skin, hair color Hue", 0, -50, 50, 19, 0},
+    {Integer, "blue Hue", 0, -50, 50, 19, 0},
+    {Group, "Advanced", 0, 0, 0, 0, 0},
+    {Group, "Despill", 0, 0, 0, 22, 0},
+    {Integer, "white, gray", 20, 0, 100, 23, 0},
+    {Integer, "skin, hair color", 20, 0, 100, 23, 0},
+    {Integer, "blue", 0, 0, 100, 23, 0},
+    {Integer, "Screen Gain", 33, 0, 100, 22, 0},
 };
 
 TEST(Parameters, HoldTheKnownFigures) {
@@ -65,7 +63,7 @@ TEST(Parameters, HoldTheKnownFigures) {
         EXPECT_EQ(row.flags, expected.governor != 0 ? 4u : 0u);
         EXPECT_EQ(row.group, expected.group);
         EXPECT_EQ(row.governor, expected.governor);
-        EXPECT_EQ(FindParameter(row.name), row.kind == G ? nullptr : &row);
+        EXPECT_EQ(FindParameter(row.name), row.kind == Group ? nullptr : &row);
         EXPECT_STRNE(row.help, "");
     }
     const Parameter& view = Row(ParameterId::View);
@@ -74,24 +72,18 @@ TEST(Parameters, HoldTheKnownFigures) {
 }
 
 std::string ReadmeValues(const Parameter& row) {
-    switch (row.kind) {
-        case ParameterKind::Switch:
-            return std::string("on, off | ") + (row.defaultValue != 0 ? "on" : "off");
-        case ParameterKind::Integer:
-            return std::to_string(row.minimum) + " to " + std::to_string(row.maximum) + " | " +
-                   std::to_string(row.defaultValue);
-        case ParameterKind::Choice:
-            return "source, matte, result | " + ChoiceNames(row)[row.defaultValue];
-        default:
-            return "a colour | the screen's";
-    }
+    if (row.kind == Color) return "a colour | the screen's";
+    if (row.kind == Switch) return row.defaultValue != 0 ? "on, off | on" : "on, off | off";
+    if (row.kind == Choice) return "source, matte, result | " + ChoiceNames(row)[row.defaultValue];
+    return std::to_string(row.minimum) + " to " + std::to_string(row.maximum) + " | " +
+           std::to_string(row.defaultValue);
 }
 
 TEST(Parameters, StandInTheReadmeAsTheyAre) {
     std::ifstream file(VELTRANE_SAMPLES "/../README.md");
     const std::string readme{std::istreambuf_iterator<char>(file), {}};
     for (const Parameter& row : Parameters()) {
-        if (row.kind == ParameterKind::Group) continue;
+        if (row.kind == Group) continue;
         const std::string line =
             "\n| `" + std::string(row.name) + "` | " + ReadmeValues(row) + " | ";
         EXPECT_NE(readme.find(line), std::string::npos) << line;

@@ -18,7 +18,6 @@ TEST(Presets, RoundTripAndDefaults) {
             SetValue(settings, row, row.defaultValue == row.minimum ? row.maximum : row.minimum);
     EXPECT_EQ(FromJson(ToJson(settings), ""), settings);
     settings = {};
-    EXPECT_EQ(FromJson("{}", ""), settings);
     settings.shadow = 80;
     settings.keyColor = {0, 1, 0};
     EXPECT_EQ(FromJson(R"({"shadow": 80, "key-color": "#00ff00"})", ""), settings);
