@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <cstdlib>
 #include <new>
@@ -7,8 +8,6 @@
 
 namespace {
 
-// Every block is preceded by its size, so that the bytes held can be counted.
-constexpr size_t kHeader = 64;
 size_t heldBytes = 0;
 size_t peakBytes = 0;
 long allocationsLeft = -1;    // before one fails; negative never fails
@@ -20,20 +19,16 @@ void* Allocate(size_t size) {
         refused = true;
         failure();
     }
-    char* block = static_cast<char*>(
-        std::aligned_alloc(kHeader, (size + 2 * kHeader - 1) / kHeader * kHeader));
-    if (!block) throw std::bad_alloc();
-    *reinterpret_cast<size_t*>(block) = size;
-    heldBytes += size;
+    void* memory = std::malloc(std::max<size_t>(size, 1));
+    if (!memory) throw std::bad_alloc();
+    heldBytes += malloc_usable_size(memory);
     peakBytes = std::max(peakBytes, heldBytes);
-    return block + kHeader;
+    return memory;
 }
 
 void Release(void* memory) noexcept {
-    if (!memory) return;
-    char* block = static_cast<char*>(memory) - kHeader;
-    heldBytes -= *reinterpret_cast<size_t*>(block);
-    std::free(block);
+    heldBytes -= malloc_usable_size(memory);  // 0 for null
+    std::free(memory);
 }
 
 }  // namespace
@@ -42,12 +37,6 @@ void* operator new(size_t size) {
     return Allocate(size);
 }
 void* operator new[](size_t size) {
-    return Allocate(size);
-}
-void* operator new(size_t size, std::align_val_t) {
-    return Allocate(size);
-}
-void* operator new[](size_t size, std::align_val_t) {
     return Allocate(size);
 }
 void operator delete(void* memory) noexcept {
@@ -60,18 +49,6 @@ void operator delete(void* memory, size_t) noexcept {
     Release(memory);
 }
 void operator delete[](void* memory, size_t) noexcept {
-    Release(memory);
-}
-void operator delete(void* memory, std::align_val_t) noexcept {
-    Release(memory);
-}
-void operator delete[](void* memory, std::align_val_t) noexcept {
-    Release(memory);
-}
-void operator delete(void* memory, size_t, std::align_val_t) noexcept {
-    Release(memory);
-}
-void operator delete[](void* memory, size_t, std::align_val_t) noexcept {
     Release(memory);
 }
 

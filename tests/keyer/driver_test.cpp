@@ -7,9 +7,7 @@
 namespace veltrane::testing {
 namespace {
 
-template <typename T>
-class Driver : public ::testing::Test {};
-TYPED_TEST_SUITE(Driver, Depths);
+TYPED_TEST_SUITE(BothDepths, Depths);
 
 template <typename T>
 void PlainKey(Record<T>& record) {
@@ -45,7 +43,7 @@ void PlainField(const Record<T>& record, int first, int step, std::vector<T>& so
     if (step == 1) source = field;  // only a whole frame is de-blocked where it lies
 }
 
-TYPED_TEST(Driver, RunsTheStagesInOrderOnFramesAndFields) {
+TYPED_TEST(BothDepths, DriverRunsTheStagesInOrderOnFramesAndFields) {
     for (unsigned seed = 0; seed < 160; ++seed) {
         Random random(seed);
         const bool interlaced = seed % 2;
@@ -64,7 +62,7 @@ TYPED_TEST(Driver, RunsTheStagesInOrderOnFramesAndFields) {
         record.screenGain[1] = record.skinHue[1] = 65535;  // second elements are never looked at
         record.keyG[1] = 0;
         const auto before = Values(record);
-        SCOPED_TRACE(::testing::PrintToString(before) + " seed " + std::to_string(seed));
+        SCOPED_TRACE(::testing::PrintToString(record) + " seed " + std::to_string(seed));
         EXPECT_EQ(Drive<TypeParam>(record, interlaced ? seed : 0), 0u);
         ASSERT_TRUE(Same(expected, target, width));
         ASSERT_TRUE(Same(plainSource, source, width)) << "in the source";
@@ -72,7 +70,7 @@ TYPED_TEST(Driver, RunsTheStagesInOrderOnFramesAndFields) {
     }
 }
 
-TYPED_TEST(Driver, RefusesARecordOutsideItsRanges) {
+TYPED_TEST(BothDepths, DriverRefusesARecordOutsideItsRanges) {
     const std::vector<TypeParam> source(4, 50), held(4, 99);
     auto target = held;
     const auto valid = DefaultRecord(source, target, 1, 1);
@@ -94,7 +92,7 @@ TYPED_TEST(Driver, RefusesARecordOutsideItsRanges) {
                 *field = static_cast<unsigned short>(value);
                 target = held;
                 const bool accepted = value >= low && value <= high;
-                SCOPED_TRACE(::testing::PrintToString(Values(record)));
+                SCOPED_TRACE(::testing::PrintToString(record));
                 EXPECT_EQ(Drive<TypeParam>(record, interlaced), accepted ? 0u : 2u);
                 EXPECT_EQ(target != held, accepted);
             }
@@ -118,7 +116,7 @@ TYPED_TEST(Driver, RefusesARecordOutsideItsRanges) {
     }
 }
 
-TYPED_TEST(Driver, CopiesEverythingBehindThePointers) {
+TYPED_TEST(BothDepths, DriverCopiesEverythingBehindThePointers) {
     Random random(51);
     std::vector<TypeParam> a(4), b(4), c(4), d(4);
     auto source = DefaultRecord(a, c, 1, 1), target = DefaultRecord(b, d, 1, 1);

@@ -92,19 +92,12 @@ Record<T> RandomRecord(Random& random, const std::vector<T>& source, std::vector
     return record;
 }
 
-/// All values of a record behind its pointers, in their order.
+/// The bytes of a record behind its pointers, without the padding.
 template <typename R>
-std::vector<unsigned> Values(const R& r) {
-    std::vector<unsigned> values{r.width, r.height};
-    const auto add = [&](const auto&... arrays) {
-        (values.insert(values.end(), std::begin(arrays), std::end(arrays)), ...);
-    };
-    add(r.keyR, r.keyG, r.keyB, r.screenGain, r.shadow, r.skinHue, r.blueHue, r.despillGray,
-        r.despillSkin, r.despillBlue, r.reservedPair);
-    add(std::initializer_list<unsigned>{r.deblockValue, r.contractMask, r.contractThreshold,
-                                        r.smoothBG, r.reservedInt1, r.reservedInt2});
-    add(r.reservedWords);
-    add(std::initializer_list<unsigned>{r.maskBlurRadius, r.maskBlurValue, r.maskBlurMode});
+std::vector<unsigned char> Values(const R& r) {
+    const auto at = [](auto& member) { return reinterpret_cast<const unsigned char*>(&member); };
+    std::vector<unsigned char> values(at(r.width), at(r.contractThreshold) + 2);
+    values.insert(values.end(), at(r.smoothBG), at(r.maskBlurMode) + 2);
     return values;
 }
 
