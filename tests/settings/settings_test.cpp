@@ -86,7 +86,7 @@ TEST(Key, HandsEveryValueToItsArgument) {
         SCOPED_TRACE(round);
         const int view = round / 4, on = round % 4;
         s.view = std::array{View::Source, View::Matte, View::Result}[view];
-        const int values[] = {61, 3, 88, 2, 4, 37, 5, 29, 17, -23, 31, 43, 53, 9};
+        const int values[] = {61, 3, 88, 2, 4, 37, 5, 29, 17, -23, 31, 43, 53, 77};
         int integers = 0, switches = 0;
         for (const Parameter& row : Parameters()) {
             if (row.kind == ParameterKind::Integer) SetValue(s, row, values[integers++]);
@@ -94,7 +94,7 @@ TEST(Key, HandsEveryValueToItsArgument) {
         }
         const auto keyBy = [&](auto entry, auto... frames) {
             entry(frames..., 0, 0, view, 50 / 255.0, 180 / 255.0, 60 / 255.0, on == 0, 61, 3, 88,
-                  on == 1, 2, on == 2, 4, 37, on == 3, 5, 29, 17, -23, 31, 43, 53, 9);
+                  on == 1, 2, on == 2, 4, 37, on == 3, 5, 29, 17, -23, 31, 43, 53, 77);
         };
         Words input = words, result(words.size()), expected(words.size());
         Key(s, kSide, kSide, input.data(), result.data());
