@@ -120,13 +120,13 @@ TYPED_TEST(Allocation, StatusTellsWhatWasThrown) {
 }
 
 TYPED_TEST(Allocation, EntryGivesEverythingBack) {
-    const EntryCall call;
     long number = 0;
     for (bool failed = true; failed; ++number) {
         bool threw = false;
         failed = RunWithFailure(number, FailAsMemory, [&] {
             try {
-                call(this->target.data(), this->source.data(), this->kWidth, this->kHeight);
+                Enter(kAllOn, this->target.data(), this->kWidth, this->kHeight, this->source.data(),
+                      this->kWidth, this->kHeight);
             } catch (const std::bad_alloc&) {
                 threw = true;
             }
@@ -144,11 +144,11 @@ TEST(Memory, OneCallHoldsAtMostTwoFrames) {
     Random random(62);
     auto source = CalmFrame<unsigned short>(random, kWidth, kHeight);
     std::vector<unsigned short> target(source.size());
-    EntryCall call;
+    Controls call = kAllOn;
     for (int smoothBG : {0, 1}) {
-        call[kSmoothBG] = smoothBG;
+        call.smoothBG = smoothBG;
         const size_t before = peakBytes = heldBytes;
-        call(target.data(), source.data(), kWidth, kHeight);
+        Enter(call, target.data(), kWidth, kHeight, source.data(), kWidth, kHeight);
         EXPECT_LE(peakBytes - before, 2 * kFrame + kTables);
         EXPECT_GE(peakBytes - before, 65536 * sizeof(unsigned short));
         RecordProperty(smoothBG ? "smooth" : "direct", std::to_string(peakBytes - before));

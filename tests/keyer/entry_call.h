@@ -1,83 +1,66 @@
 #ifndef VELTRANE_TESTS_KEYER_ENTRY_CALL_H
 #define VELTRANE_TESTS_KEYER_ENTRY_CALL_H
 
-#include <array>
-#include <tuple>
-
 #include "keyer/entry.h"
+#include "keyer/final_cut.h"
 #include "tests/keyer/records.h"
 
 namespace veltrane::testing {
 
-/// The whole-number settings of an entry, in the order of its arguments.
-enum Setting {
-    kSmoothBG,
-    kShadow,
-    kClipBlack,
-    kClipWhite,
-    kDeBlocking,
-    kDeBlockValue,
-    kEdgeContract,
-    kContractMask,
-    kContractThreshold,
-    kEdgeBlur,
-    kMaskBlurRadius,
-    kMaskBlurValue,
-    kSkinHue,
-    kBlueHue,
-    kDespillGray,
-    kDespillSkin,
-    kDespillBlue,
-    kScreenGain,
-    kSettings
-};
+/// Result view with the key of the studio screen and all options on.
+inline constexpr Controls kAllOn{2,
+                                 kScreen[2] / 255.0,
+                                 kScreen[1] / 255.0,
+                                 kScreen[0] / 255.0,
+                                 1,
+                                 60,
+                                 5,
+                                 90,
+                                 1,
+                                 3,
+                                 1,
+                                 2,
+                                 10,
+                                 1,
+                                 2,
+                                 50,
+                                 0,
+                                 0,
+                                 20,
+                                 20,
+                                 0,
+                                 33};
 
-/// One call of an entry; in the beginning with the key of the studio screen and all options on.
-struct EntryCall {
-    int view = 2;
-    double red = kScreen[2] / 255.0, green = kScreen[1] / 255.0, blue = kScreen[0] / 255.0;
-    std::array<int, kSettings> values{1, 60, 5, 90, 1, 3, 1, 2, 10, 1, 2, 50, 0, 0, 20, 20, 0, 33};
+/// Any settings in range, now and then with no key chosen, equal clips or a value to be refused.
+inline Controls AnyControls(Random& random) {
+    const auto any = [&](int low, int high) { return random.Biased(low, high); };
+    const auto level = [&](int usual) { return random(0, 1) ? usual / 255.0 : any(0, 99) / 99.0; };
+    Controls c{any(0, 2),   level(60),   level(180),  level(70),   any(0, 1),    any(0, 100),
+               any(0, 100), any(0, 100), any(0, 1),   any(1, 10),  any(0, 1),    any(1, 10),
+               any(0, 50),  any(0, 1),   any(1, 100), any(0, 100), any(-50, 50), any(-50, 50),
+               any(0, 100), any(0, 100), any(0, 100), any(0, 100)};
+    if (random.OneIn(8)) c.keyRed = c.keyGreen = c.keyBlue = random(0, 2) / 510.0;
+    if (random.OneIn(3)) c.clipBlack = 0, c.clipWhite = 100;
+    if (random.OneIn(6)) c.clipWhite = c.clipBlack;
+    if (random.OneIn(8)) c.despillGray = random(101, 1000);
+    return c;
+}
 
-    /// Any settings in range, now and then with no key chosen.
-    static EntryCall Any(Random& random) {
-        static constexpr int kLow[] = {0, 0, 0, 0, 0, 1, 0, 1, 0, 0, 1, 0, -50, -50, 0, 0, 0, 0};
-        static constexpr int kHigh[] = {1, 100, 100, 100, 1,  10,  1,   10,  50,
-                                        1, 100, 100, 50,  50, 100, 100, 100, 100};
-        EntryCall call;
-        call.view = random.OneIn(10) ? 0 : random(1, 2);
-        for (double* level : {&call.red, &call.green, &call.blue})
-            if (random.OneIn(2)) *level = random(0, 1000) / 1000.0;
-        if (random.OneIn(8)) call.red = call.green = call.blue = random(0, 2) / 510.0;
-        for (int i = 0; i < kSettings; ++i) call.values[i] = random.Biased(kLow[i], kHigh[i]);
-        if (random.OneIn(2)) call.values[kClipBlack] = 0;
-        if (random.OneIn(2)) call.values[kClipWhite] = 100;
-        return call;
+template <typename T>
+void Enter(const Controls& c, T* output, int outWidth, int outHeight, const T* input, int inWidth,
+           int inHeight) {
+    const auto run = [&](auto entry, auto... frames) {
+        entry(frames..., 1e300, -7.0, c.view, c.keyRed, c.keyGreen, c.keyBlue, c.smoothBG, c.shadow,
+              c.clipBlack, c.clipWhite, c.deBlocking, c.deBlockValue, c.edgeContract,
+              c.contractMask, c.contractThreshold, c.edgeBlur, c.maskBlurRadius, c.maskBlurValue,
+              c.skinHue, c.blueHue, c.despillGray, c.despillSkin, c.despillBlue, c.screenGain);
+    };
+    if constexpr (sizeof(T) == 2) {
+        run(VeltraneFinalCut16bit, output, input, outWidth, outHeight);
+    } else {
+        run(VeltraneFinalCut, output, outWidth, outHeight, input, inWidth, inHeight);
     }
-
-    int& operator[](Setting setting) { return values[setting]; }
-    int operator[](Setting setting) const { return values[setting]; }
-
-    void operator()(unsigned short* output, const unsigned short* input, int width,
-                    int height) const {
-        const auto run = [&](auto... v) {
-            VeltraneFinalCut16bit(output, input, width, height, 1e300, -7.0, view, red, green, blue,
-                                  v...);
-        };
-        std::apply(run, values);
-    }
-    void operator()(unsigned char* output, int outputWidth, int outputHeight,
-                    const unsigned char* input, int inputWidth, int inputHeight) const {
-        const auto run = [&](auto... v) {
-            VeltraneFinalCut(output, outputWidth, outputHeight, input, inputWidth, inputHeight,
-                             1e300, -7.0, view, red, green, blue, v...);
-        };
-        std::apply(run, values);
-    }
-    void operator()(unsigned char* output, const unsigned char* input, int width,
-                    int height) const {
-        (*this)(output, width, height, input, width, height);
-    }
-};
+}
 
 }  // namespace veltrane::testing
 

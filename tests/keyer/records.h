@@ -89,6 +89,8 @@ Record<T> RandomRecord(Random& random, const std::vector<T>& source, std::vector
     record.maskBlurRadius = any(12);
     record.maskBlurValue = any(100);
     record.maskBlurMode = any(9);
+    record.reservedInt1 = record.reservedInt2 = record.reservedWords[3] = any(99);  // never read
+    SetPair(record.reservedPair, any(99));
     return record;
 }
 
