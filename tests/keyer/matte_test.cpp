@@ -98,9 +98,8 @@ struct Key {
         const float along = Dot(s - b, u) / L;
         K = screen.Y + margins.luma;
         const bool wedge = (perp < 0 && Dot(W, s) > 0) || (perp >= 0 && Dot(X, s) > 0);
-        if (!wedge && !(Within(perp, margins.wedge) && along < 1.0f)) {
+        if (!wedge && !(Within(perp, margins.wedge) && along < 1.0f))
             return {source[0], source[1], source[2], kFull<T>};
-        }
         return Within(perp, margins.background) && along < A ? Background() : Mixed();
     }
 
@@ -116,7 +115,8 @@ struct Key {
     float Weight(Chroma V) const { return 1.0f - Dot(Meet(V) - s, u) / L; }
     static Chroma Blend(float w, Chroma v, Chroma rest) { return w * v + (1.0f - w) * rest; }
 
-    void ChooseTargets(Chroma& T1, Chroma& T2) {
+    /// The foreground's chroma for the matte and the one for the colour.
+    std::array<Chroma, 2> ChooseTargets() const {
         const float a = std::fabs(perp), w = Ramp(a, margins.innerBand, margins.outerBand);
         const Chroma p0 = s + Dot(N - s, u) * u;
         const bool blueSide = perp > 0;
@@ -124,20 +124,11 @@ struct Key {
         const float weight = Weight(blueSide ? F : W);
         const Chroma colour = (1.0f - weight) * Meet(V) + weight * Through(V);
         Chroma tilted = blueSide ? F : E;
-        if (!blueSide && Y > 200.0f) {
-            tilted = Turn(E, -30.0f * Ramp(Y, 200, 255));
-        }
-        if (a <= margins.innerBand) {
-            T1 = p0;
-            T2 = blueSide ? p0 : Meet(W);
-        } else if (a < margins.outerBand) {
-            const bool beyond = Dot(V, s) < 0;
-            T1 = Blend(w, Meet(tilted), p0);
-            T2 = beyond ? Blend(w, s, p0) : blueSide ? Blend(w, colour, p0) : colour;
-        } else {
-            T1 = Meet(tilted);
-            T2 = colour;
-        }
+        if (!blueSide && Y > 200.0f) tilted = Turn(E, -30.0f * Ramp(Y, 200, 255));
+        if (a <= margins.innerBand) return {p0, blueSide ? p0 : Meet(W)};
+        if (a >= margins.outerBand) return {Meet(tilted), colour};
+        const Chroma blended = blueSide ? Blend(w, colour, p0) : colour;
+        return {Blend(w, Meet(tilted), p0), Dot(V, s) < 0 ? Blend(w, s, p0) : blended};
     }
 
     float ForegroundLuma(float a0) {
@@ -150,8 +141,7 @@ struct Key {
     }
 
     Pixel Mixed() {
-        Chroma T1, T2;
-        ChooseTargets(T1, T2);
+        const auto [T1, T2] = ChooseTargets();
         const float a0 = std::clamp(Ramp(1.0f - Dot(T1 - s, u) / L, A, 1), 0.0f, 1.0f);
         const float f = ForegroundLuma(a0);
         const float a1 = f < K && Y != K ? (Y - K) / (f - K) : a0;
