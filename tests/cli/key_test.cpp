@@ -66,6 +66,7 @@ TEST_F(CommandTest, TakesEveryFormOfKeyColor) {
     EXPECT_EQ(Json(key + "0.2,0.8,0.002")["key-color"], "#33cc01");
     EXPECT_EQ(Json(key + "8,10")["key-color"], HexText(spot));
     EXPECT_EQ(Json(key + "8,10@8")["key-color"], "#757575");
+    EXPECT_EQ(Json("pick s.#.png --frame 8 --at 8,10")["key-color"], "#757575");
     EXPECT_TRUE(fs::exists("o.0007.png"));
     EXPECT_FALSE(fs::exists("o.0008.png"));
 }
