@@ -123,6 +123,11 @@ TYPED_TEST(BothDepths, EntryLeavesFramesWithoutPixelsAlone) {
         }
     }
     EXPECT_EQ(output, std::vector<TypeParam>(8, 12));
+    Controls direct = kAllOn;  // would key a width of 65536 as one of 0, and call that done
+    direct.smoothBG = 0;
+    std::vector<unsigned short> wide(65536 * 4), wideOutput(wide.size());
+    EXPECT_EQ(FinalCut(wideOutput.data(), wide.data(), 65536, 1, direct), 2u);
+    EXPECT_EQ(FinalCut(wideOutput.data(), wide.data(), 65535, 1, direct), 0u);
     EXPECT_EQ(frame, std::vector<TypeParam>(8, 43));
 }
 
