@@ -3,20 +3,65 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <limits>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "media/media.h"
 
 namespace veltrane::media {
 
-/// A folder of its own for each test.
+using ::testing::IsSubstring;
+using Numbers = std::vector<std::int64_t>;
+using Pixels = std::vector<std::uint16_t>;
+
+/// The frame that tests write, another one for each number: smooth but for its lowest bits, with an
+/// alpha that is half a ramp and half a hard edge between 0 and 65535.
+inline Frame MakeFrame(int width, int height, std::int64_t number = 1) {
+    std::mt19937 random(static_cast<unsigned>(number));
+    Frame frame;
+    frame.width = width;
+    frame.height = height;
+    frame.number = number;
+    for (int i = 0; i < width * height; ++i) {
+        const int x = i % width, y = i / width, across = 65500 * x / width;
+        const int edge = x < width / 2 ? 0 : 65535, alpha = y < height / 2 ? across : edge;
+        for (int level : {static_cast<int>(number % 7 * 9000), 65500 * y / height, across}) {
+            frame.pixels.push_back(static_cast<std::uint16_t>(level + random() % 32));
+        }
+        frame.pixels.push_back(static_cast<std::uint16_t>(alpha));
+    }
+    return frame;
+}
+
+inline Info InfoFor(const Frame& first, std::size_t count = 1) {
+    Info info;
+    info.kind = count == 1 ? Kind::Still : Kind::Sequence;
+    info.width = first.width;
+    info.height = first.height;
+    info.firstFrame = first.number;
+    info.frameCount = static_cast<std::int64_t>(count);
+    return info;
+}
+
+/// How a file is converted: what is done to each frame between reading and writing, and by how many
+/// threads.
+struct Conversion {
+    ReadOptions read = {};
+    WriteOptions write = {};
+    std::function<void(Frame&)> change = [](Frame&) {};
+    std::size_t threads = 1;
+};
+
+/// A folder of its own for each test; names are those of files in it.
 class MediaTest : public ::testing::Test {
 protected:
     MediaTest() {
@@ -32,19 +77,8 @@ protected:
         return static_cast<std::size_t>(std::distance(begin(files), end(files)));
     }
 
-    /// Runs the ffmpeg program in the folder; it must succeed.
-    void Ffmpeg(const std::string& arguments) const {
-        const std::string command =
-            "cd '" + folder_.string() + "' && ffmpeg -nostdin -v error -y " + arguments;
-        ASSERT_EQ(std::system(command.c_str()), 0) << command;
-    }
-
-    /// What ffprobe says of a file, such as "stream=color_space,r_frame_rate".
-    std::string Probe(const std::string& name, const std::string& entries) const {
-        const std::string command = "ffprobe -v error -of compact=p=0 -show_entries " + entries +
-                                    " '" + Path(name) + "' > '" + Path("probe") + "'";
-        EXPECT_EQ(std::system(command.c_str()), 0) << command;
-        std::ifstream file(Path("probe"));
+    std::string Bytes(const std::string& name) const {
+        std::ifstream file(Path(name), std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
@@ -53,67 +87,77 @@ protected:
         std::filesystem::resize_file(Path(name), static_cast<std::uintmax_t>(size * share));
     }
 
+    void Overwrite(const std::string& name, std::streamoff at, const std::string& bytes) const {
+        std::fstream(Path(name), std::ios::in | std::ios::out | std::ios::binary).seekp(at)
+            << bytes;
+    }
+
+    /// Runs a command in the folder; it must succeed.
+    void Run(const std::string& command) const {
+        const std::string whole = "cd '" + folder_.string() + "' && " + command;
+        ASSERT_EQ(std::system(whole.c_str()), 0) << whole;
+    }
+
+    void Ffmpeg(const std::string& arguments) const {
+        Run("ffmpeg -nostdin -v error -y " + arguments);
+    }
+
+    std::vector<Frame> Read(const std::string& name, const ReadOptions& options = {}) const {
+        const auto reader = Open(Path(name), options);
+        std::vector<Frame> frames;
+        while (const auto fetched = reader->Fetch()) frames.push_back(reader->Decode(*fetched));
+        return frames;
+    }
+
+    void Write(const std::string& name, const std::vector<Frame>& frames,
+               const WriteOptions& options = {}) const {
+        const auto writer = Create(Path(name), options, InfoFor(frames.front(), frames.size()));
+        for (const Frame& frame : frames) writer->Append(*writer->Encode(frame, frame));
+        writer->Finish();
+    }
+
+    /// Carries a file's frames into another, as a program that changes them on the way does.
+    void Convert(const std::string& from, const std::string& to, const Conversion& how = {}) const {
+        const auto reader = Open(Path(from), how.read);
+        const auto writer = Create(Path(to), how.write, reader->info());
+        std::vector<std::shared_ptr<Fetched>> fetched;
+        while (auto next = reader->Fetch()) fetched.push_back(std::move(next));
+        std::vector<std::shared_ptr<Encoded>> encoded(fetched.size());
+        std::vector<std::jthread> threads;
+        for (std::size_t t = 0; t < how.threads; ++t) {
+            threads.emplace_back([&, t] {
+                for (std::size_t i = t; i < fetched.size(); i += how.threads) {
+                    const Frame source = reader->Decode(*fetched[i]);
+                    Frame result = source;
+                    how.change(result);
+                    encoded[i] = writer->Encode(result, source);
+                }
+            });
+        }
+        threads.clear();
+        for (const auto& frame : encoded) writer->Append(*frame);
+        writer->Finish();
+    }
+
+    /// The Error that the action throws, which must be one line that begins with a file of the
+    /// folder, without the folder's name; empty when there is none.
+    std::string ErrorOf(const std::function<void()>& action) const {
+        try {
+            action();
+        } catch (const Error& error) {
+            const std::string line = error.what();
+            EXPECT_TRUE(line.starts_with(Path("")) && line.find('\n') == line.npos) << line;
+            return line.substr(Path("").size());
+        }
+        return {};
+    }
+    std::string ReadError(const std::string& name, const ReadOptions& options = {}) const {
+        return ErrorOf([&] { Read(name, options); });
+    }
+
+private:
     std::filesystem::path folder_;
 };
-
-/// Full of extremes: colour under alpha 0, opaque pixels, neighbours of both ends.
-inline Frame RandomFrame(int width, int height, unsigned seed, std::int64_t number = 1) {
-    std::mt19937 random(seed);
-    const std::uint16_t ends[] = {0, 1, 2, 65533, 65534, 65535};
-    Frame frame;
-    frame.width = width;
-    frame.height = height;
-    frame.number = number;
-    for (int i = 0; i < width * height * 4; ++i) {
-        const auto any = static_cast<std::uint16_t>(random());
-        frame.pixels.push_back(random() % 3 == 0 ? ends[random() % 6] : any);
-    }
-    return frame;
-}
-
-inline Info InfoFor(const Frame& frame, std::int64_t count = 1) {
-    Info info;
-    info.kind = count == 1 ? Kind::Still : Kind::Sequence;
-    info.width = frame.width;
-    info.height = frame.height;
-    info.firstFrame = frame.number;
-    info.frameCount = count;
-    return info;
-}
-
-inline void Write(const std::string& path, const Frame& frame, WriteOptions options = {}) {
-    const auto writer = Create(path, options, InfoFor(frame));
-    writer->Append(*writer->Encode(frame, frame));
-    writer->Finish();
-}
-
-inline std::vector<Frame> ReadAll(const std::string& path, const ReadOptions& options = {}) {
-    const auto reader = Open(path, options);
-    std::vector<Frame> frames;
-    while (const auto fetched = reader->Fetch()) frames.push_back(reader->Decode(*fetched));
-    return frames;
-}
-
-/// The message of the Error that the action throws; empty when it throws none.
-inline std::string ErrorOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const Error& error) {
-        return error.what();
-    }
-    return {};
-}
-
-inline int MaxDifference(const Frame& a, const Frame& b, int firstChannel, int lastChannel) {
-    EXPECT_EQ(a.pixels.size(), b.pixels.size());
-    int most = 0;
-    for (std::size_t i = 0; i < std::min(a.pixels.size(), b.pixels.size()); ++i) {
-        const int channel = static_cast<int>(i % 4);
-        if (channel < firstChannel || channel > lastChannel) continue;
-        most = std::max(most, std::abs(int{a.pixels[i]} - int{b.pixels[i]}));
-    }
-    return most;
-}
 
 }  // namespace veltrane::media
 
