@@ -156,7 +156,7 @@ VideoReader::VideoReader(const std::string& path, const ReadOptions& options)
     first_ = NextPicture();
     if (!first_) {
         EndOfVideo();
-        Fail(path, "holds no frames");
+        Fail(path, "holds no picture that can be read");
     }
     DescribeStream();
     Describe(*first_);
