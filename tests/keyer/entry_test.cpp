@@ -161,5 +161,14 @@ TEST(Entry, BothDepthsAgree) {
     }
 }
 
+TEST(Scaling, InversesBringEveryPercentageBack) {
+    for (int percent = 0; percent <= 100; ++percent) {
+        EXPECT_NEAR(toParcentage(30, 0, toValue(30, 0, percent)), percent, 1e-9);
+        EXPECT_NEAR(toParcentage2(170, 120, toValue2(170, 120, percent - 50)), percent - 50, 1e-9);
+    }
+    EXPECT_DOUBLE_EQ(toParcentage(170, 120, 145), 50);
+    EXPECT_DOUBLE_EQ(toParcentage2(330, 250, 330), 50);
+}
+
 }  // namespace
 }  // namespace veltrane::testing
