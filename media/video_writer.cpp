@@ -199,6 +199,11 @@ void VideoWriter::OpenEncoder(const Info& source) {
         Fail(path_, "mp4 (H.264) needs an even width and height, not " +
                         SizeText(source.width, source.height) + "; mov and mkv take any");
     }
+    const std::string_view name = format_.encoder;
+    const int shortSide = std::min(source.width, source.height);
+    if (name == "ffv1" && shortSide < 2) {
+        Fail(path_, "mkv (FFV1) loses frames with a side of one pixel; png, tif and exr take any");
+    }
     codec_.reset(avcodec_alloc_context3(encoder));
     if (!codec_) throw std::bad_alloc();
     codec_->width = source.width;
@@ -221,8 +226,11 @@ void VideoWriter::OpenEncoder(const Info& source) {
     for (const Option& option : format_.options) {
         if (option.name) av_dict_set(&settings, option.name, option.value, 0);
     }
-    if (std::string_view(format_.encoder) == "prores_ks") {
-        av_dict_set(&settings, "alpha_bits", options_.opaque ? "0" : "16", 0);
+    if (name == "prores_ks") av_dict_set(&settings, "alpha_bits", options_.opaque ? "0" : "16", 0);
+    // FFV1 slices of a pixel or two cannot be decoded, or come back wrong.
+    constexpr int kSmallestSliced = 64;
+    if (name == "ffv1" && shortSide < kSmallestSliced) {
+        av_dict_set(&settings, "slices", "1", 0);
     }
     const int opened = avcodec_open2(codec_.get(), encoder, &settings);
     av_dict_free(&settings);

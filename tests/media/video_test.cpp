@@ -184,5 +184,15 @@ TEST_F(VideoTest, AudioFollowsThePictures) {
     }
 }
 
+TEST_F(VideoTest, SmallFramesComeBackWholeFromFfv1) {
+    for (int side = 2; side <= 18; ++side) {
+        const Frame frame = MakeFrame(side, 20 - side);
+        Write("o.mkv", {frame});
+        EXPECT_EQ(Read("o.mkv").at(0).pixels, frame.pixels) << side << " pixels wide";
+    }
+    EXPECT_THROW(Write("o.mkv", {MakeFrame(1, 4)}), Error);
+    EXPECT_THROW(Write("o.mkv", {MakeFrame(4, 1)}), Error);
+}
+
 }  // namespace
 }  // namespace veltrane::media
