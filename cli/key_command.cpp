@@ -189,7 +189,8 @@ void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, const media::Fra
     if (settings.view == View::Source && std::holds_alternative<FindScreen>(request)) return;
     summary.key = Resolve(request, first, input_, ReadOptions());
     settings.keyColor = summary.key->color;
-    if (!quiet_) Say("key colour " + HexText(settings.keyColor) + ' ' + summary.key->origin);
+    if (quiet_) return;
+    Say("key colour " + HexText(settings.keyColor) + ' ' + summary.key->origin);
     if (IsBlack(settings.keyColor)) Say("a black key colour leaves the frames unkeyed");
 }
 
