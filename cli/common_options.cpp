@@ -47,7 +47,8 @@ void AddTransferOption(CLI::App& command, media::Transfer& transfer) {
     AddNamed<media::Transfer>(
         command, "--transfer", transfer,
         "How stored values become display-referred ones: linear applies the sRGB curve and undoes "
-        "it on writing, none takes them as they are, auto is linear for EXR and none for others.",
+        "it on writing, none takes them as they are, auto is linear for EXR and for video tagged "
+        "as linear.",
         {{"auto", media::Transfer::Automatic},
          {"linear", media::Transfer::Linear},
          {"none", media::Transfer::None}});

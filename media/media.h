@@ -21,7 +21,7 @@ enum class Kind { Still, Sequence, Video };
 
 /// How stored colour becomes the display-referred colour that is keyed.
 enum class Transfer {
-    Automatic,  ///< Linear for scene-linear files (EXR), None for others
+    Automatic,  ///< Linear for EXR and video tagged as linear, None for others
     Linear,  ///< stored values are scene-linear; the sRGB curve is applied, and undone on writing
     None,    ///< stored values are keyed as they are
 };

@@ -200,7 +200,11 @@ void VideoReader::Describe(const AVFrame& first) {
     info_.isFloat = format.flags & AV_PIX_FMT_FLAG_FLOAT;
     info_.hasAlpha = format.flags & AV_PIX_FMT_FLAG_ALPHA;
     info_.pixels = std::string(format.name) + ", " + TagText(tags);
-    info_.transfer = options_.transfer == Transfer::Linear ? Transfer::Linear : Transfer::None;
+    const bool linear = tags.transfer == AVCOL_TRC_LINEAR;
+    info_.transfer = options_.transfer;
+    if (info_.transfer == Transfer::Automatic) {
+        info_.transfer = linear ? Transfer::Linear : Transfer::None;
+    }
     auto details = std::make_shared<SourceDetails>();
     details->tags = tags;
     details->timeBase = FromAv(stream_->time_base);

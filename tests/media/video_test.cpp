@@ -79,6 +79,24 @@ TEST_F(VideoTest, MatricesRangesAndGuessesAreExact) {
     }
 }
 
+TEST_F(VideoTest, LinearVideoIsKeyedThroughTheCurveAndWrittenBack) {
+    Pixels codes(3 * 16 * 16);
+    for (std::size_t i = 0; i < codes.size(); ++i) codes[i] = static_cast<std::uint16_t>(i * 85);
+    const Frame frame = ReadClip("gbrp16le", 16, 16, codes, "-color_trc linear");
+    for (std::size_t i = 0; i < 256; ++i) {  // the planes stand in the order green, blue, red
+        const double green = codes[i] / 65535.0;
+        const double shown =
+            green <= 0.0031308 ? 12.92 * green : 1.055 * std::pow(green, 1 / 2.4) - 0.055;
+        ASSERT_NEAR(frame.pixels[i * 4 + 1], shown * 65535, 0.51) << codes[i];
+    }
+    Convert("raw.mkv", "o.mkv");
+    EXPECT_EQ(ReadFrame(Path("o.mkv"), 1).pixels, frame.pixels);
+    EXPECT_PRED_FORMAT2(IsSubstring, "linear", Probe("o.mkv", "stream=color_transfer"));
+    ReadOptions stored;
+    stored.transfer = Transfer::None;
+    EXPECT_EQ(ReadFrame(Path("raw.mkv"), 1, stored).pixels[1 + 4 * 99], codes[99]);
+}
+
 TEST_F(VideoTest, ChromaIsInterpolatedAtItsTruePlace) {
     // A chroma ramp: each 4:2:0 sample lies on an even column and between two rows.
     constexpr int kSide = 64;
