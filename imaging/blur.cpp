@@ -43,7 +43,8 @@ void ShapeInverse(Sample* inverse, std::size_t size) {
     for (std::size_t i = 0; i < size; ++i) {
         const float v = inverse[i];
         if (v >= 1 && v < kFull) {
-            inverse[i] = static_cast<Sample>(Clamp(v * v / kFull * 4.0f, 0.0f, kFull));
+            inverse[i] =
+                static_cast<Sample>(TruncateToInt(Clamp(v * v / kFull * 4.0f, 0.0f, kFull)));
         }
     }
 }
@@ -55,7 +56,7 @@ Sample SoftenedMatte(Sample matte, Sample inverse, float strength, float offset)
     const float kept = static_cast<float>(inverse) * strength / -kFull + 1.0f;
     float reduction = a - kept * (a / kFull) * kFull - offset;
     if (reduction < 0) reduction = 0;
-    return static_cast<Sample>(Clamp(a - reduction + 0.499f, 0.0f, kFull));
+    return static_cast<Sample>(TruncateToInt(Clamp(a - reduction + 0.499f, 0.0f, kFull)));
 }
 
 template <class Sample, class Sum>

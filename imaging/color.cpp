@@ -8,6 +8,7 @@ namespace {
 
 using veltrane::Ramp;
 using veltrane::RgbToYiq;
+using veltrane::SampleToYiq;
 using veltrane::TruncateToInt;
 using veltrane::YiqToRgb;
 
@@ -32,7 +33,7 @@ YIQ CImagingORV::RGBtoYIQ(unsigned char R, unsigned char G, unsigned char B) con
 }
 
 YIQ CImagingORV::RGBtoYIQ2(unsigned char R, unsigned char G, unsigned char B) const {
-    return RgbToYiq<float>(R, G, B);
+    return SampleToYiq(R, G, B);
 }
 
 YIQ CImagingORV::RGBtoYIQ2(RGB color) const {
@@ -41,7 +42,7 @@ YIQ CImagingORV::RGBtoYIQ2(RGB color) const {
 }
 
 YIQ CImagingORV::RGBtoYIQ2_16bit(unsigned short R, unsigned short G, unsigned short B) const {
-    return RgbToYiq(R / 257.0f, G / 257.0f, B / 257.0f);
+    return SampleToYiq(R, G, B);
 }
 
 RGB CImagingORV::YIQtoRGB2(YIQ color) const {

@@ -17,6 +17,14 @@ YIQ RgbToYiq(Real r, Real g, Real b) {
             static_cast<float>(Real(0.311) * b + (Real(0.212) * r - Real(0.523) * g))};
 }
 
+/// The same for the samples of a frame; 16-bit ones are brought to the 8-bit scale first.
+inline YIQ SampleToYiq(unsigned char r, unsigned char g, unsigned char b) {
+    return RgbToYiq<float>(r, g, b);
+}
+inline YIQ SampleToYiq(unsigned short r, unsigned short g, unsigned short b) {
+    return RgbToYiq(r / 257.0f, g / 257.0f, b / 257.0f);
+}
+
 /// Back from YIQ, each sum multiplied by scale and rounded; 257 gives 16-bit components, 1 8-bit
 /// ones.
 inline RGB YiqToRgb(YIQ c, float scale) {

@@ -36,9 +36,6 @@ struct Depth<unsigned short> {
     static constexpr auto kBlurMatte = &CVELTRANE::MaskBlur64;
     static constexpr auto kDrive = &VELTRANE_MakeMaskGreenBack64bit;
 
-    static YIQ ToYiq(unsigned short r, unsigned short g, unsigned short b) {
-        return RgbToYiq(r / 257.0f, g / 257.0f, b / 257.0f);
-    }
     static RGB ToRgb(YIQ color) { return YiqToRgb(color, 257.0f); }
 
     /// The key component that pixels are matched with.
@@ -71,9 +68,6 @@ struct Depth<unsigned char> {
     static constexpr auto kBlurMatte = &CVELTRANE::MaskBlur;
     static constexpr auto kDrive = &VELTRANE_MakeMaskGreenBack32bit;
 
-    static YIQ ToYiq(unsigned char r, unsigned char g, unsigned char b) {
-        return RgbToYiq<float>(r, g, b);
-    }
     static RGB ToRgb(YIQ color) { return YiqToRgb(color, 1.0f); }
 
     static unsigned char KeyToMatch(unsigned char key) { return key; }

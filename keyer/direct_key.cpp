@@ -9,7 +9,7 @@ unsigned int KeyAgainstColor(const typename Depth<Sample>::Record* p) {
     if (p == nullptr) return 2;
     if (p->width == 0 || p->height == 0) return 0;
     const KeyLook<Sample> look(*p);
-    const KeyAxis axis(Depth<Sample>::ToYiq(p->keyR[0], p->keyG[0], p->keyB[0]), look.neutral,
+    const KeyAxis axis(SampleToYiq(p->keyR[0], p->keyG[0], p->keyB[0]), look.neutral,
                        kColorMargins);
     const std::size_t pitch = static_cast<std::size_t>(p->width) * kElements;
     for (std::size_t y = 0; y < p->height; ++y) {

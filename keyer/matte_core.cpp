@@ -255,7 +255,7 @@ void WriteMixed(const KeyLook<Sample>& look, const KeyMargins& margins, const Ke
 
 template <class Sample>
 YIQ PixelToYiq(const Sample* pixel) {
-    return Depth<Sample>::ToYiq(pixel[2], pixel[1], pixel[0]);
+    return SampleToYiq(pixel[2], pixel[1], pixel[0]);
 }
 
 template <class Sample>
