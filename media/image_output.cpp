@@ -256,8 +256,9 @@ std::shared_ptr<Encoded> ImageWriter::Encode(const Frame& result, const Frame& s
         WriteFile(path, spec, OIIO::TypeDesc::FLOAT, StoredFloats(result, source).data());
     } else {
         const bool multiply = premultiplied_ && !options_.opaque;
+        std::vector<std::uint16_t> room;
         const auto samples =
-            InFileOrder(StoredPixels(result, transfer_, multiply), !options_.opaque);
+            InFileOrder(StoredPixels(result, transfer_, multiply, room), !options_.opaque);
         WriteFile(path, spec, OIIO::TypeDesc::UINT16, samples.data());
     }
     return std::make_shared<EncodedImage>();

@@ -63,14 +63,18 @@ void ApplyToColour(const std::vector<std::uint16_t>& table, std::vector<std::uin
     }
 }
 
-std::vector<std::uint16_t> StoredPixels(const Frame& frame, Transfer transfer, bool premultiplied) {
-    std::vector<std::uint16_t> pixels = frame.pixels;
-    if (transfer == Transfer::Linear) ApplyToColour(WorkingToLinearTable(), pixels);
-    if (!premultiplied) return pixels;
-    for (std::size_t i = 0; i + 3 < pixels.size(); i += 4) {
-        for (std::size_t c = i; c < i + 3; ++c) pixels[c] = Premultiply(pixels[c], pixels[i + 3]);
+const std::vector<std::uint16_t>& StoredPixels(const Frame& frame, Transfer transfer,
+                                               bool premultiplied,
+                                               std::vector<std::uint16_t>& room) {
+    const bool linear = transfer == Transfer::Linear;
+    if (!linear && !premultiplied) return frame.pixels;
+    room = frame.pixels;
+    if (linear) ApplyToColour(WorkingToLinearTable(), room);
+    if (!premultiplied) return room;
+    for (std::size_t i = 0; i + 3 < room.size(); i += 4) {
+        for (std::size_t c = i; c < i + 3; ++c) room[c] = Premultiply(room[c], room[i + 3]);
     }
-    return pixels;
+    return room;
 }
 
 }  // namespace veltrane::media

@@ -45,8 +45,11 @@ void Unpremultiply(std::vector<std::uint16_t>& pixels);
 void ApplyToColour(const std::vector<std::uint16_t>& table, std::vector<std::uint16_t>& pixels);
 
 /// The pixels as a 16-bit file stores them, in the order blue, green, red, alpha: by the curve's
-/// inverse where they are stored scene-linear, multiplied by alpha where premultiplied.
-std::vector<std::uint16_t> StoredPixels(const Frame& frame, Transfer transfer, bool premultiplied);
+/// inverse where they are stored scene-linear, multiplied by alpha where premultiplied. They are
+/// the frame's own, or lie in room where they differ.
+const std::vector<std::uint16_t>& StoredPixels(const Frame& frame, Transfer transfer,
+                                               bool premultiplied,
+                                               std::vector<std::uint16_t>& room);
 
 }  // namespace veltrane::media
 

@@ -18,6 +18,13 @@ std::uint32_t Bucket(float value) {
     return std::bit_cast<std::uint32_t>(value) >> kBucketShift;
 }
 
+template <typename Value>
+std::vector<std::uint16_t> TableOf(Value value) {
+    std::vector<std::uint16_t> table(kFullScale + 1);
+    for (int k = 0; k <= kFullScale; ++k) table[k] = value(k);
+    return table;
+}
+
 }  // namespace
 
 double SrgbFromLinear(double linear) {
@@ -74,21 +81,18 @@ std::uint16_t TransferCurve::ToWorking(float stored) const {
     return static_cast<std::uint16_t>(k);
 }
 
-std::vector<std::uint16_t> LinearToWorkingTable() {
-    const TransferCurve& curve = TransferCurve::For(Transfer::Linear);
-    std::vector<std::uint16_t> table(kFullScale + 1);
-    for (int k = 0; k <= kFullScale; ++k) {
-        table[k] = curve.ToWorking(static_cast<float>(k) / kFullScale);
-    }
+const std::vector<std::uint16_t>& LinearToWorkingTable() {
+    static const std::vector<std::uint16_t> table = TableOf([](int k) {
+        return TransferCurve::For(Transfer::Linear).ToWorking(static_cast<float>(k) / kFullScale);
+    });
     return table;
 }
 
-std::vector<std::uint16_t> WorkingToLinearTable() {
-    const TransferCurve& curve = TransferCurve::For(Transfer::Linear);
-    std::vector<std::uint16_t> table(kFullScale + 1);
-    for (int k = 0; k <= kFullScale; ++k) {
-        table[k] = Quantize(curve.ToStored(static_cast<std::uint16_t>(k)));
-    }
+const std::vector<std::uint16_t>& WorkingToLinearTable() {
+    static const std::vector<std::uint16_t> table = TableOf([](int k) {
+        return Quantize(
+            TransferCurve::For(Transfer::Linear).ToStored(static_cast<std::uint16_t>(k)));
+    });
     return table;
 }
 

@@ -39,8 +39,8 @@ private:
 };
 
 /// For 16-bit files and videos: all 65536 stored values as working values, and the reverse.
-std::vector<std::uint16_t> LinearToWorkingTable();
-std::vector<std::uint16_t> WorkingToLinearTable();
+const std::vector<std::uint16_t>& LinearToWorkingTable();
+const std::vector<std::uint16_t>& WorkingToLinearTable();
 
 /// Multiplies a 16-bit component by a 16-bit alpha, nearest.
 inline std::uint16_t Premultiply(std::uint16_t component, std::uint16_t alpha) {

@@ -284,7 +284,8 @@ void VideoWriter::OpenOutput() {
 std::shared_ptr<Encoded> VideoWriter::Encode(const Frame& result, const Frame& source) {
     auto encoded = std::make_shared<EncodedPicture>();
     const bool multiply = options_.association == Association::Premultiplied && !options_.opaque;
-    const auto pixels = StoredPixels(result, transfer_, multiply);
+    std::vector<std::uint16_t> room;
+    const auto& pixels = StoredPixels(result, transfer_, multiply, room);
     encoded->picture = PictureOf(path_, pixels, result.width, result.height, pixelFormat_, tags_);
     if (source.origin) encoded->timestamp = source.origin->timestamp;
     return encoded;
