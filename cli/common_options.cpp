@@ -1,7 +1,6 @@
 #include "cli/common_options.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "cli/errors.h"
+#include "cli/text.h"
 
 namespace veltrane::cli {
 
@@ -19,8 +19,9 @@ namespace {
 template <typename Value>
 void AddNamed(CLI::App& command, const std::string& name, Value& value, const std::string& help,
               const std::vector<std::pair<std::string, Value>>& values) {
-    std::string names;
-    for (const auto& entry : values) names += (names.empty() ? "" : "|") + entry.first;
+    std::vector<std::string> all;
+    for (const auto& entry : values) all.push_back(entry.first);
+    const std::string names = Joined(all, "|");
     const auto parse = [&value, values, names, name](const std::string& text) {
         for (const auto& entry : values) {
             if (entry.first != text) continue;
@@ -34,11 +35,12 @@ void AddNamed(CLI::App& command, const std::string& name, Value& value, const st
         ->type_name(names);
 }
 
-template <typename Number>
-bool ParseAll(const std::string& text, std::size_t begin, std::size_t end, Number& number) {
-    const char* const last = text.data() + end;
-    const auto parsed = std::from_chars(text.data() + begin, last, number);
-    return parsed.ec == std::errc() && parsed.ptr == last;
+/// 23.976, 29.97 and the like stand for whole rates slowed by 1000/1001.
+media::Rational RationalRate(double decimal) {
+    const double whole = std::round(decimal);
+    const bool slowed = std::abs(decimal - whole * 1000 / 1001) < 0.002 && decimal != whole;
+    if (slowed) return {std::llround(whole * 1000), 1001};
+    return {std::llround(decimal * 1000), 1000};
 }
 
 }  // namespace
@@ -66,7 +68,8 @@ void AddThreadsOption(CLI::App& command, int& threads) {
     constexpr int kMost = 512;
     threads = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, kMost);
     const auto parse = [&threads](const std::string& text) {
-        if (!ParseAll(text, 0, text.size(), threads) || threads < 1 || threads > kMost)
+        threads = ParseNumber<int>(text).value_or(0);
+        if (threads < 1 || threads > kMost)
             throw UsageError("threads must be 1 to " + std::to_string(kMost) + ", not " + text);
     };
     command
@@ -77,19 +80,16 @@ void AddThreadsOption(CLI::App& command, int& threads) {
 
 media::Rational ParseRate(const std::string& text) {
     constexpr double kHighest = 1000;
+    const std::string_view whole = text;
     media::Rational rate;
     double decimal = 0;
-    const std::size_t slash = text.find('/');
-    if (slash != std::string::npos) {
-        if (ParseAll(text, 0, slash, rate.num) &&
-            ParseAll(text, slash + 1, text.size(), rate.den) && rate.den > 0)
-            decimal = static_cast<double>(rate.num) / static_cast<double>(rate.den);
-    } else if (ParseAll(text, 0, text.size(), decimal) && decimal > 0 && decimal <= kHighest) {
-        // 23.976, 29.97 and the like stand for whole rates slowed by 1000/1001.
-        const double whole = std::round(decimal);
-        const bool slowed = std::abs(decimal - whole * 1000 / 1001) < 0.002 && decimal != whole;
-        rate = slowed ? media::Rational{std::llround(whole * 1000), 1001}
-                      : media::Rational{std::llround(decimal * 1000), 1000};
+    if (const std::size_t slash = whole.find('/'); slash != std::string_view::npos) {
+        rate.num = ParseNumber<std::int64_t>(whole.substr(0, slash)).value_or(0);
+        rate.den = ParseNumber<std::int64_t>(whole.substr(slash + 1)).value_or(0);
+        if (rate.den > 0) decimal = static_cast<double>(rate.num) / static_cast<double>(rate.den);
+    } else {
+        decimal = ParseNumber<double>(whole).value_or(0);
+        if (decimal > 0 && decimal <= kHighest) rate = RationalRate(decimal);
     }
     if (!(decimal > 0 && decimal <= kHighest) || rate.num <= 0)
         throw UsageError("fps must be above 0 and at most 1000, not " + text);
@@ -97,17 +97,19 @@ media::Rational ParseRate(const std::string& text) {
 }
 
 media::FrameRange ParseFrameRange(const std::string& text) {
-    media::FrameRange range{};
-    const std::size_t dash = text.find('-');
-    const bool open = dash != std::string::npos && dash + 1 == text.size();
-    bool good = ParseAll(text, 0, std::min(dash, text.size()), range.first);
-    range.last = open ? std::numeric_limits<std::int64_t>::max() : range.first;
-    if (dash != std::string::npos && !open)
-        good = good && ParseAll(text, dash + 1, text.size(), range.last);
-    if (!good) throw UsageError("frames must be a number or a range such as 10-50, not " + text);
-    if (range.last < range.first)
-        throw UsageError("frames must not end before they begin: " + text);
-    return range;
+    const std::string_view whole = text;
+    const std::size_t dash = whole.find('-');
+    const std::optional first = ParseNumber<std::int64_t>(whole.substr(0, dash));
+    std::optional last = first;
+    if (dash != std::string_view::npos) {
+        const std::string_view end = whole.substr(dash + 1);
+        last =
+            end.empty() ? std::numeric_limits<std::int64_t>::max() : ParseNumber<std::int64_t>(end);
+    }
+    if (!first || !last)
+        throw UsageError("frames must be a number or a range such as 10-50, not " + text);
+    if (*last < *first) throw UsageError("frames must not end before they begin: " + text);
+    return {*first, *last};
 }
 
 void Say(const std::string& line) {

@@ -62,6 +62,16 @@ media::Frame Reduced(const media::Frame& picture, int factor) {
     return reduced;
 }
 
+media::Frame Keyed(const Settings& settings, const media::Frame& source) {
+    media::Frame result;
+    result.width = source.width;
+    result.height = source.height;
+    result.number = source.number;
+    result.pixels.resize(source.pixels.size());
+    Key(settings, source.width, source.height, source.pixels.data(), result.pixels.data());
+    return result;
+}
+
 void PutOver(media::Frame& frame, const media::Frame& background) {
     for (std::size_t i = 0; i < frame.pixels.size(); i += 4) {
         const std::uint32_t alpha = frame.pixels[i + 3];

@@ -21,6 +21,9 @@ media::Frame Checkerboard(int width, int height, int square);
 /// left over at the right and below is cut off.
 media::Frame Reduced(const media::Frame& picture, int factor);
 
+/// The frame keyed with these settings. Throws as veltrane::Key does.
+media::Frame Keyed(const Settings& settings, const media::Frame& source);
+
 /// Puts the frame, with its straight alpha, over an opaque background of the same size; it becomes
 /// opaque. Exact to the nearest 16-bit value.
 void PutOver(media::Frame& frame, const media::Frame& background);

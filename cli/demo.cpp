@@ -104,13 +104,12 @@ void KeyClip(media::Reader& reader, const std::shared_ptr<media::Fetched>& first
     for (const Video& video : videos)
         writers.push_back(owners.emplace_back(OpenVideo(video, reader.info())).get());
     const auto render = [&](const media::Frame& source) {
-        media::Frame result = source;
-        Key(settings, source.width, source.height, source.pixels.data(), result.pixels.data());
-        shown.Take(source, result);
-        media::Frame over = result;
-        PutOver(over, background);
-        media::Frame matte = MattePicture(result);
-        return std::vector{std::move(result), std::move(matte), std::move(over)};
+        std::vector<media::Frame> pictures(3);
+        pictures[0] = Keyed(settings, source);
+        pictures[1] = MattePicture(pictures[0]);
+        pictures[2] = Over(pictures[0], background);
+        shown.Take(source, pictures[0]);
+        return pictures;
     };
     Progress progress(OnTerminal(), reader.info().frameCount);
     FrameCounts counts;
@@ -139,8 +138,7 @@ void DemoCommand::Run() const {
     const std::string sample = sample_.empty() ? DefaultSample() : sample_;
     const std::unique_ptr<media::Reader> reader = media::Open(sample);
     const media::Info& info = reader->info();
-    const std::shared_ptr<media::Fetched> first = reader->Fetch();
-    if (!first) throw media::Error(sample + ": holds no frames");
+    const std::shared_ptr<media::Fetched> first = FetchFirst(*reader);
     const KeyColor key = Resolve(FindScreen{}, reader->Decode(*first), sample, {});
     Say("key colour " + HexText(key.color) + ' ' + key.origin);
     Settings settings;

@@ -1,11 +1,11 @@
 #include "cli/key_color.h"
 
-#include <charconv>
 #include <cmath>
 #include <stdexcept>
 #include <vector>
 
 #include "cli/errors.h"
+#include "cli/text.h"
 
 namespace veltrane::cli {
 
@@ -18,14 +18,6 @@ constexpr int kSampleSide = 9;
         "key-color must be auto, #rrggbb, r,g,b with parts of 0 to 1, or x,y@frame; "
         "not " +
         text);
-}
-
-template <typename Number>
-std::optional<Number> Parse(std::string_view text) {
-    Number number{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-    return number;
 }
 
 std::vector<std::string_view> Split(std::string_view text, char separator) {
@@ -42,7 +34,7 @@ std::vector<std::string_view> Split(std::string_view text, char separator) {
 Color ParseComponents(const std::vector<std::string_view>& parts, const std::string& text) {
     double values[3];
     for (int i = 0; i < 3; ++i) {
-        const std::optional<double> value = Parse<double>(parts[i]);
+        const std::optional<double> value = ParseNumber<double>(parts[i]);
         if (!value) RefuseColor(text);
         values[i] = *value;
     }
@@ -56,13 +48,13 @@ Color ParseComponents(const std::vector<std::string_view>& parts, const std::str
 SampleAt ParseSpot(std::string_view spot, const std::string& text) {
     std::optional<std::int64_t> frame;
     if (const std::size_t at = spot.find('@'); at != std::string_view::npos) {
-        frame = Parse<std::int64_t>(spot.substr(at + 1));
+        frame = ParseNumber<std::int64_t>(spot.substr(at + 1));
         if (!frame) RefuseColor(text);
         spot = spot.substr(0, at);
     }
     const std::vector<std::string_view> parts = Split(spot, ',');
-    const std::optional<int> x = parts.size() == 2 ? Parse<int>(parts[0]) : std::nullopt;
-    const std::optional<int> y = parts.size() == 2 ? Parse<int>(parts[1]) : std::nullopt;
+    const std::optional<int> x = parts.size() == 2 ? ParseNumber<int>(parts[0]) : std::nullopt;
+    const std::optional<int> y = parts.size() == 2 ? ParseNumber<int>(parts[1]) : std::nullopt;
     if (!x || !y) RefuseColor(text);
     return {*x, *y, frame};
 }

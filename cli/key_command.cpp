@@ -58,14 +58,6 @@ bool IsBlack(Color color) {
     return SnapToByteSteps(color) == Color{0, 0, 0};
 }
 
-media::Frame Keyed(const Settings& settings, const media::Frame& source,
-                   const std::optional<media::Frame>& background) {
-    media::Frame result = source;
-    Key(settings, source.width, source.height, source.pixels.data(), result.pixels.data());
-    if (background) PutOver(result, *background);
-    return result;
-}
-
 /// The frame rate by which frames without one of their own become a video.
 media::Info WithRate(media::Info info, const std::string& fps) {
     if (fps.empty()) return info;
@@ -183,11 +175,13 @@ void KeyCommand::CheckPlaces() const {
         throw UsageError("--resume is for sequences, and " + output_ + " is one file");
 }
 
-void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, const media::Frame& first,
-                                Summary& summary) const {
+void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader,
+                                const media::Fetched& first, Summary& summary) const {
     Settings& settings = summary.settings;
     if (settings.view == View::Source && std::holds_alternative<FindScreen>(request)) return;
-    summary.key = Resolve(request, first, input_, ReadOptions());
+    const bool given = std::holds_alternative<Color>(request);
+    const media::Frame frame = given ? media::Frame{} : reader.Decode(first);
+    summary.key = Resolve(request, frame, input_, ReadOptions());
     settings.keyColor = summary.key->color;
     if (quiet_) return;
     Say("key colour " + HexText(settings.keyColor) + ' ' + summary.key->origin);
@@ -199,7 +193,10 @@ void KeyCommand::KeyFrames(media::Reader& reader, const std::shared_ptr<media::F
                            Summary& summary) const {
     const Settings& settings = summary.settings;
     const auto render = [&](const media::Frame& source) {
-        return std::vector{Keyed(settings, source, background)};
+        std::vector<media::Frame> pictures(1);
+        pictures[0] = Keyed(settings, source);
+        if (background) PutOver(pictures[0], *background);
+        return pictures;
     };
     const bool showsSource = settings.view != View::Matte;
     const auto start = std::chrono::steady_clock::now();
@@ -226,9 +223,8 @@ void KeyCommand::Run() const {
     const std::optional<media::Frame> background = Background(background_, info);
     const std::unique_ptr<media::Writer> writer =
         media::Create(output_, WriteOptions(settings.view), WithRate(info, fps_));
-    const std::shared_ptr<media::Fetched> first = reader->Fetch();
-    if (!first) throw media::Error(input_ + ": holds no frames");
-    ChooseKeyColor(request, reader->Decode(*first), summary);
+    const std::shared_ptr<media::Fetched> first = FetchFirst(*reader);
+    ChooseKeyColor(request, *reader, *first, summary);
     if (!savePreset_.empty()) WritePreset(savePreset_, settings);
     KeyFrames(*reader, first, background, *writer, summary);
     if (!quiet_) Say(summary.ForPeople());

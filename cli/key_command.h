@@ -26,8 +26,8 @@ private:
     media::WriteOptions WriteOptions(View view) const;
     std::string KeyColorText(const Settings& settings) const;
     void CheckPlaces() const;
-    void ChooseKeyColor(const KeyColorRequest& request, const media::Frame& first,
-                        Summary& summary) const;
+    void ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader,
+                        const media::Fetched& first, Summary& summary) const;
     void KeyFrames(media::Reader& reader, const std::shared_ptr<media::Fetched>& first,
                    const std::optional<media::Frame>& background, media::Writer& writer,
                    Summary& summary) const;

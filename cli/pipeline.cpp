@@ -92,6 +92,12 @@ void Append(const Pipeline& pipeline, const Job& job, FrameCounts& counts) {
 
 }  // namespace
 
+std::shared_ptr<media::Fetched> FetchFirst(media::Reader& reader) {
+    std::shared_ptr<media::Fetched> first = reader.Fetch();
+    if (!first) throw media::Error(reader.info().path + ": holds no frames");
+    return first;
+}
+
 void Run(const Pipeline& pipeline, FrameCounts& counts) {
     namespace tbb = oneapi::tbb;
     const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, pipeline.threads);

@@ -25,6 +25,9 @@ struct Pipeline {
     bool showsSource = true;
 };
 
+/// The reader's first frame. Throws media::Error when there is none.
+std::shared_ptr<media::Fetched> FetchFirst(media::Reader& reader);
+
 struct FrameCounts {
     std::int64_t written = 0;
     std::int64_t kept = 0;  ///< existed whole already

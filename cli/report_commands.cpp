@@ -8,6 +8,8 @@
 #include "cli/common_options.h"
 #include "cli/errors.h"
 #include "cli/key_color.h"
+#include "cli/pipeline.h"
+#include "cli/text.h"
 #include "settings/parameters.h"
 
 namespace veltrane::cli {
@@ -79,9 +81,7 @@ Cells CellsOf(const Parameter& row) {
             return {};
         case ParameterKind::Choice: {
             const std::vector<std::string> names = ChoiceNames(row);
-            std::string all;
-            for (const std::string& each : names) all += (all.empty() ? "" : ", ") + each;
-            return {name, all, names[row.defaultValue]};
+            return {name, Joined(names, ", "), names[row.defaultValue]};
         }
         case ParameterKind::Color:
             return {name, "a colour", "the screen's"};
@@ -211,9 +211,7 @@ void PickCommand::Run() const {
     if (!frame_.empty()) options.frames = ParseFrameRange(frame_);
     const KeyColorRequest request = ParseKeyColor(at_);
     const std::unique_ptr<media::Reader> reader = media::Open(input_, options);
-    const std::shared_ptr<media::Fetched> fetched = reader->Fetch();
-    if (!fetched) throw media::Error(input_ + ": holds no frames");
-    const KeyColor key = Resolve(request, reader->Decode(*fetched), input_, options);
+    const KeyColor key = Resolve(request, reader->Decode(*FetchFirst(*reader)), input_, options);
     const std::string hex = HexText(key.color);
     if (!json_) {
         std::printf("%s   %s\n", hex.c_str(), key.origin.c_str());

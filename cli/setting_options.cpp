@@ -1,37 +1,32 @@
 #include "cli/setting_options.h"
 
 #include <algorithm>
-#include <charconv>
+#include <optional>
 
 #include "cli/errors.h"
+#include "cli/text.h"
 
 namespace veltrane::cli {
 
 namespace {
 
-std::string Joined(const std::vector<std::string>& names) {
-    std::string text;
-    for (const std::string& name : names) text += (text.empty() ? "" : "|") + name;
-    return text;
-}
-
 int ParseInteger(const Parameter& row, const std::string& text) {
-    long long value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size())
+    const std::optional<long long> value = ParseNumber<long long>(text);
+    if (!value)
         throw UsageError(std::string(row.name) + " must be a whole number from " +
                          std::to_string(row.minimum) + " to " + std::to_string(row.maximum) +
                          ", not " + text);
-    const std::string problem = ProblemWith(row, value);
+    const std::string problem = ProblemWith(row, *value);
     if (!problem.empty()) throw UsageError(problem);
-    return static_cast<int>(value);
+    return static_cast<int>(*value);
 }
 
 int ParseChoice(const Parameter& row, const std::string& text) {
     const std::vector<std::string> names = ChoiceNames(row);
     const auto found = std::find(names.begin(), names.end(), text);
     if (found == names.end())
-        throw UsageError(std::string(row.name) + " must be " + Joined(names) + ", not " + text);
+        throw UsageError(std::string(row.name) + " must be " + Joined(names, "|") + ", not " +
+                         text);
     return static_cast<int>(found - names.begin());
 }
 
@@ -70,7 +65,7 @@ void SettingOptions::AddTo(CLI::App& command) {
                 choice ? ChoiceNames(row)[row.defaultValue] : std::to_string(row.defaultValue);
             given.option = command.add_option(flag, given.text,
                                               std::string(row.help) + " [default: " + start + "]");
-            given.option->type_name(choice ? Joined(ChoiceNames(row))
+            given.option->type_name(choice ? Joined(ChoiceNames(row), "|")
                                            : std::to_string(row.minimum) + ".." +
                                                  std::to_string(row.maximum));
         }
