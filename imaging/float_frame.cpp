@@ -1,0 +1,55 @@
+#include "imaging/float_frame.h"
+
+#include <array>
+#include <cmath>
+
+#include "imaging/sample.h"
+
+namespace veltrane {
+namespace {
+
+constexpr double kFull = 65535.0;
+
+/// Where blue, green, red and alpha lie in a float pixel.
+std::array<int, kElements> Positions(FloatLayout layout) {
+    if (layout == FloatLayout::kArgb) return {3, 2, 1, 0};
+    return {2, 1, 0, 3};
+}
+
+std::uint16_t ToSample(float value) {
+    const double scaled = std::floor(value * kFull);
+    if (!(scaled > 0)) return 0;
+    return scaled >= kFull ? 65535 : static_cast<std::uint16_t>(scaled);
+}
+
+float ToFloat(std::uint16_t sample) {
+    return static_cast<float>(sample) / 65535.0f;
+}
+
+}  // namespace
+
+void FloatRowToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width) {
+    const auto positions = Positions(layout);
+    for (int x = 0; x < width; ++x, pixels += kElements, row += kElements) {
+        for (int e = 0; e < kElements; ++e) row[e] = ToSample(pixels[positions[e]]);
+    }
+}
+
+void FrameRowToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int width) {
+    const auto positions = Positions(layout);
+    for (int x = 0; x < width; ++x, pixels += kElements, row += kElements) {
+        for (int e = 0; e < kElements; ++e) pixels[positions[e]] = ToFloat(row[e]);
+    }
+}
+
+void FrameRowToLinearPremultiplied(const std::uint16_t* row, FloatLayout layout, float* pixels,
+                                   int width) {
+    const auto positions = Positions(layout);
+    for (int x = 0; x < width; ++x, pixels += kElements, row += kElements) {
+        const float alpha = static_cast<float>(std::pow(ToFloat(row[kAlpha]), 2.2));
+        for (int e = 0; e < kAlpha; ++e) pixels[positions[e]] = ToFloat(row[e]) * alpha;
+        pixels[positions[kAlpha]] = alpha;
+    }
+}
+
+}  // namespace veltrane
