@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 
+#include "imaging/float_frame_rows.h"
 #include "imaging/sample.h"
 
 namespace veltrane {
@@ -26,20 +27,37 @@ float ToFloat(std::uint16_t sample) {
     return static_cast<float>(sample) / 65535.0f;
 }
 
-}  // namespace
-
-void FloatRowToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width) {
+void PlainToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width) {
     const auto positions = Positions(layout);
     for (int x = 0; x < width; ++x, pixels += kElements, row += kElements) {
         for (int e = 0; e < kElements; ++e) row[e] = ToSample(pixels[positions[e]]);
     }
 }
 
-void FrameRowToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int width) {
+void PlainToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int width) {
     const auto positions = Positions(layout);
     for (int x = 0; x < width; ++x, pixels += kElements, row += kElements) {
         for (int e = 0; e < kElements; ++e) pixels[positions[e]] = ToFloat(row[e]);
     }
+}
+
+constexpr FloatFrameRows kPlainRows{PlainToFrame, PlainToFloat};
+
+const FloatFrameRows& Rows() {
+#ifdef VELTRANE_SIMD
+    if (const FloatFrameRows* rows = SimdFloatFrameRows()) return *rows;
+#endif
+    return kPlainRows;
+}
+
+}  // namespace
+
+void FloatRowToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width) {
+    Rows().toFrame(pixels, layout, row, width);
+}
+
+void FrameRowToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int width) {
+    Rows().toFloat(row, layout, pixels, width);
 }
 
 void FrameRowToLinearPremultiplied(const std::uint16_t* row, FloatLayout layout, float* pixels,

@@ -1,0 +1,114 @@
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "imaging/float_frame_simd.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include <cstring>
+
+#include "imaging/float_frame_rows.h"
+#include "imaging/sample.h"
+#include "imaging/simd.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace veltrane {
+namespace HWY_NAMESPACE {
+#if VELTRANE_HAS_LANES
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using FloatTag = hn::ScalableTag<float>;
+using IntTag = hn::RebindToSigned<FloatTag>;
+using SampleTag = hn::Rebind<std::uint16_t, FloatTag>;
+using ByteTag = hn::Repartition<std::uint8_t, FloatTag>;
+using Floats = hn::Vec<FloatTag>;
+
+/// Moves the four channels of every pixel to their places in the other order.
+class ChannelOrder {
+public:
+    explicit ChannelOrder(FloatLayout layout) {
+        constexpr std::uint8_t kArgb[16] = {12, 13, 14, 15, 8, 9, 10, 11, 4, 5, 6, 7, 0, 1, 2, 3};
+        constexpr std::uint8_t kRgba[16] = {8, 9, 10, 11, 4, 5, 6, 7, 0, 1, 2, 3, 12, 13, 14, 15};
+        std::memcpy(bytes_, layout == FloatLayout::kArgb ? kArgb : kRgba, sizeof(bytes_));
+    }
+
+    /// Its own inverse.
+    Floats operator()(Floats pixels) const {
+        const ByteTag bytes;
+        return hn::BitCast(FloatTag(), hn::TableLookupBytes(hn::BitCast(bytes, pixels),
+                                                            hn::LoadDup128(bytes, bytes_)));
+    }
+
+private:
+    alignas(16) std::uint8_t bytes_[16];
+};
+
+/// floor(v * 65535) within 0..65535. With n + f = v * 65536, which is exact, v * 65535 is
+/// n + (f - v): one below n just when the fraction is less than v.
+hn::Vec<SampleTag> ToSamples(Floats value) {
+    const FloatTag floats;
+    const IntTag ints;
+    const auto clamped = hn::Min(hn::ZeroIfNegative(value), hn::Set(floats, 1.0f));
+    const auto number = hn::IfThenElseZero(hn::Eq(value, value), clamped);
+    const auto scaled = hn::Mul(number, hn::Set(floats, 65536.0f));
+    const auto whole = hn::ConvertTo(ints, scaled);
+    const auto fraction = hn::Sub(scaled, hn::ConvertTo(floats, whole));
+    const auto borrow = hn::VecFromMask(floats, hn::Lt(fraction, number));
+    return hn::DemoteTo(SampleTag(), hn::Add(whole, hn::BitCast(ints, borrow)));
+}
+
+Floats ToFloats(hn::Vec<SampleTag> samples) {
+    const FloatTag floats;
+    const auto values = hn::ConvertTo(floats, hn::PromoteTo(IntTag(), samples));
+    return hn::Div(values, hn::Set(floats, 65535.0f));
+}
+
+/// Calls convert(from, to) for whole vectors, the last ones by way of a small block.
+template <class From, class To, class Convert>
+void ForEachVector(const From* from, To* to, int width, Convert convert) {
+    const std::size_t lanes = hn::Lanes(FloatTag());
+    const std::size_t count = static_cast<std::size_t>(width) * kElements;
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes) convert(from + i, to + i);
+    if (i == count) return;
+    From source[hn::MaxLanes(FloatTag())] = {};
+    To target[hn::MaxLanes(FloatTag())];
+    std::memcpy(source, from + i, (count - i) * sizeof(From));
+    convert(source, target);
+    std::memcpy(to + i, target, (count - i) * sizeof(To));
+}
+
+void ToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width) {
+    const ChannelOrder reorder(layout);
+    ForEachVector(pixels, row, width, [&](const float* from, std::uint16_t* to) {
+        hn::StoreU(ToSamples(reorder(hn::LoadU(FloatTag(), from))), SampleTag(), to);
+    });
+}
+
+void ToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int width) {
+    const ChannelOrder reorder(layout);
+    ForEachVector(row, pixels, width, [&](const std::uint16_t* from, float* to) {
+        hn::StoreU(reorder(ToFloats(hn::LoadU(SampleTag(), from))), FloatTag(), to);
+    });
+}
+
+}  // namespace
+
+const FloatFrameRows* GetFloatFrameRows() {
+    static constexpr FloatFrameRows kRows{ToFrame, ToFloat};
+    return &kRows;
+}
+#endif
+}  // namespace HWY_NAMESPACE
+}  // namespace veltrane
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace veltrane {
+
+const FloatFrameRows* SimdFloatFrameRows() {
+    return RowsInUse<FloatFrameRows>(VELTRANE_FOR_EACH_LEVEL(GetFloatFrameRows));
+}
+
+}  // namespace veltrane
+#endif
