@@ -1,0 +1,119 @@
+// The frei0r interface itself. frei0r has no error codes beyond a null instance, so calls that make
+// no sense do nothing, and a frame that cannot be keyed passes unkeyed.
+
+extern "C" {
+#include <frei0r.h>
+}
+
+#include <bit>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "hosts/frei0r/host_parameters.h"
+
+namespace {
+
+using namespace veltrane;
+
+struct Instance {
+    int width;
+    int height;
+    Settings settings;
+};
+
+/// The pixels' four bytes are moved by one place, which a rotation of the whole word does at the
+/// speed of a copy.
+constexpr int kOneByteOn = std::endian::native == std::endian::little ? 8 : -8;
+
+/// Red, green, blue, alpha in memory to alpha, red, green, blue.
+void AlphaFirst(const std::uint32_t* source, std::uint32_t* destination, std::size_t pixels) {
+    for (std::size_t i = 0; i < pixels; ++i) destination[i] = std::rotl(source[i], kOneByteOn);
+}
+
+void AlphaLast(std::uint32_t* frame, std::size_t pixels) {
+    for (std::size_t i = 0; i < pixels; ++i) frame[i] = std::rotr(frame[i], kOneByteOn);
+}
+
+const frei0r::HostParameter* Find(int index) {
+    const auto parameters = frei0r::HostParameters();
+    if (index < 0 || static_cast<std::size_t>(index) >= parameters.size()) return nullptr;
+    return &parameters[index];
+}
+
+void KeyFrame(const Instance& instance, const std::uint32_t* source, std::uint32_t* output) {
+    const std::size_t pixels = std::size_t{1} * instance.width * instance.height;
+    const std::unique_ptr<std::uint32_t[]> reordered(new (std::nothrow) std::uint32_t[pixels]);
+    if (!reordered) {
+        std::memmove(output, source, pixels * sizeof *output);
+        return;
+    }
+    AlphaFirst(source, reordered.get(), pixels);
+    try {
+        Key(instance.settings, instance.width, instance.height,
+            reinterpret_cast<const std::uint8_t*>(reordered.get()),
+            reinterpret_cast<std::uint8_t*>(output));
+    } catch (...) {
+        std::memcpy(output, reordered.get(), pixels * sizeof *output);
+    }
+    AlphaLast(output, pixels);
+}
+
+}  // namespace
+
+// Some hosts take 0 for a failure and others a negative number.
+int f0r_init() {
+    return 1;
+}
+
+void f0r_deinit() {}
+
+void f0r_get_plugin_info(f0r_plugin_info_t* info) {
+    if (!info) return;
+    *info = {.name = "Veltrane Green",
+             .author = "Veltrane",
+             .plugin_type = F0R_PLUGIN_TYPE_FILTER,
+             .color_model = F0R_COLOR_MODEL_RGBA8888,
+             .frei0r_version = FREI0R_MAJOR_VERSION,
+             .major_version = VELTRANE_MAJOR_VERSION,
+             .minor_version = VELTRANE_MINOR_VERSION,
+             .num_params = static_cast<int>(frei0r::HostParameters().size()),
+             .explanation =
+                 "Removes a green screen: alpha holds the matte, colour the foreground "
+                 "without the screen's light. Choose the key colour first."};
+}
+
+void f0r_get_param_info(f0r_param_info_t* info, int index) {
+    const frei0r::HostParameter* parameter = Find(index);
+    if (info && parameter) *info = {parameter->name, parameter->type, parameter->explanation};
+}
+
+// frei0r asks hosts for multiples of 8 up to 2048, which several ignore; every size that the keyer
+// takes is accepted.
+f0r_instance_t f0r_construct(unsigned int width, unsigned int height) {
+    constexpr unsigned kLongestSide = 65535;
+    if (width < 1 || height < 1 || width > kLongestSide || height > kLongestSide) return nullptr;
+    return new (std::nothrow) Instance{static_cast<int>(width), static_cast<int>(height), {}};
+}
+
+void f0r_destruct(f0r_instance_t instance) {
+    delete static_cast<Instance*>(instance);
+}
+
+void f0r_set_param_value(f0r_instance_t instance, f0r_param_t value, int index) {
+    const frei0r::HostParameter* parameter = Find(index);
+    if (instance && value && parameter)
+        frei0r::Store(static_cast<Instance*>(instance)->settings, *parameter->row, value);
+}
+
+void f0r_get_param_value(f0r_instance_t instance, f0r_param_t value, int index) {
+    const frei0r::HostParameter* parameter = Find(index);
+    if (instance && value && parameter)
+        frei0r::Load(static_cast<const Instance*>(instance)->settings, *parameter->row, value);
+}
+
+void f0r_update(f0r_instance_t instance, double /*time*/, const std::uint32_t* source,
+                std::uint32_t* output) {
+    if (instance && source && output)
+        KeyFrame(*static_cast<const Instance*>(instance), source, output);
+}
