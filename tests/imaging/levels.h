@@ -1,0 +1,45 @@
+#ifndef VELTRANE_TESTS_IMAGING_LEVELS_H
+#define VELTRANE_TESTS_IMAGING_LEVELS_H
+
+#include <gtest/gtest.h>
+
+#include "imaging/cpu.h"
+
+namespace veltrane {
+
+/// Uses a level while it lives, and proves that it is the one in use.
+class ScopedLevel {
+public:
+    explicit ScopedLevel(CpuLevel level) : before_(CurrentCpuLevel()) {
+        EXPECT_TRUE(UseCpuLevel(level));
+        EXPECT_EQ(CurrentCpuLevel(), level);
+    }
+    ~ScopedLevel() { UseCpuLevel(before_); }
+    ScopedLevel(const ScopedLevel&) = delete;
+    ScopedLevel& operator=(const ScopedLevel&) = delete;
+
+private:
+    CpuLevel before_;
+};
+
+/// Runs check at every vector level of this build and machine.
+template <class Check>
+void ForEachLevel(Check check) {
+    for (const CpuLevel level : CpuLevels()) {
+        if (level == CpuLevel::Plain) continue;
+        const ScopedLevel scope(level);
+        SCOPED_TRACE(CpuLevelName(level));
+        check();
+    }
+}
+
+/// What make returns at the plain level.
+template <class Make>
+auto Plainly(Make make) {
+    const ScopedLevel scope(CpuLevel::Plain);
+    return make();
+}
+
+}  // namespace veltrane
+
+#endif
