@@ -1,0 +1,71 @@
+#include "plugin/render.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+
+#include "imaging/float_frame.h"
+#include "imaging/sample.h"
+#include "keyer/entry.h"
+
+namespace veltrane {
+
+namespace {
+
+struct Free {
+    void operator()(std::uint16_t* samples) const { std::free(samples); }
+};
+using WorkingFrame = std::unique_ptr<std::uint16_t[], Free>;
+
+WorkingFrame Uninitialised(std::size_t samples) {
+    if (samples > SIZE_MAX / sizeof(std::uint16_t)) return nullptr;
+    return WorkingFrame(static_cast<std::uint16_t*>(std::malloc(samples * sizeof(std::uint16_t))));
+}
+
+/// Zeros, so that a frame the keyer refuses does not show what the memory held before. Large
+/// blocks come cleared from the system, at no further cost.
+WorkingFrame Cleared(std::size_t samples) {
+    return WorkingFrame(static_cast<std::uint16_t*>(std::calloc(samples, sizeof(std::uint16_t))));
+}
+
+void KeyFrame(const Settings& s, const HostFrame& frame, std::uint16_t* output,
+              const std::uint16_t* input, int width, int height) {
+    VeltraneFinalCut16bit(
+        output, input, width, height, frame.scaleX, frame.scaleY, static_cast<int>(s.view),
+        s.keyColor.red, s.keyColor.green, s.keyColor.blue, s.smoothBG, s.shadow, s.clipBlack,
+        s.clipWhite, s.deBlocking, s.deBlockValue, s.edgeContract, s.contractMask,
+        s.contractThreshold, s.edgeBlur, s.maskBlurRadius, s.maskBlurValue, s.skinHue, s.blueHue,
+        s.despillGray, s.despillSkin, s.despillBlue, s.screenGain);
+}
+
+}  // namespace
+
+bool RenderBitmap(const Settings& settings, const HostFrame& frame, const HostBitmap& input,
+                  const HostBitmap& output) noexcept {
+    const std::size_t width = std::min(input.width, output.width);
+    const std::size_t height = std::min(input.height, output.height);
+    if (width == 0 || height == 0 || width > INT_MAX || height > INT_MAX) return false;
+    if (input.pixels == nullptr || output.pixels == nullptr) return false;
+
+    const std::size_t pitch = width * kElements;
+    const WorkingFrame source = Uninitialised(pitch * height);
+    if (!source) return false;
+    const int columns = static_cast<int>(width);
+    for (std::size_t y = 0; y < height; ++y) {
+        FloatRowToFrame(input.pixels + y * input.width * kElements, FloatLayout::kArgb,
+                        source.get() + y * pitch, columns);
+    }
+    const WorkingFrame keyed = Cleared(pitch * height);
+    if (!keyed) return false;
+    KeyFrame(settings, frame, keyed.get(), source.get(), columns, static_cast<int>(height));
+    const auto toHost = frame.premultiplied ? FrameRowToLinearPremultiplied : FrameRowToFloat;
+    for (std::size_t y = 0; y < height; ++y) {
+        toHost(keyed.get() + y * pitch, FloatLayout::kArgb,
+               output.pixels + y * output.width * kElements, columns);
+    }
+    return true;
+}
+
+}  // namespace veltrane
