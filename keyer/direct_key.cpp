@@ -1,4 +1,4 @@
-#include "keyer/matte_core.h"
+#include "keyer/matte_rows.h"
 
 namespace {
 
@@ -11,9 +11,10 @@ unsigned int KeyAgainstColor(const typename Depth<Sample>::Record* p) {
     const KeyLook<Sample> look(*p);
     const KeyAxis axis(SampleToYiq(p->keyR[0], p->keyG[0], p->keyB[0]), look.neutral,
                        kColorMargins);
+    const KeyRows<Sample>& rows = KeyRowsInUse<Sample>();
     const std::size_t pitch = static_cast<std::size_t>(p->width) * kElements;
     for (std::size_t y = 0; y < p->height; ++y) {
-        KeyRowAgainstColor<Sample>(look, axis, p->src + y * pitch, p->dst + y * pitch, p->width);
+        rows.againstColor(look, axis, p->src + y * pitch, p->dst + y * pitch, p->width);
     }
     return 0;
 }

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "keyer/matte_rows.h"
+
 namespace veltrane {
 namespace {
 
@@ -294,31 +296,57 @@ KeyAxis::KeyAxis(YIQ screenColor, Chroma neutral, const KeyMargins& margins)
       normal(Rotate(direction, kQuarterCos, kQuarterSin)),
       luma(screenColor.Y + margins.luma) {}
 
-template <class Sample>
-void KeyRowAgainstPlate(const KeyLook<Sample>& look, const Sample* source, const Sample* plate,
-                        Sample* target, int width) {
-    for (const Sample* end = source + static_cast<std::size_t>(width) * kElements; source != end;
-         source += kElements, plate += kElements, target += kElements) {
-        const KeyAxis axis(PixelToYiq(plate), look.neutral, kPlateMargins);
+template struct KeyLook<unsigned short>;
+template struct KeyLook<unsigned char>;
+
+namespace {
+
+/// Keys a row against the colours that screenAt(x) gives.
+template <class Sample, class ScreenAt>
+void KeyRow(const KeyLook<Sample>& look, const Sample* source, ScreenAt screenAt, Sample* target,
+            int width) {
+    for (int x = 0; x < width; ++x, source += kElements, target += kElements) {
+        const KeyAxis axis(screenAt(x), look.neutral, kPlateMargins);
         KeyPixel(look, kPlateMargins, axis, source, target);
     }
 }
 
 template <class Sample>
-void KeyRowAgainstColor(const KeyLook<Sample>& look, const KeyAxis& axis, const Sample* source,
+void PlainAgainstPlate(const KeyLook<Sample>& look, const Sample* source, PlanarRow plate,
+                       Sample* target, int width) {
+    const auto screenAt = [&](int x) {
+        return SampleToYiq(plate.red[x], plate.green[x], plate.blue[x]);
+    };
+    KeyRow(look, source, screenAt, target, width);
+}
+
+template <class Sample>
+void PlainAgainstPixels(const KeyLook<Sample>& look, const Sample* source, const Sample* plate,
                         Sample* target, int width) {
+    const auto screenAt = [&](std::size_t x) { return PixelToYiq(plate + x * kElements); };
+    KeyRow(look, source, screenAt, target, width);
+}
+
+template <class Sample>
+void PlainAgainstColor(const KeyLook<Sample>& look, const KeyAxis& axis, const Sample* source,
+                       Sample* target, int width) {
     for (const Sample* end = source + static_cast<std::size_t>(width) * kElements; source != end;
          source += kElements, target += kElements) {
         KeyPixel(look, kColorMargins, axis, source, target);
     }
 }
 
-template struct KeyLook<unsigned short>;
-template struct KeyLook<unsigned char>;
-template void KeyRowAgainstColor(const KeyLook<unsigned short>&, const KeyAxis&,
-                                 const unsigned short*, unsigned short*, int);
-template void KeyRowAgainstColor(const KeyLook<unsigned char>&, const KeyAxis&,
-                                 const unsigned char*, unsigned char*, int);
+}  // namespace
+
+template <class Sample>
+const KeyRows<Sample>& KeyRowsInUse() {
+    static constexpr KeyRows<Sample> kPlainRows{
+        PlainAgainstPlate<Sample>, PlainAgainstPixels<Sample>, PlainAgainstColor<Sample>};
+    return kPlainRows;
+}
+
+template const KeyRows<unsigned short>& KeyRowsInUse();
+template const KeyRows<unsigned char>& KeyRowsInUse();
 
 namespace {
 
@@ -327,10 +355,11 @@ unsigned int KeyAgainstPlate(const typename Depth<Sample>::Record* p, const Samp
     if (p == nullptr) return 2;
     if (p->width == 0 || p->height == 0) return 0;
     const KeyLook<Sample> look(*p);
+    const KeyRows<Sample>& rows = KeyRowsInUse<Sample>();
     const std::size_t pitch = static_cast<std::size_t>(p->width) * kElements;
     for (std::size_t y = 0; y < p->height; ++y) {
-        KeyRowAgainstPlate<Sample>(look, p->src + y * pitch, plate + y * pitch, p->dst + y * pitch,
-                                   p->width);
+        rows.againstPixels(look, p->src + y * pitch, plate + y * pitch, p->dst + y * pitch,
+                           p->width);
     }
     return 0;
 }

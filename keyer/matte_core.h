@@ -54,16 +54,6 @@ struct KeyAxis {
     float luma;        ///< of the screen, with its margin
 };
 
-/// Keys a row of pixels against the plate pixels behind them.
-template <class Sample>
-void KeyRowAgainstPlate(const KeyLook<Sample>& look, const Sample* source, const Sample* plate,
-                        Sample* target, int width);
-
-/// Keys a row of pixels against one screen colour.
-template <class Sample>
-void KeyRowAgainstColor(const KeyLook<Sample>& look, const KeyAxis& axis, const Sample* source,
-                        Sample* target, int width);
-
 }  // namespace veltrane
 
 #endif
