@@ -214,11 +214,13 @@ HostBitmap BitmapOf(FxImage* image) {
 
 - (NSDictionary*)properties {
     NSNumber* no = [NSNumber numberWithBool:NO];
-    return
-        [NSDictionary dictionaryWithObjectsAndKeys:[NSNumber numberWithInt:kVideoGamma],
-                                                   @"DesiredProcessingColorInfo", no,
-                                                   @"MayRemapTime", no, @"SupportsR4fl", no,
-                                                   @"SupportsR408", no, @"SupportsRowBytes", nil];
+    return @{
+        @"DesiredProcessingColorInfo" : @(kVideoGamma),
+        @"MayRemapTime" : no,
+        @"SupportsR4fl" : no,
+        @"SupportsR408" : no,
+        @"SupportsRowBytes" : no,
+    };
 }
 
 - (BOOL)variesOverTime {
