@@ -1,0 +1,130 @@
+#include "hosts/ofx/controls.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <optional>
+
+#include "hosts/ofx/host.h"
+
+namespace veltrane::ofx {
+
+namespace {
+
+ParamSet ParamsOf(Effect effect) {
+    ParamSet params = nullptr;
+    Require(Host().effect->getParamSet(effect, &params));
+    return params;
+}
+
+/// The parameter's handle, or null, and its properties where asked for.
+Param FindParam(ParamSet params, const Parameter& row, PropertySet* properties = nullptr) {
+    Param param = nullptr;
+    const std::string name = ParamName(row);
+    const Status status = Host().parameter->getHandle(params, name.c_str(), &param, properties);
+    return status == kOk ? param : nullptr;
+}
+
+/// Without a time the current value, which only actions outside rendering may ask for.
+std::optional<int> ReadInt(ParamSet params, const Parameter& row, std::optional<double> time) {
+    const Param param = FindParam(params, row);
+    if (param == nullptr) return std::nullopt;
+    const ParameterSuite& suite = *Host().parameter;
+    int value = row.defaultValue;
+    const Status status =
+        time ? suite.getValueAtTime(param, *time, &value) : suite.getValue(param, &value);
+    if (status != kOk) return std::nullopt;
+    return value;
+}
+
+double WithinRange(double channel) {
+    return channel >= 0 ? std::min(channel, 1.0) : 0;
+}
+
+std::optional<Color> ReadColor(ParamSet params, const Parameter& row, double time) {
+    Color color{};
+    const Param param = FindParam(params, row);
+    if (param == nullptr ||
+        Host().parameter->getValueAtTime(param, time, &color.red, &color.green, &color.blue) != kOk)
+        return std::nullopt;
+    return Color{WithinRange(color.red), WithinRange(color.green), WithinRange(color.blue)};
+}
+
+/// Follows the row's governing switch; where that cannot be read, nothing changes.
+void FollowGovernor(ParamSet params, const Parameter& row, const Parameter& governor,
+                    std::optional<double> time) {
+    const std::optional<int> on = ReadInt(params, governor, time);
+    PropertySet properties = nullptr;
+    if (on && FindParam(params, row, &properties) != nullptr)
+        Properties(properties).Set(prop::kEnabled, *on != 0 ? 1 : 0);
+}
+
+}  // namespace
+
+std::string ParamName(const Parameter& row) {
+    const std::string_view words =
+        row.kind == ParameterKind::Group ? Label(row.key) : std::string_view(row.name);
+    std::string name;
+    bool startsWord = false;
+    for (const unsigned char c : words) {
+        if (std::isalnum(c)) {
+            const int letter = name.empty() ? std::tolower(c) : startsWord ? std::toupper(c) : c;
+            name += static_cast<char>(letter);
+        }
+        startsWord = !std::isalnum(c);
+    }
+    return name;
+}
+
+Settings ReadSettings(Effect effect, double time) {
+    const ParamSet params = ParamsOf(effect);
+    Settings settings;
+    for (const Parameter& row : Parameters()) {
+        if (row.kind == ParameterKind::Group) continue;
+        if (row.kind == ParameterKind::Color) {
+            settings.keyColor = ReadColor(params, row, time).value_or(settings.keyColor);
+        } else if (const std::optional<int> value = ReadInt(params, row, time)) {
+            SetValue(settings, row, std::clamp(*value, row.minimum, row.maximum));
+        }
+    }
+    return settings;
+}
+
+void ScaleRadii(Settings& settings, double scale) {
+    for (const ParameterId id :
+         {ParameterId::DeBlockValue, ParameterId::ContractMask, ParameterId::MaskBlurRadius}) {
+        const Parameter& row = Row(id);
+        const double radius = std::floor(ValueOf(settings, row) * scale + 0.5);
+        SetValue(settings, row,
+                 static_cast<int>(std::clamp<double>(radius, row.minimum, row.maximum)));
+    }
+}
+
+void UpdateGoverned(Effect effect, std::string_view switchName, double time) {
+    const ParamSet params = ParamsOf(effect);
+    for (const Parameter& row : Parameters()) {
+        if (row.governor == 0) continue;
+        const Parameter& governor = Row(static_cast<ParameterId>(row.governor));
+        if (switchName == ParamName(governor)) FollowGovernor(params, row, governor, time);
+    }
+}
+
+void UpdateAllGoverned(Effect effect) {
+    const ParamSet params = ParamsOf(effect);
+    for (const Parameter& row : Parameters())
+        if (row.governor != 0)
+            FollowGovernor(params, row, Row(static_cast<ParameterId>(row.governor)), std::nullopt);
+}
+
+void SetKeyColor(Effect effect, const Color& color) {
+    const ParamSet params = ParamsOf(effect);
+    const Param param = FindParam(params, Row(ParameterId::KeyColor));
+    if (param == nullptr) throw Refusal{kFailed};
+    const ParameterSuite& suite = *Host().parameter;
+    suite.editBegin(params, kPickLabel);
+    const Status status = suite.setValue(param, color.red, color.green, color.blue);
+    suite.editEnd(params);
+    Require(status);
+}
+
+}  // namespace veltrane::ofx

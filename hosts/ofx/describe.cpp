@@ -1,0 +1,134 @@
+#include "hosts/ofx/describe.h"
+
+#include <string>
+
+#include "hosts/ofx/controls.h"
+#include "hosts/ofx/host.h"
+
+namespace veltrane::ofx {
+
+namespace {
+
+constexpr char kName[] = "VeltraneGreen";
+
+void DefineClip(Effect descriptor, const char* name) {
+    PropertySet set = nullptr;
+    Require(Host().effect->clipDefine(descriptor, name, &set));
+    Properties clip(set);
+    clip.Set(prop::kSupportedComponents, value::kRgba);
+    clip.Set(prop::kSupportsTiles, 0);
+    clip.Set(prop::kTemporalClipAccess, 0);
+    // Both fields woven into one frame: the keyer always gets whole frames.
+    clip.Set(prop::kFieldExtraction, value::kFieldBoth);
+}
+
+Properties DefineParam(ParamSet params, const char* type, const std::string& name,
+                       std::string_view label, const char* hint) {
+    PropertySet set = nullptr;
+    Require(Host().parameter->define(params, type, name.c_str(), &set));
+    Properties param(set);
+    param.Set(prop::kLabel, std::string(label).c_str());
+    param.Set(prop::kHint, hint);
+    return param;
+}
+
+const char* TypeOf(ParameterKind kind) {
+    switch (kind) {
+        case ParameterKind::Group:
+            return value::kGroup;
+        case ParameterKind::Choice:
+            return value::kChoice;
+        case ParameterKind::Color:
+            return value::kRgb;
+        case ParameterKind::Switch:
+            return value::kBoolean;
+        case ParameterKind::Integer:
+            return value::kInteger;
+    }
+    return "";
+}
+
+void SetDefault(Properties& param, const Parameter& row) {
+    if (row.kind == ParameterKind::Group) return;
+    if (row.kind == ParameterKind::Color) {
+        const double channel = row.defaultValue;
+        const double color[] = {channel, channel, channel};
+        param.Set(prop::kDefault, color, 3);
+    } else {
+        param.Set(prop::kDefault, row.defaultValue);
+    }
+}
+
+void SetRange(Properties& param, const Parameter& row) {
+    if (row.kind != ParameterKind::Integer) return;
+    param.Set(prop::kMin, row.minimum);
+    param.Set(prop::kMax, row.maximum);
+    param.Set(prop::kDisplayMin, row.minimum);
+    param.Set(prop::kDisplayMax, row.maximum);
+}
+
+void DefineRow(ParamSet params, const Parameter& row) {
+    Properties param =
+        DefineParam(params, TypeOf(row.kind), ParamName(row), Label(row.key), row.help);
+    int option = 0;
+    for (const char* key : ChoiceKeys(row))
+        param.Set(prop::kChoiceOption, std::string(Label(key)).c_str(), option++);
+    SetDefault(param, row);
+    SetRange(param, row);
+    if (row.group != 0)
+        param.Set(prop::kParent, ParamName(Row(static_cast<ParameterId>(row.group))).c_str());
+    if ((row.flags & kDisabledFlag) != 0) param.Set(prop::kEnabled, 0);
+}
+
+void DefinePickButton(ParamSet params) {
+    Properties button =
+        DefineParam(params, value::kPushButton, kPickButton, kPickLabel,
+                    "Finds the screen in the current frame and makes its colour the key colour.");
+    button.Set(prop::kParent, ParamName(Row(ParameterId::Basic)).c_str());
+}
+
+}  // namespace
+
+void Describe(Effect descriptor) {
+    PropertySet set = nullptr;
+    Require(Host().effect->getPropertySet(descriptor, &set));
+    Properties effect(set);
+    effect.Set(prop::kLabel, kName);
+    effect.Set(prop::kShortLabel, kName);
+    effect.Set(prop::kLongLabel, "Veltrane green-screen keyer");
+    effect.Set(prop::kGrouping, "Keyer");
+    effect.Set(prop::kDescription,
+               "Removes a green screen: alpha becomes the matte, colour the foreground without the "
+               "screen's light. Expects display-referred colour.");
+    effect.Set(prop::kVersion, kMajorVersion, 0);
+    effect.Set(prop::kVersion, kMinorVersion, 1);
+    effect.Set(prop::kVersionLabel, VELTRANE_VERSION);
+    effect.Set(prop::kSupportedContexts, value::kFilter, 0);
+    effect.Set(prop::kSupportedContexts, value::kGeneral, 1);
+    effect.Set(prop::kSupportedDepths, value::kByte, 0);
+    effect.Set(prop::kSupportedDepths, value::kShort, 1);
+    effect.Set(prop::kSupportedDepths, value::kFloat, 2);
+    effect.Set(prop::kThreadSafety, value::kFullySafe);
+    // The clean plate is made of the whole frame, so no part of one can be rendered alone.
+    effect.Set(prop::kHostFrameThreading, 0);
+    effect.Set(prop::kSupportsTiles, 0);
+    effect.Set(prop::kMultiResolution, 1);
+    effect.Set(prop::kTemporalClipAccess, 0);
+    effect.Set(prop::kMultipleClipDepths, 0);
+    effect.Set(prop::kMultipleClipPars, 0);
+    effect.Set(prop::kSingleInstance, 0);
+    effect.Set(prop::kRenderTwiceAlways, 0);
+}
+
+void DescribeInContext(Effect descriptor) {
+    DefineClip(descriptor, kSourceClip);
+    DefineClip(descriptor, kOutputClip);
+    ParamSet params = nullptr;
+    Require(Host().effect->getParamSet(descriptor, &params));
+    for (const Parameter& row : Parameters()) {
+        DefineRow(params, row);
+        if (row.id == static_cast<int>(ParameterId::KeyColor)) DefinePickButton(params);
+    }
+}
+
+}  // namespace veltrane::ofx

@@ -1,0 +1,70 @@
+#ifndef VELTRANE_HOSTS_OFX_IMAGE_H
+#define VELTRANE_HOSTS_OFX_IMAGE_H
+
+#include <cstddef>
+
+#include "hosts/ofx/host.h"
+
+namespace veltrane::ofx {
+
+enum class Depth { kByte, kShort, kFloat };
+
+/// How an image's colour stands to its alpha. An opaque one has no alpha worth reading.
+enum class Alpha { kOpaque, kPremultiplied, kStraight };
+
+/// The host's word for it; premultiplied for any other text, as that is the interface's default.
+Alpha AlphaOf(std::string_view word);
+
+inline int Width(const RectI& r) {
+    return r.x2 - r.x1;
+}
+inline int Height(const RectI& r) {
+    return r.y2 - r.y1;
+}
+RectI Intersection(const RectI& a, const RectI& b);
+bool IsEmpty(const RectI& r);
+
+/// One image of a clip, released at the end of its scope. Empty where the clip has none at that
+/// time. Throws Refusal for an image that the plug-in cannot take: not RGBA, an unknown depth,
+/// sides over 65535 pixels, rows that overlap or stand askew in memory.
+class Image {
+public:
+    Image(Clip clip, double time);
+    ~Image();
+    Image(const Image&) = delete;
+    Image& operator=(const Image&) = delete;
+
+    explicit operator bool() const { return set_ != nullptr; }
+    Depth depth() const { return depth_; }
+    Alpha alpha() const { return alpha_; }
+    double scale() const { return scale_; }
+
+    /// The pixels held, and of these the ones that exist.
+    const RectI& bounds() const { return bounds_; }
+    const RectI& picture() const { return picture_; }
+
+    /// Pixel (x, y) as four components of the image's depth; it must lie within the bounds.
+    template <class Component>
+    Component* Pixel(int x, int y) const {
+        const std::ptrdiff_t offset =
+            (static_cast<std::ptrdiff_t>(y) - bounds_.y1) * rowBytes_ +
+            (static_cast<std::ptrdiff_t>(x) - bounds_.x1) * std::ptrdiff_t{4 * sizeof(Component)};
+        return reinterpret_cast<Component*>(data_ + offset);
+    }
+
+private:
+    void Read();
+
+    PropertySet set_ = nullptr;
+    unsigned char* data_ = nullptr;
+    std::ptrdiff_t rowBytes_ = 0;
+    RectI bounds_{};
+    RectI picture_{};
+    Depth depth_ = Depth::kByte;
+    Alpha alpha_ = Alpha::kPremultiplied;
+    double scale_ = 1;
+};
+
+}  // namespace veltrane::ofx
+
+#endif

@@ -1,0 +1,28 @@
+#ifndef VELTRANE_HOSTS_OFX_PIXELS_H
+#define VELTRANE_HOSTS_OFX_PIXELS_H
+
+#include <cstdint>
+
+#include "hosts/ofx/image.h"
+
+namespace veltrane::ofx {
+
+/// Converts a row of width host pixels (red, green, blue, alpha) to the keyer's straight ones:
+/// bytes to alpha, red, green, blue; shorts and floats to 16 bits of blue, green, red, alpha. An
+/// opaque pixel's alpha becomes full scale. Premultiplied colour is divided by alpha, integers to
+/// the nearest value with halves up and at most full scale; where alpha is 0 colour becomes 0.
+void ReadRow(const std::uint8_t* pixels, Alpha alpha, std::uint8_t* row, int width);
+void ReadRow(const std::uint16_t* pixels, Alpha alpha, std::uint16_t* row, int width);
+void ReadRow(const float* pixels, Alpha alpha, std::uint16_t* row, int width);
+
+/// Converts a row back. Premultiplying rounds integers to the nearest value.
+void WriteRow(const std::uint8_t* row, bool premultiply, std::uint8_t* pixels, int width);
+void WriteRow(const std::uint16_t* row, bool premultiply, std::uint16_t* pixels, int width);
+void WriteRow(const std::uint16_t* row, bool premultiply, float* pixels, int width);
+
+/// The keyer's 8-bit pixels as its 16-bit ones.
+void WidenRow(const std::uint8_t* row, std::uint16_t* wide, int width);
+
+}  // namespace veltrane::ofx
+
+#endif

@@ -1,0 +1,145 @@
+#include "hosts/ofx/render.h"
+
+#include <algorithm>
+#include <type_traits>
+
+#include "hosts/ofx/controls.h"
+#include "hosts/ofx/frame_pool.h"
+#include "hosts/ofx/pixels.h"
+#include "imaging/sample.h"
+
+namespace veltrane::ofx {
+
+namespace {
+
+/// What a host's component is keyed as.
+template <class Component>
+using SampleFor =
+    std::conditional_t<std::is_same_v<Component, std::uint8_t>, std::uint8_t, std::uint16_t>;
+
+std::size_t SamplesOf(const RectI& frame) {
+    return std::size_t{kElements} * Width(frame) * Height(frame);
+}
+
+/// The picture as a packed frame, its top row first, as the keyer's result depends on the order.
+template <class Component, class Sample>
+void ReadPicture(const Image& image, Sample* row) {
+    const RectI& frame = image.picture();
+    const int width = Width(frame);
+    for (int y = frame.y2; y-- > frame.y1; row += std::ptrdiff_t{kElements} * width)
+        ReadRow(image.Pixel<const Component>(frame.x1, y), image.alpha(), row, width);
+}
+
+template <class Component>
+void ClearRow(const Image& output, int y, int from, int to) {
+    if (from < to)
+        std::fill_n(output.Pixel<Component>(from, y), std::ptrdiff_t{kElements} * (to - from),
+                    Component{});
+}
+
+/// Fills the window: what lies in the frame from its rows, the rest with transparent black.
+template <class Component, class Sample>
+void WriteWindow(const Sample* keyed, const RectI& frame, const Image& output, const RectI& window,
+                 bool premultiply) {
+    const RectI shared = Intersection(frame, window);
+    for (int y = window.y1; y < window.y2; ++y) {
+        if (IsEmpty(shared) || y < shared.y1 || y >= shared.y2) {
+            ClearRow<Component>(output, y, window.x1, window.x2);
+            continue;
+        }
+        ClearRow<Component>(output, y, window.x1, shared.x1);
+        const std::ptrdiff_t pixel =
+            std::ptrdiff_t{frame.y2 - 1 - y} * Width(frame) + (shared.x1 - frame.x1);
+        WriteRow(keyed + pixel * kElements, premultiply, output.Pixel<Component>(shared.x1, y),
+                 Width(shared));
+        ClearRow<Component>(output, y, shared.x2, window.x2);
+    }
+}
+
+void StopIfAsked(Effect effect) {
+    if (Host().effect->abort(effect) != 0) throw Refusal{kFailed};
+}
+
+bool IsPremultiplied(const Image& output, Alpha source) {
+    const Alpha alpha = output.alpha() == Alpha::kOpaque ? DeliveredAlpha(source) : output.alpha();
+    return alpha == Alpha::kPremultiplied;
+}
+
+template <class Component>
+void RenderDepth(Effect effect, const Settings& settings, const Image& source, const Image& output,
+                 const RectI& window) {
+    using Sample = SampleFor<Component>;
+    if (!source || IsEmpty(source.picture())) {
+        WriteWindow<Component, Sample>(nullptr, {}, output, window, false);
+        return;
+    }
+    const RectI& frame = source.picture();
+    const WorkingFrame<Sample> straight(SamplesOf(frame));
+    const WorkingFrame<Sample> keyed(SamplesOf(frame));
+    ReadPicture<Component>(source, straight.samples());
+    Key(settings, Width(frame), Height(frame), straight.samples(), keyed.samples());
+    StopIfAsked(effect);
+    WriteWindow<Component>(keyed.samples(), frame, output, window,
+                           IsPremultiplied(output, source.alpha()));
+}
+
+/// Calls the function with a component of the depth's type.
+template <class Function>
+void WithDepth(Depth depth, const Function& function) {
+    switch (depth) {
+        case Depth::kByte:
+            return function(std::uint8_t{});
+        case Depth::kShort:
+            return function(std::uint16_t{});
+        case Depth::kFloat:
+            return function(float{});
+    }
+}
+
+void RequireMatch(const Image& source, const Image& output, const RectI& window) {
+    const RectI& bounds = output.bounds();
+    if (window.x1 < bounds.x1 || window.y1 < bounds.y1 || window.x2 > bounds.x2 ||
+        window.y2 > bounds.y2)
+        throw Refusal{kBadValue};
+    if (!source) return;
+    if (source.depth() != output.depth()) throw Refusal{kBadImageFormat};
+    if (source.scale() != output.scale()) throw Refusal{kBadValue};
+}
+
+}  // namespace
+
+Alpha DeliveredAlpha(Alpha source) {
+    return source == Alpha::kStraight ? Alpha::kStraight : Alpha::kPremultiplied;
+}
+
+void Render(Effect effect, double time, const RectI& window) {
+    const Image source(FindClip(effect, kSourceClip), time);
+    StopIfAsked(effect);
+    const Image output(FindClip(effect, kOutputClip), time);
+    if (!output) throw Refusal{kFailed};
+    RequireMatch(source, output, window);
+    Settings settings = ReadSettings(effect, time);
+    ScaleRadii(settings, output.scale());
+    WithDepth(output.depth(), [&]<class Component>(Component) {
+        RenderDepth<Component>(effect, settings, source, output, window);
+    });
+}
+
+std::optional<ScreenColor> FindScreen(Effect effect, double time) {
+    const Image source(FindClip(effect, kSourceClip), time);
+    if (!source || IsEmpty(source.picture())) throw Refusal{kFailed};
+    const RectI& frame = source.picture();
+    const WorkingFrame<std::uint16_t> wide(SamplesOf(frame));
+    WithDepth(source.depth(), [&]<class Component>(Component) {
+        if constexpr (std::is_same_v<Component, std::uint8_t>) {
+            const WorkingFrame<std::uint8_t> bytes(SamplesOf(frame));
+            ReadPicture<Component>(source, bytes.samples());
+            WidenRow(bytes.samples(), wide.samples(), Width(frame) * Height(frame));
+        } else {
+            ReadPicture<Component>(source, wide.samples());
+        }
+    });
+    return FindScreenColor(Width(frame), Height(frame), wide.samples());
+}
+
+}  // namespace veltrane::ofx
