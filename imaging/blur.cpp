@@ -1,9 +1,10 @@
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "imaging/box_filter.h"
 #include "imaging/imaging.h"
-#include "imaging/sample.h"
+#include "imaging/matte_plane.h"
 
 namespace {
 
@@ -17,8 +18,9 @@ std::vector<float> Reciprocals(const ClippedWindow& axis) {
     return weights;
 }
 
-template <class Sample, class Sum>
+template <class Sample>
 void BlurPlane(int width, int height, Sample* plane, int radius, float gain) {
+    using Sum = std::conditional_t<sizeof(Sample) == 2, std::uint64_t, std::uint32_t>;
     if (width < 1 || height < 1 || radius < 0) return;
     const std::vector<float> across = Reciprocals({width, radius});
     const std::vector<float> down = Reciprocals({height, radius});
@@ -59,26 +61,38 @@ Sample SoftenedMatte(Sample matte, Sample inverse, float strength, float offset)
     return static_cast<Sample>(TruncateToInt(Clamp(a - reduction + 0.499f, 0.0f, kFull)));
 }
 
-template <class Sample, class Sum>
-int SoftenMatte(int width, int height, Sample* frame, int radius, int amount, int offset) {
+template <class Sample>
+int SoftenFrame(int width, int height, Sample* frame, int radius, int amount, int offset) {
     if (radius < 0) return 0;
-    if (width < 1 || height < 1) return 1;
-    const std::size_t size = static_cast<std::size_t>(width) * height;
-    const auto inverse = MakeBuffer<Sample>(size);
-    for (std::size_t i = 0; i < size; ++i) {
-        inverse[i] = static_cast<Sample>(kFullScale<Sample> - frame[i * kElements + kAlpha]);
-    }
-    BlurPlane<Sample, Sum>(width, height, inverse.get(), radius, 1.0f);
-    ShapeInverse(inverse.get(), size);
-    const float strength = static_cast<float>(amount) / 100.0f;
-    for (std::size_t i = 0; i < size; ++i) {
-        Sample& matte = frame[i * kElements + kAlpha];
-        matte = SoftenedMatte(matte, inverse[i], strength, static_cast<float>(offset));
-    }
+    ChangeMatte(width, height, frame,
+                [&](Sample* matte) { SoftenMatte(width, height, matte, radius, amount, offset); });
     return 1;
 }
 
 }  // namespace
+
+namespace veltrane {
+
+template <class Sample>
+void SoftenMatte(int width, int height, Sample* matte, int radius, int amount, int offset) {
+    if (radius < 0 || width < 1 || height < 1) return;
+    const std::size_t size = static_cast<std::size_t>(width) * height;
+    const auto inverse = MakeBuffer<Sample>(size);
+    for (std::size_t i = 0; i < size; ++i) {
+        inverse[i] = static_cast<Sample>(kFullScale<Sample> - matte[i]);
+    }
+    BlurPlane(width, height, inverse.get(), radius, 1.0f);
+    ShapeInverse(inverse.get(), size);
+    const float strength = static_cast<float>(amount) / 100.0f;
+    for (std::size_t i = 0; i < size; ++i) {
+        matte[i] = SoftenedMatte(matte[i], inverse[i], strength, static_cast<float>(offset));
+    }
+}
+
+template void SoftenMatte(int, int, unsigned short*, int, int, int);
+template void SoftenMatte(int, int, unsigned char*, int, int, int);
+
+}  // namespace veltrane
 
 void CImagingORV::AverageBlurCore32bit6(unsigned char* frame, int width, int height, int pitch,
                                         int radius) const {
@@ -106,20 +120,20 @@ void CImagingORV::AverageBlurCore32bit6(unsigned char* frame, int width, int hei
 
 void CImagingORV::AverageBlurA64(int width, int height, unsigned short* plane, float radius,
                                  float gain) const {
-    BlurPlane<unsigned short, std::uint64_t>(width, height, plane, TruncateToInt(radius), gain);
+    BlurPlane(width, height, plane, TruncateToInt(radius), gain);
 }
 
 void CImagingORV::AverageBlurA(int width, int height, unsigned char* plane, float radius,
                                float gain) const {
-    BlurPlane<unsigned char, std::uint32_t>(width, height, plane, TruncateToInt(radius), gain);
+    BlurPlane(width, height, plane, TruncateToInt(radius), gain);
 }
 
 int CImagingORV::MaskBlur64(int width, int height, unsigned short* frame, int radius, int amount,
                             int offset) const {
-    return SoftenMatte<unsigned short, std::uint64_t>(width, height, frame, radius, amount, offset);
+    return SoftenFrame(width, height, frame, radius, amount, offset);
 }
 
 int CImagingORV::MaskBlur(int width, int height, unsigned char* frame, int radius, int amount,
                           int offset) const {
-    return SoftenMatte<unsigned char, std::uint32_t>(width, height, frame, radius, amount, offset);
+    return SoftenFrame(width, height, frame, radius, amount, offset);
 }

@@ -28,56 +28,6 @@ int LaplacianSum(const unsigned char* const rows[3], const int columns[3]) {
     return total;
 }
 
-template <class Sample>
-std::unique_ptr<Sample[]> CopyMatte(int width, int height, const Sample* frame) {
-    const std::size_t size = static_cast<std::size_t>(width) * height;
-    auto matte = MakeBuffer<Sample>(size);
-    for (std::size_t i = 0; i < size; ++i) matte[i] = frame[i * kElements + kAlpha];
-    return matte;
-}
-
-template <class Sample>
-int MinimumOfCross(const Sample* at, std::ptrdiff_t pitch) {
-    return std::min({at[-pitch], at[-1], at[1], at[pitch]});
-}
-
-template <class Sample>
-int MinimumOfSquare(const Sample* at, std::ptrdiff_t pitch) {
-    return std::min({at[-pitch - 1], at[-pitch], at[-pitch + 1], at[-1], at[0], at[1],
-                     at[pitch - 1], at[pitch], at[pitch + 1]});
-}
-
-template <bool square, class Sample>
-int ContractMatte(int width, int height, Sample* frame, int threshold) {
-    if (width < 3 || height < 3) return 1;
-    const auto matte = CopyMatte(width, height, frame);
-    for (int y = 1; y < height - 1; ++y) {
-        const std::size_t row = static_cast<std::size_t>(y) * width;
-        for (int x = 1; x < width - 1; ++x) {
-            const Sample* at = matte.get() + row + x;
-            const int minimum = square ? MinimumOfSquare(at, width) : MinimumOfCross(at, width);
-            if (*at - minimum > threshold) {
-                frame[(row + x) * kElements + kAlpha] = static_cast<Sample>(minimum + threshold);
-            }
-        }
-    }
-    return 1;
-}
-
-/// Alternates the two neighbourhoods, the cross first, which grows roughly an octagon.
-template <class Sample>
-int ContractRepeatedly(int width, int height, Sample* frame, int iterations, int threshold) {
-    if (frame == nullptr) return 0;
-    for (int i = 0; i < iterations; ++i) {
-        if (i % 2 == 0) {
-            ContractMatte<false>(width, height, frame, threshold);
-        } else {
-            ContractMatte<true>(width, height, frame, threshold);
-        }
-    }
-    return 1;
-}
-
 /// Calls move(row of the frame, row of its field) for every row.
 template <class Sample, class Move>
 int ForEachFieldRow(int width, int height, Sample* frame, Sample* oddRows, Sample* evenRows,
@@ -123,34 +73,6 @@ void CImagingORV::Laplacian32bit8(unsigned char* source, int width, int height, 
             edges[x] = static_cast<unsigned char>(strength / 3 >= threshold ? strength / 24 : 0);
         }
     }
-}
-
-int CImagingORV::ContGray7_64(int width, int height, unsigned short* frame, int iterations,
-                              int threshold) const {
-    return ContractRepeatedly(width, height, frame, iterations, threshold * 257);
-}
-
-int CImagingORV::ContGray7(int width, int height, unsigned char* frame, int iterations,
-                           int threshold) const {
-    return ContractRepeatedly(width, height, frame, iterations, threshold);
-}
-
-int CImagingORV::ContGrayCore4_64(int width, int height, unsigned short* frame,
-                                  int threshold) const {
-    return ContractMatte<false>(width, height, frame, threshold);
-}
-
-int CImagingORV::ContGrayCore8_64(int width, int height, unsigned short* frame,
-                                  int threshold) const {
-    return ContractMatte<true>(width, height, frame, threshold);
-}
-
-int CImagingORV::ContGrayCore4(int width, int height, unsigned char* frame, int threshold) const {
-    return ContractMatte<false>(width, height, frame, threshold);
-}
-
-int CImagingORV::ContGrayCore8(int width, int height, unsigned char* frame, int threshold) const {
-    return ContractMatte<true>(width, height, frame, threshold);
 }
 
 int CImagingORV::SepareteField64bit(int width, int height, unsigned short* frame,

@@ -1,0 +1,152 @@
+#include "imaging/matte_plane.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "imaging/imaging.h"
+
+namespace veltrane {
+namespace {
+
+/// The lesser of a sample and the threshold above the minimum about it.
+template <class Sample>
+Sample Lowered(Sample sample, int minimum, int threshold) {
+    return sample - minimum > threshold ? static_cast<Sample>(minimum + threshold) : sample;
+}
+
+template <class Sample>
+void ContractCross(const Sample* above, const Sample* row, const Sample* below, Sample* out,
+                   int width, int threshold) {
+    for (int x = 1; x < width - 1; ++x) {
+        const int minimum = std::min({above[x], row[x - 1], row[x + 1], below[x]});
+        out[x] = Lowered(row[x], minimum, threshold);
+    }
+}
+
+template <class Sample>
+void ContractSquare(const Sample* above, const Sample* row, const Sample* below, Sample* out,
+                    int width, int threshold) {
+    for (int x = 1; x < width - 1; ++x) {
+        const int minimum = std::min({above[x - 1], above[x], above[x + 1], row[x - 1], row[x],
+                                      row[x + 1], below[x - 1], below[x], below[x + 1]});
+        out[x] = Lowered(row[x], minimum, threshold);
+    }
+}
+
+/// One pass on its way down the matte. It writes in place and keeps the last row as it was.
+template <class Sample>
+class ContractPass {
+public:
+    ContractPass(const Sample* firstRow, int width, bool square, int threshold)
+        : above_(firstRow, firstRow + width),
+          current_(above_),
+          square_(square),
+          threshold_(threshold) {}
+
+    /// The next row; the one below it must be as the pass before left it.
+    void Advance(Sample* row) {
+        const int width = static_cast<int>(current_.size());
+        std::copy_n(row, width, current_.data());
+        const auto contract = square_ ? ContractSquare<Sample> : ContractCross<Sample>;
+        contract(above_.data(), current_.data(), row + width, row, width, threshold_);
+        std::swap(above_, current_);
+    }
+
+private:
+    std::vector<Sample> above_;
+    std::vector<Sample> current_;
+    bool square_;
+    int threshold_;
+};
+
+/// Runs the passes numbered first..last - 1 in one sweep down the matte, each a row behind the one
+/// before, so that the rows between them stay in cache. Odd passes take the square.
+template <class Sample>
+void Sweep(int width, int height, Sample* matte, int first, int last, int threshold) {
+    std::vector<ContractPass<Sample>> passes;
+    for (int i = first; i < last; ++i) passes.emplace_back(matte, width, i % 2 != 0, threshold);
+    const int delay = last - first - 1;
+    for (int lead = 1; lead < height - 1 + delay; ++lead) {
+        for (int i = 0; i <= delay; ++i) {
+            const int y = lead - i;
+            if (y < 1 || y >= height - 1) continue;
+            passes[i].Advance(matte + static_cast<std::size_t>(y) * width);
+        }
+    }
+}
+
+template <class Sample>
+void Contract(int width, int height, Sample* matte, int first, int last, int threshold) {
+    constexpr int kPassesOfSweep = 8;
+    if (width < 3 || height < 3) return;
+    while (first < last) {
+        const int next = first + std::min(last - first, kPassesOfSweep);
+        Sweep(width, height, matte, first, next, threshold);
+        first = next;
+    }
+}
+
+template <class Sample>
+int ContractFrame(int width, int height, Sample* frame, int first, int last, int threshold) {
+    if (frame == nullptr) return 0;
+    if (first < last) {
+        ChangeMatte(width, height, frame,
+                    [&](Sample* matte) { Contract(width, height, matte, first, last, threshold); });
+    }
+    return 1;
+}
+
+}  // namespace
+
+template <class Sample>
+void ContractMatte(int width, int height, Sample* matte, int iterations, int threshold) {
+    Contract(width, height, matte, 0, iterations, threshold);
+}
+
+template <class Sample>
+void TakeMatte(const Sample* row, Sample* matte, int width) {
+    for (int x = 0; x < width; ++x) matte[x] = row[x * kElements + kAlpha];
+}
+
+template <class Sample>
+void PutMatte(const Sample* matte, Sample* row, int width) {
+    for (int x = 0; x < width; ++x) row[x * kElements + kAlpha] = matte[x];
+}
+
+template void ContractMatte(int, int, unsigned short*, int, int);
+template void ContractMatte(int, int, unsigned char*, int, int);
+template void TakeMatte(const unsigned short*, unsigned short*, int);
+template void TakeMatte(const unsigned char*, unsigned char*, int);
+template void PutMatte(const unsigned short*, unsigned short*, int);
+template void PutMatte(const unsigned char*, unsigned char*, int);
+
+}  // namespace veltrane
+
+int CImagingORV::ContGray7_64(int width, int height, unsigned short* frame, int iterations,
+                              int threshold) const {
+    return veltrane::ContractFrame(width, height, frame, 0, iterations, threshold * 257);
+}
+
+int CImagingORV::ContGray7(int width, int height, unsigned char* frame, int iterations,
+                           int threshold) const {
+    return veltrane::ContractFrame(width, height, frame, 0, iterations, threshold);
+}
+
+int CImagingORV::ContGrayCore4_64(int width, int height, unsigned short* frame,
+                                  int threshold) const {
+    return veltrane::ContractFrame(width, height, frame, 0, 1, threshold);
+}
+
+int CImagingORV::ContGrayCore8_64(int width, int height, unsigned short* frame,
+                                  int threshold) const {
+    return veltrane::ContractFrame(width, height, frame, 1, 2, threshold);
+}
+
+int CImagingORV::ContGrayCore4(int width, int height, unsigned char* frame, int threshold) const {
+    return veltrane::ContractFrame(width, height, frame, 0, 1, threshold);
+}
+
+int CImagingORV::ContGrayCore8(int width, int height, unsigned char* frame, int threshold) const {
+    return veltrane::ContractFrame(width, height, frame, 1, 2, threshold);
+}
