@@ -94,30 +94,6 @@ template void SoftenMatte(int, int, unsigned char*, int, int, int);
 
 }  // namespace veltrane
 
-void CImagingORV::AverageBlurCore32bit6(unsigned char* frame, int width, int height, int pitch,
-                                        int radius) const {
-    if (radius < 0 || width < 1 || height < 1) return;
-    const std::vector<float> across = Reciprocals({width, radius});
-    const std::vector<float> down = Reciprocals({height, radius});
-    const std::size_t size = static_cast<std::size_t>(pitch) * height;
-    const auto blurred = MakeBuffer<unsigned char>(size);
-    std::memcpy(blurred.get(), frame, size);
-    BoxSums<unsigned char, ElementRange<kElements, 0, kElements>, std::uint32_t, std::uint32_t> box(
-        frame, width, height, pitch, radius);
-    for (int y = 0; y < height; ++y) {
-        unsigned char* row = blurred.get() + static_cast<std::size_t>(y) * pitch;
-        box.EnterRow(y);
-        box.ForEachWindow([&](int x, const auto& sums) {
-            for (int e = 0; e < kElements; ++e) {
-                const float sum = static_cast<float>(static_cast<std::int32_t>(sums[e]));
-                row[x * kElements + e] =
-                    static_cast<unsigned char>(RoundHalfUp(sum * across[x] * down[y]));
-            }
-        });
-    }
-    std::memcpy(frame, blurred.get(), size);
-}
-
 void CImagingORV::AverageBlurA64(int width, int height, unsigned short* plane, float radius,
                                  float gain) const {
     BlurPlane(width, height, plane, TruncateToInt(radius), gain);

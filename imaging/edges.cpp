@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstring>
 
 #include "imaging/imaging.h"
@@ -7,26 +6,6 @@
 namespace {
 
 using namespace veltrane;
-
-/// Brings a neighbour's coordinate back inside: mirrored about the first sample at the low end,
-/// the last sample repeated at the high end.
-int Reflect(int i, int size) {
-    if (i < 0) return std::min(1, size - 1);
-    return std::min(i, size - 1);
-}
-
-/// Edge strength summed over the colours; rows and columns are the three that the kernel covers.
-int LaplacianSum(const unsigned char* const rows[3], const int columns[3]) {
-    int total = 0;
-    for (int e = 0; e < kAlpha; ++e) {
-        int sum = 9 * rows[1][columns[1] + e];
-        for (int j = 0; j < 3; ++j) {
-            for (int i = 0; i < 3; ++i) sum -= rows[j][columns[i] + e];
-        }
-        total += std::max(sum, 0);
-    }
-    return total;
-}
 
 /// Calls move(row of the frame, row of its field) for every row.
 template <class Sample, class Move>
@@ -56,24 +35,6 @@ int MergeFields(int width, int height, Sample* frame, Sample* oddRows, Sample* e
 }
 
 }  // namespace
-
-void CImagingORV::Laplacian32bit8(unsigned char* source, int width, int height, int sourcePitch,
-                                  unsigned char* map, int, int, int mapPitch, int threshold) const {
-    for (int y = 0; y < height; ++y) {
-        const unsigned char* rows[3];
-        for (int j = 0; j < 3; ++j) {
-            rows[j] =
-                source + static_cast<std::ptrdiff_t>(Reflect(y + j - 1, height)) * sourcePitch;
-        }
-        unsigned char* edges = map + static_cast<std::ptrdiff_t>(y) * mapPitch;
-        for (int x = 0; x < width; ++x) {
-            const int columns[3] = {Reflect(x - 1, width) * kElements, x * kElements,
-                                    Reflect(x + 1, width) * kElements};
-            const int strength = LaplacianSum(rows, columns);
-            edges[x] = static_cast<unsigned char>(strength / 3 >= threshold ? strength / 24 : 0);
-        }
-    }
-}
 
 int CImagingORV::SepareteField64bit(int width, int height, unsigned short* frame,
                                     unsigned short* oddRows, unsigned short* evenRows) const {

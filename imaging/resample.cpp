@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "imaging/imaging.h"
+#include "imaging/resample.h"
 #include "imaging/sample.h"
 
 [[noreturn]] void AfxThrowMemoryException() {
@@ -131,43 +132,76 @@ private:
     std::vector<std::int32_t> values_;
 };
 
-/// Filters across the rows; rounded to nearest and clamped.
-template <class Target>
-void BlendRows(RowRing& ring, const Taps& taps, const std::int32_t* weights, int width,
-               std::vector<std::int32_t>& sums, Target* row) {
-    std::fill(sums.begin(), sums.end(), 0);
-    for (int k = 0; k < taps.count; ++k) {
-        const std::int32_t* filtered = ring.Row(taps.first + k);
-        for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += filtered[i] * weights[k];
-    }
-    for (int x = 0; x < width; ++x) {
-        for (int e = 0; e < kColors; ++e) {
-            const int value = (sums[static_cast<std::size_t>(x) * kColors + e] + 32768) >> 16;
-            row[x * kElements + e] = FromByte<Target>(Clamp(value, 0, 255));
+/// Reads the source once, row by row, and keeps only the rows that the next target row needs.
+template <class Source>
+class RowResampler {
+public:
+    RowResampler(const Source* source, int sourceWidth, int sourceHeight, int sourcePitch,
+                 int targetWidth, int targetHeight, int kernelType, int lobes)
+        : source_(source),
+          sourceWidth_(sourceWidth),
+          sourcePitch_(sourcePitch),
+          across_(sourceWidth, targetWidth, kernelType, lobes),
+          down_(sourceHeight, targetHeight, kernelType, lobes),
+          ring_(down_.longest, targetWidth),
+          packed_(static_cast<std::size_t>(sourceWidth) * kColors),
+          sums_(static_cast<std::size_t>(targetWidth) * kColors),
+          row_(sums_.size()) {}
+
+    /// The next target row from the top, three bytes a pixel.
+    const unsigned char* Next() {
+        const Taps& taps = down_.taps[targetRow_++];
+        for (; filteredRows_ < taps.first + taps.count; ++filteredRows_) {
+            PackRow(source_ + static_cast<std::ptrdiff_t>(filteredRows_) * sourcePitch_,
+                    sourceWidth_, packed_.data());
+            FilterRow(packed_.data(), across_, ring_.Row(filteredRows_));
         }
+        BlendRows(taps);
+        return row_.data();
+    }
+
+private:
+    /// Filters across the rows; rounded to nearest and clamped.
+    void BlendRows(const Taps& taps) {
+        std::fill(sums_.begin(), sums_.end(), 32768);
+        for (int k = 0; k < taps.count; ++k) {
+            const std::int32_t* filtered = ring_.Row(taps.first + k);
+            const std::int32_t weight = down_.weights[taps.weights + k];
+            for (std::size_t i = 0; i < sums_.size(); ++i) sums_[i] += filtered[i] * weight;
+        }
+        for (std::size_t i = 0; i < sums_.size(); ++i) {
+            row_[i] = static_cast<unsigned char>(Clamp(sums_[i] >> 16, 0, 255));
+        }
+    }
+
+    const Source* source_;
+    int sourceWidth_;
+    int sourcePitch_;
+    Axis across_;
+    Axis down_;
+    RowRing ring_;
+    std::vector<unsigned char> packed_;
+    std::vector<std::int32_t> sums_;
+    std::vector<unsigned char> row_;
+    int targetRow_ = 0;
+    int filteredRows_ = 0;
+};
+
+template <class Target>
+void StoreRow(const unsigned char* row, Target* target, int width) {
+    for (int x = 0; x < width; ++x, row += kColors, target += kElements) {
+        for (int e = 0; e < kColors; ++e) target[e] = FromByte<Target>(row[e]);
     }
 }
 
-/// Reads the source once, row by row, and keeps only the rows that the next target row needs.
 template <class Source, class Target>
 void ResampleRows(const Source* source, int sourceWidth, int sourceHeight, int sourcePitch,
                   Target* target, int targetWidth, int targetHeight, int targetPitch,
                   int kernelType, int lobes) {
-    const Axis across(sourceWidth, targetWidth, kernelType, lobes);
-    const Axis down(sourceHeight, targetHeight, kernelType, lobes);
-    RowRing ring(down.longest, targetWidth);
-    std::vector<unsigned char> packed(static_cast<std::size_t>(sourceWidth) * kColors);
-    std::vector<std::int32_t> sums(static_cast<std::size_t>(targetWidth) * kColors);
-    int filteredRows = 0;
+    RowResampler<Source> rows(source, sourceWidth, sourceHeight, sourcePitch, targetWidth,
+                              targetHeight, kernelType, lobes);
     for (int y = 0; y < targetHeight; ++y) {
-        const Taps& taps = down.taps[y];
-        for (; filteredRows < taps.first + taps.count; ++filteredRows) {
-            PackRow(source + static_cast<std::ptrdiff_t>(filteredRows) * sourcePitch, sourceWidth,
-                    packed.data());
-            FilterRow(packed.data(), across, ring.Row(filteredRows));
-        }
-        BlendRows(ring, taps, down.weights.data() + taps.weights, targetWidth, sums,
-                  target + static_cast<std::ptrdiff_t>(y) * targetPitch);
+        StoreRow(rows.Next(), target + static_cast<std::ptrdiff_t>(y) * targetPitch, targetWidth);
     }
 }
 
@@ -185,6 +219,49 @@ void Resample(const Source* source, int sourceWidth, int sourceHeight, int sourc
 }
 
 }  // namespace
+
+namespace veltrane {
+
+class RowEnlarger::State {
+public:
+    State(const unsigned char* source, int sourceWidth, int sourceHeight, int sourcePitch,
+          int targetWidth, int targetHeight, int kernelType, int lobes)
+        : rows_(source, sourceWidth, sourceHeight, sourcePitch, targetWidth, targetHeight,
+                kernelType, lobes),
+          width_(targetWidth),
+          planes_(static_cast<std::size_t>(targetWidth) * kColors) {}
+
+    PlanarRow Next() {
+        unsigned char* const planes[kColors] = {planes_.data(), planes_.data() + width_,
+                                                planes_.data() + 2 * width_};
+        const unsigned char* row = rows_.Next();
+        for (std::size_t x = 0; x < width_; ++x) {
+            for (int e = 0; e < kColors; ++e) planes[e][x] = *row++;
+        }
+        return {planes[0], planes[1], planes[2]};
+    }
+
+private:
+    RowResampler<unsigned char> rows_;
+    std::size_t width_;
+    std::vector<unsigned char> planes_;
+};
+
+RowEnlarger::RowEnlarger(const unsigned char* source, int sourceWidth, int sourceHeight,
+                         int sourcePitch, int targetWidth, int targetHeight, int kernelType,
+                         int lobes)
+    : state_(std::make_unique<State>(source, sourceWidth, sourceHeight, sourcePitch, targetWidth,
+                                     targetHeight, kernelType, lobes)) {}
+
+RowEnlarger::RowEnlarger(RowEnlarger&&) noexcept = default;
+
+RowEnlarger::~RowEnlarger() = default;
+
+PlanarRow RowEnlarger::Next() {
+    return state_->Next();
+}
+
+}  // namespace veltrane
 
 void CImagingORV::DF_WH64bitTo32bit5_1(unsigned short* source, int sourceWidth, int sourceHeight,
                                        int sourcePitch, unsigned char* target, int targetWidth,
