@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "imaging/box_filter.h"
+#include "imaging/chroma_smooth.h"
 #include "imaging/imaging.h"
 #include "imaging/sample.h"
 
@@ -98,14 +99,27 @@ void SmoothChroma(int width, int height, Sample* frame, Sample* work, int radius
 
 }  // namespace
 
+namespace veltrane {
+
+template <class Sample>
+void SmoothChroma(int width, int height, Sample* frame, int radius) {
+    const auto work = MakeBuffer<Sample>(static_cast<std::size_t>(width) * height * kElements);
+    ::SmoothChroma(width, height, frame, work.get(), radius);
+}
+
+template void SmoothChroma(int, int, unsigned short*, int);
+template void SmoothChroma(int, int, unsigned char*, int);
+
+}  // namespace veltrane
+
 void CImagingORV::ChromaBlur64bit(int width, int height, unsigned short* frame,
                                   unsigned short* work, int radius) const {
-    SmoothChroma(width, height, frame, work, radius);
+    ::SmoothChroma(width, height, frame, work, radius);
 }
 
 void CImagingORV::ChromaBlur32bit(int width, int height, unsigned char* frame, unsigned char* work,
                                   int radius) const {
-    SmoothChroma(width, height, frame, work, radius);
+    ::SmoothChroma(width, height, frame, work, radius);
 }
 
 void CImagingORV::ChromaBlurCore3_64bit(int width, int height, unsigned short* frame,
