@@ -1,7 +1,9 @@
+#include "keyer/background_model.h"
+
 #include <algorithm>
 #include <cstring>
 
-#include "keyer/depth.h"
+#include "keyer/row_keyer.h"
 
 namespace {
 
@@ -41,11 +43,15 @@ void KnockOutEdges(unsigned char* image, const unsigned char* edges, Size size, 
     }
 }
 
-/// The clean plate at reduced size: the screen's colour everywhere, without the foreground.
+}  // namespace
+
+namespace veltrane {
+
 template <class Sample>
-std::unique_ptr<unsigned char[]> ModelPlate(const CVELTRANE& keyer,
-                                            const typename Depth<Sample>::Record& p, Size size) {
+ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p) {
     using D = Depth<Sample>;
+    const CVELTRANE keyer;
+    const Size size = ReducedSize(p.width, p.height);
     const int pitch = size.width * kElements;
     const int mapPitch = keyer.Align8(size.width);
     auto image = MakeBuffer<unsigned char>(static_cast<std::size_t>(pitch) * size.height);
@@ -65,32 +71,27 @@ std::unique_ptr<unsigned char[]> ModelPlate(const CVELTRANE& keyer,
     keyer.ExpandBack32bit8(image.get(), size.width, size.height, pitch, D::KeyToFill(p.keyR[0]),
                            D::KeyToFill(p.keyG[0]), D::KeyToFill(p.keyB[0]));
     keyer.AverageBlurCore32bit6(image.get(), size.width, size.height, pitch, kSmoothingRadius);
-    return image;
+    return {std::move(image), size.width, size.height};
 }
 
+template ReducedPlate ModelPlate<unsigned short>(const VELTRANE_Param16bit&);
+template ReducedPlate ModelPlate<unsigned char>(const VELTRANE_Param&);
+
+}  // namespace veltrane
+
+namespace {
+
 template <class Sample>
-unsigned int KeyAgainstModel(const CVELTRANE& keyer, typename Depth<Sample>::Record* p) {
-    using D = Depth<Sample>;
-    if (p == nullptr || p->width == 0 || p->height == 0) return 2;
-    const Size size = ReducedSize(p->width, p->height);
-    const auto reduced = ModelPlate<Sample>(keyer, *p, size);
-    // The model is made from the source as it was delivered; de-blocking it before the plate is
-    // enlarged keeps the two full-size buffers from being held at once.
-    if (p->deblockValue != 0) (keyer.*D::kBlurChroma)(p);
-    const auto plate =
-        MakeBuffer<Sample>(static_cast<std::size_t>(p->width) * p->height * kElements);
-    (keyer.*D::kEnlarge)(reduced.get(), size.width, size.height, size.width * kElements,
-                         plate.get(), p->width, p->height, p->width * kElements, 0, 1);
-    (keyer.*D::kKeyAgainstPlate)(p, plate.get());
-    return 0;
+unsigned int KeyAgainstModel(const typename Depth<Sample>::Record* p) {
+    return p == nullptr ? 2 : KeyEveryRow<Sample>(*p, true, PackedPitch(*p), IgnoreRow);
 }
 
 }  // namespace
 
 unsigned int CVELTRANE::MakeMask64bit008_1(VELTRANE_Param16bit* p) const {
-    return KeyAgainstModel<unsigned short>(*this, p);
+    return KeyAgainstModel<unsigned short>(p);
 }
 
 unsigned int CVELTRANE::MakeMask32bit008_1(VELTRANE_Param* p) const {
-    return KeyAgainstModel<unsigned char>(*this, p);
+    return KeyAgainstModel<unsigned char>(p);
 }

@@ -23,18 +23,8 @@ struct Depth<unsigned short> {
     static constexpr std::size_t kFieldElements = 8;
 
     static constexpr auto kShrink = &CVELTRANE::DF_WH64bitTo32bit5_1;
-    static constexpr auto kEnlarge = &CVELTRANE::DF_WH32bitTo64bit5_1;
-    static constexpr void (CImagingORV::*kSmoothChroma)(int, int, unsigned short*, unsigned short*,
-                                                        int) const = &CImagingORV::ChromaBlur64bit;
-    static constexpr void (CVELTRANE::*kBlurChroma)(Record*) const = &CVELTRANE::ChromaBlur64bit;
-    static constexpr auto kKeyAgainstPlate = &CVELTRANE::MakeChromaKeyMaskX9Core64bit14;
-    static constexpr auto kKeyAgainstModel = &CVELTRANE::MakeMask64bit008_1;
-    static constexpr auto kKeyAgainstColor = &CVELTRANE::MakeMask64bit007_2;
     static constexpr auto kSplitFields = &CVELTRANE::SepareteField64bit;
     static constexpr auto kMergeFields = &CVELTRANE::CompositeField64bit;
-    static constexpr auto kContract = &CVELTRANE::ContGray7_64;
-    static constexpr auto kBlurMatte = &CVELTRANE::MaskBlur64;
-    static constexpr auto kDrive = &VELTRANE_MakeMaskGreenBack64bit;
 
     static RGB ToRgb(YIQ color) { return YiqToRgb(color, 257.0f); }
 
@@ -55,18 +45,8 @@ struct Depth<unsigned char> {
     static constexpr std::size_t kFieldElements = kElements;
 
     static constexpr auto kShrink = &CVELTRANE::DF_WH32bit5_1;
-    static constexpr auto kEnlarge = &CVELTRANE::DF_WH32bit5_1;
-    static constexpr void (CImagingORV::*kSmoothChroma)(int, int, unsigned char*, unsigned char*,
-                                                        int) const = &CImagingORV::ChromaBlur32bit;
-    static constexpr void (CVELTRANE::*kBlurChroma)(Record*) const = &CVELTRANE::ChromaBlur32bit;
-    static constexpr auto kKeyAgainstPlate = &CVELTRANE::MakeChromaKeyMaskX9Core32bit14;
-    static constexpr auto kKeyAgainstModel = &CVELTRANE::MakeMask32bit008_1;
-    static constexpr auto kKeyAgainstColor = &CVELTRANE::MakeMask32bit007_2;
     static constexpr auto kSplitFields = &CVELTRANE::SepareteField32bit;
     static constexpr auto kMergeFields = &CVELTRANE::CompositeField32bit;
-    static constexpr auto kContract = &CVELTRANE::ContGray7;
-    static constexpr auto kBlurMatte = &CVELTRANE::MaskBlur;
-    static constexpr auto kDrive = &VELTRANE_MakeMaskGreenBack32bit;
 
     static RGB ToRgb(YIQ color) { return YiqToRgb(color, 1.0f); }
 

@@ -1,4 +1,7 @@
-#include "keyer/depth.h"
+#include "keyer/driver.h"
+
+#include "imaging/matte_plane.h"
+#include "keyer/row_keyer.h"
 
 namespace {
 
@@ -19,13 +22,6 @@ int CopyParameters(const Record* source, Record* target) {
     return 1;
 }
 
-template <class Sample>
-void SmoothSourceChroma(const CVELTRANE& keyer, const typename Depth<Sample>::Record& p) {
-    const auto work = MakeBuffer<Sample>(static_cast<std::size_t>(p.width) * p.height * kElements);
-    (keyer.*Depth<Sample>::kSmoothChroma)(p.width, p.height, const_cast<Sample*>(p.src), work.get(),
-                                          p.deblockValue);
-}
-
 template <class Record>
 bool IsValid(const Record& p) {
     return p.src != nullptr && p.dst != nullptr && p.skinHue[0] >= 120 && p.skinHue[0] <= 170 &&
@@ -34,12 +30,27 @@ bool IsValid(const Record& p) {
            p.despillBlue[0] <= 50 && p.contractThreshold <= 255 && p.maskBlurValue <= 100;
 }
 
+template <class Sample, class Done>
+unsigned int KeyFrame(const typename Depth<Sample>::Record& p, std::size_t pitch, Done done) {
+    if (p.smoothBG == 0 && p.deblockValue != 0) SmoothSourceChroma<Sample>(p);
+    return KeyEveryRow<Sample>(p, p.smoothBG != 0, pitch, done);
+}
+
 template <class Sample>
-unsigned int KeyFrame(const CVELTRANE& keyer, typename Depth<Sample>::Record* p) {
-    using D = Depth<Sample>;
-    if (p->smoothBG != 0) return (keyer.*D::kKeyAgainstModel)(p);
-    if (p->deblockValue != 0) (keyer.*D::kBlurChroma)(p);
-    return (keyer.*D::kKeyAgainstColor)(p);
+unsigned int KeyField(const typename Depth<Sample>::Record& p) {
+    return KeyFrame<Sample>(p, PackedPitch(p), IgnoreRow);
+}
+
+/// Contraction and blur, on the matte alone.
+template <class Sample>
+void RefineMatte(const typename Depth<Sample>::Record& p, Sample* matte) {
+    if (p.contractMask != 0) {
+        ContractMatte(p.width, p.height, matte, p.contractMask,
+                      p.contractThreshold * (kFullScale<Sample> / 255));
+    }
+    if (p.maskBlurRadius != 0) {
+        SoftenMatte(p.width, p.height, matte, p.maskBlurRadius, p.maskBlurValue, p.maskBlurMode);
+    }
 }
 
 /// A field keyed as an image of its own.
@@ -63,40 +74,57 @@ struct Field {
 };
 
 template <class Sample>
-unsigned int KeyFields(const CVELTRANE& keyer, typename Depth<Sample>::Record* p) {
+unsigned int KeyFields(const CVELTRANE& keyer, typename Depth<Sample>::Record& p) {
     using D = Depth<Sample>;
-    Field<Sample> odd(keyer, *p, p->height / 2);
-    Field<Sample> even(keyer, *p, p->height - p->height / 2);
-    (keyer.*D::kSplitFields)(p->width, p->height, const_cast<Sample*>(p->src), odd.source.get(),
+    Field<Sample> odd(keyer, p, p.height / 2);
+    Field<Sample> even(keyer, p, p.height - p.height / 2);
+    (keyer.*D::kSplitFields)(p.width, p.height, const_cast<Sample*>(p.src), odd.source.get(),
                              even.source.get());
-    KeyFrame<Sample>(keyer, &odd.record);
-    const unsigned int status = KeyFrame<Sample>(keyer, &even.record);
-    (keyer.*D::kMergeFields)(p->width, p->height, p->dst, odd.destination.get(),
+    KeyField<Sample>(odd.record);
+    const unsigned int status = KeyField<Sample>(even.record);
+    (keyer.*D::kMergeFields)(p.width, p.height, p.dst, odd.destination.get(),
                              even.destination.get());
     return status;
 }
 
+/// Fields that were keyed apart are refined as one frame.
 template <class Sample>
-unsigned int RunPipeline(typename Depth<Sample>::Record* p, const KORMADEL_Param& frame) {
-    using D = Depth<Sample>;
-    const CVELTRANE keyer;
-    const unsigned int status =
-        frame.interlaced != 0 ? KeyFields<Sample>(keyer, p) : KeyFrame<Sample>(keyer, p);
-    if (p->contractMask != 0) {
-        (keyer.*D::kContract)(p->width, p->height, p->dst, p->contractMask, p->contractThreshold);
-    }
-    if (p->maskBlurRadius != 0) {
-        (keyer.*D::kBlurMatte)(p->width, p->height, p->dst, p->maskBlurRadius, p->maskBlurValue,
-                               p->maskBlurMode);
-    }
+unsigned int RunOnFields(typename Depth<Sample>::Record& p) {
+    const unsigned int status = KeyFields<Sample>(CVELTRANE(), p);
+    if (!NeedsWholeFrame(p)) return status;
+    const int pixels = p.width * p.height;
+    const auto matte = MakeBuffer<Sample>(pixels);
+    TakeMatte(p.dst, matte.get(), pixels);
+    RefineMatte(p, matte.get());
+    PutMatte(matte.get(), p.dst, pixels);
     return status;
 }
 
 template <class Sample>
-unsigned int Drive(typename Depth<Sample>::Record* p, const KORMADEL_Param* frame) {
-    if (p == nullptr || frame == nullptr || !IsValid(*p)) return kInvalid;
+unsigned int RunOnRows(typename Depth<Sample>::Record& p, std::size_t pitch,
+                       const RowSink<Sample>& sink) {
+    if (!NeedsWholeFrame(p)) return KeyFrame<Sample>(p, pitch, std::cref(sink));
+    const std::size_t width = p.width;
+    const auto matte = MakeBuffer<Sample>(width * p.height);
+    const auto status = KeyFrame<Sample>(p, pitch, [&](int y, const Sample* row) {
+        TakeMatte(row, matte.get() + y * width, p.width);
+    });
+    if (status != 0) return status;
+    RefineMatte(p, matte.get());
+    for (int y = 0; y < p.height; ++y) {
+        Sample* row = p.dst + y * pitch;
+        PutMatte(matte.get() + y * width, row, p.width);
+        sink(y, row);
+    }
+    return status;
+}
+
+/// Runs work on a valid record and turns what it throws into a status.
+template <class Record, class Work>
+unsigned int Guard(Record& p, Work work) {
+    if (!IsValid(p)) return kInvalid;
     try {
-        return RunPipeline<Sample>(p, *frame);
+        return work();
     } catch (CMemoryException*) {
         return kMemoryException;
     } catch (...) {
@@ -104,7 +132,29 @@ unsigned int Drive(typename Depth<Sample>::Record* p, const KORMADEL_Param* fram
     }
 }
 
+template <class Sample>
+unsigned int Drive(typename Depth<Sample>::Record* p, const KORMADEL_Param* frame) {
+    if (p == nullptr || frame == nullptr) return kInvalid;
+    if (frame->interlaced == 0) return DriveRows<Sample>(*p, PackedPitch(*p), IgnoreRow);
+    return Guard(*p, [&] { return RunOnFields<Sample>(*p); });
+}
+
 }  // namespace
+
+namespace veltrane {
+
+template <class Sample>
+unsigned int DriveRows(typename Depth<Sample>::Record& p, std::size_t pitch,
+                       const RowSink<Sample>& sink) {
+    return Guard(p, [&] { return RunOnRows<Sample>(p, pitch, sink); });
+}
+
+template unsigned int DriveRows<unsigned short>(VELTRANE_Param16bit&, std::size_t,
+                                                const RowSink<unsigned short>&);
+template unsigned int DriveRows<unsigned char>(VELTRANE_Param&, std::size_t,
+                                               const RowSink<unsigned char>&);
+
+}  // namespace veltrane
 
 int CVELTRANE::CopyParamVeltraneGreen(const VELTRANE_Param16bit* source,
                                       VELTRANE_Param16bit* target) const {
@@ -116,11 +166,11 @@ int CVELTRANE::CopyParamVeltraneGreen(const VELTRANE_Param* source, VELTRANE_Par
 }
 
 void CVELTRANE::ChromaBlur64bit(VELTRANE_Param16bit* p) const {
-    SmoothSourceChroma<unsigned short>(*this, *p);
+    SmoothSourceChroma<unsigned short>(*p);
 }
 
 void CVELTRANE::ChromaBlur32bit(VELTRANE_Param* p) const {
-    SmoothSourceChroma<unsigned char>(*this, *p);
+    SmoothSourceChroma<unsigned char>(*p);
 }
 
 unsigned int VELTRANE_MakeMaskGreenBack64bit(VELTRANE_Param16bit* param, KORMADEL_Param* frame,

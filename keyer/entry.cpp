@@ -1,12 +1,12 @@
 #include "keyer/entry.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 #include <new>
 
-#include "keyer/depth.h"
+#include "keyer/driver.h"
 #include "keyer/final_cut.h"
+#include "keyer/finish.h"
 
 namespace {
 
@@ -62,104 +62,44 @@ typename Depth<Sample>::Record MakeRecord(Sample* output, const Sample* input, i
     return r;
 }
 
-template <class Sample>
-unsigned int RunKeyer(Sample* output, const Sample* input, int width, int height,
-                      const Controls& c) {
-    if (width > kLongestSide || height > kLongestSide) return kRefused;
-    auto record = MakeRecord(output, input, width, height, c);
-    KORMADEL_Param frame{};
-    return Depth<Sample>::kDrive(&record, &frame, 0);
+bool FitsRecord(int width, int height) {
+    return width <= kLongestSide && height <= kLongestSide;
 }
 
-/// The smaller of matte and source alpha; fully transparent source pixels stay as they are.
 template <class Sample>
-void LimitBySource(Sample* output, const Sample* input, std::size_t pixels) {
-    for (std::size_t i = 0; i < pixels * kElements; i += kElements) {
-        const Sample alpha = input[i + kAlpha];
-        if (alpha == 0) {
-            std::copy_n(input + i, kElements, output + i);
-        } else {
-            output[i + kAlpha] = std::min(output[i + kAlpha], alpha);
-        }
-    }
-}
-
-/// The matte's black and white levels. Equal levels are set one step apart; crossed ones leave a
-/// hard threshold at the black level.
-template <class Sample>
-class MatteClip {
-public:
-    explicit MatteClip(const Controls& c)
-        : active_(c.clipWhite < 100 || c.clipBlack > 0),
-          low_(Level(c.clipBlack)),
-          high_(Level(c.clipWhite)) {
-        if (low_ == high_) low_ = high_ + 1;
-    }
-
-    void Apply(Sample* output, std::size_t pixels) const {
-        if (!active_) return;
-        const CImagingORV imaging;
-        for (std::size_t i = 0; i < pixels; ++i) {
-            Sample& alpha = output[i * kElements + kAlpha];
-            const int clipped = imaging.LinerInter(alpha, low_, high_, 0, kFull);
-            alpha = static_cast<Sample>(Clamp(clipped, 0, kFull));
-        }
-    }
-
-private:
-    static constexpr int kFull = kFullScale<Sample>;
-
-    static int Level(int percent) {
-        return RoundHalfUp(percent * static_cast<double>(kFull) / 100.0);
-    }
-
-    bool active_;
-    int low_;
-    int high_;
-};
-
-template <class Sample>
-void ShowMatte(Sample* output, std::size_t pixels) {
-    for (std::size_t i = 0; i < pixels * kElements; i += kElements) {
-        std::fill_n(output + i, kAlpha, output[i + kAlpha]);
-        output[i + kAlpha] = kFullScale<Sample>;
-    }
-}
-
-/// Alpha, red, green, blue to blue, green, red, alpha, or back.
-void ReverseElements(const unsigned char* from, unsigned char* to, std::size_t pixels) {
-    for (std::size_t i = 0; i < pixels * kElements; i += kElements) {
-        std::reverse_copy(from + i, from + i + kElements, to + i);
-    }
+RowFinish<Sample> FinishFor(const Controls& c) {
+    return RowFinish<Sample>(c.clipBlack, c.clipWhite, c.view == kMatteView);
 }
 
 unsigned int KeyHostFrame(unsigned char* output, std::size_t outputPitch,
                           const unsigned char* input, std::size_t inputPitch, int width, int height,
                           const Controls& c) {
     const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
-    const std::size_t size = pitch * height;
-    const auto source = MakeBuffer<unsigned char>(size);
-    const auto keyed = std::make_unique<unsigned char[]>(size);
+    const auto source = MakeBuffer<unsigned char>(pitch * height);
     const auto hostRow = MakeBuffer<unsigned char>(pitch);
     for (int y = 0; y < height; ++y) {
         ReverseElements(input + y * inputPitch, source.get() + y * pitch, width);
     }
-    unsigned int status = kDone;
-    if (IsKeyChosen(c)) {
-        status = RunKeyer(keyed.get(), source.get(), width, height, c);
-    } else {
-        std::memcpy(keyed.get(), source.get(), size);
-    }
-    const MatteClip<unsigned char> clip(c);
-    for (int y = 0; y < height; ++y) {
-        unsigned char* row = keyed.get() + y * pitch;
+    const auto finish = FinishFor<unsigned char>(c);
+    const auto deliver = [&](int y, unsigned char* row) {
         // De-blocking has smoothed the working copy, so the untouched pixels come from the host.
         ReverseElements(input + y * inputPitch, hostRow.get(), width);
-        LimitBySource(row, hostRow.get(), width);
-        clip.Apply(row, width);
-        if (c.view == kMatteView) ShowMatte(row, width);
+        finish(hostRow.get(), row, width);
         ReverseElements(row, output + y * outputPitch, width);
+    };
+    unsigned int status = kDone;
+    if (IsKeyChosen(c)) {
+        auto record = MakeRecord<unsigned char>(nullptr, source.get(), width, height, c);
+        const bool whole = NeedsWholeFrame(record);
+        const auto keyed = MakeBuffer<unsigned char>(whole ? pitch * height : pitch);
+        record.dst = keyed.get();
+        status = FitsRecord(width, height)
+                     ? DriveRows<unsigned char>(record, whole ? pitch : 0, std::cref(deliver))
+                     : kRefused;
+        if (status == kDone) return kDone;
+        std::fill_n(source.get(), pitch * height, static_cast<unsigned char>(0));
     }
+    for (int y = 0; y < height; ++y) deliver(y, source.get() + y * pitch);
     return status;
 }
 
@@ -170,21 +110,27 @@ namespace veltrane {
 unsigned int FinalCut(unsigned short* output, const unsigned short* input, int width, int height,
                       const Controls& c) {
     if (width < 1 || height < 1) return kDone;
-    const std::size_t pixels = static_cast<std::size_t>(width) * height;
-    const std::size_t bytes = pixels * kElements * sizeof(*input);
+    const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
+    const std::size_t bytes = pitch * height * sizeof(*input);
     if (c.view == kSourceView) {
         std::memcpy(output, input, bytes);
         return kDone;
     }
+    const auto finish = FinishFor<unsigned short>(c);
+    const auto finishRow = [&](int y, unsigned short* row) {
+        finish(input + y * pitch, row, width);
+    };
     unsigned int status = kDone;
-    if (IsKeyChosen(c)) {
-        status = RunKeyer(output, input, width, height, c);
-    } else {
+    if (!IsKeyChosen(c)) {
         std::memcpy(output, input, bytes);
+    } else if (FitsRecord(width, height)) {
+        auto record = MakeRecord(output, input, width, height, c);
+        status = DriveRows<unsigned short>(record, pitch, std::cref(finishRow));
+        if (status == kDone) return kDone;
+    } else {
+        status = kRefused;
     }
-    LimitBySource(output, input, pixels);
-    MatteClip<unsigned short>(c).Apply(output, pixels);
-    if (c.view == kMatteView) ShowMatte(output, pixels);
+    for (int y = 0; y < height; ++y) finishRow(y, output + y * pitch);
     return status;
 }
 

@@ -1,0 +1,24 @@
+#ifndef VELTRANE_KEYER_BACKGROUND_MODEL_H
+#define VELTRANE_KEYER_BACKGROUND_MODEL_H
+
+#include <memory>
+
+#include "keyer/depth.h"
+
+namespace veltrane {
+
+/// A clean plate at reduced size: the screen's colour everywhere, without the foreground. Packed
+/// rows of blue, green, red and an element without meaning.
+struct ReducedPlate {
+    std::unique_ptr<unsigned char[]> pixels;
+    int width = 0;
+    int height = 0;
+};
+
+/// Models the clean plate of the frame behind the record's src, which has at least one pixel.
+template <class Sample>
+ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p);
+
+}  // namespace veltrane
+
+#endif

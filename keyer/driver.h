@@ -1,0 +1,30 @@
+#ifndef VELTRANE_KEYER_DRIVER_H
+#define VELTRANE_KEYER_DRIVER_H
+
+#include <functional>
+
+#include "keyer/depth.h"
+
+namespace veltrane {
+
+/// Takes the rows of a keyed frame from the top, each as soon as nothing will change it any more.
+template <class Sample>
+using RowSink = std::function<void(int y, Sample* row)>;
+
+/// Whether the matte is worked on after the frame has been keyed, so that dst must hold all of it.
+template <class Record>
+bool NeedsWholeFrame(const Record& p) {
+    return p.contractMask != 0 || p.maskBlurRadius != 0;
+}
+
+/// The driver for a frame that is not interlaced; its rows go through sink on their way to dst.
+/// Row y lies pitch elements times y behind dst; a pitch of 0 lets every row pass through the same
+/// memory where the whole frame is not needed. Returns the driver's status; when it is not 0, sink
+/// has not been called.
+template <class Sample>
+unsigned int DriveRows(typename Depth<Sample>::Record& p, std::size_t pitch,
+                       const RowSink<Sample>& sink);
+
+}  // namespace veltrane
+
+#endif
