@@ -1,0 +1,335 @@
+// Calls the frei0r plug-in's functions as a host does, then keys frames of the sample clip in real
+// hosts. All results must be the library's, bit for bit.
+
+extern "C" {
+#include <frei0r.h>
+}
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <thread>
+
+#include "settings/presets.h"
+
+namespace veltrane {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The rows that are parameters.
+std::vector<Parameter> Rows() {
+    std::vector<Parameter> rows;
+    for (const Parameter& row : Parameters())
+        if (row.kind != ParameterKind::Group) rows.push_back(row);
+    return rows;
+}
+
+/// A value's place in its range, 0 to 1.
+double Share(const Parameter& row, int value) {
+    return double(value - row.minimum) / (row.maximum - row.minimum);
+}
+
+/// Settings in which nearly every value is other than its default.
+const Settings kEverything = FromJson(
+    R"({"key-color": "#41c144", "shadow": 61, "clip-black": 7, "clip-white": 93,
+        "deblocking": true, "deblock-value": 2, "edge-contract": true, "contract-mask": 4,
+        "contract-threshold": 7, "edge-blur": true, "mask-blur-radius": 3, "mask-blur-value": 35,
+        "skin-hue": -8, "blue-hue": 11, "despill-gray": 33, "despill-skin": 44,
+        "despill-blue": 55, "screen-gain": 66})",
+    "");
+const Settings kMatte =
+    FromJson(R"({"key-color": "#40b838", "view": "matte", "smooth-bg": false})", "");
+
+/// What the library makes of an RGBA frame, with the bytes moved one by one.
+std::string Keyed(const Settings& settings, int width, int height, std::string_view source) {
+    std::vector<std::uint8_t> in, out(source.size());
+    for (std::size_t i = 0; i < source.size(); ++i) in.push_back(source[i % 4 ? i - 1 : i + 3]);
+    Key(settings, width, height, in.data(), out.data());
+    std::string result(source);
+    for (std::size_t i = 0; i < out.size(); ++i) result[i % 4 ? i - 1 : i + 3] = char(out[i]);
+    return result;
+}
+
+template <typename Function>
+Function* Find(const char* name) {
+    static void* const file = dlopen(VELTRANE_PLUGIN, RTLD_NOW | RTLD_LOCAL);
+    if (!file) throw std::runtime_error(dlerror());
+    return reinterpret_cast<Function*>(dlsym(file, name));
+}
+const auto init = Find<decltype(f0r_init)>("f0r_init");
+const auto get_plugin_info = Find<decltype(f0r_get_plugin_info)>("f0r_get_plugin_info");
+const auto get_param_info = Find<decltype(f0r_get_param_info)>("f0r_get_param_info");
+const auto construct = Find<decltype(f0r_construct)>("f0r_construct");
+const auto destruct = Find<decltype(f0r_destruct)>("f0r_destruct");
+const auto set_param_value = Find<decltype(f0r_set_param_value)>("f0r_set_param_value");
+const auto get_param_value = Find<decltype(f0r_get_param_value)>("f0r_get_param_value");
+const auto update = Find<decltype(f0r_update)>("f0r_update");
+
+/// An instance that holds these settings.
+f0r_instance_t Filter(int width, int height, const Settings& settings) {
+    const f0r_instance_t filter = construct(width, height);
+    int index = 0;
+    for (const Parameter& row : Rows()) {
+        const Color& key = settings.keyColor;
+        f0r_param_color_t color{float(key.red), float(key.green), float(key.blue)};
+        const bool colored = row.kind == ParameterKind::Color;
+        double share = colored ? 0 : Share(row, ValueOf(settings, row));
+        set_param_value(filter, colored ? static_cast<void*>(&color) : &share, index++);
+    }
+    return filter;
+}
+
+void Update(f0r_instance_t filter, const char* source, char* output) {
+    update(filter, 0.5, reinterpret_cast<const std::uint32_t*>(source),
+           reinterpret_cast<std::uint32_t*>(output));
+}
+
+double StoredAs(f0r_instance_t filter, int index, double value) {
+    set_param_value(filter, &value, index);
+    value = -1;
+    get_param_value(filter, &value, index);
+    return value;
+}
+
+/// Grainy greens and reds of every alpha.
+std::string Picture(int width, int height) {
+    std::string bytes;
+    for (int i = 0; i < width * height; ++i)
+        for (const int channel : {i % 9 < 5 ? 64 : 208, 150 + i * 7 % 35, 90, i % 5 ? 255 : i * 11})
+            bytes += char(channel);
+    return bytes;
+}
+
+TEST(Frei0rInterface, DescribesItselfAndItsParameters) {
+    EXPECT_GT(init(), 0);
+    f0r_plugin_info_t info{};
+    get_plugin_info(&info);
+    const auto rows = Rows();
+    ASSERT_EQ(info.num_params, std::ssize(rows));
+    std::vector<f0r_param_info_t> shown(rows.size());
+    for (int i = 0; i < info.num_params; ++i) {
+        get_param_info(&shown[i], i);
+        EXPECT_TRUE(std::string(shown[i].explanation).starts_with(rows[i].help)) << rows[i].help;
+    }
+    EXPECT_EQ(shown[1].type, F0R_PARAM_COLOR);
+    EXPECT_EQ(shown[2].type, F0R_PARAM_BOOL);
+    EXPECT_EQ(shown[12].type, F0R_PARAM_DOUBLE);
+    EXPECT_STREQ(shown[12].name, "Mask blur radius");
+    EXPECT_TRUE(std::string(shown[12].explanation).ends_with(". 0 to 1 stands for 1 to 100."));
+    EXPECT_TRUE(
+        std::string(shown[0].explanation).ends_with(". 0 is Source, 0.5 is Matte, 1 is Result."));
+}
+
+TEST(Frei0rInterface, ReachesEveryValueFromSixDecimals) {
+    const f0r_instance_t filter = construct(8, 8);
+    int index = -1;
+    for (const Parameter& row : Rows()) {
+        if (++index == 1) continue;  // the colour
+        double initial = -1;
+        get_param_value(filter, &initial, index);
+        EXPECT_EQ(initial, Share(row, row.defaultValue)) << row.name;
+        for (int value = row.minimum; value <= row.maximum; ++value) {
+            const double share = Share(row, value);
+            EXPECT_EQ(StoredAs(filter, index, std::stod(std::to_string(share))), share) << row.name;
+        }
+        EXPECT_EQ(StoredAs(filter, index, -INFINITY), 0);
+        EXPECT_EQ(StoredAs(filter, index, 7), 1);
+        EXPECT_EQ(StoredAs(filter, index, NAN), initial);
+    }
+    EXPECT_EQ(StoredAs(filter, 2, 0.5), 1);
+    EXPECT_EQ(StoredAs(filter, 2, 0.499), 0);
+    f0r_param_color_t color{NAN, 2, 0.3F};
+    set_param_value(filter, &color, 1);
+    color = {};
+    get_param_value(filter, &color, 1);
+    EXPECT_EQ(std::tuple(color.r, color.g, color.b), std::tuple(0.F, 1.F, 0.3F));
+    destruct(filter);
+}
+
+void ExpectKeyed(int width, int height, const Settings& settings) {
+    const std::string source = Picture(width, height);
+    const std::string expected = Keyed(settings, width, height, source);
+    const f0r_instance_t filter = Filter(width, height, settings);
+    std::string output = "head" + source + "tail";
+    Update(filter, source.data(), output.data() + 4);
+    EXPECT_TRUE(output == "head" + expected + "tail") << width << " x " << height;
+    output = source;
+    Update(filter, output.data(), output.data());
+    EXPECT_TRUE(output == expected) << "in place, " << width << " x " << height;
+    destruct(filter);
+}
+
+TEST(Frei0rInterface, KeysAsTheLibraryDoesAtAnySizeOnTwoThreads) {
+    const auto work = [](int width, const std::vector<Settings>& looks) {
+        for (const int height : {1, 9, 48, 70, 5, 1})
+            for (const Settings& settings : looks) ExpectKeyed(width, height, settings);
+    };
+    std::thread other(work, 33, std::vector{kMatte, Settings(), kEverything});
+    work(64, {kEverything, kMatte, Settings()});
+    other.join();
+    work(1, {kEverything, kMatte});
+}
+
+TEST(Frei0rInterface, TakesSenselessCallsCalmly) {
+    for (const auto& [width, height] : {std::pair(0u, 8u), {8, 65536}, {~0u, 1}})
+        EXPECT_EQ(construct(width, height), nullptr);
+    destruct(nullptr);
+    get_plugin_info(nullptr);
+    get_param_info(nullptr, 0);
+    const f0r_instance_t filter = construct(1, 1);
+    f0r_param_info_t info{"", 77, nullptr};
+    double value = 0.25;
+    for (const int index : {-1, 20, 1 << 30}) {
+        get_param_info(&info, index);
+        set_param_value(filter, &value, index);
+        get_param_value(filter, &value, index);
+    }
+    set_param_value(nullptr, &value, 0);
+    set_param_value(filter, nullptr, 0);
+    get_param_value(nullptr, &value, 0);
+    get_param_value(filter, nullptr, 0);
+    std::uint32_t pixel = 5;
+    update(nullptr, 0, &pixel, &pixel);
+    update(filter, 0, nullptr, &pixel);
+    update(filter, 0, &pixel, nullptr);
+    EXPECT_EQ(std::tuple(info.type, value, pixel), std::tuple(77, 0.25, 5u));
+    destruct(filter);
+}
+
+// Hosts load no plug-in that needs a sanitizer's runtime, nor does that run within a memory limit.
+#ifndef VELTRANE_SANITIZED
+
+/// Keys with room for so many more frames and ends with status 0 when the frame passed unkeyed.
+[[noreturn]] void KeyWithin(double frames) {
+    const std::string source = Picture(4096, 2304);  // so large that every frame is a mapping
+    std::string output(source.size(), 0);
+    const f0r_instance_t filter = Filter(4096, 2304, kMatte);
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    const auto limit = rlim_t(double(pages * sysconf(_SC_PAGESIZE)) + frames * source.size());
+    const rlimit limits{limit, limit};
+    setrlimit(RLIMIT_AS, &limits);
+    Update(filter, source.data(), output.data());
+    _exit(output == source ? 0 : 1);
+}
+
+TEST(Frei0rInterface, PassesFramesUnkeyedWhenMemoryRunsOut) {
+    EXPECT_EXIT(KeyWithin(0.5), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(KeyWithin(1.5), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(KeyWithin(20), testing::ExitedWithCode(1), "");
+}
+
+const std::string kRaw = "ffmpeg -f rawvideo -pixel_format rgba -video_size 960x540 -framerate 24 ";
+
+std::string Contents(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void Shell(const std::string& command) {
+    EXPECT_EQ(std::system((command + " >log 2>&1 </dev/null").c_str()), 0) << command << '\n'
+                                                                           << Contents("log");
+}
+
+/// Runs hosts in a folder where in.rgba and in.mov hold three frames of the clip with every alpha.
+class Frei0rHost : public testing::Test {
+protected:
+    Frei0rHost() {
+        std::string pattern = fs::path(testing::TempDir()) / "veltrane-frei0r-XXXXXX";
+        fs::current_path(mkdtemp(pattern.data()));
+        setenv("FREI0R_PATH", VELTRANE_PLUGIN_FOLDER, 1);
+        setenv("GST_REGISTRY", "registry", 1);
+        Shell("ffmpeg -i '" VELTRANE_SAMPLES
+              "/clip.mp4' -frames:v 3 -pix_fmt rgba -f rawvideo a.rgba");
+        source_ = Contents("a.rgba");
+        for (std::size_t i = 3; i < source_.size(); i += 4) source_[i] = char(i / 4 * 7);
+        std::ofstream("in.rgba", std::ios::binary) << source_;
+        Shell(kRaw + "-i in.rgba -c:v png in.mov");
+    }
+
+    ~Frei0rHost() override {
+        const fs::path folder = fs::current_path();
+        fs::current_path("/");
+        fs::remove_all(folder);
+    }
+
+    using Spelling = std::function<std::string(const Parameter&, const std::string& value)>;
+
+    /// Runs a command, made of the parameters as spelled between two texts, that must write the
+    /// library's frames to out.rgba.
+    void ExpectLibrary(const std::string& before, const Spelling& spell,
+                       const std::string& after) const {
+        constexpr std::size_t kFrame = 960 * 540 * 4;
+        ASSERT_EQ(source_.size(), 3 * kFrame);
+        for (const Settings& settings : {kEverything, kMatte}) {
+            std::string command = before, expected;
+            for (const Parameter& row : Rows()) command += spell(row, Text(row, settings));
+            for (const std::size_t start : {0, 1, 2})
+                expected += Keyed(settings, 960, 540, source_.substr(start * kFrame, kFrame));
+            Shell(command + after);
+            EXPECT_TRUE(Contents("out.rgba") == expected) << command + after;
+            fs::remove("out.rgba");
+        }
+    }
+
+private:
+    static std::string Text(const Parameter& row, const Settings& settings) {
+        if (row.kind == ParameterKind::Color) return HexText(settings.keyColor);
+        const int value = ValueOf(settings, row);
+        return row.kind == ParameterKind::Switch ? std::to_string(value)
+                                                 : std::to_string(Share(row, value));
+    }
+
+    std::string source_;
+};
+
+TEST_F(Frei0rHost, FFmpeg) {
+    const auto spell = [](const Parameter& row, const std::string& value) {
+        if (row.kind == ParameterKind::Switch) return std::string(value == "1" ? "y|" : "n|");
+        return value + '|';
+    };
+    ExpectLibrary(kRaw + "-i in.rgba -vf 'frei0r=veltrane_green:", spell, "' -f rawvideo out.rgba");
+}
+
+TEST_F(Frei0rHost, Melt) {
+    std::ofstream("profile") << "description=clip\nframe_rate_num=24\nframe_rate_den=1\n"
+                                "width=960\nheight=540\nprogressive=1\ncolorspace=709\n"
+                                "sample_aspect_num=1\nsample_aspect_den=1\n"
+                                "display_aspect_num=16\ndisplay_aspect_den=9\n";
+    const auto spell = [](const Parameter& row, const std::string& value) {
+        std::string name = row.name;
+        std::replace(name.begin(), name.end(), '-', ' ');
+        name[0] = char(std::toupper(name[0]));
+        return " '" + name + '=' + value + '\'';
+    };
+    ExpectLibrary("melt -profile $PWD/profile in.mov -attach frei0r.veltrane_green", spell,
+                  " -consumer avformat:out.rgba f=rawvideo vcodec=rawvideo pix_fmt=rgba"
+                  " mlt_image_format=rgba real_time=-1 an=1");
+}
+
+TEST_F(Frei0rHost, GStreamer) {
+    const auto spell = [](const Parameter& row, const std::string& value) {
+        const std::string name = std::string(" ") + row.name;
+        if (row.kind != ParameterKind::Color) return name + '=' + value;
+        const Color key = ParseHexColor(value).value();
+        return name + "-r=" + std::to_string(key.red) + name + "-g=" + std::to_string(key.green) +
+               name + "-b=" + std::to_string(key.blue);
+    };
+    ExpectLibrary(
+        "gst-launch-1.0 filesrc location=in.rgba ! rawvideoparse format=rgba width=960"
+        " height=540 framerate=24/1 ! frei0r-filter-veltrane-green",
+        spell, " ! filesink location=out.rgba");
+}
+
+#endif
+
+}  // namespace
+}  // namespace veltrane
