@@ -126,9 +126,9 @@ typedef struct {
 - (id)apiForProtocol:(Protocol*)protocol;
 @end
 
-/// The colour getter of FxParameterRetrievalAPI as the two generations of hosts spell it.
+/// The colour getter of FxParameterRetrievalAPI as the two generations of hosts spell it; a host has
+/// one of them.
 @protocol VeltraneColorRetrieval
-@optional
 - (BOOL)getRedValue:(double*)red
          GreenValue:(double*)green
           BlueValue:(double*)blue

@@ -1,13 +1,14 @@
 #ifndef VELTRANE_TESTS_PLUGIN_HOST_H
 #define VELTRANE_TESTS_PLUGIN_HOST_H
 
-#include <array>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <string>
 #include <vector>
+
+#include "settings/settings.h"
 
 namespace veltrane::testing {
 
@@ -32,24 +33,24 @@ public:
     void* filter() const { return filter_; }
     /// Has the filter add its parameters to the panel.
     bool AddParameters();
+    /// Sets every parameter.
+    void Use(const Settings& settings);
     /// Has one frame set up, rendered and cleaned up. False unless each was answered with yes. Any
     /// number of threads at a time.
     bool Render(const HostPicture& input, HostPicture& output, double time = 0);
 
-    struct Parameter {
-        std::array<double, 3> value;
+    struct State {
+        std::vector<double> value;  ///< three of a colour, one of others, none of a group
         unsigned flags;
     };
-
-    // What the services are told and tell.
-    std::map<int, Parameter> parameters;
-    std::vector<std::string> panel;  ///< calls of the creation service, in words
-    std::vector<std::string> reads;  ///< values asked for, such as "int 5 at 1.5"
+    std::map<int, State> parameters;
     std::set<int> unreadable;        ///< parameters that cannot be read
     std::set<std::string> withheld;  ///< protocols that are not offered
     bool laterSpelling = false;      ///< the colour getter is spelled with small letters
     double currentTime = 0;
-    std::mutex mutex;  ///< of reads
+    /// What the filter called, in words: a selector's first part and the values given.
+    std::vector<std::string> calls;
+    std::mutex mutex;  ///< of calls
 
 private:
     FxHost() = default;

@@ -1,5 +1,7 @@
 #include "tests/plugin/host.h"
 
+#import <objc/runtime.h>
+
 #import "plugin/VeltraneGreen.h"
 
 using veltrane::testing::FxHost;
@@ -7,29 +9,86 @@ using veltrane::testing::HostPicture;
 
 namespace {
 
-std::string Text(NSString* text) {
-    return [text UTF8String];
+/// A call's arguments: the numbers and the places for results, in order, and all in words.
+struct Arguments {
+    std::vector<double> numbers;
+    std::vector<std::pair<char, void*>> results;
+    std::string words;
+};
+
+template <typename Value>
+Value Argument(NSInvocation* call, NSUInteger index) {
+    Value value{};
+    [call getArgument:&value atIndex:static_cast<NSInteger>(index)];
+    return value;
 }
 
-/// The value of a parameter at a time, noted as a read; null when it cannot be read.
-const std::array<double, 3>* Read(FxHost* host, const char* kind, UInt32 id, double time) {
-    const std::lock_guard lock(host->mutex);
-    host->reads.push_back(Text([NSString stringWithFormat:@"%s %u at %g", kind, id, time]));
-    const auto parameter = host->parameters.find(static_cast<int>(id));
-    const bool known = parameter != host->parameters.end();
-    return known && !host->unreadable.contains(parameter->first) ? &parameter->second.value
-                                                                 : nullptr;
+double Number(NSInvocation* call, NSUInteger index, char type) {
+    if (type == 'd') return Argument<double>(call, index);
+    if (type == 'i') return Argument<int>(call, index);
+    return type == 'I' ? Argument<UInt32>(call, index) : Argument<BOOL>(call, index);
+}
+
+std::string Words(id object) {
+    const bool list = [object isKindOfClass:[NSArray class]];
+    return [(list ? [object componentsJoinedByString:@"|"] : object) UTF8String];
+}
+
+Arguments ArgumentsOf(NSInvocation* call) {
+    Arguments all;
+    NSMethodSignature* signature = [call methodSignature];
+    for (NSUInteger i = 2; i < [signature numberOfArguments]; ++i) {
+        const char* type = [signature getArgumentTypeAtIndex:i];
+        if (type[0] == '^') {
+            all.results.emplace_back(type[1], Argument<void*>(call, i));
+        } else if (type[0] == '@') {
+            all.words += ' ' + Words(Argument<id>(call, i));
+        } else {
+            const double number = Number(call, i, *type);
+            all.numbers.push_back(number);
+            all.words += ' ' + std::string([[@(number) description] UTF8String]);
+        }
+    }
+    return all;
+}
+
+void Store(const FxHost::State& parameter, const Arguments& arguments) {
+    for (std::size_t i = 0; i < arguments.results.size(); ++i) {
+        const auto [type, place] = arguments.results[i];
+        if (type == 'd') {
+            *static_cast<double*>(place) = parameter.value[i];
+        } else if (type == 'i') {
+            *static_cast<int*>(place) = static_cast<int>(parameter.value[i]);
+        } else if (type == *@encode(BOOL)) {
+            *static_cast<BOOL*>(place) = parameter.value[i] != 0;
+        } else {
+            *static_cast<FxParameterFlags*>(place) = parameter.flags;
+        }
+    }
+}
+
+/// Does what the call asks of the host; false when that is a value that cannot be read.
+bool Answer(FxHost& host, const std::string& name, const Arguments& arguments) {
+    const std::vector<double>& numbers = arguments.numbers;
+    if (name == "setParameterFlags") {
+        host.parameters.at(static_cast<int>(numbers[1])).flags = static_cast<unsigned>(numbers[0]);
+    } else if (name.starts_with("get")) {
+        const int id = static_cast<int>(numbers[0]);
+        if (host.unreadable.contains(id)) return false;
+        Store(host.parameters.at(id), arguments);
+    } else if (!numbers.empty()) {
+        const std::size_t values = numbers.size() < 5 ? numbers.size() - 2 : 3;
+        host.parameters[static_cast<int>(numbers[0])] = {
+            {numbers.begin() + 1, numbers.begin() + 1 + static_cast<int>(values)},
+            static_cast<unsigned>(numbers.back())};
+    }
+    return true;
 }
 
 }  // namespace
 
-/// Everything a filter asks of its host.
-@interface VeltraneHostServices : NSObject <VeltraneApiManager,
-                                            FxParameterCreationAPI,
-                                            FxParameterRetrievalAPI,
-                                            FxParameterSettingAPI,
-                                            FxCustomParameterActionAPI,
-                                            VeltraneColorRetrieval> {
+/// Everything that a filter asks of its host; all calls arrive in forwardInvocation:.
+@interface VeltraneHostServices : NSObject <VeltraneApiManager> {
 @public
     FxHost* host;
 }
@@ -38,139 +97,41 @@ const std::array<double, 3>* Read(FxHost* host, const char* kind, UInt32 id, dou
 @implementation VeltraneHostServices
 
 - (id)apiForProtocol:(Protocol*)protocol {
-    if (host->withheld.contains(Text(NSStringFromProtocol(protocol)))) return nil;
-    return [self conformsToProtocol:protocol] ? self : nil;
+    return host->withheld.contains([NSStringFromProtocol(protocol) UTF8String]) ? nil : self;
+}
+
+- (NSMethodSignature*)methodSignatureForSelector:(SEL)selector {
+    for (Protocol* protocol : {
+             @protocol (FxParameterCreationAPI), @protocol (FxParameterRetrievalAPI),
+                 @protocol (FxParameterSettingAPI), @protocol (FxCustomParameterActionAPI),
+                 @protocol (VeltraneColorRetrieval)
+         }) {
+        const auto method = protocol_getMethodDescription(protocol, selector, YES, YES);
+        if (method.types != NULL) return [NSMethodSignature signatureWithObjCTypes:method.types];
+    }
+    return [super methodSignatureForSelector:selector];
 }
 
 - (BOOL)respondsToSelector:(SEL)selector {
     const SEL other = host->laterSpelling
                           ? @selector(getRedValue:GreenValue:BlueValue:fromParm:atTime:)
                           : @selector(getRedValue:greenValue:blueValue:fromParm:atTime:);
-    return !sel_isEqual(selector, other) && [super respondsToSelector:selector];
+    return !sel_isEqual(selector, other) && [self methodSignatureForSelector:selector] != nil;
 }
 
-- (void)show:(UInt32)parmId
-       value:(std::array<double, 3>)value
-       flags:(FxParameterFlags)flags
-          as:(NSString*)call {
-    host->panel.push_back(
-        Text([NSString stringWithFormat:@"%u %@, flags %u", parmId, call, flags]));
-    host->parameters[static_cast<int>(parmId)] = {value, flags};
-}
-
-- (BOOL)startParameterSubGroup:(NSString*)name
-                        parmId:(UInt32)parmId
-                     parmFlags:(FxParameterFlags)flags {
-    [self show:parmId value:{} flags:flags as:[@"group " stringByAppendingString:name]];
-    return YES;
-}
-
-- (BOOL)endParameterSubGroup {
-    host->panel.push_back("end");
-    return YES;
-}
-
-- (BOOL)addPopupMenuWithName:(NSString*)name
-                      parmId:(UInt32)parmId
-                defaultValue:(UInt32)value
-                 menuEntries:(NSArray*)entries
-                   parmFlags:(FxParameterFlags)flags {
-    NSString* menu = [entries componentsJoinedByString:@"|"];
-    [self show:parmId
-         value:{double(value)}
-         flags:flags
-            as:[NSString stringWithFormat:@"popup %@ %u of %@", name, value, menu]];
-    return YES;
-}
-
-- (BOOL)addColorParameterWithName:(NSString*)name
-                           parmId:(UInt32)parmId
-                       defaultRed:(double)red
-                     defaultGreen:(double)green
-                      defaultBlue:(double)blue
-                        parmFlags:(FxParameterFlags)flags {
-    [self show:parmId
-         value:{red, green, blue}
-         flags:flags
-            as:[NSString stringWithFormat:@"color %@ %g %g %g", name, red, green, blue]];
-    return YES;
-}
-
-- (BOOL)addToggleButtonWithName:(NSString*)name
-                         parmId:(UInt32)parmId
-                   defaultValue:(BOOL)value
-                      parmFlags:(FxParameterFlags)flags {
-    [self show:parmId
-         value:{double(value)}
-         flags:flags
-            as:[NSString stringWithFormat:@"toggle %@ %d", name, value]];
-    return YES;
-}
-
-- (BOOL)addIntSliderWithName:(NSString*)name
-                      parmId:(UInt32)parmId
-                defaultValue:(int)value
-                parameterMin:(int)parameterMin
-                parameterMax:(int)parameterMax
-                   sliderMin:(int)sliderMin
-                   sliderMax:(int)sliderMax
-                       delta:(int)delta
-                   parmFlags:(FxParameterFlags)flags {
-    [self
-         show:parmId
-        value:{double(value)}
-        flags:flags
-           as:[NSString stringWithFormat:@"slider %@ %d in %d..%d, shown %d..%d by %d", name, value,
-                                         parameterMin, parameterMax, sliderMin, sliderMax, delta]];
-    return YES;
-}
-
-- (BOOL)getIntValue:(int*)value fromParm:(UInt32)parmId atTime:(double)time {
-    const auto* held = Read(host, "int", parmId, time);
-    if (held != nullptr) *value = static_cast<int>((*held)[0]);
-    return held != nullptr;
-}
-
-- (BOOL)getBoolValue:(BOOL*)value fromParm:(UInt32)parmId atTime:(double)time {
-    const auto* held = Read(host, "bool", parmId, time);
-    if (held != nullptr) *value = (*held)[0] != 0;
-    return held != nullptr;
-}
-
-- (BOOL)getRedValue:(double*)red
-         GreenValue:(double*)green
-          BlueValue:(double*)blue
-           fromParm:(UInt32)parmId
-             atTime:(double)time {
-    const auto* held = Read(host, "Color", parmId, time);
-    if (held != nullptr) *red = (*held)[0], *green = (*held)[1], *blue = (*held)[2];
-    return held != nullptr;
-}
-
-- (BOOL)getRedValue:(double*)red
-         greenValue:(double*)green
-          blueValue:(double*)blue
-           fromParm:(UInt32)parmId
-             atTime:(double)time {
-    const auto* held = Read(host, "color", parmId, time);
-    if (held != nullptr) *red = (*held)[0], *green = (*held)[1], *blue = (*held)[2];
-    return held != nullptr;
-}
-
-- (BOOL)getParameterFlags:(FxParameterFlags*)flags fromParm:(UInt32)parmId {
-    const int id = static_cast<int>(parmId);
-    if (host->unreadable.contains(id)) return NO;
-    *flags = host->parameters.at(id).flags;
-    return YES;
-}
-
-- (BOOL)setParameterFlags:(FxParameterFlags)flags toParm:(UInt32)parmId {
-    host->parameters.at(static_cast<int>(parmId)).flags = flags;
-    return YES;
-}
-
-- (double)currentTime {
-    return host->currentTime;
+- (void)forwardInvocation:(NSInvocation*)call {
+    if (![self respondsToSelector:[call selector]]) [self doesNotRecognizeSelector:[call selector]];
+    const std::string selector = sel_getName([call selector]);
+    const std::string name = selector.substr(0, selector.find(':'));
+    const Arguments arguments = ArgumentsOf(call);
+    const std::lock_guard lock(host->mutex);
+    host->calls.push_back(name + arguments.words);
+    if (name == "currentTime") {
+        [call setReturnValue:&host->currentTime];
+    } else {
+        BOOL answer = Answer(*host, name, arguments);
+        [call setReturnValue:&answer];
+    }
 }
 
 @end
@@ -241,6 +202,17 @@ FxHost::~FxHost() {
 bool FxHost::AddParameters() {
     @autoreleasepool {
         return [Filter(filter_) addParameters];
+    }
+}
+
+void FxHost::Use(const Settings& settings) {
+    for (const Parameter& row : Parameters()) {
+        std::vector<double>& value = parameters[row.id].value;
+        if (row.kind == ParameterKind::Color) {
+            value = {settings.keyColor.red, settings.keyColor.green, settings.keyColor.blue};
+        } else if (row.kind != ParameterKind::Group) {
+            value = {static_cast<double>(ValueOf(settings, row))};
+        }
     }
 }
 
