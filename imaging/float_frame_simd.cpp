@@ -1,8 +1,10 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "imaging/float_frame_simd.cpp"
+#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include <cstdint>
 #include <cstring>
 
 #include "imaging/float_frame_rows.h"
@@ -72,7 +74,7 @@ void ForEachVector(const From* from, To* to, int width, Convert convert) {
     for (; i + lanes <= count; i += lanes) convert(from + i, to + i);
     if (i == count) return;
     From source[hn::MaxLanes(FloatTag())] = {};
-    To target[hn::MaxLanes(FloatTag())];
+    alignas(64) To target[hn::MaxLanes(FloatTag())];
     std::memcpy(source, from + i, (count - i) * sizeof(From));
     convert(source, target);
     std::memcpy(to + i, target, (count - i) * sizeof(To));
@@ -85,11 +87,31 @@ void ToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int wi
     });
 }
 
+/// Whether a row of the host's frame is better written past the caches: a frame of such rows does
+/// not fit into them anyway. Narrow vectors gain nothing.
+bool IsStreamed(const float* pixels, int width) {
+    constexpr int kLongRow = 1024;
+    constexpr std::size_t kVector = hn::MaxLanes(FloatTag()) * sizeof(float);
+    return kVector >= 32 && width >= kLongRow &&
+           reinterpret_cast<std::uintptr_t>(pixels) % kVector == 0;
+}
+
 void ToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int width) {
+    const FloatTag floats;
     const ChannelOrder reorder(layout);
-    ForEachVector(row, pixels, width, [&](const std::uint16_t* from, float* to) {
-        hn::StoreU(reorder(ToFloats(hn::LoadU(SampleTag(), from))), FloatTag(), to);
-    });
+    const auto convert = [&](const std::uint16_t* from) {
+        return reorder(ToFloats(hn::LoadU(SampleTag(), from)));
+    };
+    if (IsStreamed(pixels, width)) {
+        ForEachVector(row, pixels, width, [&](const std::uint16_t* from, float* to) {
+            hn::Stream(convert(from), floats, to);
+        });
+        hwy::FlushStream();
+    } else {
+        ForEachVector(row, pixels, width, [&](const std::uint16_t* from, float* to) {
+            hn::StoreU(convert(from), floats, to);
+        });
+    }
 }
 
 }  // namespace

@@ -21,11 +21,16 @@ Frame ToFrame(const std::vector<float>& pixels, FloatLayout layout = FloatLayout
     return row;
 }
 
-std::vector<float> ToFloat(const Frame& row, FloatLayout layout = FloatLayout::kRgba) {
-    std::vector<float> pixels(row.size() + 8, -3);
-    FrameRowToFloat(row.data(), layout, pixels.data(), static_cast<int>(row.size() / 4));
-    for (; pixels.size() > row.size(); pixels.pop_back()) EXPECT_EQ(pixels.back(), -3);
-    return pixels;
+/// The target starts shift floats behind a boundary of 64 bytes.
+std::vector<float> ToFloat(const Frame& row, FloatLayout layout = FloatLayout::kRgba,
+                           size_t shift = 0) {
+    std::vector<float> memory(row.size() + 48, -3);
+    const size_t misplaced = reinterpret_cast<std::uintptr_t>(memory.data()) / 4 % 16;
+    const auto pixels = memory.begin() + static_cast<std::ptrdiff_t>(16 - misplaced + shift);
+    const auto end = pixels + static_cast<std::ptrdiff_t>(row.size());
+    FrameRowToFloat(row.data(), layout, &*pixels, static_cast<int>(row.size() / 4));
+    EXPECT_EQ(std::count(memory.begin(), pixels, -3) + std::count(end, memory.end(), -3), 48);
+    return {pixels, end};
 }
 
 TEST(FloatFrame, ConvertsWorkedValues) {
@@ -68,7 +73,8 @@ TEST(FloatFrame, RoundsDownAroundEverySample) {
 }
 
 TEST(FloatFrame, GivesTheSameBitsAtEveryLevelAndWidth) {
-    for (int width = 1; width <= 70; ++width) {
+    for (int i = 1; i <= 73; ++i) {
+        const int width = i <= 70 ? i : 1000 + i;  // rows long enough to be streamed
         Random random(width);
         const auto row = RandomSamples<std::uint16_t>(random, width * 4);
         std::vector<float> pixels(row.size());
@@ -79,6 +85,7 @@ TEST(FloatFrame, GivesTheSameBitsAtEveryLevelAndWidth) {
             ForEachLevel([&] {
                 ASSERT_TRUE(Same(frame, ToFrame(pixels, layout), width));
                 ASSERT_TRUE(Same(floats, ToFloat(row, layout), width));
+                ASSERT_TRUE(Same(floats, ToFloat(row, layout, 1), width));
             });
         }
     }
