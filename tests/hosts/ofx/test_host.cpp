@@ -16,10 +16,12 @@ namespace veltrane::ofx::test {
 
 namespace {
 
+constexpr int kGuard = 64;  ///< bytes before and behind an image
+
 TestHost* host = nullptr;
-std::mutex mutex;  ///< of the faults and the images that are out
+std::mutex mutex;  ///< of the faults and of the images that are out
 std::vector<std::string> faults;
-std::multiset<const TestImage*> images_out;
+std::multiset<void*> images_out;
 thread_local std::string current_action;
 
 Status Fault(const std::string& what, Status status) {
@@ -28,114 +30,96 @@ Status Fault(const std::string& what, Status status) {
     return status;
 }
 
+template <class Handle, class Object>
+Handle HandleOf(Object& object) {
+    return reinterpret_cast<Handle>(&object);
+}
+
+bool IsEffect(void* handle) {
+    return handle == host || Fault("unknown effect", kBadHandle) == kOk;
+}
+
+/// The named value of a set where the set knows it, of this type and at this place.
 template <class T>
-Property* Find(PropertySet set, const char* name) {
-    if (set == nullptr) {
-        Fault("null property set", kBadHandle);
-        return nullptr;
-    }
+T* Find(PropertySet set, const std::string& name, int index, bool mayGrow) {
     auto& properties = reinterpret_cast<Bag*>(set)->properties;
     const auto found = properties.find(name);
-    if (found == properties.end()) {
-        Fault(std::string("unknown property ") + name, kUnknown);
-    } else if (!std::holds_alternative<T>(found->second.values.at(0))) {
-        Fault(std::string("wrong type for ") + name, kBadValue);
-    } else {
-        return &found->second;
+    const char* problem = "unknown property ";
+    if (found != properties.end()) {
+        auto& [values, grows] = found->second;
+        if (mayGrow && grows && index == static_cast<int>(values.size())) values.emplace_back(T{});
+        if (index >= 0 && index < static_cast<int>(values.size()))
+            if (T* value = std::get_if<T>(&values[index])) return value;
+        problem = "wrong type or index for ";
     }
+    Fault(problem + name, kUnknown);
     return nullptr;
 }
 
-template <class T>
-Status Set(PropertySet set, const char* name, int index, T value) {
-    Property* property = Find<T>(set, name);
-    if (property == nullptr) return kUnknown;
-    const int count = static_cast<int>(property->values.size());
-    if (index < 0 || index > count || (index == count && !property->grows))
-        return Fault(std::string("index of ") + name, kBadIndex);
-    if (index == count) property->values.emplace_back();
-    property->values[index] = std::move(value);
+template <class T, class From = T>
+Status Set(PropertySet set, const char* name, int index, From value) {
+    T* place = Find<T>(set, name, index, true);
+    if (place == nullptr) return kUnknown;
+    *place = value;
     return kOk;
 }
 
 template <class T>
 Status Get(PropertySet set, const char* name, int index, T* value) {
-    const Property* property = Find<T>(set, name);
-    if (property == nullptr) return kUnknown;
-    if (index < 0 || index >= static_cast<int>(property->values.size()))
-        return Fault(std::string("index of ") + name, kBadIndex);
-    *value = std::get<T>(property->values[index]);
+    const T* found = Find<T>(set, name, index, false);
+    if (found == nullptr) return kUnknown;
+    *value = *found;
     return kOk;
-}
-
-Status SetString(PropertySet set, const char* name, int index, const char* value) {
-    return Set(set, name, index, std::string(value));
-}
-
-/// The host owns the text for as long as the property keeps it.
-Status GetString(PropertySet set, const char* name, int index, char** value) {
-    Property* property = Find<std::string>(set, name);
-    if (property == nullptr || index != 0) return kUnknown;
-    *value = std::get<std::string>(property->values[0]).data();
-    return kOk;
-}
-
-Status SetDoubles(PropertySet set, const char* name, int count, const double* values) {
-    Status status = kOk;
-    for (int i = 0; i < count && status == kOk; ++i) status = Set(set, name, i, values[i]);
-    return status;
-}
-
-Status GetInts(PropertySet set, const char* name, int count, int* values) {
-    Status status = kOk;
-    for (int i = 0; i < count && status == kOk; ++i) status = Get(set, name, i, values + i);
-    return status;
 }
 
 const PropertySuite kProperties = [] {
     PropertySuite suite{};  // what stays null the plug-in does not need
-    suite.setString = SetString;
+    suite.setString = Set<std::string, const char*>;
     suite.setInt = Set<int>;
-    suite.setDoubles = SetDoubles;
     suite.getPointer = Get<void*>;
-    suite.getString = GetString;
     suite.getDouble = Get<double>;
     suite.getInt = Get<int>;
-    suite.getInts = GetInts;
+    suite.getString = [](PropertySet set, const char* name, int index, char** value) {
+        std::string* found = Find<std::string>(set, name, index, false);
+        if (found != nullptr) *value = found->data();
+        return found == nullptr ? kUnknown : kOk;
+    };
+    suite.setDoubles = [](PropertySet set, const char* name, int count, const double* values) {
+        Status status = kOk;
+        for (int i = 0; i < count && status == kOk; ++i)
+            status = Set<double>(set, name, i, values[i]);
+        return status;
+    };
+    suite.getInts = [](PropertySet set, const char* name, int count, int* values) {
+        Status status = kOk;
+        for (int i = 0; i < count && status == kOk; ++i) status = Get(set, name, i, values + i);
+        return status;
+    };
     return suite;
 }();
 
-const Property kText{{std::string()}};
-const Property kTexts{{std::string()}, true};
-const Property kNumber{{0}};
+using Names = std::initializer_list<const char*>;
 
-Bag EffectBag() {
-    return {{{"OfxPropLabel", kText},
-             {"OfxPropShortLabel", kText},
-             {"OfxPropLongLabel", kText},
-             {"OfxPropVersion", {{0}, true}},
-             {"OfxPropVersionLabel", kText},
-             {"OfxPropPluginDescription", kText},
-             {"OfxImageEffectPluginPropGrouping", kText},
-             {"OfxImageEffectPluginRenderThreadSafety", kText},
-             {"OfxImageEffectPropSupportedContexts", kTexts},
-             {"OfxImageEffectPropSupportedPixelDepths", kTexts},
-             {"OfxImageEffectPluginPropHostFrameThreading", {{1}}},
-             {"OfxImageEffectPropSupportsTiles", {{1}}},
-             {"OfxImageEffectPropSupportsMultiResolution", {{1}}},
-             {"OfxImageEffectPluginPropFieldRenderTwiceAlways", {{1}}},
-             {"OfxImageEffectPropTemporalClipAccess", kNumber},
-             {"OfxImageEffectPropMultipleClipDepths", kNumber},
-             {"OfxImageEffectPropSupportsMultipleClipPARs", kNumber},
-             {"OfxImageEffectPluginPropSingleInstance", kNumber}}};
+Bag MakeBag(Names numbers, Names texts, Names lists = {}) {
+    Bag bag;
+    for (const char* name : numbers) bag.Put(name, {-1});
+    for (const char* name : texts) bag.Put(name, {std::string()});
+    for (const char* name : lists) bag.properties[name] = {{std::string()}, true};
+    return bag;
 }
 
-Bag ClipBag() {
-    return {{{"OfxImageEffectPropSupportedComponents", kTexts},
-             {"OfxImageEffectPropSupportsTiles", {{1}}},
-             {"OfxImageEffectPropTemporalClipAccess", kNumber},
-             {"OfxImageClipPropFieldExtraction", kText},
-             {"OfxImageEffectPropPreMultiplication", kText}}};
+Bag EffectBag() {
+    Bag bag = MakeBag(
+        {"OfxImageEffectPluginPropHostFrameThreading", "OfxImageEffectPropSupportsTiles",
+         "OfxImageEffectPropSupportsMultiResolution", "OfxImageEffectPropTemporalClipAccess",
+         "OfxImageEffectPluginPropFieldRenderTwiceAlways", "OfxImageEffectPropMultipleClipDepths",
+         "OfxImageEffectPropSupportsMultipleClipPARs", "OfxImageEffectPluginPropSingleInstance"},
+        {"OfxPropLabel", "OfxPropShortLabel", "OfxPropLongLabel", "OfxPropVersionLabel",
+         "OfxPropPluginDescription", "OfxImageEffectPluginPropGrouping",
+         "OfxImageEffectPluginRenderThreadSafety"},
+        {"OfxImageEffectPropSupportedContexts", "OfxImageEffectPropSupportedPixelDepths"});
+    bag.properties["OfxPropVersion"] = {{0}, true};
+    return bag;
 }
 
 bool HoldsWholeNumbers(const std::string& type) {
@@ -144,218 +128,169 @@ bool HoldsWholeNumbers(const std::string& type) {
 }
 
 Bag ParamBag(const std::string& type) {
-    Bag bag{{{"OfxPropLabel", kText},
-             {"OfxParamPropHint", kText},
-             {"OfxParamPropParent", kText},
-             {"OfxParamPropEnabled", {{1}}}}};
-    if (HoldsWholeNumbers(type)) bag.properties["OfxParamPropDefault"] = kNumber;
-    if (type == "OfxParamTypeRGB") bag.Put("OfxParamPropDefault", {0.0, 0.0, 0.0});
-    if (type == "OfxParamTypeChoice") bag.properties["OfxParamPropChoiceOption"] = kTexts;
+    Bag bag = MakeBag({"OfxParamPropEnabled"},
+                      {"OfxPropLabel", "OfxParamPropHint", "OfxParamPropParent"});
+    bag.Put("OfxParamPropEnabled", {1});
+    if (HoldsWholeNumbers(type)) bag.Put("OfxParamPropDefault", {-1});
+    if (type == "OfxParamTypeRGB") bag.Put("OfxParamPropDefault", {-1.0, -1.0, -1.0});
     if (type == "OfxParamTypeInteger")
         for (const char* limit : {"Min", "Max", "DisplayMin", "DisplayMax"})
-            bag.properties[std::string("OfxParamProp") + limit] = kNumber;
+            bag.Put(std::string("OfxParamProp") + limit, {-1});
+    if (type == "OfxParamTypeChoice")
+        bag.properties["OfxParamPropChoiceOption"] = {{std::string()}, true};
     return bag;
 }
 
-TestEffect* EffectOf(void* handle) {
-    if (handle == &host->instance || handle == &host->descriptor)
-        return static_cast<TestEffect*>(handle);
-    Fault("unknown effect", kBadHandle);
-    return nullptr;
-}
+const ImageEffectSuite kEffects = [] {
+    ImageEffectSuite suite{};
+    suite.getPropertySet = [](Effect effect, PropertySet* set) {
+        *set = HandleOf<PropertySet>(host->bag);
+        return IsEffect(effect) ? kOk : kBadHandle;
+    };
+    suite.getParamSet = [](Effect effect, ParamSet* set) {
+        *set = reinterpret_cast<ParamSet>(effect);
+        return IsEffect(effect) ? kOk : kBadHandle;
+    };
+    suite.clipDefine = [](Effect effect, const char* name, PropertySet* set) {
+        if (!IsEffect(effect) || current_action != "OfxImageEffectActionDescribeInContext")
+            return Fault("clip defined outside its action", kBadHandle);
+        TestClip& clip = host->clips[name];
+        clip.bag =
+            MakeBag({"OfxImageEffectPropSupportsTiles", "OfxImageEffectPropTemporalClipAccess"},
+                    {"OfxImageClipPropFieldExtraction", "OfxImageEffectPropPreMultiplication"},
+                    {"OfxImageEffectPropSupportedComponents"});
+        *set = HandleOf<PropertySet>(clip.bag);
+        return kOk;
+    };
+    suite.clipGetHandle = [](Effect effect, const char* name, Clip* clip, PropertySet*) {
+        if (!IsEffect(effect) || host->clips.count(name) == 0) return Fault(name, kUnknown);
+        *clip = HandleOf<Clip>(host->clips[name]);
+        return kOk;
+    };
+    suite.clipGetPropertySet = [](Clip clip, PropertySet* set) {
+        *set = HandleOf<PropertySet>(reinterpret_cast<TestClip*>(clip)->bag);
+        return kOk;
+    };
+    suite.clipGetImage = [](Clip clip, double time, const RectD*, PropertySet* set) {
+        TestImage* image = reinterpret_cast<TestClip*>(clip)->image(time);
+        if (image == nullptr) return kFailed;
+        *set = HandleOf<PropertySet>(image->bag);
+        const std::lock_guard lock(mutex);
+        images_out.insert(*set);
+        return kOk;
+    };
+    suite.clipReleaseImage = [](PropertySet set) {
+        const std::lock_guard lock(mutex);
+        const auto out = images_out.find(set);
+        if (out == images_out.end()) throw std::logic_error("released an image that was not out");
+        images_out.erase(out);
+        return kOk;
+    };
+    suite.clipGetRegionOfDefinition = [](Clip clip, double, RectD* region) {
+        *region = reinterpret_cast<TestClip*>(clip)->region;
+        return kOk;
+    };
+    suite.abort = [](Effect effect) { return IsEffect(effect) && host->stops ? 1 : 0; };
+    return suite;
+}();
 
-PropertySet Handle(Bag& bag) {
-    return reinterpret_cast<PropertySet>(&bag);
-}
-
-Status GetEffectProperties(Effect handle, PropertySet* set) {
-    TestEffect* effect = EffectOf(handle);
-    if (effect == nullptr) return kBadHandle;
-    *set = Handle(effect->bag);
-    return kOk;
-}
-
-Status GetParamSet(Effect handle, ParamSet* set) {
-    *set = reinterpret_cast<ParamSet>(handle);
-    return EffectOf(handle) == nullptr ? kBadHandle : kOk;
-}
-
-Status DefineClip(Effect handle, const char* name, PropertySet* set) {
-    if (EffectOf(handle) != &host->descriptor ||
-        current_action.find("Context") == current_action.npos)
-        return Fault("clip defined outside its action", kBadHandle);
-    TestClip& clip = host->descriptor.clips[name];
-    clip.bag = ClipBag();
-    *set = Handle(clip.bag);
-    return kOk;
-}
-
-Status GetClip(Effect handle, const char* name, Clip* clip, PropertySet* set) {
-    TestEffect* effect = EffectOf(handle);
-    if (effect != &host->instance || effect->clips.count(name) == 0)
-        return Fault(std::string("no clip ") + name, kBadHandle);
-    TestClip& found = effect->clips[name];
-    *clip = reinterpret_cast<Clip>(&found);
-    if (set != nullptr) *set = Handle(found.bag);
-    return kOk;
-}
-
-Status GetClipProperties(Clip clip, PropertySet* set) {
-    *set = Handle(reinterpret_cast<TestClip*>(clip)->bag);
-    return kOk;
-}
-
-Status GetImage(Clip clip, double time, const RectD*, PropertySet* set) {
-    TestImage* image = reinterpret_cast<TestClip*>(clip)->image(time);
-    *set = nullptr;
-    if (image == nullptr) return kFailed;
-    const std::lock_guard lock(mutex);
-    images_out.insert(image);
-    *set = Handle(image->bag);
-    return kOk;
-}
-
-Status ReleaseImage(PropertySet set) {
-    const std::lock_guard lock(mutex);
-    for (auto out = images_out.begin(); out != images_out.end(); ++out)
-        if (reinterpret_cast<const Bag*>(set) == &(*out)->bag) {
-            images_out.erase(out);
-            return kOk;
-        }
-    faults.push_back("an image was released that was not out");
-    return kBadHandle;
-}
-
-Status GetRegion(Clip clip, double, RectD* region) {
-    *region = reinterpret_cast<TestClip*>(clip)->region;
-    return kOk;
-}
-
-int Aborts(Effect handle) {
-    return EffectOf(handle)->stops ? 1 : 0;
-}
-
-const ImageEffectSuite kEffects{GetEffectProperties,
-                                GetParamSet,
-                                DefineClip,
-                                GetClip,
-                                GetClipProperties,
-                                GetImage,
-                                ReleaseImage,
-                                GetRegion,
-                                Aborts,
-                                nullptr,
-                                nullptr,
-                                nullptr,
-                                nullptr};
-
-Status DefineParam(ParamSet handle, const char* type, const char* name, PropertySet* set) {
-    static const std::set<std::string> kTypes{"OfxParamTypeGroup",   "OfxParamTypeChoice",
-                                              "OfxParamTypeRGB",     "OfxParamTypeBoolean",
-                                              "OfxParamTypeInteger", "OfxParamTypePushButton"};
-    TestEffect* effect = EffectOf(handle);
-    if (effect != &host->descriptor || kTypes.count(type) == 0 || effect->params.count(name) != 0)
-        return Fault(std::string("parameter ") + name + " of type " + type, kBadValue);
-    effect->order.emplace_back(name);
-    TestParam& param = effect->params[name];
-    param = {type, ParamBag(type), {}};
-    *set = Handle(param.bag);
-    return kOk;
-}
-
-Status GetParam(ParamSet handle, const char* name, Param* param, PropertySet* set) {
-    TestEffect* effect = EffectOf(handle);
-    if (effect == nullptr || effect->params.count(name) == 0)
-        return Fault(std::string("no parameter ") + name, kUnknown);
-    TestParam& found = effect->params[name];
-    *param = reinterpret_cast<Param>(&found);
-    if (set != nullptr) *set = Handle(found.bag);
-    return kOk;
-}
-
-Status Read(Param handle, double time, va_list values) {
+Status Read(Param handle, double time, va_list results) {
     const auto& param = *reinterpret_cast<TestParam*>(handle);
     if (host->refusesValues) return kFailed;
-    auto key = param.keys.upper_bound(time);
-    if (key != param.keys.begin()) --key;
-    for (const double value : key->second) {
+    std::vector<double> values;
+    if (auto key = param.keys.upper_bound(time); !param.keys.empty()) {
+        values = (key == param.keys.begin() ? key : std::prev(key))->second;
+    } else {
+        for (const Value& value : param.bag.properties.at("OfxParamPropDefault").values)
+            values.push_back(value.index() == 0 ? std::get<int>(value) : std::get<double>(value));
+    }
+    for (const double value : values) {
         if (HoldsWholeNumbers(param.type)) {
-            *va_arg(values, int*) = static_cast<int>(value);
+            *va_arg(results, int*) = static_cast<int>(value);
         } else {
-            *va_arg(values, double*) = value;
+            *va_arg(results, double*) = value;
         }
     }
     return kOk;
 }
 
 Status GetValue(Param param, ...) {
-    if (current_action != "OfxActionInstanceChanged" && current_action != "OfxActionCreateInstance")
+    if (current_action.find("InstanceChanged") + current_action.find("CreateInstance") ==
+        2 * std::string::npos)
         return Fault("value read without a time", kFailed);
-    va_list values;
-    va_start(values, param);
-    const Status status = Read(param, 0, values);
-    va_end(values);
+    va_list results;
+    va_start(results, param);
+    const Status status = Read(param, 0, results);
+    va_end(results);
     return status;
 }
 
 Status GetValueAtTime(Param param, double time, ...) {
-    va_list values;
-    va_start(values, time);
-    const Status status = Read(param, time, values);
-    va_end(values);
+    va_list results;
+    va_start(results, time);
+    const Status status = Read(param, time, results);
+    va_end(results);
     return status;
 }
 
 /// As the interface has it, the plug-in hears of its own change before this returns.
 Status SetValue(Param handle, ...) {
-    if (current_action != "OfxActionInstanceChanged") return Fault("value set", kFailed);
     auto& param = *reinterpret_cast<TestParam*>(handle);
-    if (param.type != "OfxParamTypeRGB") return Fault("value of a " + param.type, kFailed);
+    if (current_action != "OfxActionInstanceChanged" || param.type != "OfxParamTypeRGB")
+        return Fault("value set", kFailed);
+    std::vector<double> color;
     va_list values;
     va_start(values, handle);
-    std::vector<double> color;
     for (int i = 0; i < 3; ++i) color.push_back(va_arg(values, double));
     va_end(values);
     param.keys = {{0.0, color}};
-    for (const auto& [name, candidate] : host->instance.params)
-        if (&candidate == &param) {
-            host->pluginEdits.push_back(name);
-            host->Change(name, "OfxChangePluginEdited");
-            return kOk;
-        }
-    return Fault("unknown parameter", kBadHandle);
-}
-
-Status BeginEdit(ParamSet, const char* label) {
-    host->pluginEdits.push_back(std::string("begin ") + label);
-    return kOk;
-}
-
-Status EndEdit(ParamSet) {
-    host->pluginEdits.emplace_back("end");
+    for (const auto& [name, candidate] : host->params) {
+        if (&candidate != &param) continue;
+        host->log.push_back(name);
+        host->Change(name, "OfxChangePluginEdited");
+    }
     return kOk;
 }
 
 const ParameterSuite kParameters = [] {
     ParameterSuite suite{};
-    suite.define = DefineParam;
-    suite.getHandle = GetParam;
+    suite.define = [](ParamSet set, const char* type, const char* name, PropertySet* properties) {
+        static const std::set<std::string> kTypes{"OfxParamTypeGroup",   "OfxParamTypeChoice",
+                                                  "OfxParamTypeRGB",     "OfxParamTypeBoolean",
+                                                  "OfxParamTypeInteger", "OfxParamTypePushButton"};
+        if (!IsEffect(set) || kTypes.count(type) == 0 || host->params.count(name) != 0)
+            return Fault(std::string("parameter ") + name + " of type " + type, kBadValue);
+        host->order.emplace_back(name);
+        TestParam& param = host->params[name] = {type, ParamBag(type), {}};
+        *properties = HandleOf<PropertySet>(param.bag);
+        return kOk;
+    };
+    suite.getHandle = [](ParamSet set, const char* name, Param* param, PropertySet* properties) {
+        if (!IsEffect(set) || host->params.count(name) == 0) return Fault(name, kUnknown);
+        *param = HandleOf<Param>(host->params[name]);
+        if (properties != nullptr) *properties = HandleOf<PropertySet>(host->params[name].bag);
+        return kOk;
+    };
     suite.getValue = GetValue;
     suite.getValueAtTime = GetValueAtTime;
     suite.setValue = SetValue;
-    suite.editBegin = BeginEdit;
-    suite.editEnd = EndEdit;
+    suite.editBegin = [](ParamSet, const char* label) {
+        host->log.push_back(std::string("begin ") + label);
+        return kOk;
+    };
+    suite.editEnd = [](ParamSet) {
+        host->log.emplace_back("end");
+        return kOk;
+    };
     return suite;
 }();
 
 Status ShowMessage(void* handle, const char* type, const char*, const char* format, ...) {
-    char text[500];
     va_list values;
     va_start(values, format);
-    std::vsnprintf(text, sizeof text, format, values);
+    if (IsEffect(handle) && format == std::string("%s"))
+        host->log.push_back(std::string(type) + ": " + va_arg(values, const char*));
     va_end(values);
-    EffectOf(handle);
-    host->messages.push_back(std::string(type) + ": " + text);
     return kOk;
 }
 
@@ -366,22 +301,17 @@ const void* FetchSuite(PropertySet, const char* name, int version) {
                                                             {"OfxImageEffectSuite", &kEffects},
                                                             {"OfxParameterSuite", &kParameters},
                                                             {"OfxMessageSuite", &kMessages}};
-    if (current_action != "OfxActionLoad" || version != 1 || kSuites.count(name) == 0)
-        Fault(std::string("fetched ") + name, kFailed);
+    if (current_action != "OfxActionLoad" || version != 1) Fault(name, kFailed);
     return host->missingSuites.count(name) != 0 ? nullptr : kSuites.at(name);
 }
-
-int PixelBytes(const std::string& depth) {
-    return depth == "OfxBitDepthByte" ? 4 : depth == "OfxBitDepthShort" ? 8 : 16;
-}
-
-constexpr int kGuard = 64;
 
 }  // namespace
 
 TestImage::TestImage(const Plan& plan)
     : bounds_(plan.bounds),
-      pixelBytes_(PixelBytes(plan.depth)),
+      pixelBytes_(plan.depth == "OfxBitDepthByte"    ? 4
+                  : plan.depth == "OfxBitDepthShort" ? 8
+                                                     : 16),
       rowBytes_((bounds_.x2 - bounds_.x1) * pixelBytes_ + plan.padding),
       topDown_(plan.topDown),
       memory_(2 * kGuard + rowBytes_ * (bounds_.y2 - bounds_.y1), 0xA5) {
@@ -402,12 +332,11 @@ unsigned char* TestImage::At(int x, int y) {
 }
 
 void TestImage::SetGuard(bool closed) {
-    unsigned char* at = memory_.data();
-    const int filled = (bounds_.x2 - bounds_.x1) * pixelBytes_;
-    if (!closed) return ASAN_UNPOISON_MEMORY_REGION(at, memory_.size());
-    ASAN_POISON_MEMORY_REGION(at, memory_.size());
+    ASAN_UNPOISON_MEMORY_REGION(memory_.data(), memory_.size());
+    if (!closed) return;
+    ASAN_POISON_MEMORY_REGION(memory_.data(), memory_.size());
     for (int y = bounds_.y1; y < bounds_.y2; ++y)
-        ASAN_UNPOISON_MEMORY_REGION(At(bounds_.x1, y), filled);
+        ASAN_UNPOISON_MEMORY_REGION(At(bounds_.x1, y), (bounds_.x2 - bounds_.x1) * pixelBytes_);
 }
 
 void TestImage::HandOut() {
@@ -425,73 +354,52 @@ bool TestImage::IsKeptOutside(const RectI& window) {
 }
 
 TestHost::TestHost(const std::string& context, std::set<std::string> missing)
-    : missingSuites(std::move(missing)), library_(dlopen(VELTRANE_PLUGIN, RTLD_NOW | RTLD_LOCAL)) {
+    : missingSuites(std::move(missing)),
+      bag(EffectBag()),
+      library_(dlopen(VELTRANE_PLUGIN, RTLD_NOW | RTLD_LOCAL)),
+      record_{HandleOf<PropertySet>(bag), FetchSuite} {
     if (library_ == nullptr) throw std::runtime_error(dlerror());
     const auto count = reinterpret_cast<int (*)()>(dlsym(library_, "OfxGetNumberOfPlugins"));
     const auto get =
         reinterpret_cast<const PluginRecord* (*)(int)>(dlsym(library_, "OfxGetPlugin"));
     if (count() != 1 || get(-1) != nullptr || get(1) != nullptr)
         throw std::runtime_error("the library should hold one plug-in");
-    plugin = get(0);
     host = this;
-    record_ = {Handle(properties_), FetchSuite};
+    plugin = get(0);
     plugin->setHost(&record_);
-    loaded = Send("OfxActionLoad", nullptr);
-    if (loaded == kOk) MakeInstance(context);
+    loaded = Send("OfxActionLoad");
+    Send("OfxActionDescribe");
+    Bag in{{{"OfxImageEffectPropContext", {{context}}}}};
+    Send("OfxImageEffectActionDescribeInContext", &in);
+    Send("OfxActionCreateInstance");
 }
 
 TestHost::~TestHost() {
-    if (loaded == kOk) {
-        Send("OfxActionDestroyInstance", &instance);
-        Send("OfxActionUnload", nullptr);
-    }
+    Send("OfxActionDestroyInstance");
+    Send("OfxActionUnload");
     dlclose(library_);
 }
 
-void TestHost::MakeInstance(const std::string& context) {
-    descriptor.bag = EffectBag();
-    Send("OfxActionDescribe", &descriptor);
-    Bag in;
-    in.Put("OfxImageEffectPropContext", {context});
-    Send("OfxImageEffectActionDescribeInContext", &descriptor, &in);
-    instance.params = descriptor.params;
-    instance.clips = descriptor.clips;
-    for (auto& [name, param] : instance.params) {
-        std::vector<double> start;
-        if (param.bag.properties.count("OfxParamPropDefault") != 0)
-            for (const Value& value : param.bag.properties["OfxParamPropDefault"].values)
-                start.push_back(value.index() == 0 ? std::get<int>(value)
-                                                   : std::get<double>(value));
-        param.keys = {{0.0, start}};
-    }
-    Send("OfxActionCreateInstance", &instance);
-}
-
-Status TestHost::Send(const char* action, TestEffect* effect, Bag* in, Bag* out) {
+Status TestHost::Send(const char* action, Bag* in, Bag* out) {
     const std::string outer = std::exchange(current_action, action);
-    const Status status = plugin->main(action, effect, reinterpret_cast<PropertySet>(in),
+    const Status status = plugin->main(action, this, reinterpret_cast<PropertySet>(in),
                                        reinterpret_cast<PropertySet>(out));
     current_action = outer;
     return status;
 }
 
-Status TestHost::Change(const std::string& param, const char* reason, double time) {
-    Bag in;
-    in.Put("OfxPropType", {std::string("OfxTypeParameter")});
-    in.Put("OfxPropName", {param});
-    in.Put("OfxPropChangeReason", {std::string(reason)});
-    in.Put("OfxPropTime", {time});
-    in.Put("OfxImageEffectPropRenderScale", {1.0, 1.0});
-    return Send("OfxActionInstanceChanged", &instance, &in);
+Status TestHost::Change(const std::string& param, const std::string& reason, double time) {
+    Bag in{{{"OfxPropType", {{std::string("OfxTypeParameter")}}},
+            {"OfxPropName", {{param}}},
+            {"OfxPropChangeReason", {{reason}}},
+            {"OfxPropTime", {{time}}}}};
+    return Send("OfxActionInstanceChanged", &in);
 }
 
-Status TestHost::Render(double time, const RectI& window) {
-    Bag in;
-    in.Put("OfxPropTime", {time});
-    in.Put("OfxImageEffectPropFieldToRender", {std::string("OfxFieldNone")});
-    in.Put("OfxImageEffectPropRenderWindow", {window.x1, window.y1, window.x2, window.y2});
-    in.Put("OfxImageEffectPropRenderScale", {1.0, 1.0});
-    return Send("OfxImageEffectActionRender", &instance, &in);
+Status TestHost::Render(double time, const RectI& w) {
+    Bag in{{{"OfxPropTime", {{time}}},
+            {"OfxImageEffectPropRenderWindow", {{w.x1, w.y1, w.x2, w.y2}}}}};
+    return Send("OfxImageEffectActionRender", &in);
 }
 
 std::vector<std::string> TestHost::TakeFaults() {

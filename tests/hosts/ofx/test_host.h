@@ -3,7 +3,6 @@
 
 #include <functional>
 #include <map>
-#include <memory>
 #include <set>
 #include <string>
 #include <variant>
@@ -17,26 +16,20 @@ using Value = std::variant<int, double, std::string, void*>;
 
 struct Property {
     std::vector<Value> values;
-    bool grows = false;  ///< holds any number of values instead of what it was made with
+    bool grows = false;  ///< takes any number of values instead of those it was made with
 };
 
 /// A property set that knows exactly the names it was made with, each with its type.
 struct Bag {
     std::map<std::string, Property> properties;
 
-    template <class T>
+    template <class T = std::string>
     T Get(const std::string& name, int index = 0) const {
         return std::get<T>(properties.at(name).values.at(index));
     }
     void Put(const std::string& name, std::vector<Value> values) {
         properties[name].values = std::move(values);
     }
-};
-
-struct TestParam {
-    std::string type;
-    Bag bag;
-    std::map<double, std::vector<double>> keys;  ///< values from each time on
 };
 
 /// One image in memory of its own, with guards around it and padding between its rows.
@@ -74,50 +67,48 @@ private:
     std::vector<unsigned char> before_;
 };
 
+struct TestParam {
+    std::string type;
+    Bag bag;
+    std::map<double, std::vector<double>> keys;  ///< values from each time on; the default if none
+};
+
 struct TestClip {
     Bag bag;
     RectD region{};
     std::function<TestImage*(double time)> image;
 };
 
-struct TestEffect {
-    Bag bag;
-    std::map<std::string, TestParam> params;
-    std::vector<std::string> order;  ///< of the parameters
-    std::map<std::string, TestClip> clips;
-    bool stops = false;  ///< asks renders to stop
-};
-
-/// A strict host. It loads the plug-in, describes it in a context and makes an instance. Whatever
-/// the plug-in does against the interface becomes a fault.
+/// A strict host with one effect, which serves as descriptor and as instance. It loads the plug-in,
+/// describes it in a context and makes the instance. Whatever the plug-in does against the
+/// interface becomes a fault.
 class TestHost {
 public:
     explicit TestHost(const std::string& context = "OfxImageEffectContextFilter",
                       std::set<std::string> missingSuites = {});
     ~TestHost();
 
-    Status Send(const char* action, TestEffect* effect, Bag* in = nullptr, Bag* out = nullptr);
+    /// Sends an action to the effect.
+    Status Send(const char* action, Bag* in = nullptr, Bag* out = nullptr);
     /// Tells the plug-in that a parameter has changed.
-    Status Change(const std::string& param, const char* reason = "OfxChangeUserEdited",
+    Status Change(const std::string& param, const std::string& reason = "OfxChangeUserEdited",
                   double time = 0);
     Status Render(double time, const RectI& window);
-
     static std::vector<std::string> TakeFaults();
 
-    const PluginRecord* plugin = nullptr;
-    Status loaded = kOk;
-    TestEffect descriptor;
-    TestEffect instance;
-    std::vector<std::string> messages;
     std::set<std::string> missingSuites;
-    std::vector<std::string> pluginEdits;  ///< parameters set by the plug-in, and edit brackets
-    bool refusesValues = false;            ///< answers an error to every parameter that is read
+    const PluginRecord* plugin;
+    Status loaded;
+    Bag bag;
+    std::map<std::string, TestParam> params;
+    std::vector<std::string> order;  ///< of the parameters
+    std::map<std::string, TestClip> clips;
+    bool stops = false;            ///< asks renders to stop
+    bool refusesValues = false;    ///< answers an error to every parameter that is read
+    std::vector<std::string> log;  ///< messages shown, parameters set and brackets around them
 
 private:
-    void MakeInstance(const std::string& context);
-
     void* library_;
-    Bag properties_;
     HostRecord record_;
 };
 
