@@ -7,18 +7,8 @@
 namespace veltrane {
 namespace {
 
-constexpr double kPi = 3.141592653589793;
-
-/// Sine and cosine of the float nearest to a quarter turn; not exactly 1 and 0, and the last bit
-/// of every normal depends on it.
-constexpr double kQuarterCos = -4.371139000186241e-08;
-constexpr double kQuarterSin = 0.999999999999999;
-
-constexpr float kHueLuma = 128.0f;     ///< luma and chroma at which hue directions are taken;
-constexpr float kHueChroma = 30.0f;    ///< only the direction matters
-constexpr float kScreenGray = 160.0f;  ///< luma written where the matte is 0
-constexpr float kLowestLuma = -50.0f;  ///< bounds of an unmixed foreground luma
-constexpr float kHighestLuma = 370.0f;
+constexpr float kHueLuma = 128.0f;   ///< luma and chroma at which hue directions are taken;
+constexpr float kHueChroma = 30.0f;  ///< only the direction matters
 
 Chroma ChromaOf(YIQ color) {
     return {color.I, color.Q};
@@ -61,18 +51,6 @@ Chroma HueDirection(float degrees) {
 /// Weights b by w and the rest by a.
 Chroma Blend(float w, Chroma b, Chroma a) {
     return w * b + (1.0f - w) * a;
-}
-
-template <class Sample>
-std::vector<Sample> MatteCurve(double exponent) {
-    constexpr int kFull = kFullScale<Sample>;
-    constexpr float kScale = kFull;
-    std::vector<Sample> curve(kFull + 1);
-    for (int i = 0; i <= kFull; ++i) {
-        const float power = static_cast<float>(std::pow(i / kScale, exponent));
-        curve[i] = static_cast<Sample>(Clamp(TruncateToInt(power * kScale + 0.499f), 0, kFull));
-    }
-    return curve;
 }
 
 /// Where a pixel lies relative to its screen colour.
@@ -158,12 +136,6 @@ Foreground BlueSideForeground(const Mixture& mix, const KeyLook<Sample>& look,
     return {Blend(w, tilted, level), Blend(w, beyondLine ? mix.at.chroma : color, level)};
 }
 
-/// Bright pixels tilt the skin line further, up to 30 degrees at full luma.
-Chroma BrightSkinNormal(Chroma normal, float luma) {
-    if (!(luma > 200.0f)) return normal;
-    return RotateByDegrees(normal, -30.0f * Ramp(luma, 200.0f, 255.0f, 0, 1));
-}
-
 template <class Sample>
 Foreground SkinSideForeground(const Mixture& mix, const KeyLook<Sample>& look,
                               const KeyMargins& margins) {
@@ -183,20 +155,14 @@ Foreground SkinSideForeground(const Mixture& mix, const KeyLook<Sample>& look,
 }
 
 /// Luma of a foreground that covers the screen by matte. Brighter than the screen it unmixes
-/// linearly; darker, luma + 100 mixes geometrically.
+/// linearly.
 float ForegroundLuma(float luma, float screenLuma, float matte) {
     if (!(matte > 0)) {
         if (luma < screenLuma) return kLowestLuma;
         return luma > screenLuma ? kHighestLuma : luma;
     }
-    float unmixed;
-    if (luma > screenLuma) {
-        unmixed = (luma - (1.0f - matte) * screenLuma) / matte;
-    } else {
-        const double cover = matte;
-        unmixed = static_cast<float>(
-            std::pow((luma + 100.0) / std::pow(screenLuma + 100.0, 1 - cover), 1 / cover) - 100.0);
-    }
+    const float unmixed = luma > screenLuma ? (luma - (1.0f - matte) * screenLuma) / matte
+                                            : UnmixedDarkLuma(luma, screenLuma, matte);
     return Clamp(unmixed, kLowestLuma, kHighestLuma);
 }
 
@@ -273,34 +239,6 @@ void KeyPixel(const KeyLook<Sample>& look, const KeyMargins& margins, const KeyA
     }
 }
 
-}  // namespace
-
-template <class Sample>
-KeyLook<Sample>::KeyLook(const typename Depth<Sample>::Record& record)
-    : clipLevel(record.screenGain[0] * 0.01f),
-      matteGain(record.despillGray[0] * -0.01f + 1.0f),
-      neutral(ChromaOf(CImagingORV().RGBtoYIQ2(127, 127, 127))),
-      skinNormal(Rotate(HueDirection(record.skinHue[0]), kQuarterCos, -kQuarterSin)),
-      blueNormal(Rotate(HueDirection(record.blueHue[0]), kQuarterCos, kQuarterSin)),
-      tiltedSkinNormal(RotateByDegrees(skinNormal, -static_cast<float>(record.despillSkin[0]))),
-      tiltedBlueNormal(RotateByDegrees(blueNormal, record.despillBlue[0])) {
-    const float shadow = record.shadow[0] * 0.01f;
-    if (shadow != 1.0f) curve = MatteCurve<Sample>((1.0f - shadow) + 1.0f);
-}
-
-KeyAxis::KeyAxis(YIQ screenColor, Chroma neutral, const KeyMargins& margins)
-    : screen(ChromaOf(screenColor)),
-      toNeutral(neutral - screen),
-      length(Length(toNeutral)),
-      direction(Unit(toNeutral, length)),
-      normal(Rotate(direction, kQuarterCos, kQuarterSin)),
-      luma(screenColor.Y + margins.luma) {}
-
-template struct KeyLook<unsigned short>;
-template struct KeyLook<unsigned char>;
-
-namespace {
-
 /// Keys a row against the colours that screenAt(x) gives.
 template <class Sample, class ScreenAt>
 void KeyRow(const KeyLook<Sample>& look, const Sample* source, ScreenAt screenAt, Sample* target,
@@ -336,13 +274,80 @@ void PlainAgainstColor(const KeyLook<Sample>& look, const KeyAxis& axis, const S
     }
 }
 
+template <class Sample>
+void PlainMatteCurve(double exponent, Sample* curve) {
+    constexpr int kFull = kFullScale<Sample>;
+    for (int i = 0; i <= kFull; ++i) {
+        const float scaled = MattePower<Sample>(i, exponent) * kFull + 0.499f;
+        curve[i] = static_cast<Sample>(Clamp(TruncateToInt(scaled), 0, kFull));
+    }
+}
+
+template <class Sample>
+constexpr KeyRows<Sample> kPlainRows{PlainAgainstPlate<Sample>, PlainAgainstPixels<Sample>,
+                                     PlainAgainstColor<Sample>, PlainMatteCurve<Sample>};
+
+/// The vector form knows the exponents of valid records only.
+template <class Sample>
+std::vector<Sample> CurveOf(double exponent) {
+    const bool usual = exponent >= 1 && exponent <= 2;
+    std::vector<Sample> curve(kFullScale<Sample> + 1);
+    (usual ? KeyRowsInUse<Sample>() : kPlainRows<Sample>).matteCurve(exponent, curve.data());
+    return curve;
+}
+
 }  // namespace
+
+float UnmixedDarkLuma(float luma, float screenLuma, float matte) {
+    const double cover = matte;
+    return static_cast<float>(
+        std::pow((luma + 100.0) / std::pow(screenLuma + 100.0, 1 - cover), 1 / cover) - 100.0);
+}
+
+Chroma BrightSkinNormal(Chroma normal, float luma) {
+    if (!(luma > 200.0f)) return normal;
+    return RotateByDegrees(normal, -30.0f * Ramp(luma, 200.0f, 255.0f, 0, 1));
+}
+
+template <class Sample>
+float MattePower(int matte, double exponent) {
+    constexpr float kFull = kFullScale<Sample>;
+    return static_cast<float>(std::pow(matte / kFull, exponent));
+}
+
+template float MattePower<unsigned short>(int, double);
+template float MattePower<unsigned char>(int, double);
+
+template <class Sample>
+KeyLook<Sample>::KeyLook(const typename Depth<Sample>::Record& record)
+    : clipLevel(record.screenGain[0] * 0.01f),
+      matteGain(record.despillGray[0] * -0.01f + 1.0f),
+      neutral(ChromaOf(CImagingORV().RGBtoYIQ2(127, 127, 127))),
+      skinNormal(Rotate(HueDirection(record.skinHue[0]), kQuarterCos, -kQuarterSin)),
+      blueNormal(Rotate(HueDirection(record.blueHue[0]), kQuarterCos, kQuarterSin)),
+      tiltedSkinNormal(RotateByDegrees(skinNormal, -static_cast<float>(record.despillSkin[0]))),
+      tiltedBlueNormal(RotateByDegrees(blueNormal, record.despillBlue[0])) {
+    const float shadow = record.shadow[0] * 0.01f;
+    if (shadow != 1.0f) curve = CurveOf<Sample>((1.0f - shadow) + 1.0f);
+}
+
+KeyAxis::KeyAxis(YIQ screenColor, Chroma neutral, const KeyMargins& margins)
+    : screen(ChromaOf(screenColor)),
+      toNeutral(neutral - screen),
+      length(Length(toNeutral)),
+      direction(Unit(toNeutral, length)),
+      normal(Rotate(direction, kQuarterCos, kQuarterSin)),
+      luma(screenColor.Y + margins.luma) {}
+
+template struct KeyLook<unsigned short>;
+template struct KeyLook<unsigned char>;
 
 template <class Sample>
 const KeyRows<Sample>& KeyRowsInUse() {
-    static constexpr KeyRows<Sample> kPlainRows{
-        PlainAgainstPlate<Sample>, PlainAgainstPixels<Sample>, PlainAgainstColor<Sample>};
-    return kPlainRows;
+#ifdef VELTRANE_SIMD
+    if (const KeyRows<Sample>* rows = SimdKeyRows<Sample>()) return *rows;
+#endif
+    return kPlainRows<Sample>;
 }
 
 template const KeyRows<unsigned short>& KeyRowsInUse();

@@ -42,6 +42,11 @@ struct KeyMargins {
 inline constexpr KeyMargins kPlateMargins{1.5f, 24, 9, 10.0f, 25.0f};
 inline constexpr KeyMargins kColorMargins{0.0f, 19, 4, 5.0f, 20.0f};
 
+/// Sine and cosine of the float nearest to a quarter turn; not exactly 1 and 0, and the last bit
+/// of every normal depends on it.
+inline constexpr double kQuarterCos = -4.371139000186241e-08;
+inline constexpr double kQuarterSin = 0.999999999999999;
+
 /// The axis from a screen colour to neutral.
 struct KeyAxis {
     KeyAxis(YIQ screen, Chroma neutral, const KeyMargins& margins);
