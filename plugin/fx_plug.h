@@ -126,8 +126,8 @@ typedef struct {
 - (id)apiForProtocol:(Protocol*)protocol;
 @end
 
-/// The colour getter of FxParameterRetrievalAPI as the two generations of hosts spell it; a host has
-/// one of them.
+/// The colour getter of FxParameterRetrievalAPI as the two generations of hosts spell it; a host
+/// has one of them.
 @protocol VeltraneColorRetrieval
 - (BOOL)getRedValue:(double*)red
          GreenValue:(double*)green

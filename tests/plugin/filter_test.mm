@@ -45,6 +45,22 @@ protected:
 
     void Set(int id, double value) { host->parameters.at(id).value[0] = value; }
 
+    /// The texts of a language in the bundle; null when there are none.
+    NSDictionary* Texts(NSString* language) {
+        NSString* path = [[NSBundle bundleForClass:[filter class]] pathForResource:@"Localizable"
+                                                                            ofType:@"strings"
+                                                                       inDirectory:nil
+                                                                   forLocalization:language];
+        return [NSDictionary dictionaryWithContentsOfFile:path];
+    }
+    /// What a key reads as in the language of this run.
+    std::string Text(const char* key) {
+        NSUserDefaults* user = [NSUserDefaults standardUserDefaults];
+        NSString* language = [[user stringArrayForKey:@"NSLanguages"] objectAtIndex:0];
+        NSString* text = [Texts(language) objectForKey:@(key)];
+        return text != nil ? [text UTF8String] : std::string(Label(key));
+    }
+
     NSAutoreleasePool* pool = [[NSAutoreleasePool alloc] init];
     std::unique_ptr<FxHost> host = FxHost::Load(VELTRANE_BUNDLE);
     VeltraneGreen* filter = static_cast<VeltraneGreen*>(host->filter());
@@ -54,16 +70,17 @@ TEST_F(Filter, AddsItsPanelInOrder) {
     const std::map<int, int> groupsEnding{{10, 1}, {14, 1}, {18, 1}, {21, 2}, {26, 1}, {27, 1}};
     Lines expected;
     for (const Parameter& row : Parameters()) {
-        const auto text = [](int number) { return ' ' + std::to_string(number); };
-        const std::string name = ' ' + std::string(Label(row.key)) + text(row.id);
-        const std::string value = name + text(row.defaultValue);
-        const std::string range = text(row.minimum) + text(row.maximum);
-        const std::string calls[] = {"startParameterSubGroup" + name,
-                                     "addPopupMenuWithName" + value + " Source|Matte|Result",
-                                     "addColorParameterWithName" + name + " 0 0 0",
-                                     "addToggleButtonWithName" + value,
-                                     "addIntSliderWithName" + value + range + range + " 1"};
-        expected.push_back(calls[int(row.kind)] + text(int(row.flags)));
+        const auto number = [](int value) { return ' ' + std::to_string(value); };
+        const std::string name = ' ' + Text(row.key) + number(row.id);
+        const std::string value = name + number(row.defaultValue);
+        const std::string range = number(row.minimum) + number(row.maximum);
+        std::string choices;
+        for (const char* key : ChoiceKeys(row)) choices += (choices.empty() ? "" : "|") + Text(key);
+        const std::string calls[] = {
+            "startParameterSubGroup" + name, "addPopupMenuWithName" + value + ' ' + choices,
+            "addColorParameterWithName" + name + " 0 0 0", "addToggleButtonWithName" + value,
+            "addIntSliderWithName" + value + range + range + " 1"};
+        expected.push_back(calls[int(row.kind)] + number(int(row.flags)));
         const auto ends = groupsEnding.find(row.id);
         for (int i = 0; ends != groupsEnding.end() && i < ends->second; ++i)
             expected.push_back("endParameterSubGroup");
@@ -332,27 +349,20 @@ TEST_F(Filter, RendersOnTwoThreadsAtOnce) {
 }
 
 TEST_F(Filter, NamesEverythingInEachLanguage) {
-    NSBundle* bundle = [NSBundle bundleForClass:[filter class]];
     std::vector<const char*> keys{"VeltraneGreen::FxPlug Group", "VeltraneGreen::FxPlug Name",
                                   "VeltraneGreen::FxPlug Description"};
     for (const Parameter& row : Parameters()) {
         keys.push_back(row.key);
         for (const char* key : ChoiceKeys(row)) keys.push_back(key);
     }
-    std::map<std::string, NSDictionary*> texts;
-    for (NSString* language in @[ @"en", @"de", @"ja" ]) {
-        NSString* path = [bundle pathForResource:@"Localizable"
-                                          ofType:@"strings"
-                                     inDirectory:nil
-                                 forLocalization:language];
-        NSDictionary* all = [NSDictionary dictionaryWithContentsOfFile:path];
-        EXPECT_EQ([all count], keys.size());
-        for (const char* key : keys) EXPECT_GT([[all objectForKey:@(key)] length], 0u) << key;
-        texts[[language UTF8String]] = all;
+    const std::map<const char*, const char*> shadows{
+        {"en", "Shadow"}, {"de", "Schatten"}, {"ja", "影"}};
+    for (const auto& [language, shadow] : shadows) {
+        NSDictionary* texts = Texts(@(language));
+        EXPECT_EQ([texts count], keys.size());
+        for (const char* key : keys) EXPECT_GT([[texts objectForKey:@(key)] length], 0u) << key;
+        EXPECT_STREQ([[texts objectForKey:@"VeltraneGreen::Shadow"] UTF8String], shadow);
     }
-    NSString* key = @"VeltraneGreen::Shadow";
-    EXPECT_STREQ([[texts["de"] objectForKey:key] UTF8String], "Schatten");
-    EXPECT_STREQ([[texts["ja"] objectForKey:key] UTF8String], "影");
 }
 
 }  // namespace
