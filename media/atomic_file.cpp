@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <memory>
 
-#include "media/source_details.h"
+#include "media/fail.h"
 
 namespace veltrane::media {
 namespace {

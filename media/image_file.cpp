@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <fstream>
+#include <mutex>
 #include <string_view>
 
+#include "media/file_kind.h"
 #include "media/image_integrity.h"
 #include "media/transfer.h"
 
@@ -100,6 +101,7 @@ bool StoredPremultiplied(const OpenImage& image, Association association) {
 }
 
 OpenImage OpenImageFile(const std::string& path, const ReadOptions& options) {
+    PrepareImageLibrary();
     OpenImage image;
     image.format = ImageFormatOf(path);
     if (const auto damage = StructuralDamage(path, image.format)) Fail(path, *damage);
@@ -278,6 +280,14 @@ std::string DisplayName(const std::string& format) {
 
 }  // namespace
 
+void PrepareImageLibrary() {
+    static std::once_flag once;
+    std::call_once(once, [] {
+        OIIO::attribute("threads", 1);
+        OIIO::attribute("exr_threads", -1);
+    });
+}
+
 std::string ImageErrorText(std::string text, const std::string& path,
                            const std::string& otherwise) {
     text = text.substr(0, text.find('\n'));
@@ -287,33 +297,6 @@ std::string ImageErrorText(std::string text, const std::string& path,
     }
     const std::size_t begin = text.find_first_not_of(" :");
     return begin == std::string::npos ? otherwise : text.substr(begin);
-}
-
-std::string ImageFormatOf(const std::string& path) {
-    using namespace std::string_view_literals;
-    struct Signature {
-        std::string_view bytes;
-        const char* format;
-    };
-    static constexpr Signature kSignatures[] = {
-        {"\x89PNG\r\n\x1a\n"sv, "png"},
-        {"II*\0"sv, "tiff"},
-        {"MM\0*"sv, "tiff"},
-        {"II+\0"sv, "tiff"},
-        {"MM\0+"sv, "tiff"},
-        {"\x76\x2f\x31\x01"sv, "openexr"},
-        {"SDPX"sv, "dpx"},
-        {"XPDS"sv, "dpx"},
-        {"\xff\xd8\xff"sv, "jpeg"},
-    };
-    char bytes[8] = {};
-    std::ifstream(path, std::ios::binary).read(bytes, sizeof bytes);
-    for (const Signature& signature : kSignatures) {
-        if (std::string_view(bytes, sizeof bytes).starts_with(signature.bytes)) {
-            return signature.format;
-        }
-    }
-    return {};
 }
 
 Info DescribeImage(const std::string& path, const ReadOptions& options) {

@@ -22,8 +22,9 @@ struct ImageMetadata {
     int originY = 0;
 };
 
-/// The image library's name of the format of a file's first bytes, or empty.
-std::string ImageFormatOf(const std::string& path);
+/// Tells the image library that frames are converted side by side, so that it needs no threads
+/// itself.
+void PrepareImageLibrary();
 
 /// Describes an image file, decoding no pixels. Throws Error.
 Info DescribeImage(const std::string& path, const ReadOptions& options);

@@ -1,8 +1,6 @@
 #include "media/image_integrity.h"
 
-extern "C" {
-#include <libavutil/crc.h>
-}
+#include <isa-l/crc.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -45,7 +43,6 @@ std::uint64_t PngBytes(const Bytes& bytes) {
 
 /// A PNG is a signature and chunks: length, four letters, data, checksum of letters and data.
 std::optional<std::string> PngDamage(const Bytes& bytes) {
-    const AVCRC* table = av_crc_get_table(AV_CRC_32_IEEE_LE);
     constexpr std::size_t kFrame = 12;
     // No compressed byte stands for more than 1032, so a small file cannot ask for much memory.
     constexpr std::uint64_t kMostExpansion = 1032;
@@ -56,7 +53,7 @@ std::optional<std::string> PngDamage(const Bytes& bytes) {
         const std::size_t length = BigEndian(bytes, at, 4);
         if (bytes.size() - at - kFrame < length) return kCut;
         const std::uint8_t* name = bytes.data() + at + 4;
-        const std::uint32_t sum = ~av_crc(table, 0xffffffffu, name, length + 4);
+        const std::uint32_t sum = crc32_gzip_refl(0, name, length + 4);
         if (sum != BigEndian(bytes, at + 8 + length, 4)) return kDamaged;
         if (std::memcmp(name, "IEND", 4) == 0) return std::nullopt;
         at += length + kFrame;

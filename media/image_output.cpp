@@ -6,10 +6,11 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
-#include <filesystem>
 #include <mutex>
 
 #include "media/atomic_file.h"
+#include "media/backends.h"
+#include "media/file_kind.h"
 #include "media/image_file.h"
 #include "media/sequence_path.h"
 #include "media/transfer.h"
@@ -28,8 +29,7 @@ constexpr std::array kFormats{Format{".png", "png", true},   Format{".tif", "tif
                               Format{".jpg", "jpeg", false}, Format{".jpeg", "jpeg", false}};
 
 Format FormatOf(const std::string& path, bool opaque) {
-    std::string extension = std::filesystem::path(path).extension().string();
-    OIIO::Strutil::to_lower(extension);
+    const std::string extension = Extension(path);
     const auto found = std::find_if(kFormats.begin(), kFormats.end(),
                                     [&](const Format& f) { return extension == f.extension; });
     if (found == kFormats.end()) {
@@ -268,6 +268,7 @@ std::shared_ptr<Encoded> ImageWriter::Encode(const Frame& result, const Frame& s
 
 std::unique_ptr<Writer> CreateImages(const std::string& path, const WriteOptions& options,
                                      const Info& source) {
+    PrepareImageLibrary();
     return std::make_unique<ImageWriter>(path, options, source);
 }
 

@@ -2,6 +2,8 @@
 #include <optional>
 #include <utility>
 
+#include "media/backends.h"
+#include "media/file_kind.h"
 #include "media/image_file.h"
 #include "media/sequence_path.h"
 #include "media/source_details.h"

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "media/source_details.h"
+#include "media/fail.h"
 
 namespace veltrane::media {
 namespace {

@@ -3,12 +3,12 @@
 
 #include <cstdint>
 #include <memory>
-#include <new>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "media/fail.h"
 #include "media/media.h"
 #include "media/video_pixels.h"
 
@@ -48,19 +48,6 @@ struct Encoded {
     virtual ~Encoded() = default;
 };
 
-/// Throws Error with "path: what" on one line.
-[[noreturn]] void Fail(const std::string& path, const std::string& what);
-
-/// Does what may take much memory; throws Error where there is too little.
-template <typename Action>
-auto WithinMemory(const std::string& path, Action action) {
-    try {
-        return action();
-    } catch (const std::bad_alloc&) {
-        Fail(path, "needs more memory than there is");
-    }
-}
-
 /// Throws Error unless both sides lie in 1..kLongestSide.
 void CheckSize(const std::string& path, std::int64_t width, std::int64_t height);
 
@@ -74,14 +61,6 @@ FrameRange RangeWithin(const std::string& path, const std::optional<FrameRange>&
 
 /// Throws Error unless the range is in order and starts at 0 or above.
 void CheckRange(const std::string& path, const std::optional<FrameRange>& wanted);
-
-std::unique_ptr<Reader> OpenStill(const std::string& path, const ReadOptions& options);
-std::unique_ptr<Reader> OpenSequence(const std::string& pattern, const ReadOptions& options);
-std::unique_ptr<Reader> OpenVideo(const std::string& path, const ReadOptions& options);
-std::unique_ptr<Writer> CreateImages(const std::string& path, const WriteOptions& options,
-                                     const Info& source);
-std::unique_ptr<Writer> CreateVideo(const std::string& path, const WriteOptions& options,
-                                    const Info& source);
 
 }  // namespace veltrane::media
 

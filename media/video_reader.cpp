@@ -11,6 +11,7 @@ extern "C" {
 #include <string_view>
 
 #include "media/av_support.h"
+#include "media/backends.h"
 #include "media/pixels.h"
 #include "media/source_details.h"
 #include "media/transfer.h"

@@ -7,7 +7,6 @@ extern "C" {
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
 #include <limits>
 #include <new>
 #include <numeric>
@@ -16,6 +15,8 @@ extern "C" {
 #include "media/atomic_file.h"
 #include "media/audio_track.h"
 #include "media/av_support.h"
+#include "media/backends.h"
+#include "media/file_kind.h"
 #include "media/pixels.h"
 #include "media/source_details.h"
 #include "media/video_pixels.h"
@@ -89,11 +90,9 @@ struct OutputDeleter {
 };
 
 const Format& FormatOf(const std::string& path, bool opaque) {
-    std::string extension = std::filesystem::path(path).extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 'a' - 'A') : c; });
-    const Format& format = *std::find_if(kFormats.begin(), kFormats.end(),
-                                         [&](const Format& f) { return extension == f.extension; });
+    const Format& format = *std::find_if(kFormats.begin(), kFormats.end(), [&](const Format& f) {
+        return Extension(path) == f.extension;
+    });
     if (!opaque && format.withAlpha == AV_PIX_FMT_NONE) {
         Fail(path, "mp4 (H.264) cannot hold alpha; these can: " + FormatsWithAlpha());
     }

@@ -102,11 +102,12 @@ protected:
         return nlohmann::json::parse(Run(arguments + " --json").out);
     }
 
+    std::string command_ = VELTRANE_COMMAND;
     const Settings green_ = FromJson(R"({"key-color": "#40b838"})", "");
     const media::Frame source_ = Picture();  ///< what in.png holds
 
 private:
-    [[noreturn]] static void Execute(const std::string& arguments) {
+    [[noreturn]] void Execute(const std::string& arguments) const {
         std::istringstream text("veltrane " + arguments);
         std::vector<std::string> words{std::istream_iterator<std::string>(text), {}};
         std::vector<char*> raw;
@@ -114,7 +115,7 @@ private:
         raw.push_back(nullptr);
         dup2(creat("../out", 0600), STDOUT_FILENO);
         dup2(creat("../error", 0600), STDERR_FILENO);
-        execv(VELTRANE_COMMAND, raw.data());
+        execv(command_.c_str(), raw.data());
         _exit(127);
     }
 

@@ -23,6 +23,22 @@ TEST_F(CommandTest, ParamsAndHelpShowTheWholeTable) {
     EXPECT_PRED_FORMAT2(testing::IsSubstring, "-50..50", help);
 }
 
+// The libraries for files take longer to load than help takes to read, so they come with the files.
+TEST_F(CommandTest, NeedsItsModulesForFilesOnly) {
+    fs::copy_file(command_, "veltrane");
+    command_ = "./veltrane";
+    Run("--help");
+    Run("params");
+    Run("key in.png out.png --shadow 101", 2);
+    for (const auto& [file, module] :
+         {std::pair{"in.png", "images"}, {"../samples/clip.mp4", "video"}}) {
+        const Outcome outcome = Run(std::string("info ") + file, 1);
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, std::string("veltrane-") + module + ".so",
+                            outcome.error);
+        EXPECT_EQ(outcome.error.find('\n'), outcome.error.size() - 1) << outcome.error;
+    }
+}
+
 TEST_F(CommandTest, InfoAndPickDescribeTheSample) {
     const nlohmann::json info = Json("info ../samples/clip.mp4");
     EXPECT_EQ(info["kind"], "video");

@@ -1,0 +1,31 @@
+#ifndef VELTRANE_MEDIA_FAIL_H
+#define VELTRANE_MEDIA_FAIL_H
+
+#include <algorithm>
+#include <new>
+#include <string>
+
+#include "media/media.h"
+
+namespace veltrane::media {
+
+/// Throws Error with "path: what" on one line.
+[[noreturn]] inline void Fail(const std::string& path, const std::string& what) {
+    std::string line = path + ": " + what;
+    std::replace(line.begin(), line.end(), '\n', ' ');
+    throw Error(line);
+}
+
+/// Does what may take much memory; throws Error where there is too little.
+template <typename Action>
+auto WithinMemory(const std::string& path, Action action) {
+    try {
+        return action();
+    } catch (const std::bad_alloc&) {
+        Fail(path, "needs more memory than there is");
+    }
+}
+
+}  // namespace veltrane::media
+
+#endif

@@ -1,0 +1,16 @@
+#ifndef VELTRANE_MEDIA_FILE_KIND_H
+#define VELTRANE_MEDIA_FILE_KIND_H
+
+#include <string>
+
+namespace veltrane::media {
+
+/// The image library's name of the format of a file's first bytes, or empty.
+std::string ImageFormatOf(const std::string& path);
+
+/// The ending of a file's name in small letters, such as ".png".
+std::string Extension(const std::string& path);
+
+}  // namespace veltrane::media
+
+#endif

@@ -1,0 +1,7 @@
+#include "media/backends.h"
+
+namespace veltrane::media {
+
+const VideoBackend veltraneVideo{OpenVideo, CreateVideo};
+
+}  // namespace veltrane::media
