@@ -1,93 +1,31 @@
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <new>
+#include <optional>
 #include <vector>
 
 #include "imaging/imaging.h"
+#include "imaging/plane_enlarger.h"
 #include "imaging/resample.h"
+#include "imaging/resample_rows.h"
 #include "imaging/sample.h"
 
 [[noreturn]] void AfxThrowMemoryException() {
     throw std::bad_alloc();
 }
 
+namespace veltrane {
 namespace {
 
-using namespace veltrane;
+constexpr int kColors = 3;  ///< the elements that are resampled
+/// Filtered samples up to this fit 16 bits, and the sums across the rows 32.
+constexpr std::int64_t kShortReach = 2048;
 
-constexpr double kPi = 3.141592653589793;
-constexpr double kNarrowPi = 2.670353755551324;  ///< 0.85 pi
-constexpr int kColors = 3;                       ///< the elements that are resampled
-
-double Kernel(double t, int lobes, int kernelType) {
-    if (std::fabs(t) < 2.220446049250313e-16) return 1;
-    if (std::fabs(t) >= lobes) return 0;
-    const double x = (kernelType == 1 ? kNarrowPi : kPi) * t;
-    const double window = kPi * t / lobes;
-    return std::sin(x) / x * std::sin(window) / window;
-}
-
-/// The source samples that make one target sample.
-struct Taps {
-    int first = 0;  ///< 0-based
-    int count = 0;
-    std::size_t weights = 0;  ///< index of the first weight
-};
-
-/// Weights of one axis, in 16 fractional bits.
-struct Axis {
-    std::vector<Taps> taps;
-    std::vector<std::int32_t> weights;
-    int longest = 0;
-
-    Axis(int sourceSize, int targetSize, int kernelType, int lobes);
-
-private:
-    void AppendNormalised(const std::vector<float>& kernel);
-};
-
-Axis::Axis(int sourceSize, int targetSize, int kernelType, int lobes) {
-    const double source = sourceSize;
-    const double target = targetSize;
-    const bool enlarging = sourceSize < targetSize;
-    // Distances are measured in source pixels when enlarging and in target pixels when shrinking.
-    const double step = enlarging ? 1.0 : target / source;
-    const double perTarget = enlarging ? -source / target : -1.0;
-    const double offset = enlarging ? source / (2 * target) - 0.5 : 0.5 - target / (2 * source);
-    const float radius = enlarging ? static_cast<float>(lobes)
-                                   : static_cast<float>(lobes) * (static_cast<float>(sourceSize) /
-                                                                  static_cast<float>(targetSize));
-    const double half = source / (2 * target);
-    std::vector<float> kernel;
-    for (int x = 1; x <= targetSize; ++x) {
-        const double centre = (2.0 * x - 1) * half;
-        const int first = std::max(TruncateToInt(centre - radius + 0.5 + 1.0), 1);
-        const int last = std::min(TruncateToInt(centre + radius + 0.5), sourceSize);
-        kernel.clear();
-        for (int i = first; i <= last; ++i) {
-            const double t = i * step + x * perTarget + offset;
-            kernel.push_back(static_cast<float>(Kernel(t, lobes, kernelType)));
-        }
-        const int count = static_cast<int>(kernel.size());
-        taps.push_back({count == 0 ? 0 : first - 1, count, weights.size()});
-        longest = std::max(longest, count);
-        AppendNormalised(kernel);
-    }
-}
-
-/// Only samples that exist have weights, so dividing by their sum keeps the borders at full level.
-void Axis::AppendNormalised(const std::vector<float>& kernel) {
-    float sum = 0;
-    for (const float weight : kernel) sum += weight;
-    for (const float weight : kernel) weights.push_back(TruncateToInt(weight / sum * 65536.0f));
-}
-
-unsigned char ToByte(unsigned char sample) {
+std::uint8_t ToByte(std::uint8_t sample) {
     return sample;
 }
-unsigned char ToByte(unsigned short sample) {
-    return static_cast<unsigned char>(RoundHalfUp(sample / 257.0f));
+std::uint8_t ToByte(std::uint16_t sample) {
+    return static_cast<std::uint8_t>(RoundHalfUp(sample / 257.0f));
 }
 
 template <class Target>
@@ -95,114 +33,181 @@ Target FromByte(int value) {
     return static_cast<Target>(sizeof(Target) == 2 ? value * 257 : value);
 }
 
-/// Reduces the colours of a row to packed bytes.
-template <class Source>
-void PackRow(const Source* row, int width, unsigned char* packed) {
-    for (int x = 0; x < width; ++x) {
-        for (int e = 0; e < kColors; ++e) *packed++ = ToByte(row[x * kElements + e]);
-    }
+std::size_t RoundUp(std::size_t size, std::size_t unit) {
+    return (size + unit - 1) / unit * unit;
 }
 
-/// Filters a packed row along it. The result is rounded down and may leave 0..255.
-void FilterRow(const unsigned char* packed, const Axis& axis, std::int32_t* filtered) {
+/// The sum is rounded down and may leave 0..255.
+template <class Source, class Filtered>
+void FilterRow(const Source* const* rows, int width, const ResampleAxis& axis, const PairedAxis&,
+               std::int16_t* bytes, Filtered* const* filteredRows) {
+    const std::size_t size = static_cast<std::size_t>(width) * kElements;
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = ToByte(rows[0][i]);
+    Filtered* filtered = filteredRows[0];
     for (const Taps& taps : axis.taps) {
-        const std::int32_t* weight = axis.weights.data() + taps.weights;
-        const unsigned char* pixel = packed + static_cast<std::size_t>(taps.first) * kColors;
-        std::int32_t sum[kColors] = {};
-        for (int k = 0; k < taps.count; ++k, pixel += kColors) {
-            for (int e = 0; e < kColors; ++e) sum[e] += pixel[e] * weight[k];
+        const std::int32_t* weights = axis.Weights(taps);
+        const std::int16_t* pixel = bytes + static_cast<std::ptrdiff_t>(taps.first) * kElements;
+        std::int32_t sums[kElements] = {};
+        for (int k = 0; k < taps.count; ++k, pixel += kElements) {
+            for (int e = 0; e < kElements; ++e) sums[e] += pixel[e] * weights[k];
         }
-        for (const std::int32_t value : sum) *filtered++ = value >> 16;
+        for (const std::int32_t sum : sums) *filtered++ = static_cast<Filtered>(sum >> 16);
     }
 }
 
-/// The last rows that FilterRow made, as many as one target row can need.
-class RowRing {
-public:
-    RowRing(int rows, int width)
-        : rows_(std::max(rows, 1)),
-          pitch_(static_cast<std::size_t>(width) * kColors),
-          values_(rows_ * pitch_) {}
+template <class Filtered>
+void BlendRows(const Filtered* const* rows, const std::int32_t* weights, int count,
+               std::uint8_t* row, std::size_t size) {
+    for (std::size_t start = 0; start < size; start += kRowBlock) {
+        std::int32_t sums[kRowBlock];
+        std::fill_n(sums, kRowBlock, 32768);
+        for (int k = 0; k < count; ++k) {
+            const Filtered* filtered = rows[k] + start;
+            for (int i = 0; i < kRowBlock; ++i) sums[i] += filtered[i] * weights[k];
+        }
+        for (int i = 0; i < kRowBlock; ++i) {
+            row[start + i] = static_cast<std::uint8_t>(Clamp(sums[i] >> 16, 0, 255));
+        }
+    }
+}
 
-    std::int32_t* Row(int y) { return values_.data() + y % rows_ * pitch_; }
+template <class Source, class Filtered>
+constexpr ResampleRows<Source, Filtered> kPlainRows{1, FilterRow<Source, Filtered>,
+                                                    BlendRows<Filtered>};
 
-private:
-    std::size_t rows_;
-    std::size_t pitch_;
-    std::vector<std::int32_t> values_;
+template <class Source, class Filtered>
+const ResampleRows<Source, Filtered>& RowsToUse() {
+#ifdef VELTRANE_SIMD
+    if constexpr (sizeof(Filtered) == 2) {
+        if constexpr (sizeof(Source) == 2) {
+            if (const auto* rows = SimdResampleRows16()) return *rows;
+        } else {
+            if (const auto* rows = SimdResampleRows8()) return *rows;
+        }
+    }
+#endif
+    return kPlainRows<Source, Filtered>;
+}
+
+/// A frame as a resampler reads it; pitch in elements.
+template <class Sample>
+struct SourceFrame {
+    const Sample* pixels;
+    int width;
+    int height;
+    int pitch;
+
+    const Sample* Row(int y) const { return pixels + static_cast<std::ptrdiff_t>(y) * pitch; }
 };
 
 /// Reads the source once, row by row, and keeps only the rows that the next target row needs.
-template <class Source>
+template <class Source, class Filtered>
 class RowResampler {
 public:
-    RowResampler(const Source* source, int sourceWidth, int sourceHeight, int sourcePitch,
-                 int targetWidth, int targetHeight, int kernelType, int lobes)
+    RowResampler(const SourceFrame<Source>& source, const ResampleAxis& across,
+                 const ResampleAxis& down)
         : source_(source),
-          sourceWidth_(sourceWidth),
-          sourcePitch_(sourcePitch),
-          across_(sourceWidth, targetWidth, kernelType, lobes),
-          down_(sourceHeight, targetHeight, kernelType, lobes),
-          ring_(down_.longest, targetWidth),
-          packed_(static_cast<std::size_t>(sourceWidth) * kColors),
-          sums_(static_cast<std::size_t>(targetWidth) * kColors),
-          row_(sums_.size()) {}
+          across_(across),
+          down_(down),
+          pairs_(across),
+          rows_(RowsToUse<Source, Filtered>()),
+          scratch_(std::max<std::size_t>(
+              static_cast<std::size_t>(source.width) * kElements,
+              static_cast<std::size_t>(pairs_.TilePairs() + 1) * 8 * rows_.rowsAtOnce)),
+          ringRows_(down.longest + rows_.rowsAtOnce),
+          pitch_(RoundUp(across.taps.size() * kElements, kRowBlock)),
+          ring_(ringRows_ * pitch_, 0),
+          needed_(static_cast<std::size_t>(down.longest)),
+          row_(pitch_) {}
 
-    /// The next target row from the top, three bytes a pixel.
-    const unsigned char* Next() {
+    /// The next target row from the top, four bytes a pixel, the last without meaning.
+    const std::uint8_t* Next() {
         const Taps& taps = down_.taps[targetRow_++];
-        for (; filteredRows_ < taps.first + taps.count; ++filteredRows_) {
-            PackRow(source_ + static_cast<std::ptrdiff_t>(filteredRows_) * sourcePitch_,
-                    sourceWidth_, packed_.data());
-            FilterRow(packed_.data(), across_, ring_.Row(filteredRows_));
-        }
-        BlendRows(taps);
+        while (filteredRows_ < taps.first + taps.count) FilterMore();
+        for (int k = 0; k < taps.count; ++k) needed_[k] = RingRow(taps.first + k);
+        rows_.blend(needed_.data(), down_.Weights(taps), taps.count, row_.data(), pitch_);
         return row_.data();
     }
 
 private:
-    /// Filters across the rows; rounded to nearest and clamped.
-    void BlendRows(const Taps& taps) {
-        std::fill(sums_.begin(), sums_.end(), 32768);
-        for (int k = 0; k < taps.count; ++k) {
-            const std::int32_t* filtered = ring_.Row(taps.first + k);
-            const std::int32_t weight = down_.weights[taps.weights + k];
-            for (std::size_t i = 0; i < sums_.size(); ++i) sums_[i] += filtered[i] * weight;
+    Filtered* RingRow(int y) { return ring_.data() + y % ringRows_ * pitch_; }
+
+    /// Below the last row it is repeated; nothing reads what comes of that.
+    void FilterMore() {
+        const Source* from[kMostRowsAtOnce];
+        Filtered* to[kMostRowsAtOnce];
+        for (int j = 0; j < rows_.rowsAtOnce; ++j) {
+            from[j] = source_.Row(std::min(filteredRows_ + j, source_.height - 1));
+            to[j] = RingRow(filteredRows_ + j);
         }
-        for (std::size_t i = 0; i < sums_.size(); ++i) {
-            row_[i] = static_cast<unsigned char>(Clamp(sums_[i] >> 16, 0, 255));
-        }
+        rows_.filter(from, source_.width, across_, pairs_, scratch_.data(), to);
+        filteredRows_ += rows_.rowsAtOnce;
     }
 
-    const Source* source_;
-    int sourceWidth_;
-    int sourcePitch_;
-    Axis across_;
-    Axis down_;
-    RowRing ring_;
-    std::vector<unsigned char> packed_;
-    std::vector<std::int32_t> sums_;
-    std::vector<unsigned char> row_;
+    SourceFrame<Source> source_;
+    const ResampleAxis& across_;
+    const ResampleAxis& down_;
+    PairedAxis pairs_;
+    const ResampleRows<Source, Filtered>& rows_;
+    std::vector<std::int16_t> scratch_;
+    int ringRows_;
+    std::size_t pitch_;
+    std::vector<Filtered> ring_;
+    std::vector<const Filtered*> needed_;
+    std::vector<std::uint8_t> row_;
     int targetRow_ = 0;
     int filteredRows_ = 0;
 };
 
 template <class Target>
-void StoreRow(const unsigned char* row, Target* target, int width) {
-    for (int x = 0; x < width; ++x, row += kColors, target += kElements) {
+void StoreRow(const std::uint8_t* row, Target* target, int width) {
+    for (int x = 0; x < width; ++x, row += kElements, target += kElements) {
         for (int e = 0; e < kColors; ++e) target[e] = FromByte<Target>(row[e]);
     }
 }
 
-template <class Source, class Target>
-void ResampleRows(const Source* source, int sourceWidth, int sourceHeight, int sourcePitch,
-                  Target* target, int targetWidth, int targetHeight, int targetPitch,
-                  int kernelType, int lobes) {
-    RowResampler<Source> rows(source, sourceWidth, sourceHeight, sourcePitch, targetWidth,
-                              targetHeight, kernelType, lobes);
-    for (int y = 0; y < targetHeight; ++y) {
-        StoreRow(rows.Next(), target + static_cast<std::ptrdiff_t>(y) * targetPitch, targetWidth);
+template <class Filtered, class Source, class Target>
+void ResampleAs(const SourceFrame<Source>& source, const ResampleAxis& across,
+                const ResampleAxis& down, Target* target, int targetPitch) {
+    RowResampler<Source, Filtered> rows(source, across, down);
+    for (std::size_t y = 0; y < down.taps.size(); ++y) {
+        StoreRow(rows.Next(), target + static_cast<std::ptrdiff_t>(y) * targetPitch,
+                 static_cast<int>(across.taps.size()));
     }
+}
+
+template <class Target>
+void StorePlanes(const PlanarRow& row, Target* target, int width) {
+    for (int x = 0; x < width; ++x, target += kElements) {
+        target[0] = FromByte<Target>(row.blue[x]);
+        target[1] = FromByte<Target>(row.green[x]);
+        target[2] = FromByte<Target>(row.red[x]);
+    }
+}
+
+template <class Target>
+void EnlargePlanes(const SourceFrame<std::uint8_t>& source, const ResampleAxis& across,
+                   const ResampleAxis& down, Target* target, int targetPitch) {
+    PlaneEnlarger rows(source.pixels, source.width, source.pitch, across, down);
+    for (std::size_t y = 0; y < down.taps.size(); ++y) {
+        StorePlanes(rows.Next(), target + static_cast<std::ptrdiff_t>(y) * targetPitch,
+                    static_cast<int>(across.taps.size()));
+    }
+}
+
+/// Chooses the narrowest form that holds what the filter can give.
+template <class Source, class Target>
+void ResampleRowsOf(const SourceFrame<Source>& source, const ResampleAxis& across,
+                    const ResampleAxis& down, Target* target, int targetPitch) {
+    if constexpr (sizeof(Source) == 1) {
+        if (PlaneEnlarger::Fits(across, down)) {
+            return EnlargePlanes(source, across, down, target, targetPitch);
+        }
+    }
+    if (across.Reach() <= kShortReach && down.Reach() <= kShortReach) {
+        return ResampleAs<std::int16_t>(source, across, down, target, targetPitch);
+    }
+    ResampleAs<std::int32_t>(source, across, down, target, targetPitch);
 }
 
 template <class Source, class Target>
@@ -211,8 +216,10 @@ void Resample(const Source* source, int sourceWidth, int sourceHeight, int sourc
               int lobes) {
     if (sourceWidth < 1 || sourceHeight < 1 || targetWidth < 1 || targetHeight < 1) return;
     try {
-        ResampleRows(source, sourceWidth, sourceHeight, sourcePitch, target, targetWidth,
-                     targetHeight, targetPitch, kernelType, lobes);
+        const ResampleAxis across(sourceWidth, targetWidth, kernelType, lobes);
+        const ResampleAxis down(sourceHeight, targetHeight, kernelType, lobes);
+        ResampleRowsOf<Source>({source, sourceWidth, sourceHeight, sourcePitch}, across, down,
+                               target, targetPitch);
     } catch (const std::bad_alloc&) {
         AfxThrowMemoryException();
     }
@@ -220,38 +227,46 @@ void Resample(const Source* source, int sourceWidth, int sourceHeight, int sourc
 
 }  // namespace
 
-namespace veltrane {
-
 class RowEnlarger::State {
 public:
-    State(const unsigned char* source, int sourceWidth, int sourceHeight, int sourcePitch,
-          int targetWidth, int targetHeight, int kernelType, int lobes)
-        : rows_(source, sourceWidth, sourceHeight, sourcePitch, targetWidth, targetHeight,
-                kernelType, lobes),
-          width_(targetWidth),
-          planes_(static_cast<std::size_t>(targetWidth) * kColors) {}
+    State(const SourceFrame<std::uint8_t>& source, int targetWidth, int targetHeight,
+          int kernelType, int lobes)
+        : across_(source.width, targetWidth, kernelType, lobes),
+          down_(source.height, targetHeight, kernelType, lobes) {
+        if (PlaneEnlarger::Fits(across_, down_)) {
+            planes_.emplace(source.pixels, source.width, source.pitch, across_, down_);
+        } else {
+            rows_.emplace(source, across_, down_);
+            split_.resize(across_.taps.size() * kColors);
+        }
+    }
 
-    PlanarRow Next() {
-        unsigned char* const planes[kColors] = {planes_.data(), planes_.data() + width_,
-                                                planes_.data() + 2 * width_};
-        const unsigned char* row = rows_.Next();
-        for (std::size_t x = 0; x < width_; ++x) {
-            for (int e = 0; e < kColors; ++e) planes[e][x] = *row++;
+    PlanarRow Next() { return planes_ ? planes_->Next() : Split(rows_->Next()); }
+
+private:
+    PlanarRow Split(const std::uint8_t* row) {
+        const std::size_t width = across_.taps.size();
+        std::uint8_t* const planes[kColors] = {split_.data(), split_.data() + width,
+                                               split_.data() + 2 * width};
+        for (std::size_t x = 0; x < width; ++x, row += kElements) {
+            for (int e = 0; e < kColors; ++e) planes[e][x] = row[e];
         }
         return {planes[0], planes[1], planes[2]};
     }
 
-private:
-    RowResampler<unsigned char> rows_;
-    std::size_t width_;
-    std::vector<unsigned char> planes_;
+    ResampleAxis across_;
+    ResampleAxis down_;
+    std::optional<PlaneEnlarger> planes_;
+    std::optional<RowResampler<std::uint8_t, std::int32_t>> rows_;  ///< where planes will not do
+    std::vector<std::uint8_t> split_;
 };
 
 RowEnlarger::RowEnlarger(const unsigned char* source, int sourceWidth, int sourceHeight,
                          int sourcePitch, int targetWidth, int targetHeight, int kernelType,
                          int lobes)
-    : state_(std::make_unique<State>(source, sourceWidth, sourceHeight, sourcePitch, targetWidth,
-                                     targetHeight, kernelType, lobes)) {}
+    : state_(std::make_unique<State>(
+          SourceFrame<std::uint8_t>{source, sourceWidth, sourceHeight, sourcePitch}, targetWidth,
+          targetHeight, kernelType, lobes)) {}
 
 RowEnlarger::RowEnlarger(RowEnlarger&&) noexcept = default;
 
@@ -267,22 +282,22 @@ void CImagingORV::DF_WH64bitTo32bit5_1(unsigned short* source, int sourceWidth, 
                                        int sourcePitch, unsigned char* target, int targetWidth,
                                        int targetHeight, int targetPitch, int kernelType,
                                        int lobes) const {
-    Resample(source, sourceWidth, sourceHeight, sourcePitch, target, targetWidth, targetHeight,
-             targetPitch, kernelType, lobes);
+    veltrane::Resample(source, sourceWidth, sourceHeight, sourcePitch, target, targetWidth,
+                       targetHeight, targetPitch, kernelType, lobes);
 }
 
 void CImagingORV::DF_WH32bitTo64bit5_1(unsigned char* source, int sourceWidth, int sourceHeight,
                                        int sourcePitch, unsigned short* target, int targetWidth,
                                        int targetHeight, int targetPitch, int kernelType,
                                        int lobes) const {
-    Resample(source, sourceWidth, sourceHeight, sourcePitch, target, targetWidth, targetHeight,
-             targetPitch, kernelType, lobes);
+    veltrane::Resample(source, sourceWidth, sourceHeight, sourcePitch, target, targetWidth,
+                       targetHeight, targetPitch, kernelType, lobes);
 }
 
 void CImagingORV::DF_WH32bit5_1(unsigned char* source, int sourceWidth, int sourceHeight,
                                 int sourcePitch, unsigned char* target, int targetWidth,
                                 int targetHeight, int targetPitch, int kernelType,
                                 int lobes) const {
-    Resample(source, sourceWidth, sourceHeight, sourcePitch, target, targetWidth, targetHeight,
-             targetPitch, kernelType, lobes);
+    veltrane::Resample(source, sourceWidth, sourceHeight, sourcePitch, target, targetWidth,
+                       targetHeight, targetPitch, kernelType, lobes);
 }

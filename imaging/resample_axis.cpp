@@ -1,0 +1,121 @@
+#include "imaging/resample_axis.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "imaging/sample.h"
+
+namespace veltrane {
+namespace {
+
+constexpr double kPi = 3.141592653589793;
+constexpr double kNarrowPi = 2.670353755551324;  ///< 0.85 pi
+
+/// The windowed sinc of one axis. The positions of the taps repeat along it but for the last bits
+/// of a double, which hardly ever show in the float that is kept: values are remembered by position
+/// and computed again only where those bits might decide the float.
+class Kernel {
+public:
+    Kernel(int kernelType, int lobes)
+        : sinc_(kernelType == 1 ? kNarrowPi : kPi),
+          lobes_(lobes),
+          known_(std::size_t{1} << kSlotBits) {}
+
+    float At(double t) {
+        Known& known = known_[Slot(t)];
+        if (!(std::fabs(t - known.t) <= kSamePosition)) known = {t, Compute(t)};
+        const float value = static_cast<float>(known.value);
+        const bool certain =
+            t == known.t || (static_cast<float>(known.value - kValueMargin) == value &&
+                             static_cast<float>(known.value + kValueMargin) == value);
+        return certain ? value : static_cast<float>(Compute(t));
+    }
+
+private:
+    struct Known {
+        double t = HUGE_VAL;
+        double value = 0;
+    };
+    static constexpr int kSlotBits = 10;
+    static constexpr double kSamePosition = 1e-12;
+    /// The kernel's slope is below 3 everywhere.
+    static constexpr double kValueMargin = 4 * kSamePosition;
+
+    /// Multiplying spreads positions a regular step apart over the table.
+    static std::size_t Slot(double t) {
+        const auto position = static_cast<std::uint64_t>(static_cast<std::int64_t>(t * (1 << 30)));
+        return position * 0x9E3779B97F4A7C15 >> (64 - kSlotBits);
+    }
+
+    double Compute(double t) const {
+        if (std::fabs(t) < 2.220446049250313e-16) return 1;
+        if (std::fabs(t) >= lobes_) return 0;
+        const double x = sinc_ * t;
+        const double window = kPi * t / lobes_;
+        return std::sin(x) / x * std::sin(window) / window;
+    }
+
+    double sinc_;
+    int lobes_;
+    std::vector<Known> known_;
+};
+
+}  // namespace
+
+ResampleAxis::ResampleAxis(int sourceSize, int targetSize, int kernelType, int lobes) {
+    const double source = sourceSize;
+    const double target = targetSize;
+    const bool enlarging = sourceSize < targetSize;
+    // Distances are measured in source pixels when enlarging and in target pixels when shrinking.
+    const double step = enlarging ? 1.0 : target / source;
+    const double perTarget = enlarging ? -source / target : -1.0;
+    const double offset = enlarging ? source / (2 * target) - 0.5 : 0.5 - target / (2 * source);
+    const float radius = enlarging ? static_cast<float>(lobes)
+                                   : static_cast<float>(lobes) * (static_cast<float>(sourceSize) /
+                                                                  static_cast<float>(targetSize));
+    const double half = source / (2 * target);
+    Kernel kernel(kernelType, lobes);
+    std::vector<float> values;
+    taps.reserve(static_cast<std::size_t>(targetSize));
+    for (int x = 1; x <= targetSize; ++x) {
+        const double centre = (2.0 * x - 1) * half;
+        const int first = std::max(TruncateToInt(centre - radius + 0.5 + 1.0), 1);
+        const int last = std::min(TruncateToInt(centre + radius + 0.5), sourceSize);
+        values.clear();
+        for (int i = first; i <= last; ++i) {
+            values.push_back(kernel.At(i * step + x * perTarget + offset));
+        }
+        const int count = static_cast<int>(values.size());
+        taps.push_back({count == 0 ? 0 : first - 1, count, 0});
+        longest = std::max(longest, count);
+        AppendNormalised(values);
+    }
+}
+
+/// Only samples that exist have weights, so dividing by their sum keeps the borders at full level.
+void ResampleAxis::AppendNormalised(const std::vector<float>& kernel) {
+    float sum = 0;
+    for (const float weight : kernel) sum += weight;
+    const std::size_t start = weights.size();
+    for (const float weight : kernel) weights.push_back(TruncateToInt(weight / sum * 65536.0f));
+    taps.back().weights = static_cast<std::uint32_t>(start);
+    if (start < kernel.size() || kernel.empty()) return;
+    const auto before = weights.begin() + static_cast<std::ptrdiff_t>(start - kernel.size());
+    if (std::equal(before, before + taps.back().count, before + taps.back().count)) {
+        weights.resize(start);
+        taps.back().weights -= static_cast<std::uint32_t>(kernel.size());
+    }
+}
+
+std::int64_t ResampleAxis::Reach() const {
+    std::int64_t reach = 0;
+    for (const Taps& t : taps) {
+        std::int64_t sum = 0;
+        for (int k = 0; k < t.count; ++k) sum += std::abs(std::int64_t{Weights(t)[k]});
+        reach = std::max(reach, sum);
+    }
+    return reach * 255 / 65536 + 1;
+}
+
+}  // namespace veltrane

@@ -1,0 +1,89 @@
+#ifndef VELTRANE_IMAGING_RESAMPLE_ROWS_H
+#define VELTRANE_IMAGING_RESAMPLE_ROWS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "imaging/resample_axis.h"
+
+namespace veltrane {
+
+/// The taps of an axis as the vector forms take them: pairs of neighbouring samples that begin at
+/// an even one, with weights of 16 bits.
+struct PairedAxis {
+    struct Target {
+        std::int32_t firstPair = 0;
+        std::int32_t pairs = 0;
+        std::uint32_t weights = 0;  ///< index of the first pair's weights
+    };
+
+    explicit PairedAxis(const ResampleAxis& axis);
+
+    /// How many pairs of samples a filter unpacks at a time.
+    int TilePairs() const { return longest < 128 ? 256 : 2 * longest; }
+
+    std::vector<Target> targets;
+    std::vector<std::int16_t> low;   ///< each weight is low + high * 65536
+    std::vector<std::int16_t> high;  ///< empty where it would be all 0
+    int longest = 0;                 ///< most pairs of a target sample
+
+private:
+    std::uint32_t AppendPairs(const ResampleAxis& axis, const Taps& taps);
+};
+
+/// The most source rows that a vector form filters at once.
+inline constexpr int kMostRowsAtOnce = 4;
+/// Filtered rows are padded to whole vectors of this many elements.
+inline constexpr int kRowBlock = 64;
+
+/// Filters frames of 8 or 16 bits along the rows and across them. Source is the frame's sample;
+/// Filtered holds what the first step leaves, which may lie outside 0..255.
+template <class Source, class Filtered>
+struct ResampleRows {
+    int rowsAtOnce;
+    /// Reduces rowsAtOnce rows to 8 bits and filters them along; the sums are rounded down. scratch
+    /// holds ScratchSize elements of no known content.
+    void (*filter)(const Source* const* rows, int width, const ResampleAxis& axis,
+                   const PairedAxis& pairs, std::int16_t* scratch, Filtered* const* filtered);
+    /// The weighted sum of count filtered rows, rounded to nearest and clamped. size is a multiple
+    /// of kRowBlock.
+    void (*blend)(const Filtered* const* rows, const std::int32_t* weights, int count,
+                  std::uint8_t* row, std::size_t size);
+};
+
+/// What an axis of at most two taps that never leave 0..255 needs to filter planes of bytes.
+struct StretchAxis {
+    static constexpr int kGroup = 4;  ///< targets that read one window of kWindow samples
+    static constexpr int kWindow = 16;
+
+    explicit StretchAxis(const ResampleAxis& axis);
+
+    /// Whether an axis is such a one.
+    static bool Fits(const ResampleAxis& axis);
+
+    std::vector<std::int32_t> windows;  ///< the first sample of every group's window
+    std::vector<std::uint8_t> lookup;   ///< bytes of the window, four a target: pairs of 16 bits
+    std::vector<std::int16_t> low;      ///< as those of PairedAxis, two a target
+    std::vector<std::int16_t> high;
+};
+
+/// Enlarges planes of bytes, where neither direction takes more than two taps.
+struct EnlargeRows {
+    /// Filters a row of pixels along it into three planes, pitch bytes apart. The row may be read
+    /// up to kWindow pixels beyond its width.
+    void (*stretch)(const std::uint8_t* const* planes, const ResampleAxis& axis,
+                    const StretchAxis& stretch, std::uint8_t* stretched, std::size_t pitch);
+    /// row = (upper * upperWeight + lower * lowerWeight + 32768) >> 16.
+    void (*blend)(const std::uint8_t* upper, const std::uint8_t* lower, int upperWeight,
+                  int lowerWeight, std::uint8_t* row, std::size_t size);
+};
+
+/// The vector forms in use, or null when the plain ones are.
+const ResampleRows<std::uint16_t, std::int16_t>* SimdResampleRows16();
+const ResampleRows<std::uint8_t, std::int16_t>* SimdResampleRows8();
+const EnlargeRows* SimdEnlargeRows();
+
+}  // namespace veltrane
+
+#endif
