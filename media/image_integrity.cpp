@@ -1,7 +1,5 @@
 #include "media/image_integrity.h"
 
-#include <isa-l/crc.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +8,8 @@
 #include <fstream>
 #include <system_error>
 #include <vector>
+
+#include "media/png_file.h"
 
 namespace veltrane::media {
 namespace {
@@ -53,7 +53,7 @@ std::optional<std::string> PngDamage(const Bytes& bytes) {
         const std::size_t length = BigEndian(bytes, at, 4);
         if (bytes.size() - at - kFrame < length) return kCut;
         const std::uint8_t* name = bytes.data() + at + 4;
-        const std::uint32_t sum = crc32_gzip_refl(0, name, length + 4);
+        const std::uint32_t sum = PngChecksum(name, length + 4);
         if (sum != BigEndian(bytes, at + 8 + length, 4)) return kDamaged;
         if (std::memcmp(name, "IEND", 4) == 0) return std::nullopt;
         at += length + kFrame;

@@ -12,6 +12,7 @@
 #include "media/backends.h"
 #include "media/file_kind.h"
 #include "media/image_file.h"
+#include "media/png_file.h"
 #include "media/sequence_path.h"
 #include "media/transfer.h"
 
@@ -60,8 +61,13 @@ private:
     void AddCompression(OIIO::ImageSpec& spec) const;
     OIIO::ImageSpec SpecFor(const Frame& result, const Origin* origin) const;
     std::vector<float> StoredFloats(const Frame& result, const Frame& source) const;
+    std::unique_ptr<OIIO::ImageOutput> Output(const std::string& path) const;
+    std::vector<unsigned char> InMemory(const std::string& path, const OIIO::ImageSpec& spec,
+                                        OIIO::TypeDesc type, const void* samples) const;
     void WriteFile(const std::string& path, const OIIO::ImageSpec& spec, OIIO::TypeDesc type,
                    const void* samples) const;
+    void WritePng(const std::string& path, OIIO::ImageSpec spec,
+                  const std::vector<std::uint16_t>& pixels) const;
 
     std::string path_;
     std::optional<SequencePath> sequence_;
@@ -139,14 +145,10 @@ void ImageWriter::ClaimStill(std::int64_t number) {
     still_ = number;
 }
 
-/// Lossless, at the levels where more time hardly makes footage smaller.
+/// Lossless but for JPEG, at the level where more time hardly makes footage smaller.
 void ImageWriter::AddCompression(OIIO::ImageSpec& spec) const {
     const std::string_view name = format_.name;
-    if (name == "png") {
-        constexpr int kSubFilter = 0x10;
-        spec.attribute("png:compressionLevel", 2);
-        spec.attribute("png:filter", kSubFilter);
-    } else if (name == "jpeg") {
+    if (name == "jpeg") {
         spec.attribute("Compression", "jpeg:95");
         spec.attribute("jpeg:subsampling", "4:4:4");
     } else {
@@ -228,23 +230,53 @@ bool IsReadable(const std::string& path, const OIIO::ImageSpec& spec) {
     return input && input->read_image(0, 0, 0, spec.nchannels, spec.format, samples.data());
 }
 
-/// The PNG, JPEG and EXR libraries meet a full disk with silence or an exit, so they write to
-/// memory; the TIFF library reads while it writes, so it needs a file.
+std::unique_ptr<OIIO::ImageOutput> ImageWriter::Output(const std::string& path) const {
+    auto output = OIIO::ImageOutput::create(format_.name);
+    if (!output) Fail(path, ImageErrorText(OIIO::geterror(), path, "cannot be written"));
+    return output;
+}
+
+/// A file of the image library, in memory.
+std::vector<unsigned char> ImageWriter::InMemory(const std::string& path,
+                                                 const OIIO::ImageSpec& spec, OIIO::TypeDesc type,
+                                                 const void* samples) const {
+    OIIO::Filesystem::IOVecOutput memory;
+    const auto output = Output(path);
+    output->set_ioproxy(&memory);
+    if (!output->open(path, spec) || !output->write_image(type, samples) || !output->close()) {
+        Fail(path, ImageErrorText(output->geterror(), path, "cannot be encoded"));
+    }
+    return memory.buffer();
+}
+
+/// The JPEG and EXR libraries meet a full disk with silence or an exit, so they write to memory;
+/// the TIFF library reads while it writes, so it needs a file.
 void ImageWriter::WriteFile(const std::string& path, const OIIO::ImageSpec& spec,
                             OIIO::TypeDesc type, const void* samples) const {
-    const auto output = OIIO::ImageOutput::create(format_.name);
-    if (!output) Fail(path, ImageErrorText(OIIO::geterror(), path, "cannot be written"));
-    const bool direct = std::string_view(format_.name) == "tiff";
-    OIIO::Filesystem::IOVecOutput memory;
     AtomicFile file(path);
-    if (!direct) output->set_ioproxy(&memory);
-    const bool encoded = output->open(direct ? file.temporaryPath() : path, spec) &&
-                         output->write_image(type, samples) && output->close();
-    if (direct && (!encoded || !IsReadable(file.temporaryPath(), spec))) {
-        Fail(path, "cannot be written; the disk may be full");
+    if (std::string_view(format_.name) != "tiff") {
+        file.Write(InMemory(path, spec, type, samples));
+    } else {
+        const auto output = Output(path);
+        const bool encoded = output->open(file.temporaryPath(), spec) &&
+                             output->write_image(type, samples) && output->close();
+        if (!encoded || !IsReadable(file.temporaryPath(), spec)) {
+            Fail(path, "cannot be written; the disk may be full");
+        }
     }
-    if (!encoded) Fail(path, ImageErrorText(output->geterror(), path, "cannot be encoded"));
-    if (!direct) file.Write(memory.buffer());
+    file.Commit();
+}
+
+/// The PNG library takes most of the time that a frame needs, so it writes but the metadata, about
+/// a single pixel.
+void ImageWriter::WritePng(const std::string& path, OIIO::ImageSpec spec,
+                           const std::vector<std::uint16_t>& pixels) const {
+    const int width = spec.width, height = spec.height;
+    spec.width = spec.height = spec.full_width = spec.full_height = 1;
+    const PngBytes metadata =
+        MetadataChunks(InMemory(path, spec, OIIO::TypeDesc::UINT16, pixels.data()));
+    AtomicFile file(path);
+    file.Write(EncodePng(pixels, width, height, spec.nchannels == 4, metadata));
     file.Commit();
 }
 
@@ -252,13 +284,18 @@ std::shared_ptr<Encoded> ImageWriter::Encode(const Frame& result, const Frame& s
     ClaimStill(result.number);
     const std::string path = PathOf(result.number);
     const OIIO::ImageSpec spec = SpecFor(result, source.origin.get());
-    if (std::string_view(format_.name) == "openexr") {
+    const std::string_view name = format_.name;
+    if (name == "openexr") {
         WriteFile(path, spec, OIIO::TypeDesc::FLOAT, StoredFloats(result, source).data());
+        return std::make_shared<EncodedImage>();
+    }
+    const bool multiply = premultiplied_ && !options_.opaque;
+    std::vector<std::uint16_t> room;
+    const auto& pixels = StoredPixels(result, transfer_, multiply, room);
+    if (name == "png") {
+        WritePng(path, spec, pixels);
     } else {
-        const bool multiply = premultiplied_ && !options_.opaque;
-        std::vector<std::uint16_t> room;
-        const auto samples =
-            InFileOrder(StoredPixels(result, transfer_, multiply, room), !options_.opaque);
+        const auto samples = InFileOrder(pixels, !options_.opaque);
         WriteFile(path, spec, OIIO::TypeDesc::UINT16, samples.data());
     }
     return std::make_shared<EncodedImage>();

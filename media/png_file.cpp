@@ -1,0 +1,154 @@
+#include "media/png_file.h"
+
+#include <isa-l/crc.h>
+#include <isa-l/igzip_lib.h>
+
+#include <cstring>
+#include <string_view>
+
+namespace veltrane::media {
+namespace {
+
+constexpr std::uint8_t kSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
+constexpr std::size_t kNameAndLength = 8;
+constexpr std::size_t kSum = 4;
+constexpr std::uint8_t kUpFilter = 2;
+
+void AddBigEndian(PngBytes& bytes, std::uint32_t value) {
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        bytes.push_back(static_cast<std::uint8_t>(value >> shift));
+    }
+}
+
+std::uint32_t BigEndian(const std::uint8_t* bytes) {
+    std::uint32_t value = 0;
+    for (int i = 0; i < 4; ++i) value = value << 8 | bytes[i];
+    return value;
+}
+
+void AddChunk(PngBytes& file, const char* name, const PngBytes& data, std::size_t length) {
+    AddBigEndian(file, static_cast<std::uint32_t>(length));
+    const std::size_t begin = file.size();
+    file.insert(file.end(), name, name + 4);
+    file.insert(file.end(), data.data(), data.data() + length);
+    AddBigEndian(file, PngChecksum(file.data() + begin, length + 4));
+}
+
+void AddHeader(PngBytes& file, int width, int height, bool alpha) {
+    constexpr std::uint8_t kBits = 16, kRgb = 2, kRgba = 6;
+    PngBytes header;
+    AddBigEndian(header, static_cast<std::uint32_t>(width));
+    AddBigEndian(header, static_cast<std::uint32_t>(height));
+    const std::uint8_t colour = alpha ? kRgba : kRgb;
+    header.insert(header.end(), {kBits, colour, 0, 0, 0});
+    AddChunk(file, "IHDR", header, header.size());
+}
+
+/// The chunks of compressed pixels.
+class PixelChunks {
+public:
+    explicit PixelChunks(PngBytes& file) : file_(file) {
+        isal_deflate_init(&stream_);
+        stream_.level = 1;
+        stream_.level_buf = level_.data();
+        stream_.level_buf_size = static_cast<std::uint32_t>(level_.size());
+        stream_.gzip_flag = IGZIP_ZLIB;
+        Rewind();
+    }
+
+    void Add(PngBytes& bytes, bool last) {
+        stream_.next_in = bytes.data();
+        stream_.avail_in = static_cast<std::uint32_t>(bytes.size());
+        stream_.end_of_stream = last;
+        while (stream_.avail_in > 0 || (last && stream_.internal_state.state != ZSTATE_END)) {
+            isal_deflate(&stream_);
+            if (stream_.avail_out == 0) Flush();
+        }
+        if (last) Flush();
+    }
+
+private:
+    void Rewind() {
+        stream_.next_out = chunk_.data();
+        stream_.avail_out = static_cast<std::uint32_t>(chunk_.size());
+    }
+    void Flush() {
+        AddChunk(file_, "IDAT", chunk_, chunk_.size() - stream_.avail_out);
+        Rewind();
+    }
+
+    PngBytes& file_;
+    isal_zstream stream_;
+    PngBytes level_ = PngBytes(ISAL_DEF_LVL1_DEFAULT);
+    PngBytes chunk_ = PngBytes(std::size_t{1} << 18);
+};
+
+/// A row as it stands in the file before it is filtered.
+template <int channels>
+void StoreRow(const std::uint16_t* pixels, int width, std::uint8_t* row) {
+    constexpr int kOrder[] = {2, 1, 0, 3};
+    for (int x = 0; x < width; ++x, pixels += 4, row += 2 * channels) {
+        for (int c = 0; c < channels; ++c) {
+            row[2 * c] = static_cast<std::uint8_t>(pixels[kOrder[c]] >> 8);
+            row[2 * c + 1] = static_cast<std::uint8_t>(pixels[kOrder[c]]);
+        }
+    }
+}
+
+/// Appends a row as differences from the row above it.
+void AddFiltered(PngBytes& bytes, const PngBytes& row, const PngBytes& above) {
+    bytes.push_back(kUpFilter);
+    const std::size_t begin = bytes.size();
+    bytes.resize(begin + row.size());
+    std::uint8_t* to = bytes.data() + begin;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        to[i] = static_cast<std::uint8_t>(row[i] - above[i]);
+    }
+}
+
+}  // namespace
+
+std::uint32_t PngChecksum(const std::uint8_t* name, std::size_t length) {
+    return crc32_gzip_refl(0, name, length);
+}
+
+PngBytes MetadataChunks(const PngBytes& file) {
+    PngBytes chunks;
+    std::size_t at = sizeof kSignature;
+    while (file.size() > at + kNameAndLength) {
+        const std::size_t size = kNameAndLength + BigEndian(file.data() + at) + kSum;
+        const std::string_view name(reinterpret_cast<const char*>(file.data() + at + 4), 4);
+        if (name == "IDAT") break;
+        if (name != "IHDR") {
+            chunks.insert(chunks.end(), file.data() + at, file.data() + at + size);
+        }
+        at += size;
+    }
+    return chunks;
+}
+
+PngBytes EncodePng(const std::vector<std::uint16_t>& pixels, int width, int height, bool alpha,
+                   const PngBytes& metadata) {
+    PngBytes file(std::begin(kSignature), std::end(kSignature));
+    AddHeader(file, width, height, alpha);
+    file.insert(file.end(), metadata.begin(), metadata.end());
+    const std::size_t rowBytes = std::size_t(width) * (alpha ? 8 : 6);
+    PngBytes row(rowBytes), above(rowBytes), block;
+    constexpr std::size_t kBlock = std::size_t{1} << 17;
+    block.reserve(kBlock + rowBytes + 1);
+    PixelChunks chunks(file);
+    for (int y = 0; y < height; ++y) {
+        const std::uint16_t* from = pixels.data() + std::size_t(y) * width * 4;
+        alpha ? StoreRow<4>(from, width, row.data()) : StoreRow<3>(from, width, row.data());
+        AddFiltered(block, row, above);
+        row.swap(above);
+        const bool last = y == height - 1;
+        if (block.size() < kBlock && !last) continue;
+        chunks.Add(block, last);
+        block.clear();
+    }
+    AddChunk(file, "IEND", {}, 0);
+    return file;
+}
+
+}  // namespace veltrane::media
