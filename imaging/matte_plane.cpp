@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "imaging/imaging.h"
+#include "imaging/matte_plane_rows.h"
 
 namespace veltrane {
 namespace {
@@ -34,29 +35,52 @@ void ContractSquare(const Sample* above, const Sample* row, const Sample* below,
     }
 }
 
+template <class Sample>
+void Take(const Sample* row, Sample* matte, int width) {
+    for (int x = 0; x < width; ++x) matte[x] = row[x * kElements + kAlpha];
+}
+
+template <class Sample>
+void Put(const Sample* matte, Sample* row, int width) {
+    for (int x = 0; x < width; ++x) row[x * kElements + kAlpha] = matte[x];
+}
+
+template <class Sample>
+constexpr MattePlaneRows<Sample> kPlainRows{ContractCross<Sample>, ContractSquare<Sample>,
+                                            Take<Sample>, Put<Sample>};
+
+template <class Sample>
+const MattePlaneRows<Sample>& Rows() {
+#ifdef VELTRANE_SIMD
+    if (const MattePlaneRows<Sample>* rows = SimdMattePlaneRows<Sample>()) return *rows;
+#endif
+    return kPlainRows<Sample>;
+}
+
 /// One pass on its way down the matte. It writes in place and keeps the last row as it was.
 template <class Sample>
 class ContractPass {
 public:
-    ContractPass(const Sample* firstRow, int width, bool square, int threshold)
+    using ContractRow = typename MattePlaneRows<Sample>::Contract;
+
+    ContractPass(const Sample* firstRow, int width, ContractRow contract, int threshold)
         : above_(firstRow, firstRow + width),
           current_(above_),
-          square_(square),
+          contract_(contract),
           threshold_(threshold) {}
 
     /// The next row; the one below it must be as the pass before left it.
     void Advance(Sample* row) {
         const int width = static_cast<int>(current_.size());
         std::copy_n(row, width, current_.data());
-        const auto contract = square_ ? ContractSquare<Sample> : ContractCross<Sample>;
-        contract(above_.data(), current_.data(), row + width, row, width, threshold_);
+        contract_(above_.data(), current_.data(), row + width, row, width, threshold_);
         std::swap(above_, current_);
     }
 
 private:
     std::vector<Sample> above_;
     std::vector<Sample> current_;
-    bool square_;
+    ContractRow contract_;
     int threshold_;
 };
 
@@ -64,8 +88,12 @@ private:
 /// before, so that the rows between them stay in cache. Odd passes take the square.
 template <class Sample>
 void Sweep(int width, int height, Sample* matte, int first, int last, int threshold) {
+    // Below 0, the threshold may lead out of the scale; only the plain form follows there.
+    const MattePlaneRows<Sample>& rows = threshold < 0 ? kPlainRows<Sample> : Rows<Sample>();
     std::vector<ContractPass<Sample>> passes;
-    for (int i = first; i < last; ++i) passes.emplace_back(matte, width, i % 2 != 0, threshold);
+    for (int i = first; i < last; ++i) {
+        passes.emplace_back(matte, width, i % 2 != 0 ? rows.square : rows.cross, threshold);
+    }
     const int delay = last - first - 1;
     for (int lead = 1; lead < height - 1 + delay; ++lead) {
         for (int i = 0; i <= delay; ++i) {
@@ -79,7 +107,7 @@ void Sweep(int width, int height, Sample* matte, int first, int last, int thresh
 template <class Sample>
 void Contract(int width, int height, Sample* matte, int first, int last, int threshold) {
     constexpr int kPassesOfSweep = 8;
-    if (width < 3 || height < 3) return;
+    if (width < 3 || height < 3 || threshold >= kFullScale<Sample>) return;
     while (first < last) {
         const int next = first + std::min(last - first, kPassesOfSweep);
         Sweep(width, height, matte, first, next, threshold);
@@ -106,12 +134,12 @@ void ContractMatte(int width, int height, Sample* matte, int iterations, int thr
 
 template <class Sample>
 void TakeMatte(const Sample* row, Sample* matte, int width) {
-    for (int x = 0; x < width; ++x) matte[x] = row[x * kElements + kAlpha];
+    Rows<Sample>().take(row, matte, width);
 }
 
 template <class Sample>
 void PutMatte(const Sample* matte, Sample* row, int width) {
-    for (int x = 0; x < width; ++x) row[x * kElements + kAlpha] = matte[x];
+    Rows<Sample>().put(matte, row, width);
 }
 
 template void ContractMatte(int, int, unsigned short*, int, int);

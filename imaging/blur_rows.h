@@ -1,0 +1,33 @@
+#ifndef VELTRANE_IMAGING_BLUR_ROWS_H
+#define VELTRANE_IMAGING_BLUR_ROWS_H
+
+#include <cstdint>
+
+#include "imaging/box_sums.h"
+
+namespace veltrane {
+
+/// How a row of the matte is softened: by the weights of its windows, which are down for the row
+/// and across[x] for its columns, by a strength of 0..1 and by an offset in matte units.
+struct Softening {
+    const float* across;
+    float down;
+    float strength;
+    float offset;
+};
+
+/// The work of blur.cpp that has a vector form.
+template <class Sample>
+struct BlurRows {
+    /// Softens a row of the matte, given the window sums of the matte's inverse.
+    void (*soften)(const WindowSums<std::uint32_t>& sums, const Softening& softening, Sample* matte,
+                   int width);
+};
+
+/// The vector form in use, or null when the plain one is.
+template <class Sample>
+const BlurRows<Sample>* SimdBlurRows();
+
+}  // namespace veltrane
+
+#endif

@@ -1,0 +1,74 @@
+// Vector functions walk along rows of pixels by ForEachVector. Compiled once for every instruction
+// set, so this is included after Highway's foreach_target.h.
+
+#if defined(VELTRANE_IMAGING_ROW_VECTORS_INL_H) == defined(HWY_TARGET_TOGGLE)
+#ifdef VELTRANE_IMAGING_ROW_VECTORS_INL_H
+#undef VELTRANE_IMAGING_ROW_VECTORS_INL_H
+#else
+#define VELTRANE_IMAGING_ROW_VECTORS_INL_H
+#endif
+
+#include <hwy/highway.h>
+
+#include <cstring>
+#include <type_traits>
+
+#include "imaging/simd.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace veltrane {
+namespace HWY_NAMESPACE {
+#if VELTRANE_HAS_LANES
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+/// A row of so many elements a pixel and of so many more behind its last one; const where it is
+/// only read.
+template <class T, int elements = 1, int beyond = 0>
+struct Row {
+    T* at;
+
+    T* From(int x) const { return at + static_cast<std::ptrdiff_t>(x) * elements; }
+};
+
+/// The last pixels of a row, with room for a whole vector of lanes pixels.
+template <int lanes, class T, int elements, int beyond>
+class RowEnd {
+public:
+    RowEnd(Row<T, elements, beyond> row, int x, int width)
+        : row_(row.From(x)), count_(static_cast<std::size_t>(width - x) * elements) {
+        std::memcpy(block_, row_, (count_ + beyond) * sizeof(T));
+    }
+    T* Block() { return block_; }
+    void PutBack() const {
+        if constexpr (!std::is_const_v<T>) std::memcpy(row_, block_, count_ * sizeof(T));
+    }
+
+private:
+    T* row_;
+    std::size_t count_;
+    std::remove_const_t<T> block_[lanes * elements + beyond] = {};
+};
+
+/// Calls body with pointers into the rows, once for each vector of lanes pixels. The last ones of a
+/// row of width pixels go through blocks on the stack, so nothing outside the rows is touched.
+template <int lanes, class Body, class... T, int... elements, int... beyond>
+void ForEachVector(int width, Body body, Row<T, elements, beyond>... rows) {
+    int x = 0;
+    for (; x + lanes <= width; x += lanes) body(rows.From(x)...);
+    if (x == width) return;
+    const auto finish = [&](auto... ends) {
+        body(ends.Block()...);
+        (ends.PutBack(), ...);
+    };
+    finish(RowEnd<lanes, T, elements, beyond>(rows, x, width)...);
+}
+
+}  // namespace
+#endif
+}  // namespace HWY_NAMESPACE
+}  // namespace veltrane
+HWY_AFTER_NAMESPACE();
+
+#endif
