@@ -1,0 +1,142 @@
+// Times the OpenFX plug-in's render and the bare keyer call in turn on the sample still, for each
+// depth and alpha state. The columns hold the best time of all rounds, which leaves the machine's
+// noise out, and what the plug-in adds: in per cent of the keyer's time and in plain copies of the
+// host's frame.
+
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <cstring>
+#include <ctime>
+#include <stdexcept>
+#include <type_traits>
+
+#include "media/media.h"
+#include "settings/screen_color.h"
+#include "tests/hosts/ofx/test_host.h"
+
+namespace {
+
+using namespace veltrane;
+
+const media::Frame& Still() {
+    static const media::Frame frame = media::ReadFrame(VELTRANE_SAMPLES "/still.jpg", 1);
+    return frame;
+}
+
+ofx::RectI Bounds() {
+    return {0, 0, Still().width, Still().height};
+}
+
+/// The still as a host holds it, its right half half transparent where alpha matters.
+template <class Component>
+void Draw(ofx::test::TestImage& image, const std::string& alpha) {
+    const media::Frame& frame = Still();
+    const double full = std::is_same_v<Component, float> ? 1 : static_cast<Component>(-1);
+    const bool soft = alpha == "OfxImageAlphaPremultiplied";
+    for (int y = 0; y < frame.height; ++y)
+        for (int x = 0; x < frame.width; ++x) {
+            const auto* sample =
+                &frame.pixels[4 *
+                              (static_cast<std::size_t>(frame.height - 1 - y) * frame.width + x)];
+            const double part = soft && x >= frame.width / 2 ? 0.5 : 1;
+            const double scale = part * full / 65535;
+            const Component pixel[] = {static_cast<Component>(sample[2] * scale),
+                                       static_cast<Component>(sample[1] * scale),
+                                       static_cast<Component>(sample[0] * scale),
+                                       static_cast<Component>(part * full)};
+            std::memcpy(image.At(x, y), pixel, sizeof pixel);
+        }
+}
+
+/// The best processor time of one piece of work, all of which runs on the calling thread.
+class Best {
+public:
+    template <class Work>
+    void Time(const Work& work) {
+        const double start = Now();
+        work();
+        benchmark::ClobberMemory();
+        seconds_ = std::fmin(seconds_, Now() - start);
+    }
+    double seconds() const { return seconds_; }
+
+private:
+    static double Now() {
+        timespec time{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return static_cast<double>(time.tv_sec) + time.tv_nsec * 1e-9;
+    }
+
+    double seconds_ = INFINITY;
+};
+
+template <class Component>
+void Compare(benchmark::State& state, const char* depth, const std::string& alpha) {
+    using Sample = std::conditional_t<sizeof(Component) == 1, std::uint8_t, std::uint16_t>;
+    Settings settings;
+    settings.keyColor =
+        FindScreenColor(Still().width, Still().height, Still().pixels.data()).value().color;
+    ofx::test::TestHost host;
+    const Color& key = settings.keyColor;
+    host.params.at("keyColor").keys = {{0, {key.red, key.green, key.blue}}};
+    ofx::test::TestImage source({Bounds(), depth, alpha});
+    ofx::test::TestImage output({Bounds(), depth, alpha});
+    Draw<Component>(source, alpha);
+    host.clips["Source"].image = [&](double) { return &source; };
+    host.clips["Output"].image = [&](double) { return &output; };
+
+    // The keyer's order differs from the host's, but not the work: only bytes and shorts are taken
+    // over as they are, floats stay black.
+    std::vector<Sample> frame(Still().pixels.size());
+    for (std::size_t i = 0; i < frame.size(); ++i)
+        frame[i] = static_cast<Sample>(sizeof(Sample) == 1 ? Still().pixels[i ^ 3] / 257
+                                                           : Still().pixels[i]);
+    std::vector<Sample> keyed(frame.size());
+    std::vector<Component> copy(frame.size());
+    Best alone, hosted, copying;
+    for (auto _ : state) {
+        alone.Time(
+            [&] { Key(settings, Still().width, Still().height, frame.data(), keyed.data()); });
+        hosted.Time([&] {
+            if (host.Render(0, Bounds()) != ofx::kOk) throw std::runtime_error("no render");
+        });
+        copying.Time(
+            [&] { std::memcpy(copy.data(), source.At(0, 0), copy.size() * sizeof(Component)); });
+    }
+    const double added = hosted.seconds() - alone.seconds();
+    state.counters["keyer_ms"] = alone.seconds() * 1e3;
+    state.counters["plugin_ms"] = hosted.seconds() * 1e3;
+    state.counters["added_%"] = added / alone.seconds() * 100;
+    state.counters["copies"] = added / copying.seconds();
+}
+
+void Register() {
+    for (const std::string alpha : {"Opaque", "AlphaUnPremultiplied", "AlphaPremultiplied"}) {
+        const std::string word = "OfxImage" + alpha;
+        const auto add = [&](const char* name,
+                             void (*run)(benchmark::State&, const char*, const std::string&),
+                             const char* depth) {
+            benchmark::RegisterBenchmark((name + ("/" + alpha)).c_str(), run, depth, word)
+                ->Unit(benchmark::kMillisecond);
+        };
+        add("byte", Compare<std::uint8_t>, "OfxBitDepthByte");
+        add("short", Compare<std::uint16_t>, "OfxBitDepthShort");
+        add("float", Compare<float>, "OfxBitDepthFloat");
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    try {
+        Register();
+        benchmark::RunSpecifiedBenchmarks();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "hosts_ofx: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}
