@@ -51,7 +51,7 @@ protected:
                                                                             ofType:@"strings"
                                                                        inDirectory:nil
                                                                    forLocalization:language];
-        return [NSDictionary dictionaryWithContentsOfFile:path];
+        return [[NSString stringWithContentsOfFile:path] propertyListFromStringsFileFormat];
     }
     /// What a key reads as in the language of this run.
     std::string Text(const char* key) {
