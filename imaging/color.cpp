@@ -27,9 +27,8 @@ HLS ToHls(float r, float g, float b) {
 }  // namespace
 
 YIQ CImagingORV::RGBtoYIQ(unsigned char R, unsigned char G, unsigned char B) const {
-    return {static_cast<float>((19595 * R + 38470 * G + 7471 * B) >> 16),
-            static_cast<float>((39059 * R - 18022 * G - 21037 * B) >> 16),
-            static_cast<float>((13894 * R - 34275 * G + 20382 * B) >> 16)};
+    const veltrane::FixedYiq color = veltrane::RgbToFixedYiq(R, G, B);
+    return {static_cast<float>(color.y), static_cast<float>(color.i), static_cast<float>(color.q)};
 }
 
 YIQ CImagingORV::RGBtoYIQ2(unsigned char R, unsigned char G, unsigned char B) const {

@@ -9,6 +9,18 @@
 
 namespace veltrane {
 
+/// NTSC luma and colour differences of 8-bit components, rounded down: y 0..255, i and q signed.
+struct FixedYiq {
+    int y;
+    int i;
+    int q;
+};
+
+inline FixedYiq RgbToFixedYiq(int r, int g, int b) {
+    return {(19595 * r + 38470 * g + 7471 * b) >> 16, (39059 * r - 18022 * g - 21037 * b) >> 16,
+            (13894 * r - 34275 * g + 20382 * b) >> 16};
+}
+
 /// NTSC luma and colour differences, evaluated in the precision of Real.
 template <class Real>
 YIQ RgbToYiq(Real r, Real g, Real b) {

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "imaging/sample.h"
+#include "imaging/color_math.h"
 #include "keyer/pipeline.h"
 
 namespace {
@@ -16,7 +16,7 @@ constexpr float kToeLevel = 60.0f;                ///< below it the tone curve i
 constexpr double kBase = 0.029999999329447746;    ///< linear light that the curve starts from
 constexpr double kBaseLevel = 7.649999618530273;  ///< the same x 255
 constexpr double kCurveRange = 34.33333407839141;  ///< white over the base
-constexpr float kScreenDistance = 20.0f;  ///< greatest chroma distance from the expected screen
+constexpr int kScreenDistance = 20;  ///< greatest chroma distance from the expected screen
 constexpr float kHueLuma = 128.0f;
 constexpr float kHueChroma = 50.0f;
 
@@ -30,7 +30,7 @@ public:
 
     /// Linear light of a component. Above the toe double precision is kept, without which not every
     /// component would come back.
-    double Linear(unsigned char component) const {
+    double Linear(int component) const {
         if (component >= kToeLevel) {
             return (std::pow(10.0, component / static_cast<double>(gain_)) - 1.0) * kBaseLevel;
         }
@@ -50,9 +50,41 @@ private:
     float toeSlope_;
 };
 
-void Empty(unsigned char* pixel) {
-    std::fill_n(pixel, 3, static_cast<unsigned char>(0));
-}
+/// A component of the key as the light comes back in kDarkeningSteps steps. It only ever rises, so
+/// that the steps at which it does are all there is to know.
+class RisingComponent {
+public:
+    RisingComponent(const ToneCurve& curve, unsigned char component)
+        : curve_(curve), linear_(curve.Linear(component)) {
+        Enter(0);
+    }
+
+    unsigned char Value() const { return value_; }
+    /// The first step at which the value is another one.
+    int End() const { return end_; }
+
+    void Enter(int step) {
+        value_ = At(step);
+        // Where the curve reaches the next value; rounding may put the step a little to either
+        // side.
+        const double light = curve_.Linear(value_ + 1) / linear_;
+        end_ = std::clamp(static_cast<int>(light * kLastStep) + 1, step + 1, kDarkeningSteps);
+        while (end_ < kDarkeningSteps && At(end_) == value_) ++end_;
+        while (At(end_ - 1) != value_) --end_;
+    }
+
+private:
+    static constexpr float kLastStep = kDarkeningSteps - 1;
+
+    unsigned char At(int step) const {
+        return curve_.Darkened(linear_, static_cast<float>(step) / kLastStep);
+    }
+
+    const ToneCurve& curve_;
+    double linear_;
+    unsigned char value_ = 0;
+    int end_ = 0;
+};
 
 /// The hues of a green screen lie below both of these lines through the origin of the chroma plane.
 struct HueWedge {
@@ -62,8 +94,10 @@ struct HueWedge {
     HueWedge(int lowerHue, int upperHue)
         : lowerSlope(Slope(lowerHue)), upperSlope(Slope(upperHue)) {}
 
-    bool Holds(YIQ color) const {
-        return !(color.I * lowerSlope <= color.Q || color.I * upperSlope <= color.Q);
+    bool Holds(const FixedYiq& color) const {
+        const float i = static_cast<float>(color.i);
+        const float q = static_cast<float>(color.q);
+        return !(i * lowerSlope <= q || i * upperSlope <= q);
     }
 
 private:
@@ -71,6 +105,33 @@ private:
         const YIQ color = CImagingORV().HLStoYIQ({static_cast<float>(hue), kHueLuma, kHueChroma});
         return color.Q / color.I;
     }
+};
+
+/// The chroma that the screen is expected to have at every luma; whole numbers.
+class ScreenChroma {
+public:
+    ScreenChroma(const CVELTRANE& keyer, unsigned char keyR, unsigned char keyG,
+                 unsigned char keyB) {
+        float tableI[kLumaSteps];
+        float tableQ[kLumaSteps];
+        keyer.MakeBCCorrect(keyR, keyG, keyB, keyer.RGBtoYIQ(keyR, keyG, keyB), tableI, tableQ);
+        for (int luma = 0; luma < kLumaSteps; ++luma) {
+            expected_[luma] = {static_cast<int>(tableI[luma]), static_cast<int>(tableQ[luma])};
+        }
+    }
+
+    bool Near(const FixedYiq& color) const {
+        const int di = color.i - expected_[color.y].i;
+        const int dq = color.q - expected_[color.y].q;
+        return dq * dq + di * di <= kScreenDistance * kScreenDistance;
+    }
+
+private:
+    struct Chroma {
+        int i;
+        int q;
+    };
+    Chroma expected_[kLumaSteps];
 };
 
 }  // namespace
@@ -81,16 +142,16 @@ unsigned int CVELTRANE::MakeBCCorrect(unsigned char keyR, unsigned char keyG, un
     std::fill_n(tableI, kLumaSteps, kUnreached);
     std::fill_n(tableQ, kLumaSteps, kUnreached);
     const ToneCurve curve;
-    const double red = curve.Linear(keyR);
-    const double green = curve.Linear(keyG);
-    const double blue = curve.Linear(keyB);
-    for (int t = 0; t < kDarkeningSteps; ++t) {
-        const float f = static_cast<float>(t) / 9999.0f;
-        const YIQ color =
-            RGBtoYIQ(curve.Darkened(red, f), curve.Darkened(green, f), curve.Darkened(blue, f));
+    RisingComponent rgb[] = {{curve, keyR}, {curve, keyG}, {curve, keyB}};
+    for (int step = 0; step < kDarkeningSteps;) {
+        const YIQ color = RGBtoYIQ(rgb[0].Value(), rgb[1].Value(), rgb[2].Value());
         const int luma = TruncateToInt(color.Y);
         tableI[luma] = color.I;
         tableQ[luma] = color.Q;
+        step = std::min({rgb[0].End(), rgb[1].End(), rgb[2].End()});
+        for (RisingComponent& component : rgb) {
+            if (step == component.End() && step < kDarkeningSteps) component.Enter(step);
+        }
     }
     std::fill_n(tableI, kDarkestTrusted, tableI[kDarkestTrusted]);
     std::fill_n(tableQ, kDarkestTrusted, tableQ[kDarkestTrusted]);
@@ -104,28 +165,18 @@ unsigned int CVELTRANE::ExtractBack32bit(unsigned char* image, unsigned char* ma
                                          unsigned char keyG, unsigned char keyB, int lowerHue,
                                          int upperHue) const {
     if (image == nullptr || map == nullptr) return 0;
-    float expectedI[kLumaSteps];
-    float expectedQ[kLumaSteps];
-    MakeBCCorrect(keyR, keyG, keyB, RGBtoYIQ(keyR, keyG, keyB), expectedI, expectedQ);
+    const ScreenChroma screen(*this, keyR, keyG, keyB);
     const HueWedge wedge(lowerHue, upperHue);
     const int mapPitch = Align8(width);
     for (int y = 0; y < height; ++y) {
         unsigned char* pixel = image + static_cast<std::ptrdiff_t>(y) * pitch;
         unsigned char* mark = map + static_cast<std::ptrdiff_t>(y) * mapPitch;
-        for (int x = 0; x < width; ++x, pixel += kElements, ++mark) {
-            const YIQ color = RGBtoYIQ(pixel[2], pixel[1], pixel[0]);
-            *mark = 0;
-            if (!wedge.Holds(color)) {
-                Empty(pixel);
-                continue;
-            }
-            const int luma = TruncateToInt(color.Y);
-            const float dq = color.Q - expectedQ[luma];
-            const float di = color.I - expectedI[luma];
-            if (std::sqrt(dq * dq + di * di) > kScreenDistance) {
-                Empty(pixel);
-                *mark = 255;
-            }
+        for (int x = 0; x < width; ++x, pixel += kElements) {
+            const FixedYiq color = RgbToFixedYiq(pixel[2], pixel[1], pixel[0]);
+            const bool held = wedge.Holds(color);
+            const bool kept = held && screen.Near(color);
+            mark[x] = held && !kept ? 255 : 0;
+            if (!kept) pixel[0] = pixel[1] = pixel[2] = 0;
         }
     }
     return 1;

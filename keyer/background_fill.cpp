@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "imaging/sample.h"
+#include "keyer/column_sums.h"
 #include "keyer/pipeline.h"
+#include "keyer/pixel_mask.h"
 
 namespace {
 
@@ -19,24 +21,14 @@ struct Image {
     int height;
     int pitch;
 
+    unsigned char* Row(int y) const { return data + static_cast<std::ptrdiff_t>(y) * pitch; }
     unsigned char* Pixel(int x, int y) const {
-        return data + static_cast<std::ptrdiff_t>(y) * pitch + x * kElements;
+        return Row(y) + static_cast<std::ptrdiff_t>(x) * kElements;
     }
-    std::size_t Bytes() const { return static_cast<std::size_t>(pitch) * height; }
 };
 
 bool IsEmpty(const unsigned char* pixel) {
     return (pixel[0] | pixel[1] | pixel[2]) == 0;
-}
-
-/// Calls visit(x, y) for each of the eight neighbours inside the image.
-template <class Visit>
-void ForEachNeighbour(int width, int height, int x, int y, Visit visit) {
-    for (int ny = std::max(y - 1, 0); ny <= std::min(y + 1, height - 1); ++ny) {
-        for (int nx = std::max(x - 1, 0); nx <= std::min(x + 1, width - 1); ++nx) {
-            if (nx != x || ny != y) visit(nx, ny);
-        }
-    }
 }
 
 using Color = std::array<int, kColors>;
@@ -49,16 +41,37 @@ bool IsBlack(const Color& color) {
     return color == Color{};
 }
 
+/// Sets the flags of the pixels that pass a test.
+template <class Test>
+PixelMask MaskOf(const Image& image, Test test) {
+    PixelMask mask(image.width, image.height);
+    for (int y = 0; y < image.height; ++y) {
+        const unsigned char* pixel = image.Row(y);
+        unsigned char* flag = mask.Row(y);
+        for (int x = 0; x < image.width; ++x, pixel += kElements) flag[x] = test(pixel);
+    }
+    return mask;
+}
+
+void EmptyWhere(const PixelMask& mask, const Image& image) {
+    for (int y = 0; y < image.height; ++y) {
+        unsigned char* pixel = image.Row(y);
+        const unsigned char* flag = mask.Row(y);
+        for (int x = 0; x < image.width; ++x, pixel += kElements) {
+            for (int e = 0; e < kColors; ++e) pixel[e] = flag[x] ? 0 : pixel[e];
+        }
+    }
+}
+
 /// The mean of all pixels that are not empty; otherwise the colour given.
 Color MeanColor(const Image& image, const Color& otherwise) {
     std::int64_t sums[kColors] = {};
     std::int64_t count = 0;
     for (int y = 0; y < image.height; ++y) {
-        for (int x = 0; x < image.width; ++x) {
-            const unsigned char* pixel = image.Pixel(x, y);
-            if (IsEmpty(pixel)) continue;
+        const unsigned char* pixel = image.Row(y);
+        for (int x = 0; x < image.width; ++x, pixel += kElements) {
             for (int e = 0; e < kColors; ++e) sums[e] += pixel[e];
-            ++count;
+            count += !IsEmpty(pixel);
         }
     }
     if (count == 0) return otherwise;
@@ -67,57 +80,37 @@ Color MeanColor(const Image& image, const Color& otherwise) {
     return mean;
 }
 
-/// What a pixel of the hole map is.
-enum : unsigned char { kNoHole = 0, kInside = 1, kRim = 255 };
-
-class HoleMap {
-public:
-    HoleMap(const Image& image, int pitch)
-        : pitch_(pitch), marks_(static_cast<std::size_t>(pitch) * image.height, kNoHole) {
-        for (int y = 0; y < image.height; ++y) {
-            for (int x = 0; x < image.width; ++x) {
-                if (IsEmpty(image.Pixel(x, y))) At(x, y) = Classify(image, x, y);
-            }
-        }
-    }
-
-    unsigned char& At(int x, int y) { return marks_[static_cast<std::size_t>(y) * pitch_ + x]; }
-
-private:
-    static unsigned char Classify(const Image& image, int x, int y) {
-        unsigned char mark = kInside;
-        ForEachNeighbour(image.width, image.height, x, y, [&](int nx, int ny) {
-            if (!IsEmpty(image.Pixel(nx, ny))) mark = kRim;
-        });
-        return mark;
-    }
-
-    int pitch_;
-    std::vector<unsigned char> marks_;
-};
-
 /// Fills one run of empty pixels between the colours at its two ends. The divisor is one more than
 /// an even division would take, so that a run never quite reaches its right colour.
 void FillRun(unsigned char* pixel, int length, const Color& left, const Color& right) {
-    for (int k = 1; k <= length; ++k, pixel += kElements) {
+    constexpr int kBlock = 64;
+    unsigned char colors[kColors][kBlock];
+    const float steps = static_cast<float>(length + 2);
+    for (int start = 0; start < length; start += kBlock) {
+        const int count = std::min(length - start, kBlock);
         for (int e = 0; e < kColors; ++e) {
-            const float step =
-                static_cast<float>(k * (right[e] - left[e])) / static_cast<float>(length + 2);
-            pixel[e] =
-                static_cast<unsigned char>(TruncateToInt(step + static_cast<float>(left[e])));
+            const int rise = right[e] - left[e];
+            const float first = static_cast<float>(left[e]);
+            for (int i = 0; i < count; ++i) {
+                const float step = static_cast<float>((start + i + 1) * rise) / steps;
+                colors[e][i] = static_cast<unsigned char>(static_cast<int>(step + first));
+            }
+        }
+        for (int i = 0; i < count; ++i, pixel += kElements) {
+            for (int e = 0; e < kColors; ++e) pixel[e] = colors[e][i];
         }
     }
 }
 
-void FillRuns(const Image& image, int y, const Color& fallback) {
-    int x = 0;
-    while (x < image.width) {
-        if (!IsEmpty(image.Pixel(x, y))) {
-            ++x;
-            continue;
-        }
-        int end = x;
-        while (end < image.width && IsEmpty(image.Pixel(end, y))) ++end;
+void FillRuns(const Image& image, int y, const unsigned char* empty, const Color& fallback) {
+    const auto find = [&](int x, int flag) {
+        const void* found = std::memchr(empty + x, flag, static_cast<std::size_t>(image.width - x));
+        return found == nullptr
+                   ? image.width
+                   : static_cast<int>(static_cast<const unsigned char*>(found) - empty);
+    };
+    for (int x = find(0, 1); x < image.width; x = find(x, 1)) {
+        const int end = find(x, 0);
         Color left = x > 0 ? ColorOf(image.Pixel(x - 1, y)) : Color{};
         Color right = end < image.width ? ColorOf(image.Pixel(end, y)) : left;
         if (IsBlack(left)) left = right;
@@ -127,67 +120,110 @@ void FillRuns(const Image& image, int y, const Color& fallback) {
     }
 }
 
-/// Replaces target's colour by the rounded mean of the pixels of its column that are not empty, up
-/// to radius rows away and without its own row. Returns false when there are none.
-bool AverageColumn(const Image& image, int x, int y, std::int64_t radius, unsigned char* target) {
-    const int top = static_cast<int>(std::max<std::int64_t>(y - radius, 0));
-    const int bottom = static_cast<int>(std::min<std::int64_t>(y + radius, image.height - 1));
-    int sums[kColors] = {};
-    int count = 0;
-    for (int row = top; row <= bottom; ++row) {
-        const unsigned char* pixel = image.Pixel(x, row);
-        if (row == y || IsEmpty(pixel)) continue;
-        for (int e = 0; e < kColors; ++e) sums[e] += pixel[e];
-        ++count;
-    }
-    if (count == 0) return false;
-    for (int e = 0; e < kColors; ++e) {
-        target[e] = static_cast<unsigned char>(
-            TruncateToInt((static_cast<float>(sums[e]) + 0.5f) / static_cast<float>(count)));
-    }
-    return true;
-}
+struct Position {
+    int x;
+    int y;
+};
 
-/// One pass over the rim of every hole: averages it along its columns and makes the ring inside it
-/// the next rim. before is the image as the pass began. Returns whether there is a next rim.
-bool RefineRim(const Image& before, const Image& image, std::int64_t radius, HoleMap& holes,
-               HoleMap& next) {
-    bool changed = false;
-    for (int y = 0; y < image.height; ++y) {
-        for (int x = 0; x < image.width; ++x) {
-            if (holes.At(x, y) != kRim) continue;
-            if (!AverageColumn(before, x, y, radius, image.Pixel(x, y))) continue;
-            next.At(x, y) = kNoHole;
-            ForEachNeighbour(image.width, image.height, x, y, [&](int nx, int ny) {
-                if (holes.At(nx, ny) == kInside) {
-                    next.At(nx, ny) = kRim;
-                    changed = true;
-                }
-            });
+/// Refines filled holes from their rims inwards. In every pass each pixel of the rim takes the mean
+/// of the pixels of its column that are not empty, as the pass found them, up to a radius that
+/// grows by one a pass and without itself; the pixels inside it are the next rim. The cost goes
+/// with the pixels of the holes and not with the passes.
+class RimRefiner {
+public:
+    /// inside marks the pixels of the holes that do not belong to the first rim.
+    RimRefiner(const Image& image, PixelMask inside, std::vector<Position> rim)
+        : image_(image),
+          inside_(std::move(inside)),
+          rim_(std::move(rim)),
+          columns_(image.data, image.width, image.height, image.pitch) {}
+
+    void Run() {
+        for (int radius = 1; RefineRim(radius); ++radius) {
         }
     }
-    return changed;
+
+private:
+    /// Returns whether there is a next rim.
+    bool RefineRim(int radius) {
+        std::vector<Position> next;
+        std::size_t refined = 0;
+        bool grown = false;
+        for (const Position& at : rim_) {
+            if (Average(at, radius)) {
+                rim_[refined++] = at;
+                grown |= ClaimNeighbours(at, next);
+            } else {
+                next.push_back(at);
+            }
+        }
+        rim_.resize(refined);
+        for (const Position& at : rim_) columns_.Set(at.x, at.y, image_.Pixel(at.x, at.y));
+        rim_ = std::move(next);
+        return grown;
+    }
+
+    /// Returns false when the column has nothing to average.
+    bool Average(const Position& at, int radius) {
+        const int top = at.y > radius ? at.y - radius : 0;
+        const int bottom = image_.height - 1 - at.y > radius ? at.y + radius : image_.height - 1;
+        const ColumnSums::Sum sum = columns_.Around(at.x, top, bottom, at.y);
+        if (sum[kColors] == 0) return false;
+        const float count = static_cast<float>(sum[kColors]);
+        ColumnSums::Sum mean;
+        for (std::size_t i = 0; i < mean.size(); ++i) {
+            mean[i] = static_cast<int>((static_cast<float>(sum[i]) + 0.5f) / count);
+        }
+        unsigned char* pixel = image_.Pixel(at.x, at.y);
+        for (int e = 0; e < kColors; ++e) pixel[e] = static_cast<unsigned char>(mean[e]);
+        return true;
+    }
+
+    /// Moves the neighbours that are still inside to the next rim. Returns whether there were any.
+    bool ClaimNeighbours(const Position& at, std::vector<Position>& next) {
+        const std::size_t before = next.size();
+        unsigned char* row = inside_.Row(at.y - 1) + at.x;
+        for (int y = at.y - 1; y <= at.y + 1; ++y, row += inside_.Pitch()) {
+            if ((row[-1] | row[0] | row[1]) == 0) continue;
+            for (int i = -1; i <= 1; ++i) {
+                if (row[i] != 0) next.push_back({at.x + i, y});
+                row[i] = 0;
+            }
+        }
+        return next.size() > before;
+    }
+
+    Image image_;
+    PixelMask inside_;
+    std::vector<Position> rim_;
+    ColumnSums columns_;
+};
+
+/// The pixels of the holes that touch a pixel which is not empty.
+std::vector<Position> TakeRim(PixelMask& empty, const PixelMask& besideScreen) {
+    std::vector<Position> rim;
+    for (int y = 0; y < empty.Height(); ++y) {
+        unsigned char* inside = empty.Row(y);
+        const unsigned char* beside = besideScreen.Row(y);
+        for (int x = 0; x < empty.Width(); ++x) {
+            if ((inside[x] & beside[x]) == 0) continue;
+            inside[x] = 0;
+            rim.push_back({x, y});
+        }
+    }
+    return rim;
 }
 
 }  // namespace
 
 unsigned int CVELTRANE::ContractBack32bit(unsigned char* image, int width, int height, int pitch,
                                           int steps) const {
+    if (width < 1 || height < 1 || steps < 1) return 1;
     const Image frame{image, width, height, pitch};
-    if (width < 1 || height < 1) return 1;
-    std::vector<unsigned char> copy(image, image + frame.Bytes());
-    const Image widened{copy.data(), width, height, pitch};
-    for (int step = 0; step < steps; ++step) {
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x) {
-                if (frame.Pixel(x, y)[2] != 0) continue;
-                ForEachNeighbour(width, height, x, y, [&](int nx, int ny) {
-                    std::memset(widened.Pixel(nx, ny), 0, kColors);
-                });
-            }
-        }
-        std::memcpy(image, copy.data(), copy.size());
-    }
+    PixelMask empty = MaskOf(frame, [](const unsigned char* pixel) { return pixel[2] == 0; });
+    // A step empties the neighbours of what was empty, which by the second step takes in itself.
+    for (int step = 1; step < steps; ++step) empty |= empty.Neighbours();
+    EmptyWhere(empty.Neighbours(), frame);
     return 1;
 }
 
@@ -198,17 +234,10 @@ unsigned int CVELTRANE::ExpandBack32bit8(unsigned char* image, int width, int he
     if (width < 1 || height < 1) return 1;
     const Image frame{image, width, height, pitch};
     const Color fallback = MeanColor(frame, {blue, green, red});
-    HoleMap holes(frame, Align8(width));
-    for (int y = 0; y < height; ++y) FillRuns(frame, y, fallback);
-
-    std::vector<unsigned char> copy(frame.Bytes());
-    const Image before{copy.data(), width, height, pitch};
-    HoleMap next = holes;
-    const std::int64_t longest = static_cast<std::int64_t>(width) * height;
-    for (std::int64_t radius = 1; radius <= longest; ++radius) {
-        std::memcpy(copy.data(), image, copy.size());
-        if (!RefineRim(before, frame, radius, holes, next)) break;
-        holes = next;
-    }
+    PixelMask empty = MaskOf(frame, IsEmpty);
+    for (int y = 0; y < height; ++y) FillRuns(frame, y, empty.Row(y), fallback);
+    PixelMask besideScreen = empty.Complement().Neighbours();
+    std::vector<Position> rim = TakeRim(empty, besideScreen);
+    RimRefiner(frame, std::move(empty), std::move(rim)).Run();
     return 1;
 }
