@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "hosts/ofx/pixel_rows.h"
 #include "imaging/float_frame.h"
 #include "imaging/sample.h"
 
@@ -9,22 +10,21 @@ namespace veltrane::ofx {
 
 namespace {
 
-/// Premultiplied rows are converted by so many pixels at a time. Most such runs are solid or empty
-/// throughout and need no multiplication or division.
+/// Premultiplied rows are taken in so many pixels at a time; most such runs are solid throughout
+/// and need no division.
 constexpr int kRun = 64;
 
-// The plain loops below are left to the compiler, which turns them into vector code.
-
-void Reorder(const std::uint8_t* rgba, std::uint8_t* argb, int width) {
+void PlainBytesIn(const std::uint8_t* rgba, bool solid, std::uint8_t* argb, int width) {
+    const std::uint8_t alpha = solid ? 255 : 0;
     for (int i = 0; i < width * kElements; i += kElements) {
-        argb[i] = rgba[i + 3];
+        argb[i] = rgba[i + 3] | alpha;
         argb[i + 1] = rgba[i];
         argb[i + 2] = rgba[i + 1];
         argb[i + 3] = rgba[i + 2];
     }
 }
 
-void Restore(const std::uint8_t* argb, std::uint8_t* rgba, int width) {
+void PlainBytesOut(const std::uint8_t* argb, std::uint8_t* rgba, int width) {
     for (int i = 0; i < width * kElements; i += kElements) {
         rgba[i] = argb[i + 1];
         rgba[i + 1] = argb[i + 2];
@@ -33,25 +33,18 @@ void Restore(const std::uint8_t* argb, std::uint8_t* rgba, int width) {
     }
 }
 
-void Reorder(const std::uint16_t* rgba, std::uint16_t* bgra, int width) {
+void PlainShortsIn(const std::uint16_t* rgba, bool solid, std::uint16_t* bgra, int width) {
+    const std::uint16_t alpha = solid ? 65535 : 0;
     for (int i = 0; i < width * kElements; i += kElements) {
         bgra[i] = rgba[i + 2];
         bgra[i + 1] = rgba[i + 1];
         bgra[i + 2] = rgba[i];
-        bgra[i + 3] = rgba[i + 3];
+        bgra[i + 3] = rgba[i + 3] | alpha;
     }
 }
 
-void Restore(const std::uint16_t* bgra, std::uint16_t* rgba, int width) {
-    Reorder(bgra, rgba, width);
-}
-
-void Reorder(const float* rgba, std::uint16_t* bgra, int width) {
-    FloatRowToFrame(rgba, FloatLayout::kRgba, bgra, width);
-}
-
-void Restore(const std::uint16_t* bgra, float* rgba, int width) {
-    FrameRowToFloat(bgra, FloatLayout::kRgba, rgba, width);
+void PlainShortsOut(const std::uint16_t* bgra, std::uint16_t* rgba, int width) {
+    PlainShortsIn(bgra, false, rgba, width);
 }
 
 /// round(value * alpha / full scale), exactly.
@@ -62,33 +55,54 @@ Sample Multiply(Sample value, Sample alpha) {
     return static_cast<Sample>((product + (product >> kBits)) >> kBits);
 }
 
-void RestoreMultiplied(const std::uint8_t* argb, std::uint8_t* rgba, int width) {
+void PlainBytesMultiplied(const std::uint8_t* argb, std::uint8_t* rgba, int width) {
     for (int i = 0; i < width * kElements; i += kElements) {
         const std::uint8_t alpha = argb[i];
-        rgba[i] = Multiply(argb[i + 1], alpha);
-        rgba[i + 1] = Multiply(argb[i + 2], alpha);
-        rgba[i + 2] = Multiply(argb[i + 3], alpha);
-        rgba[i + 3] = alpha;
+        for (int e = 0; e < kAlpha; ++e) rgba[i + e] = Multiply(argb[i + 1 + e], alpha);
+        rgba[i + kAlpha] = alpha;
     }
 }
 
-void RestoreMultiplied(const std::uint16_t* bgra, std::uint16_t* rgba, int width) {
+void PlainShortsMultiplied(const std::uint16_t* bgra, std::uint16_t* rgba, int width) {
     for (int i = 0; i < width * kElements; i += kElements) {
-        const std::uint16_t alpha = bgra[i + 3];
-        rgba[i] = Multiply(bgra[i + 2], alpha);
-        rgba[i + 1] = Multiply(bgra[i + 1], alpha);
-        rgba[i + 2] = Multiply(bgra[i], alpha);
-        rgba[i + 3] = alpha;
+        const std::uint16_t alpha = bgra[i + kAlpha];
+        for (int e = 0; e < kAlpha; ++e) rgba[i + e] = Multiply(bgra[i + 2 - e], alpha);
+        rgba[i + kAlpha] = alpha;
     }
 }
 
-void RestoreMultiplied(const std::uint16_t* bgra, float* rgba, int width) {
-    Restore(bgra, rgba, width);
-    for (int i = 0; i < width * kElements; i += kElements) {
-        const float alpha = rgba[i + 3];
-        rgba[i] *= alpha;
-        rgba[i + 1] *= alpha;
-        rgba[i + 2] *= alpha;
+void PlainFloatsMultiplied(const std::uint16_t* bgra, float* rgba, int width) {
+    FrameRowToFloat(bgra, FloatLayout::kRgba, rgba, width);
+    for (int i = 0; i < width * kElements; i += kElements)
+        for (int e = 0; e < kAlpha; ++e) rgba[i + e] *= rgba[i + kAlpha];
+}
+
+constexpr PixelRows kPlainRows{PlainBytesIn,         PlainShortsIn,        PlainBytesOut,
+                               PlainShortsOut,       PlainBytesMultiplied, PlainShortsMultiplied,
+                               PlainFloatsMultiplied};
+
+const PixelRows& Rows() {
+#ifdef VELTRANE_SIMD
+    if (const PixelRows* rows = SimdPixelRows()) return *rows;
+#endif
+    return kPlainRows;
+}
+
+void Reorder(const std::uint8_t* rgba, bool solid, std::uint8_t* argb, int width) {
+    Rows().bytesIn(rgba, solid, argb, width);
+}
+
+void Reorder(const std::uint16_t* rgba, bool solid, std::uint16_t* bgra, int width) {
+    Rows().shortsIn(rgba, solid, bgra, width);
+}
+
+/// In runs when alpha is set as well, while they are in the cache.
+void Reorder(const float* rgba, bool solid, std::uint16_t* bgra, int width) {
+    if (!solid) return FloatRowToFrame(rgba, FloatLayout::kRgba, bgra, width);
+    for (int x = 0; x < width; x += kRun) {
+        const int end = std::min(x + kRun, width);
+        FloatRowToFrame(rgba + x * kElements, FloatLayout::kRgba, bgra + x * kElements, end - x);
+        for (int i = x * kElements + kAlpha; i < end * kElements; i += kElements) bgra[i] = 65535;
     }
 }
 
@@ -120,22 +134,11 @@ void DivideColor(const float* from, float* to, int width) {
     }
 }
 
-/// Where alpha lies in the keyer's pixels.
-template <class Sample>
-constexpr int kAlphaPlace = sizeof(Sample) == 1 ? 0 : kAlpha;
-
-/// Whether the element at this place has this value in every pixel.
-template <class Sample>
-bool IsThroughout(const Sample* pixels, int place, int value, int width) {
-    Sample different = 0;
-    for (int i = 0; i < width * kElements; i += kElements)
-        different |= static_cast<Sample>(pixels[i + place] ^ value);
-    return different == 0;
-}
-
 template <class Sample>
 bool IsSolid(const Sample* rgba, int width) {
-    return IsThroughout(rgba, kAlpha, kFullScale<Sample>, width);
+    Sample all = kFullScale<Sample>;
+    for (int i = 0; i < width * kElements; i += kElements) all &= rgba[i + kAlpha];
+    return all == kFullScale<Sample>;
 }
 
 bool IsSolid(const float* rgba, int width) {
@@ -146,13 +149,8 @@ bool IsSolid(const float* rgba, int width) {
 
 template <class Host, class Sample>
 void Read(const Host* pixels, Alpha alpha, Sample* row, int width) {
-    if (alpha != Alpha::kPremultiplied) {
-        Reorder(pixels, row, width);
-        if (alpha == Alpha::kStraight) return;
-        for (int i = kAlphaPlace<Sample>; i < width * kElements; i += kElements)
-            row[i] = kFullScale<Sample>;
-        return;
-    }
+    if (alpha != Alpha::kPremultiplied || IsSolid(pixels, width))
+        return Reorder(pixels, alpha == Alpha::kOpaque, row, width);
     for (int x = 0; x < width; x += kRun) {
         const int count = std::min(kRun, width - x);
         const Host* run = pixels + x * kElements;
@@ -161,24 +159,7 @@ void Read(const Host* pixels, Alpha alpha, Sample* row, int width) {
             DivideColor(run, straight, count);
             run = straight;
         }
-        Reorder(run, row + x * kElements, count);
-    }
-}
-
-template <class Sample, class Host>
-void Write(const Sample* row, bool premultiply, Host* pixels, int width) {
-    if (!premultiply) return Restore(row, pixels, width);
-    for (int x = 0; x < width; x += kRun) {
-        const int count = std::min(kRun, width - x);
-        const Sample* run = row + x * kElements;
-        Host* const to = pixels + x * kElements;
-        if (IsThroughout(run, kAlphaPlace<Sample>, kFullScale<Sample>, count)) {
-            Restore(run, to, count);
-        } else if (IsThroughout(run, kAlphaPlace<Sample>, 0, count)) {
-            std::fill_n(to, count * kElements, Host{});
-        } else {
-            RestoreMultiplied(run, to, count);
-        }
+        Reorder(run, false, row + x * kElements, count);
     }
 }
 
@@ -197,15 +178,16 @@ void ReadRow(const float* pixels, Alpha alpha, std::uint16_t* row, int width) {
 }
 
 void WriteRow(const std::uint8_t* row, bool premultiply, std::uint8_t* pixels, int width) {
-    Write(row, premultiply, pixels, width);
+    (premultiply ? Rows().bytesMultiplied : Rows().bytesOut)(row, pixels, width);
 }
 
 void WriteRow(const std::uint16_t* row, bool premultiply, std::uint16_t* pixels, int width) {
-    Write(row, premultiply, pixels, width);
+    (premultiply ? Rows().shortsMultiplied : Rows().shortsOut)(row, pixels, width);
 }
 
 void WriteRow(const std::uint16_t* row, bool premultiply, float* pixels, int width) {
-    Write(row, premultiply, pixels, width);
+    if (premultiply) return Rows().floatsMultiplied(row, pixels, width);
+    FrameRowToFloat(row, FloatLayout::kRgba, pixels, width);
 }
 
 void WidenRow(const std::uint8_t* row, std::uint16_t* wide, int width) {
