@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
+#include "media/color_tags.h"
 #include "media/fail.h"
 #include "media/media.h"
-#include "media/video_pixels.h"
 
 namespace veltrane::media {
 

@@ -5,50 +5,21 @@ extern "C" {
 #include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
 }
-#include <zimg.h>
 
 #include <algorithm>
 #include <array>
-#include <cstring>
+#include <bit>
 #include <memory>
-#include <new>
+#include <optional>
+#include <utility>
 
 #include "media/source_details.h"
+#include "media/yuv_graph.h"
 
 namespace veltrane::media {
 namespace {
 
-constexpr std::size_t kAlignment = 64;
-
-int Subsampled(int length, int shift) {
-    return (length + (1 << shift) - 1) >> shift;
-}
-
-/// 16-bit samples in rows that begin at aligned addresses.
-class Plane {
-public:
-    Plane(int width, int height)
-        : stride_((std::size_t(width) * 2 + kAlignment - 1) / kAlignment * kAlignment / 2),
-          samples_(static_cast<std::uint16_t*>(
-              ::operator new (stride_* height * 2, std::align_val_t{kAlignment}))) {}
-
-    std::uint16_t* row(int y) { return samples_.get() + stride_ * y; }
-    const std::uint16_t* row(int y) const { return samples_.get() + stride_ * y; }
-    std::ptrdiff_t bytesPerRow() const { return static_cast<std::ptrdiff_t>(stride_ * 2); }
-
-private:
-    struct Release {
-        void operator()(std::uint16_t* p) const {
-            ::operator delete (p, std::align_val_t{kAlignment});
-        }
-    };
-    std::size_t stride_;
-    std::unique_ptr<std::uint16_t, Release> samples_;
-};
-
-struct GraphDeleter {
-    void operator()(zimg_filter_graph* graph) const { zimg_filter_graph_free(graph); }
-};
+constexpr std::uint16_t kOpaque = 65535;
 
 bool IsRgb(const AVPixFmtDescriptor& format) {
     return format.flags & AV_PIX_FMT_FLAG_RGB;
@@ -74,161 +45,70 @@ std::vector<std::uint16_t> ExpandTable(int depth, AVColorRange range) {
     return table;
 }
 
-/// One component's codes; where the plane is wider or higher than the picture's, the edge repeats.
-void ReadComponent(const AVFrame& picture, const AVPixFmtDescriptor& format, int component,
-                   int width, int height, Plane& plane, int planeWidth, int planeHeight) {
-    const uint8_t* data[4] = {picture.data[0], picture.data[1], picture.data[2], picture.data[3]};
-    for (int y = 0; y < height; ++y) {
-        std::uint16_t* row = plane.row(y);
-        av_read_image_line2(row, data, picture.linesize, &format, 0, y, component, width, 0, 2);
-        std::fill(row + width, row + planeWidth, row[width - 1]);
+/// Copies the codes of one component.
+class ComponentReader {
+public:
+    ComponentReader(const AVFrame& picture, const AVPixFmtDescriptor& format, int component)
+        : picture_(picture), format_(format), component_(component) {
+        const AVComponentDescriptor& layout = format.comp[component];
+        const bool swapped =
+            bool(format.flags & AV_PIX_FMT_FLAG_BE) == (std::endian::native == std::endian::little);
+        const int bytes = layout.depth > 8 ? 2 : 1;
+        packed_ = layout.step == bytes && layout.shift == 0 && (bytes == 1 || !swapped);
     }
-    for (int y = height; y < planeHeight; ++y) {
-        std::copy_n(plane.row(height - 1), planeWidth, plane.row(y));
+
+    /// Codes left to right, less the last, of a row of the component's own plane.
+    void Read(int y, int left, int right, std::uint16_t* row) const {
+        const AVComponentDescriptor& layout = format_.comp[component_];
+        const uint8_t* plane = picture_.data[layout.plane] + layout.offset +
+                               std::ptrdiff_t{y} * picture_.linesize[layout.plane];
+        if (packed_ && layout.depth <= 8) {
+            Copy(plane, left, right, row);
+        } else if (packed_) {
+            Copy(reinterpret_cast<const std::uint16_t*>(plane), left, right, row);
+        } else {
+            const uint8_t* data[4];
+            std::copy_n(picture_.data, 4, data);
+            av_read_image_line2(row + left, data, picture_.linesize, &format_, left, y, component_,
+                                right - left, 0, 2);
+        }
     }
-}
 
-void ApplyTable(const std::vector<std::uint16_t>& table, Plane& plane, int width, int height) {
-    for (int y = 0; y < height; ++y) {
-        std::uint16_t* row = plane.row(y);
-        for (int x = 0; x < width; ++x) row[x] = table[row[x]];
+private:
+    template <typename Code>
+    void Copy(const Code* codes, int left, int right, std::uint16_t* row) const {
+        const auto mask = static_cast<std::uint16_t>((1u << format_.comp[component_].depth) - 1);
+        for (int x = left; x < right; ++x) row[x] = codes[x] & mask;
     }
-}
 
-Plane ExpandedComponent(const AVFrame& picture, const AVPixFmtDescriptor& format, int component,
-                        AVColorRange range) {
-    Plane plane(picture.width, picture.height);
-    ReadComponent(picture, format, component, picture.width, picture.height, plane, picture.width,
-                  picture.height);
-    const int depth = format.comp[component].depth;
-    if (depth < 16 || range == AVCOL_RANGE_MPEG) {
-        ApplyTable(ExpandTable(depth, range), plane, picture.width, picture.height);
-    }
-    return plane;
-}
-
-zimg_chroma_location_e ChromaLocation(AVChromaLocation location) {
-    if (location == AVCHROMA_LOC_UNSPECIFIED) return ZIMG_CHROMA_LEFT;
-    return static_cast<zimg_chroma_location_e>(location - AVCHROMA_LOC_LEFT);
-}
-
-zimg_image_format RgbFormat(int width, int height) {
-    zimg_image_format format;
-    zimg_image_format_default(&format, ZIMG_API_VERSION);
-    format.width = static_cast<unsigned>(width);
-    format.height = static_cast<unsigned>(height);
-    format.pixel_type = ZIMG_PIXEL_WORD;
-    format.depth = 16;
-    format.color_family = ZIMG_COLOR_RGB;
-    format.matrix_coefficients = ZIMG_MATRIX_RGB;
-    format.pixel_range = ZIMG_RANGE_FULL;
-    return format;
-}
-
-zimg_image_format YuvFormat(int width, int height, const AVPixFmtDescriptor& pixel,
-                            const ColorTags& tags, AVChromaLocation chroma, bool bytes) {
-    zimg_image_format format = RgbFormat(width, height);
-    format.pixel_type = bytes ? ZIMG_PIXEL_BYTE : ZIMG_PIXEL_WORD;
-    format.depth = static_cast<unsigned>(pixel.comp[0].depth);
-    format.color_family = ZIMG_COLOR_YUV;
-    format.matrix_coefficients = static_cast<zimg_matrix_coefficients_e>(tags.matrix);
-    format.pixel_range = tags.range == AVCOL_RANGE_JPEG ? ZIMG_RANGE_FULL : ZIMG_RANGE_LIMITED;
-    format.subsample_w = pixel.log2_chroma_w;
-    format.subsample_h = pixel.log2_chroma_h;
-    format.chroma_location = ChromaLocation(chroma);
-    return format;
-}
-
-/// Constant-luminance matrices are applied to linear light, so they need the transfer and primaries
-/// on both sides; others must not have them, to stay a plain matrix.
-void AddLightTags(const ColorTags& tags, zimg_image_format& a, zimg_image_format& b) {
-    const bool needed = tags.matrix == AVCOL_SPC_BT2020_CL || tags.matrix == AVCOL_SPC_ICTCP ||
-                        tags.matrix == AVCOL_SPC_CHROMA_DERIVED_NCL ||
-                        tags.matrix == AVCOL_SPC_CHROMA_DERIVED_CL;
-    if (!needed) return;
-    const bool hasTransfer = tags.transfer != AVCOL_TRC_UNSPECIFIED;
-    const bool hasPrimaries = tags.primaries != AVCOL_PRI_UNSPECIFIED;
-    for (zimg_image_format* format : {&a, &b}) {
-        format->transfer_characteristics =
-            hasTransfer ? static_cast<zimg_transfer_characteristics_e>(tags.transfer)
-                        : ZIMG_TRANSFER_BT2020_10;
-        format->color_primaries = hasPrimaries ? static_cast<zimg_color_primaries_e>(tags.primaries)
-                                               : ZIMG_PRIMARIES_BT2020;
-    }
-}
-
-void RunGraph(const std::string& path, const zimg_image_format& from, const zimg_image_format& to,
-              const zimg_image_buffer_const& source, const zimg_image_buffer& target) {
-    zimg_graph_builder_params parameters;
-    zimg_graph_builder_params_default(&parameters, ZIMG_API_VERSION);
-    parameters.resample_filter_uv = ZIMG_RESIZE_BICUBIC;
-    parameters.filter_param_a_uv = 0.0;
-    parameters.filter_param_b_uv = 0.5;
-    const std::unique_ptr<zimg_filter_graph, GraphDeleter> graph(
-        zimg_filter_graph_build(&from, &to, &parameters));
-    std::size_t bytes = 0;
-    const bool built = graph && !zimg_filter_graph_get_tmp_size(graph.get(), &bytes);
-    const Plane scratch(static_cast<int>(kAlignment),
-                        static_cast<int>(bytes / (2 * kAlignment) + 1));
-    if (!built || zimg_filter_graph_process(graph.get(), &source, &target,
-                                            const_cast<std::uint16_t*>(scratch.row(0)), nullptr,
-                                            nullptr, nullptr, nullptr)) {
-        char text[256] = {};
-        zimg_get_last_error(text, sizeof text);
-        Fail(path, std::string("its colour cannot be converted: ") + text);
-    }
-}
-
-using Planes = std::array<Plane, 3>;
-
-template <typename Buffer>
-void SetPlane(Buffer& buffer, int i, std::uint8_t* data, std::ptrdiff_t stride) {
-    buffer.plane[i].data = data;
-    buffer.plane[i].stride = stride;
-    buffer.plane[i].mask = ZIMG_BUFFER_MAX;
-}
-
-std::uint8_t* Bytes(const Plane& plane) {
-    return reinterpret_cast<std::uint8_t*>(const_cast<std::uint16_t*>(plane.row(0)));
-}
-
-/// Width and height rounded up to whole chroma samples.
-struct PaddedSize {
-    PaddedSize(const AVPixFmtDescriptor& format, int w, int h)
-        : width(Subsampled(w, format.log2_chroma_w) << format.log2_chroma_w),
-          height(Subsampled(h, format.log2_chroma_h) << format.log2_chroma_h) {}
-    int width;
-    int height;
+    const AVFrame& picture_;
+    const AVPixFmtDescriptor& format_;
+    int component_;
+    bool packed_;
 };
 
-Planes RgbFromYuv(const std::string& path, const AVFrame& picture, const AVPixFmtDescriptor& format,
-                  const ColorTags& tags) {
-    const PaddedSize size(format, picture.width, picture.height);
-    const int chromaWidth = size.width >> format.log2_chroma_w;
-    const int chromaHeight = size.height >> format.log2_chroma_h;
-    Planes yuv{Plane(size.width, size.height), Plane(chromaWidth, chromaHeight),
-               Plane(chromaWidth, chromaHeight)};
-    ReadComponent(picture, format, 0, picture.width, picture.height, yuv[0], size.width,
-                  size.height);
-    for (int c = 1; c < 3; ++c) {
-        ReadComponent(picture, format, c, chromaWidth, chromaHeight, yuv[c], chromaWidth,
-                      chromaHeight);
+/// Rows of one component, expanded to full scale.
+class ExpandedRow {
+public:
+    ExpandedRow(const AVFrame& picture, const AVPixFmtDescriptor& format, int component,
+                AVColorRange range)
+        : reader_(picture, format, component), row_(static_cast<std::size_t>(picture.width)) {
+        const int depth = format.comp[component].depth;
+        if (depth < 16 || range == AVCOL_RANGE_MPEG) table_ = ExpandTable(depth, range);
     }
-    Planes rgb{Plane(size.width, size.height), Plane(size.width, size.height),
-               Plane(size.width, size.height)};
-    zimg_image_buffer_const source{ZIMG_API_VERSION, {}};
-    zimg_image_buffer target{ZIMG_API_VERSION, {}};
-    for (int i = 0; i < 3; ++i) {
-        SetPlane(source, i, Bytes(yuv[i]), yuv[i].bytesPerRow());
-        SetPlane(target, i, Bytes(rgb[i]), rgb[i].bytesPerRow());
+
+    const std::uint16_t* Read(int y, int left, int right) {
+        reader_.Read(y, left, right, row_.data());
+        if (table_.empty()) return row_.data();
+        for (int x = left; x < right; ++x) row_[x] = table_[row_[x]];
+        return row_.data();
     }
-    zimg_image_format from =
-        YuvFormat(size.width, size.height, format, tags, picture.chroma_location, false);
-    zimg_image_format to = RgbFormat(size.width, size.height);
-    AddLightTags(tags, from, to);
-    RunGraph(path, from, to, source, target);
-    return rgb;
-}
+
+private:
+    ComponentReader reader_;
+    std::vector<std::uint16_t> row_;
+    std::vector<std::uint16_t> table_;  ///< empty where nothing changes
+};
 
 /// Formats whose components cannot be read one by one are repacked first; those of 8 bits exactly.
 AvFrame Repacked(const std::string& path, const AVFrame& picture,
@@ -253,161 +133,158 @@ AvFrame Repacked(const std::string& path, const AVFrame& picture,
     return repacked;
 }
 
-void Interleave(const Plane* const (&components)[4], const Placement& placement, int width,
-                int height, std::vector<std::uint16_t>& pixels) {
-    for (int y = 0; y < height; ++y) {
-        const std::uint16_t* rows[4];
-        for (int c = 0; c < 4; ++c) rows[c] = components[c] ? components[c]->row(y) : nullptr;
-        for (int x = 0; x < width; ++x) {
-            std::uint16_t* pixel = pixels.data() + placement.Index(x, y) * 4;
-            for (int c = 0; c < 3; ++c) pixel[c] = rows[c][x];
-            pixel[3] = rows[3] ? rows[3][x] : 65535;
+using RowsOfPixel = std::array<const std::uint16_t*, 4>;
+
+/// Interleaves samples left to right, less the last; step is the way from a pixel to the next.
+void Interleave(const RowsOfPixel& rows, int left, int right, std::uint16_t* pixel,
+                std::ptrdiff_t step) {
+    const auto [blue, green, red, alpha] = rows;
+    for (int x = left; x < right; ++x, pixel += step) {
+        pixel[0] = blue[x];
+        pixel[1] = green[x];
+        pixel[2] = red[x];
+        pixel[3] = alpha[x];
+    }
+}
+
+/// The pixels of a decoded picture, which come row by row as colour and get their alpha here.
+class PixelRows {
+public:
+    PixelRows(const AVFrame& picture, const AVPixFmtDescriptor& format, const Turn& turn)
+        : width_(picture.width),
+          height_(picture.height),
+          placement_(turn, picture.width, picture.height),
+          opaque_(std::size_t(picture.width), kOpaque),
+          pixels_(std::size_t(picture.width) * picture.height * 4) {
+        if (HasAlpha(format)) {
+            alpha_.emplace(picture, format, format.nb_components - 1, AVCOL_RANGE_JPEG);
         }
     }
-}
 
-bool KnownMatrix(AVColorSpace matrix) {
-    switch (matrix) {
-        case AVCOL_SPC_BT709:
-        case AVCOL_SPC_FCC:
-        case AVCOL_SPC_BT470BG:
-        case AVCOL_SPC_SMPTE170M:
-        case AVCOL_SPC_SMPTE240M:
-        case AVCOL_SPC_YCGCO:
-        case AVCOL_SPC_BT2020_NCL:
-        case AVCOL_SPC_BT2020_CL:
-        case AVCOL_SPC_CHROMA_DERIVED_NCL:
-        case AVCOL_SPC_CHROMA_DERIVED_CL:
-        case AVCOL_SPC_ICTCP:
-            return true;
-        default:
-            return false;
-    }
-}
-
-bool IsFullRangeFormat(AVPixelFormat format) {
-    return format == AV_PIX_FMT_YUVJ420P || format == AV_PIX_FMT_YUVJ422P ||
-           format == AV_PIX_FMT_YUVJ444P || format == AV_PIX_FMT_YUVJ440P ||
-           format == AV_PIX_FMT_YUVJ411P;
-}
-
-/// The three colour planes of working pixels in the order red, green, blue, padded.
-Planes ColourPlanes(const std::vector<std::uint16_t>& pixels, int width, int height,
-                    const PaddedSize& size) {
-    Planes rgb{Plane(size.width, size.height), Plane(size.width, size.height),
-               Plane(size.width, size.height)};
-    for (int c = 0; c < 3; ++c) {
-        for (int y = 0; y < size.height; ++y) {
-            const std::uint16_t* from =
-                pixels.data() + std::size_t(std::min(y, height - 1)) * width * 4 + (2 - c);
-            std::uint16_t* to = rgb[c].row(y);
-            for (int x = 0; x < width; ++x) to[x] = from[std::size_t(x) * 4];
-            std::fill(to + width, to + size.width, to[width - 1]);
+    /// Where columns and rows lie beyond the picture they are left out.
+    void Put(int y, int left, int right, const std::uint16_t* blue, const std::uint16_t* green,
+             const std::uint16_t* red) {
+        right = std::min(right, width_);
+        if (y >= height_ || left >= right) return;
+        const std::uint16_t* alpha = alpha_ ? alpha_->Read(y, left, right) : opaque_.data();
+        std::uint16_t* first = pixels_.data() + placement_.Index(left, y) * 4;
+        const RowsOfPixel rows{blue, green, red, alpha};
+        if (placement_.stepX == 1) {
+            Interleave(rows, left, right, first, 4);
+        } else {
+            Interleave(rows, left, right, first, placement_.stepX * 4);
         }
     }
-    return rgb;
-}
 
-template <typename Sample>
-void WriteComponent(const std::vector<std::uint16_t>& pixels, int component, int depth,
-                    AVFrame& picture, int plane) {
-    const std::uint32_t full = (1u << depth) - 1;
+    std::vector<std::uint16_t> Take() { return std::move(pixels_); }
+
+private:
+    int width_;
+    int height_;
+    Placement placement_;
+    std::optional<ExpandedRow> alpha_;
+    std::vector<std::uint16_t> opaque_;
+    std::vector<std::uint16_t> pixels_;
+};
+
+void PutRgb(const AVFrame& picture, const AVPixFmtDescriptor& format, const ColorTags& tags,
+            PixelRows& pixels) {
+    std::vector<ExpandedRow> components;
+    for (int c = 0; c < (IsGrey(format) ? 1 : 3); ++c) {
+        components.emplace_back(picture, format, c, tags.range);
+    }
     for (int y = 0; y < picture.height; ++y) {
-        const std::uint16_t* from = pixels.data() + std::size_t(y) * picture.width * 4 + component;
-        auto* to = reinterpret_cast<Sample*>(picture.data[plane] +
-                                             std::ptrdiff_t{y} * picture.linesize[plane]);
-        for (int x = 0; x < picture.width; ++x) {
-            to[x] = static_cast<Sample>((from[std::size_t(x) * 4] * full + 32767u) / 65535u);
+        std::array<const std::uint16_t*, 3> rows{};
+        for (std::size_t c = 0; c < components.size(); ++c) {
+            rows[c] = components[c].Read(y, 0, picture.width);
+        }
+        if (IsGrey(format)) rows.fill(rows[0]);
+        pixels.Put(y, 0, picture.width, rows[2], rows[1], rows[0]);
+    }
+}
+
+/// Repeats the last of the samples that there are up to right.
+void Extend(std::uint16_t* row, int left, int there, int right) {
+    if (there < right) std::fill(row + std::max(left, there), row + right, row[there - 1]);
+}
+
+void PutYuv(const std::string& path, const AVFrame& picture, const AVPixFmtDescriptor& format,
+            const ColorTags& tags, PixelRows& pixels) {
+    const PaddedSize size(format, picture.width, picture.height);
+    const YuvGraph graph = YuvGraph::ToRgb(path, size, format, tags, picture.chroma_location);
+    RowWindow yuv = graph.InputRows(), rgb = graph.OutputRows();
+    const ComponentReader luma(picture, format, 0);
+    const ComponentReader chroma[] = {{picture, format, 1}, {picture, format, 2}};
+    const int shiftX = format.log2_chroma_w, shiftY = format.log2_chroma_h;
+    const auto read = [&](int y, int left, int right) {
+        for (int below = 0; below < 1 << shiftY; ++below) {
+            std::uint16_t* row = yuv.row(0, y + below);
+            const int there = std::min(right, picture.width);
+            luma.Read(std::min(y + below, picture.height - 1), left, there, row);
+            Extend(row, left, picture.width, right);
+        }
+        const int end = (right + (1 << shiftX) - 1) >> shiftX;
+        for (int c = 1; c < 3; ++c) {
+            chroma[c - 1].Read(y >> shiftY, left >> shiftX, end, yuv.row(c, y >> shiftY));
+        }
+    };
+    const auto write = [&](int y, int left, int right) {
+        pixels.Put(y, left, right, rgb.row(2, y), rgb.row(1, y), rgb.row(0, y));
+    };
+    graph.Run(yuv.ConstBuffer(), rgb.Buffer(), read, write);
+}
+
+/// Narrows one element of pixels left to right, less the last, to a depth, nearest.
+template <typename Sample>
+void Narrow(const std::uint16_t* pixels, int element, int depth, int left, int right, void* row) {
+    const std::uint32_t full = (1u << depth) - 1;
+    auto* samples = static_cast<Sample*>(row);
+    for (int x = left; x < right; ++x) {
+        samples[x] =
+            static_cast<Sample>((pixels[std::size_t(x) * 4 + element] * full + 32767u) / 65535u);
+    }
+}
+
+void WriteRgb(const std::vector<std::uint16_t>& pixels, const AVPixFmtDescriptor& format,
+              AVFrame& picture) {
+    for (int y = 0; y < picture.height; ++y) {
+        const std::uint16_t* from = pixels.data() + std::size_t(y) * picture.width * 4;
+        for (int c = 0; c < format.nb_components; ++c) {
+            const int plane = format.comp[c].plane;
+            Narrow<std::uint16_t>(
+                from, c < 3 ? 2 - c : 3, format.comp[c].depth, 0, picture.width,
+                picture.data[plane] + std::ptrdiff_t{y} * picture.linesize[plane]);
         }
     }
 }
 
-void WriteYuv(const std::string& path, const std::vector<std::uint16_t>& pixels, int width,
-              int height, const AVPixFmtDescriptor& format, const ColorTags& tags,
-              AVFrame& picture) {
-    const PaddedSize size(format, width, height);
-    const Planes rgb = ColourPlanes(pixels, width, height, size);
-    zimg_image_buffer_const source{ZIMG_API_VERSION, {}};
+void WriteYuv(const std::string& path, const std::vector<std::uint16_t>& pixels,
+              const AVPixFmtDescriptor& format, const ColorTags& tags, AVFrame& picture) {
+    const PaddedSize size(format, picture.width, picture.height);
+    const YuvGraph graph = YuvGraph::FromRgb(path, size, format, tags);
+    RowWindow rgb = graph.InputRows();
     zimg_image_buffer target{ZIMG_API_VERSION, {}};
     for (int i = 0; i < 3; ++i) {
-        SetPlane(source, i, Bytes(rgb[i]), rgb[i].bytesPerRow());
-        SetPlane(target, i, picture.data[i], picture.linesize[i]);
+        target.plane[i] = {picture.data[i], picture.linesize[i], ZIMG_BUFFER_MAX};
     }
-    RunGraph(path, RgbFormat(size.width, size.height),
-             YuvFormat(size.width, size.height, format, tags, AVCHROMA_LOC_LEFT,
-                       format.comp[0].depth == 8),
-             source, target);
+    const auto read = [&](int y, int left, int right) {
+        const int line = std::min(y, picture.height - 1), there = std::min(right, picture.width);
+        const std::uint16_t* from = pixels.data() + std::size_t(line) * picture.width * 4;
+        for (int c = 0; c < 3; ++c) {
+            std::uint16_t* row = rgb.row(c, y);
+            for (int x = left; x < there; ++x) row[x] = from[std::size_t(x) * 4 + (2 - c)];
+            Extend(row, left, picture.width, right);
+        }
+        if (!HasAlpha(format)) return;
+        const int depth = format.comp[3].depth;
+        uint8_t* alpha = picture.data[3] + std::ptrdiff_t{line} * picture.linesize[3];
+        const auto narrow = depth == 8 ? Narrow<std::uint8_t> : Narrow<std::uint16_t>;
+        narrow(from, 3, depth, left, there, alpha);
+    };
+    graph.Run(rgb.ConstBuffer(), target, read, nullptr);
 }
 
 }  // namespace
-
-ColorTags ResolveTags(ColorTags tags, AVPixelFormat format, int width, int height) {
-    const AVPixFmtDescriptor& description = *av_pix_fmt_desc_get(format);
-    const bool direct = IsRgb(description) || IsGrey(description);
-    if (direct) {
-        tags.matrix = AVCOL_SPC_RGB;
-    } else if (!KnownMatrix(tags.matrix)) {
-        const bool small = height < 720 && width < 1280;
-        tags.matrix = small ? AVCOL_SPC_SMPTE170M : AVCOL_SPC_BT709;
-    }
-    if (tags.range == AVCOL_RANGE_UNSPECIFIED) {
-        const bool full = direct || IsFullRangeFormat(format);
-        tags.range = full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
-    }
-    return tags;
-}
-
-ColorTags OutputTags(const ColorTags& source, int sourceHeight) {
-    ColorTags tags = source;
-    tags.range = AVCOL_RANGE_MPEG;
-    const bool wide = source.primaries == AVCOL_PRI_BT2020;
-    switch (source.matrix) {
-        case AVCOL_SPC_BT709:
-        case AVCOL_SPC_BT470BG:
-        case AVCOL_SPC_SMPTE170M:
-        case AVCOL_SPC_SMPTE240M:
-        case AVCOL_SPC_BT2020_NCL:
-            break;
-        default:
-            tags.matrix = wide ? AVCOL_SPC_BT2020_NCL : AVCOL_SPC_BT709;
-    }
-    const bool standard = tags.matrix == AVCOL_SPC_SMPTE170M || tags.matrix == AVCOL_SPC_BT470BG;
-    if (tags.primaries == AVCOL_PRI_UNSPECIFIED) {
-        tags.primaries = AVCOL_PRI_BT709;
-        if (tags.matrix == AVCOL_SPC_BT2020_NCL) tags.primaries = AVCOL_PRI_BT2020;
-        if (standard) {
-            tags.primaries = sourceHeight == 576 ? AVCOL_PRI_BT470BG : AVCOL_PRI_SMPTE170M;
-        }
-    }
-    if (tags.transfer == AVCOL_TRC_UNSPECIFIED) {
-        tags.transfer = standard ? AVCOL_TRC_SMPTE170M : AVCOL_TRC_BT709;
-    }
-    return tags;
-}
-
-std::string TagText(const ColorTags& tags) {
-    const bool full = tags.range == AVCOL_RANGE_JPEG;
-    std::string matrix;
-    switch (tags.matrix) {
-        case AVCOL_SPC_RGB:
-            matrix = "RGB";
-            break;
-        case AVCOL_SPC_BT709:
-            matrix = "BT.709";
-            break;
-        case AVCOL_SPC_BT470BG:
-        case AVCOL_SPC_SMPTE170M:
-            matrix = "BT.601";
-            break;
-        case AVCOL_SPC_BT2020_NCL:
-        case AVCOL_SPC_BT2020_CL:
-            matrix = "BT.2020";
-            break;
-        default:
-            matrix = av_color_space_name(tags.matrix);
-    }
-    return matrix + (full ? " full" : " limited");
-}
 
 std::vector<std::uint16_t> PixelsOf(const std::string& path, const AVFrame& picture,
                                     const ColorTags& tags, const Turn& turn) {
@@ -420,29 +297,13 @@ std::vector<std::uint16_t> PixelsOf(const std::string& path, const AVFrame& pict
         const AvFrame direct = Repacked(path, picture, format);
         return PixelsOf(path, *direct, {AVCOL_SPC_RGB, AVCOL_RANGE_JPEG}, turn);
     }
-    const Placement placement(turn, picture.width, picture.height);
-    std::vector<std::uint16_t> pixels(std::size_t(picture.width) * picture.height * 4);
-    std::vector<Plane> planes;
-    if (IsGrey(format)) {
-        planes.push_back(ExpandedComponent(picture, format, 0, tags.range));
-    } else if (IsRgb(format)) {
-        for (int c = 0; c < 3; ++c) {
-            planes.push_back(ExpandedComponent(picture, format, c, tags.range));
-        }
+    PixelRows pixels(picture, format, turn);
+    if (IsRgb(format) || IsGrey(format)) {
+        PutRgb(picture, format, tags, pixels);
     } else {
-        for (Plane& plane : RgbFromYuv(path, picture, format, tags)) {
-            planes.push_back(std::move(plane));
-        }
+        PutYuv(path, picture, format, tags, pixels);
     }
-    const std::size_t colours = planes.size();
-    if (HasAlpha(format)) {
-        planes.push_back(
-            ExpandedComponent(picture, format, format.nb_components - 1, AVCOL_RANGE_JPEG));
-    }
-    const Plane* const components[4] = {&planes[colours - 1], &planes[colours / 2], &planes[0],
-                                        HasAlpha(format) ? &planes[colours] : nullptr};
-    Interleave(components, placement, picture.width, picture.height, pixels);
-    return pixels;
+    return pixels.Take();
 }
 
 AvFrame PictureOf(const std::string& path, const std::vector<std::uint16_t>& pixels, int width,
@@ -461,18 +322,9 @@ AvFrame PictureOf(const std::string& path, const std::vector<std::uint16_t>& pix
     picture->color_primaries = tags.primaries;
     picture->color_trc = tags.transfer;
     if (IsRgb(format)) {
-        for (int c = 0; c < format.nb_components; ++c) {
-            WriteComponent<std::uint16_t>(pixels, c < 3 ? 2 - c : 3, format.comp[c].depth, *picture,
-                                          format.comp[c].plane);
-        }
-        return picture;
-    }
-    WriteYuv(path, pixels, width, height, format, tags, *picture);
-    if (!HasAlpha(format)) return picture;
-    if (format.comp[3].depth == 8) {
-        WriteComponent<std::uint8_t>(pixels, 3, 8, *picture, 3);
+        WriteRgb(pixels, format, *picture);
     } else {
-        WriteComponent<std::uint16_t>(pixels, 3, format.comp[3].depth, *picture, 3);
+        WriteYuv(path, pixels, format, tags, *picture);
     }
     return picture;
 }
