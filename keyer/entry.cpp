@@ -81,25 +81,33 @@ unsigned int KeyHostFrame(unsigned char* output, std::size_t outputPitch,
         ReverseElements(input + y * inputPitch, source.get() + y * pitch, width);
     }
     const auto finish = FinishFor<unsigned char>(c);
+    const bool smoothed = c.deBlocking != 0;
     const auto deliver = [&](int y, unsigned char* row) {
-        // De-blocking has smoothed the working copy, so the untouched pixels come from the host.
-        ReverseElements(input + y * inputPitch, hostRow.get(), width);
-        finish(hostRow.get(), row, width);
+        const unsigned char* untouched = source.get() + y * pitch;
+        if (smoothed) {
+            ReverseElements(input + y * inputPitch, hostRow.get(), width);
+            untouched = hostRow.get();
+        }
+        finish(untouched, row, width);
         ReverseElements(row, output + y * outputPitch, width);
     };
-    unsigned int status = kDone;
-    if (IsKeyChosen(c)) {
-        auto record = MakeRecord<unsigned char>(nullptr, source.get(), width, height, c);
-        const bool whole = NeedsWholeFrame(record);
-        const auto keyed = MakeBuffer<unsigned char>(whole ? pitch * height : pitch);
-        record.dst = keyed.get();
-        status = FitsRecord(width, height)
-                     ? DriveRows<unsigned char>(record, whole ? pitch : 0, std::cref(deliver))
-                     : kRefused;
-        if (status == kDone) return kDone;
-        std::fill_n(source.get(), pitch * height, static_cast<unsigned char>(0));
+    if (!IsKeyChosen(c)) {
+        for (int y = 0; y < height; ++y) deliver(y, source.get() + y * pitch);
+        return kDone;
     }
-    for (int y = 0; y < height; ++y) deliver(y, source.get() + y * pitch);
+    auto record = MakeRecord<unsigned char>(nullptr, source.get(), width, height, c);
+    const bool whole = NeedsWholeFrame(record);
+    const auto keyed = MakeBuffer<unsigned char>(whole ? pitch * height : pitch);
+    record.dst = keyed.get();
+    const unsigned int status =
+        FitsRecord(width, height)
+            ? DriveRows<unsigned char>(record, whole ? pitch : 0, std::cref(deliver))
+            : kRefused;
+    if (status == kDone) return kDone;
+    for (int y = 0; y < height; ++y) {
+        std::fill_n(keyed.get(), pitch, static_cast<unsigned char>(0));
+        deliver(y, keyed.get());
+    }
     return status;
 }
 
