@@ -32,7 +32,6 @@ struct Bench {
     std::vector<std::uint16_t> source = frame.pixels;
     std::vector<std::uint16_t> output = frame.pixels;
     std::vector<std::uint16_t> plate = frame.pixels;
-    std::vector<std::uint16_t> work = frame.pixels;
     std::vector<unsigned char> reduced;
     std::vector<unsigned char> extracted;
     std::vector<unsigned char> contracted;
@@ -199,7 +198,9 @@ void RegisterStages() {
     Register(
         "stage/deblock 3",
         [](Bench& b) {
-            b.keyer.ChromaBlur64bit(b.width, b.height, b.source.data(), b.work.data(), 3);
+            VELTRANE_Param16bit blocky = b.record;
+            blocky.deblockValue = 3;
+            b.keyer.ChromaBlur64bit(&blocky);
         },
         [](Bench& b) { b.source = b.frame.pixels; });
     Register("stage/contract matte 4",

@@ -16,6 +16,17 @@ struct Softening {
     float offset;
 };
 
+/// What stands for two divisions, with the same results for whole numbers up to full scale.
+template <class Sample>
+struct FullScaleFactors {
+    static constexpr float kFull = kFullScale<Sample>;
+    /// v / full is v * kMost, which is exact, + v * kRest.
+    static constexpr float kMost = 1 / (kFull + 1);
+    static constexpr float kRest = static_cast<float>(1 / (kFull * (kFull + 1.0)));
+    /// v * v / full * 4 has the whole part of v * v * kSteepness, full scale being the most.
+    static constexpr float kSteepness = 4 / kFull;
+};
+
 /// The work of blur.cpp that has a vector form.
 template <class Sample>
 struct BlurRows {

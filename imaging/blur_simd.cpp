@@ -12,34 +12,24 @@ namespace HWY_NAMESPACE {
 #if VELTRANE_HAS_LANES
 namespace {
 
-using SumTag = hn::ScalableTag<std::uint32_t>;
-using IntTag = hn::RebindToSigned<SumTag>;
-using FloatTag = hn::RebindToFloat<SumTag>;
-using Floats = hn::Vec<FloatTag>;
-constexpr int kLanes = hn::MaxLanes(SumTag());
-
 template <class Sample>
 constexpr float kFull = kFullScale<Sample>;
 
-/// value / full scale for whole numbers up to there: 1 / full is 1 / (full + 1) and a little more,
-/// and the first product is exact.
 template <class Sample>
 Floats OfFullScale(Floats value) {
-    constexpr float kMost = 1.0f / (kFull<Sample> + 1);
-    constexpr float kRest = static_cast<float>(1.0 / (kFull<Sample> * (kFull<Sample> + 1.0)));
     const FloatTag floats;
-    return hn::Add(hn::Mul(value, hn::Set(floats, kMost)), hn::Mul(value, hn::Set(floats, kRest)));
+    return hn::Add(hn::Mul(value, hn::Set(floats, FullScaleFactors<Sample>::kMost)),
+                   hn::Mul(value, hn::Set(floats, FullScaleFactors<Sample>::kRest)));
 }
 
-/// The blurred inverse, steepened. No whole number within the scale comes out different by one
-/// product less and without the division; 0 and full scale come out as they are.
+/// The blurred inverse, steepened; 0 and full scale come out as they are.
 template <class Sample>
 Floats Shaped(Floats mean) {
     const FloatTag floats;
     const auto full = hn::Set(floats, kFull<Sample>);
+    const auto steepness = hn::Set(floats, FullScaleFactors<Sample>::kSteepness);
     const auto inverse = hn::Floor(hn::Min(mean, full));
-    const auto steep = hn::Mul(hn::Mul(inverse, inverse), hn::Set(floats, 4.0f / kFull<Sample>));
-    return hn::Floor(hn::Min(steep, full));
+    return hn::Floor(hn::Min(hn::Mul(hn::Mul(inverse, inverse), steepness), full));
 }
 
 template <class Sample>
@@ -57,25 +47,22 @@ Floats Softened(Floats matte, Floats inverse, Floats strength, Floats offset) {
 template <class Sample>
 void Soften(const WindowSums<std::uint32_t>& windows, const Softening& s, Sample* matte,
             int width) {
-    const SumTag sums;
-    const IntTag ints;
+    const WordTag words;
     const FloatTag floats;
-    const hn::Rebind<Sample, FloatTag> samples;
     const auto down = hn::Set(floats, s.down);
     const auto strength = hn::Set(floats, s.strength);
     const auto offset = hn::Set(floats, s.offset);
     const auto soften = [&](const std::uint32_t* end, const std::uint32_t* begin,
                             const float* across, Sample* at) {
-        const auto sum =
-            hn::ConvertTo(floats, hn::Sub(hn::LoadU(sums, end), hn::LoadU(sums, begin)));
-        const auto mean = hn::Mul(hn::Mul(sum, hn::LoadU(floats, across)), down);
-        const auto value = hn::ConvertTo(floats, hn::PromoteTo(ints, hn::LoadU(samples, at)));
-        const auto result = Softened<Sample>(value, Shaped<Sample>(mean), strength, offset);
-        hn::StoreU(hn::DemoteTo(samples, hn::ConvertTo(ints, result)), samples, at);
+        const Words sum = hn::Sub(hn::LoadU(words, end), hn::LoadU(words, begin));
+        const Floats mean = hn::Mul(hn::ConvertTo(floats, sum), hn::LoadU(floats, across));
+        const Floats inverse = Shaped<Sample>(hn::Mul(mean, down));
+        const Floats matteHere = ToFloats(LoadWords(at));
+        StoreLowBits(WholeBits(Softened<Sample>(matteHere, inverse, strength, offset)), at);
     };
-    ForEachVector<kLanes>(width, soften, Row<const std::uint32_t>{windows.end},
-                          Row<const std::uint32_t>{windows.begin}, Row<const float>{s.across},
-                          Row<Sample>{matte});
+    ForEachVector<kWordLanes>(width, soften, Row<const std::uint32_t>{windows.end},
+                              Row<const std::uint32_t>{windows.begin}, Row<const float>{s.across},
+                              Row<Sample>{matte});
 }
 
 }  // namespace

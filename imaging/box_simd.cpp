@@ -12,53 +12,44 @@ namespace HWY_NAMESPACE {
 #if VELTRANE_HAS_LANES
 namespace {
 
-using SumTag = hn::ScalableTag<std::uint32_t>;
-using Sums = hn::Vec<SumTag>;
-constexpr int kLanes = hn::MaxLanes(SumTag());
-
 /// The lane of the given number in every lane from each group's middle on, 0 in the others; numbers
 /// are counted within groups of size lanes.
 template <int size>
-Sums SpreadMiddle(Sums v) {
-    const SumTag sums;
-    const auto lane = hn::Iota(sums, 0);
-    const auto group = hn::And(lane, hn::Set(sums, ~(size - 1u)));
-    const auto source = hn::Or(group, hn::Set(sums, size / 2 - 1u));
-    const auto upper = hn::Ne(hn::And(lane, hn::Set(sums, size / 2)), hn::Zero(sums));
-    return hn::IfThenElseZero(upper, hn::TableLookupLanes(v, hn::IndicesFromVec(sums, source)));
+Words SpreadMiddle(Words v) {
+    const WordTag words;
+    const auto lane = hn::Iota(words, 0);
+    const auto group = hn::And(lane, hn::Set(words, ~(size - 1u)));
+    const auto source = hn::Or(group, hn::Set(words, size / 2 - 1u));
+    const auto upper = hn::Ne(hn::And(lane, hn::Set(words, size / 2)), hn::Zero(words));
+    return hn::IfThenElseZero(upper, hn::TableLookupLanes(v, hn::IndicesFromVec(words, source)));
 }
 
 /// Sums from the first lane up to each: in every 128 bits, then across them.
-Sums SumsAlong(Sums v) {
-    const SumTag sums;
-    v = hn::Add(v, hn::ShiftLeftLanes<1>(sums, v));
-    v = hn::Add(v, hn::ShiftLeftLanes<2>(sums, v));
-    if constexpr (kLanes > 4) v = hn::Add(v, SpreadMiddle<8>(v));
-    if constexpr (kLanes > 8) v = hn::Add(v, SpreadMiddle<16>(v));
+Words SumsAlong(Words v) {
+    const WordTag words;
+    v = hn::Add(v, hn::ShiftLeftLanes<1>(words, v));
+    v = hn::Add(v, hn::ShiftLeftLanes<2>(words, v));
+    if constexpr (kWordLanes > 4) v = hn::Add(v, SpreadMiddle<8>(v));
+    if constexpr (kWordLanes > 8) v = hn::Add(v, SpreadMiddle<16>(v));
     return v;
 }
 
-Sums SpreadLast(Sums v) {
-    const SumTag sums;
-    return hn::TableLookupLanes(v, hn::IndicesFromVec(sums, hn::Set(sums, kLanes - 1u)));
-}
-
-template <class Sample>
-Sums LoadSamples(const Sample* samples) {
-    return hn::PromoteTo(SumTag(), hn::LoadU(hn::Rebind<Sample, SumTag>(), samples));
+Words SpreadLast(Words v) {
+    const WordTag words;
+    return hn::TableLookupLanes(v, hn::IndicesFromVec(words, hn::Set(words, kWordLanes - 1u)));
 }
 
 template <class Sample>
 void Slide(const Sample* entering, const Sample* leaving, std::uint32_t* totals, int count) {
-    const SumTag sums;
-    auto before = hn::Zero(sums);
+    const WordTag words;
+    auto before = hn::Zero(words);
     const auto slide = [&](const Sample* in, const Sample* out, std::uint32_t* at) {
-        const auto change = SumsAlong(hn::Sub(LoadSamples(in), LoadSamples(out)));
-        hn::StoreU(hn::Add(hn::LoadU(sums, at), hn::Add(before, change)), sums, at);
+        const auto change = SumsAlong(hn::Sub(LoadWords(in), LoadWords(out)));
+        hn::StoreU(hn::Add(hn::LoadU(words, at), hn::Add(before, change)), words, at);
         before = hn::Add(before, SpreadLast(change));
     };
-    ForEachVector<kLanes>(count, slide, Row<const Sample>{entering}, Row<const Sample>{leaving},
-                          Row<std::uint32_t>{totals});
+    ForEachVector<kWordLanes>(count, slide, Row<const Sample>{entering}, Row<const Sample>{leaving},
+                              Row<std::uint32_t>{totals});
 }
 
 }  // namespace

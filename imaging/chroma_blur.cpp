@@ -91,9 +91,10 @@ public:
 
     /// Those of windows of so many rows, worked out anew only where the number changes.
     WindowCounts<Sum> Of(std::int64_t rows) {
+        constexpr float kLow = 1 - 0x1p-20f;
         for (std::int64_t x = 0; rows != rows_ && x < across_.size; ++x) {
             samples_[x] = static_cast<Sum>(rows * across_.Count(x));
-            weights_[x] = 1.0f / static_cast<float>(samples_[x]);
+            weights_[x] = kLow / static_cast<float>(samples_[x]);
         }
         rows_ = rows;
         return {samples_.data(), weights_.data()};
@@ -184,9 +185,9 @@ void BlurPackedChroma(int width, int height, Sample* frame, Sample* work, int ra
     std::memcpy(frame, work, pitch * height * sizeof(Sample));
 }
 
-/// work may be null.
-template <class Sample>
-void BlurChroma(int width, int height, Sample* frame, Sample* work, int radius) {
+/// Calls finish(y, row, pixels), which is to convert back, for every row of a frame.
+template <class Sample, class Finish>
+void SmoothRows(int width, int height, Sample* frame, int radius, Finish finish) {
     const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
     const ChromaRows<Sample>& rows = Rows<Sample>();
     BlurRows<Sample>(
@@ -195,32 +196,48 @@ void BlurChroma(int width, int height, Sample* frame, Sample* work, int radius) 
             rows.split(frame + y * pitch, row, width);
         },
         [&](std::int64_t y, const ChromaRow<const Sample>& row) {
-            Sample* pixels = frame + y * pitch;
-            if (work != nullptr && radius >= 1) Pack(row, pixels, work + y * pitch, width);
-            rows.join(row, pixels, width);
+            finish(y, row, frame + y * pitch);
         });
+}
+
+/// The work frame gets what lies between the conversions; a radius below 1 leaves it alone.
+template <class Sample>
+void SmoothWithWork(int width, int height, Sample* frame, Sample* work, int radius) {
+    const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
+    const auto join = Rows<Sample>().join;
+    const auto finish = [&](std::int64_t y, const ChromaRow<const Sample>& row, Sample* pixels) {
+        if (radius >= 1) Pack(row, pixels, work + y * pitch, width);
+        join(row, pixels, width);
+    };
+    SmoothRows(width, height, frame, radius, finish);
 }
 
 }  // namespace
 
 template <class Sample>
-void SmoothChroma(int width, int height, Sample* frame, int radius) {
-    BlurChroma<Sample>(width, height, frame, nullptr, radius);
+void SmoothChroma(int width, int height, Sample* frame, int radius,
+                  const std::function<void(int y)>& done) {
+    const auto join = Rows<Sample>().join;
+    const auto finish = [&](std::int64_t y, const ChromaRow<const Sample>& row, Sample* pixels) {
+        join(row, pixels, width);
+        if (done) done(static_cast<int>(y));
+    };
+    SmoothRows(width, height, frame, radius, finish);
 }
 
-template void SmoothChroma(int, int, unsigned short*, int);
-template void SmoothChroma(int, int, unsigned char*, int);
+template void SmoothChroma(int, int, unsigned short*, int, const std::function<void(int)>&);
+template void SmoothChroma(int, int, unsigned char*, int, const std::function<void(int)>&);
 
 }  // namespace veltrane
 
 void CImagingORV::ChromaBlur64bit(int width, int height, unsigned short* frame,
                                   unsigned short* work, int radius) const {
-    veltrane::BlurChroma(width, height, frame, work, radius);
+    veltrane::SmoothWithWork(width, height, frame, work, radius);
 }
 
 void CImagingORV::ChromaBlur32bit(int width, int height, unsigned char* frame, unsigned char* work,
                                   int radius) const {
-    veltrane::BlurChroma(width, height, frame, work, radius);
+    veltrane::SmoothWithWork(width, height, frame, work, radius);
 }
 
 void CImagingORV::ChromaBlurCore3_64bit(int width, int height, unsigned short* frame,

@@ -34,7 +34,8 @@ struct ChromaRow {
     Sample* cr;
 };
 
-/// The samples in each window of a row, and 1 / samples.
+/// The samples in each window of a row, and weights for an estimate of a mean from below: 1 /
+/// samples, less more than what roundings may add and far too little to take 1 off a mean.
 template <class Sum>
 struct WindowCounts {
     const Sum* samples;

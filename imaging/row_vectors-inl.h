@@ -10,6 +10,7 @@
 
 #include <hwy/highway.h>
 
+#include <cstdint>
 #include <cstring>
 #include <type_traits>
 
@@ -63,6 +64,38 @@ void ForEachVector(int width, Body body, Row<T, elements, beyond>... rows) {
         (ends.PutBack(), ...);
     };
     finish(RowEnd<lanes, T, elements, beyond>(rows, x, width)...);
+}
+
+using WordTag = hn::ScalableTag<std::uint32_t>;
+using FloatTag = hn::RebindToFloat<WordTag>;
+using Words = hn::Vec<WordTag>;
+using Floats = hn::Vec<FloatTag>;
+constexpr int kWordLanes = hn::MaxLanes(WordTag());
+
+/// Samples as whole numbers of 32 bits.
+template <class Sample>
+Words LoadWords(const Sample* samples) {
+    return hn::PromoteTo(WordTag(), hn::LoadU(hn::Rebind<Sample, WordTag>(), samples));
+}
+
+/// Whole numbers below 2^31.
+inline Floats ToFloats(Words words) {
+    return hn::ConvertTo(FloatTag(), hn::BitCast(hn::RebindToSigned<WordTag>(), words));
+}
+
+/// The whole part of 0..65535.99 in the low 16 bits, and the same bits above it always: a float
+/// from 2^23 on counts in ones.
+inline Words WholeBits(Floats value) {
+    constexpr float kOnes = 0x1p23f;
+    const FloatTag floats;
+    return hn::BitCast(WordTag(), hn::Add(hn::Floor(value), hn::Set(floats, kOnes)));
+}
+
+/// The low bits of every word.
+template <class Sample>
+void StoreLowBits(Words words, Sample* samples) {
+    const hn::Rebind<Sample, WordTag> tag;
+    hn::StoreU(hn::TruncateTo(tag, words), tag, samples);
 }
 
 }  // namespace
