@@ -8,8 +8,10 @@
 #include <thread>
 #include <type_traits>
 
+#include "hosts/ofx/pixels.h"
 #include "settings/screen_color.h"
 #include "tests/hosts/ofx/test_host.h"
+#include "tests/imaging/levels.h"
 
 namespace veltrane::ofx::test {
 namespace {
@@ -291,6 +293,36 @@ TYPED_TEST(OfxRender, PicksTheScreensColor) {
     EXPECT_EQ(host.params.at("keyColor").keys.at(0),
               (std::vector{found.red, found.green, found.blue}));
     EXPECT_EQ(host.log, (Texts{"begin Pick screen colour", "keyColor", "end"}));
+}
+
+// The form in use where the tests run is held against plain arithmetic above; the others against
+// it.
+TYPED_TEST(OfxRender, ConvertsRowsAlikeAtEveryLevel) {
+    using Samples = Frame<TypeParam>;
+    std::mt19937 random(5);
+    for (const int width : {1, 7, 65, 1030}) {
+        Samples row(4 * width + 4);
+        for (auto& sample : row)
+            sample =
+                random() % 3 == 0 ? random() : random() % 2 * (kIsByte<TypeParam> ? 255 : 65535);
+        for (const bool premultiply : {false, true}) {
+            const auto write = [&] {
+                std::vector<TypeParam> pixels(row.size());
+                WriteRow(&row[4], premultiply, &pixels[4], width);
+                return pixels;
+            };
+            const auto pixels = Plainly(write);
+            ForEachLevel([&] { EXPECT_EQ(write(), pixels) << width; });
+            const auto read = [&] {
+                Samples back(row.size());
+                ReadRow(&pixels[4], premultiply ? Alpha::kOpaque : Alpha::kStraight, &back[4],
+                        width);
+                return back;
+            };
+            const auto back = Plainly(read);
+            ForEachLevel([&] { EXPECT_EQ(read(), back) << width; });
+        }
+    }
 }
 
 TEST_F(OfxPlugin, SaysWhenThereIsNoScreenToPick) {
