@@ -1,0 +1,60 @@
+#include "subject.h"
+
+#include "imaging/float_frame.h"
+#include "keyer/entry.h"
+#include "settings/screen_color.h"
+
+namespace veltrane::bench {
+
+Subject::Subject(const media::Frame& picture)
+    : width(picture.width),
+      height(picture.height),
+      screen(FindScreenColor(width, height, picture.pixels.data()).value().color),
+      frame(picture.pixels),
+      source(frame),
+      output(frame.size()),
+      byteOutput(frame.size()),
+      floatOutput(frame.size()) {
+    constexpr int kArgb[] = {3, 2, 1, 0}, kRgba[] = {2, 1, 0, 3};
+    for (std::size_t i = 0; i < frame.size(); ++i) {
+        const std::size_t pixel = i / 4 * 4;
+        bytes.push_back(static_cast<std::uint8_t>(frame[pixel + kArgb[i % 4]] >> 8));
+        floats.push_back(static_cast<float>(frame[pixel + kRgba[i % 4]]) / 65535);
+    }
+}
+
+void Subject::Key(const Settings& s) {
+    VeltraneFinalCut16bit(
+        output.data(), source.data(), width, height, 0, 0, static_cast<int>(s.view), s.keyColor.red,
+        s.keyColor.green, s.keyColor.blue, s.smoothBG, s.shadow, s.clipBlack, s.clipWhite,
+        s.deBlocking, s.deBlockValue, s.edgeContract, s.contractMask, s.contractThreshold,
+        s.edgeBlur, s.maskBlurRadius, s.maskBlurValue, s.skinHue, s.blueHue, s.despillGray,
+        s.despillSkin, s.despillBlue, s.screenGain);
+}
+
+void Subject::KeyBytes(const Settings& s) {
+    VeltraneFinalCut(byteOutput.data(), width, height, bytes.data(), width, height, 0, 0,
+                     static_cast<int>(s.view), s.keyColor.red, s.keyColor.green, s.keyColor.blue,
+                     s.smoothBG, s.shadow, s.clipBlack, s.clipWhite, s.deBlocking, s.deBlockValue,
+                     s.edgeContract, s.contractMask, s.contractThreshold, s.edgeBlur,
+                     s.maskBlurRadius, s.maskBlurValue, s.skinHue, s.blueHue, s.despillGray,
+                     s.despillSkin, s.despillBlue, s.screenGain);
+}
+
+void Subject::ConvertFloats() {
+    for (int y = 0; y < height; ++y) {
+        const std::size_t at = static_cast<std::size_t>(y) * width * 4;
+        FloatRowToFrame(floats.data() + at, FloatLayout::kRgba, output.data() + at, width);
+    }
+    for (int y = 0; y < height; ++y) {
+        const std::size_t at = static_cast<std::size_t>(y) * width * 4;
+        FrameRowToFloat(output.data() + at, FloatLayout::kRgba, floatOutput.data() + at, width);
+    }
+}
+
+Subject& Still() {
+    static Subject still(media::ReadFrame(VELTRANE_SAMPLES "/still.jpg", 1));
+    return still;
+}
+
+}  // namespace veltrane::bench

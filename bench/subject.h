@@ -1,0 +1,52 @@
+#ifndef VELTRANE_BENCH_SUBJECT_H
+#define VELTRANE_BENCH_SUBJECT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "media/media.h"
+#include "settings/settings.h"
+
+namespace veltrane::bench {
+
+/// What a piece of work leaves, to be compared.
+using Bytes = std::span<const std::byte>;
+
+template <typename Element>
+Bytes BytesOf(const std::vector<Element>& elements) {
+    return std::as_bytes(std::span(elements));
+}
+
+/// The frame that is keyed, in each form that a host may hold it in, and room for the results.
+class Subject {
+public:
+    explicit Subject(const media::Frame& picture);
+
+    /// The picture as 16-bit samples, before a call that smooths its input.
+    void Restore() { source = frame; }
+    void Key(const Settings& settings);
+    /// The 8-bit entry.
+    void KeyBytes(const Settings& settings);
+    /// Float pixels to a frame and the frame to float pixels, row by row.
+    void ConvertFloats();
+
+    int width;
+    int height;
+    Color screen;
+    std::vector<std::uint16_t> frame;  ///< blue, green, red, alpha
+    std::vector<std::uint16_t> source;
+    std::vector<std::uint16_t> output;
+    std::vector<std::uint8_t> bytes;  ///< alpha, red, green, blue
+    std::vector<std::uint8_t> byteOutput;
+    std::vector<float> floats;  ///< red, green, blue, alpha
+    std::vector<float> floatOutput;
+};
+
+/// The sample still.
+Subject& Still();
+
+}  // namespace veltrane::bench
+
+#endif
