@@ -56,17 +56,13 @@ void WriteWindow(const Sample* keyed, const RectI& frame, const Image& output, c
     }
 }
 
-void StopIfAsked(Effect effect) {
-    if (Host().effect->abort(effect) != 0) throw Refusal{kFailed};
-}
-
 bool IsPremultiplied(const Image& output, Alpha source) {
     const Alpha alpha = output.alpha() == Alpha::kOpaque ? DeliveredAlpha(source) : output.alpha();
     return alpha == Alpha::kPremultiplied;
 }
 
 template <class Component>
-void RenderDepth(Effect effect, const Settings& settings, const Image& source, const Image& output,
+void RenderDepth(const Settings& settings, const Image& source, const Image& output,
                  const RectI& window) {
     using Sample = SampleFor<Component>;
     if (!source || IsEmpty(source.picture())) {
@@ -78,7 +74,6 @@ void RenderDepth(Effect effect, const Settings& settings, const Image& source, c
     const WorkingFrame<Sample> keyed(SamplesOf(frame));
     ReadPicture<Component>(source, straight.samples());
     Key(settings, Width(frame), Height(frame), straight.samples(), keyed.samples());
-    StopIfAsked(effect);
     WriteWindow<Component>(keyed.samples(), frame, output, window,
                            IsPremultiplied(output, source.alpha()));
 }
@@ -114,14 +109,14 @@ Alpha DeliveredAlpha(Alpha source) {
 
 void Render(Effect effect, double time, const RectI& window) {
     const Image source(FindClip(effect, kSourceClip), time);
-    StopIfAsked(effect);
+    if (Host().effect->abort(effect) != 0) throw Refusal{kFailed};
     const Image output(FindClip(effect, kOutputClip), time);
     if (!output) throw Refusal{kFailed};
     RequireMatch(source, output, window);
     Settings settings = ReadSettings(effect, time);
     ScaleRadii(settings, output.scale());
     WithDepth(output.depth(), [&]<class Component>(Component) {
-        RenderDepth<Component>(effect, settings, source, output, window);
+        RenderDepth<Component>(settings, source, output, window);
     });
 }
 

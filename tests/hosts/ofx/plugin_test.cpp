@@ -200,7 +200,7 @@ TEST_F(OfxPlugin, DescribesItself) {
 
 TEST_F(OfxPlugin, OffersTheTableInBothContexts) {
     for (const char* context : {"OfxImageEffectContextFilter", "OfxImageEffectContextGeneral"}) {
-        const TestHost host(context);
+        const TestHost host(context, {}, true);
         auto name = host.order.begin();
         std::map<int, std::string> groups{{0, ""}};
         for (const Parameter& row : Parameters()) {
@@ -259,12 +259,12 @@ TYPED_TEST(OfxRender, GivesTheLibrarysBitsInEveryAlphaStateAndLayout) {
     EnterLook(host);
     const auto picture = MakePicture<TypeParam>(1);
     const RectI place{-7, 3, -7 + kWidth, 3 + kHeight};
-    const RectI window{-9, 1, 20, 31};
     int layout = 0;
     for (const std::string& from : {kOpaque, kPremultiplied, kStraight})
         for (const std::string& to : {kOpaque, kPremultiplied, kStraight}) {
             SCOPED_TRACE(from + " to " + to);
             ++layout;
+            const RectI window = layout % 2 == 0 ? RectI{-9, 1, 20, 31} : RectI{-6, 5, 36, 35};
             TestImage source({place, kDepth<TypeParam>, from, 16 * (layout % 3), layout % 2 == 0});
             TestImage output(
                 {{-10, 0, 50, 40}, kDepth<TypeParam>, to, 16 * (layout % 2), layout % 3 == 0});
@@ -284,6 +284,8 @@ TYPED_TEST(OfxRender, PicksTheScreensColor) {
     TestImage source({kPlace, kDepth<TypeParam>, kPremultiplied});
     Draw(picture, kPlace, source);
     Connect(host, source, source);
+    ASSERT_EQ(host.Change("pickScreenColor"), kOk);
+    host.log.clear();
     ASSERT_EQ(host.Change("pickScreenColor"), kOk);
     const auto narrow = ToFrame(picture, kPremultiplied);
     std::vector<std::uint16_t> frame(picture.size());
@@ -323,6 +325,17 @@ TYPED_TEST(OfxRender, ConvertsRowsAlikeAtEveryLevel) {
             ForEachLevel([&] { EXPECT_EQ(read(), back) << width; });
         }
     }
+}
+
+TEST_F(OfxPlugin, DividesByAlphaToTheNearestStep) {
+    std::vector<std::uint8_t> pixels(4 * 65536);
+    for (std::size_t i = 0; i < pixels.size(); i += 4) {
+        std::fill_n(&pixels[i], 3, i / 4 % 256);
+        pixels[i + 3] = i / 1024;
+    }
+    std::vector<std::uint8_t> row(pixels.size());
+    ReadRow(pixels.data(), Alpha::kPremultiplied, row.data(), 65536);
+    EXPECT_EQ(row, ToFrame(pixels, kPremultiplied));
 }
 
 TEST_F(OfxPlugin, SaysWhenThereIsNoScreenToPick) {

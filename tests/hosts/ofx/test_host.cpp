@@ -353,9 +353,10 @@ bool TestImage::IsKeptOutside(const RectI& window) {
     return memory_ == before_;
 }
 
-TestHost::TestHost(const std::string& context, std::set<std::string> missing)
+TestHost::TestHost(const std::string& context, std::set<std::string> missing, bool refuses)
     : missingSuites(std::move(missing)),
       bag(EffectBag()),
+      refusesValues(refuses),
       library_(dlopen(VELTRANE_PLUGIN, RTLD_NOW | RTLD_LOCAL)),
       record_{HandleOf<PropertySet>(bag), FetchSuite} {
     if (library_ == nullptr) throw std::runtime_error(dlerror());

@@ -85,7 +85,7 @@ struct TestClip {
 class TestHost {
 public:
     explicit TestHost(const std::string& context = "OfxImageEffectContextFilter",
-                      std::set<std::string> missingSuites = {});
+                      std::set<std::string> missingSuites = {}, bool refusesValues = false);
     ~TestHost();
 
     /// Sends an action to the effect.
