@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <new>
 #include <optional>
 #include <vector>
@@ -21,13 +22,6 @@ constexpr int kColors = 3;  ///< the elements that are resampled
 /// Filtered samples up to this fit 16 bits, and the sums across the rows 32.
 constexpr std::int64_t kShortReach = 2048;
 
-std::uint8_t ToByte(std::uint8_t sample) {
-    return sample;
-}
-std::uint8_t ToByte(std::uint16_t sample) {
-    return static_cast<std::uint8_t>(RoundHalfUp(sample / 257.0f));
-}
-
 template <class Target>
 Target FromByte(int value) {
     return static_cast<Target>(sizeof(Target) == 2 ? value * 257 : value);
@@ -37,16 +31,19 @@ std::size_t RoundUp(std::size_t size, std::size_t unit) {
     return (size + unit - 1) / unit * unit;
 }
 
-/// The sum is rounded down and may leave 0..255.
-template <class Source, class Filtered>
-void FilterRow(const Source* const* rows, int width, const ResampleAxis& axis, const PairedAxis&,
-               std::int16_t* bytes, Filtered* const* filteredRows) {
-    const std::size_t size = static_cast<std::size_t>(width) * kElements;
-    for (std::size_t i = 0; i < size; ++i) bytes[i] = ToByte(rows[0][i]);
-    Filtered* filtered = filteredRows[0];
+void ReduceSamples(const std::uint16_t* samples, std::uint8_t* bytes, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i) {
+        bytes[i] = static_cast<std::uint8_t>(RoundHalfUp(samples[i] / 257.0f));
+    }
+}
+
+template <class Filtered>
+void FilterRow(const FilterRows& rows, const ResampleAxis& axis, const PairedAxis&, std::int16_t*,
+               Filtered* filtered, std::size_t) {
     for (const Taps& taps : axis.taps) {
         const std::int32_t* weights = axis.Weights(taps);
-        const std::int16_t* pixel = bytes + static_cast<std::ptrdiff_t>(taps.first) * kElements;
+        const std::uint8_t* pixel =
+            rows.pixels + static_cast<std::ptrdiff_t>(taps.first) * kElements;
         std::int32_t sums[kElements] = {};
         for (int k = 0; k < taps.count; ++k, pixel += kElements) {
             for (int e = 0; e < kElements; ++e) sums[e] += pixel[e] * weights[k];
@@ -71,22 +68,18 @@ void BlendRows(const Filtered* const* rows, const std::int32_t* weights, int cou
     }
 }
 
-template <class Source, class Filtered>
-constexpr ResampleRows<Source, Filtered> kPlainRows{1, FilterRow<Source, Filtered>,
-                                                    BlendRows<Filtered>};
+template <class Filtered>
+constexpr ResampleRows<Filtered> kPlainRows{1, ReduceSamples, FilterRow<Filtered>,
+                                            BlendRows<Filtered>};
 
-template <class Source, class Filtered>
-const ResampleRows<Source, Filtered>& RowsToUse() {
+template <class Filtered>
+const ResampleRows<Filtered>& RowsToUse() {
 #ifdef VELTRANE_SIMD
     if constexpr (sizeof(Filtered) == 2) {
-        if constexpr (sizeof(Source) == 2) {
-            if (const auto* rows = SimdResampleRows16()) return *rows;
-        } else {
-            if (const auto* rows = SimdResampleRows8()) return *rows;
-        }
+        if (const auto* rows = SimdResampleRows()) return *rows;
     }
 #endif
-    return kPlainRows<Source, Filtered>;
+    return kPlainRows<Filtered>;
 }
 
 /// A frame as a resampler reads it; pitch in elements.
@@ -110,11 +103,12 @@ public:
           across_(across),
           down_(down),
           pairs_(across),
-          rows_(RowsToUse<Source, Filtered>()),
-          scratch_(std::max<std::size_t>(
-              static_cast<std::size_t>(source.width) * kElements,
-              static_cast<std::size_t>(pairs_.TilePairs() + 1) * 8 * rows_.rowsAtOnce)),
-          ringRows_(down.longest + rows_.rowsAtOnce),
+          rows_(RowsToUse<Filtered>()),
+          rowSize_(static_cast<std::size_t>(source.width) * kElements),
+          bytes_((rowSize_ + kRowPadding) * rows_.rowsAtOnce),
+          scratch_(static_cast<std::size_t>(pairs_.TilePairs(rows_.rowsAtOnce) + 1) * 8 *
+                   rows_.rowsAtOnce),
+          ringRows_(static_cast<int>(RoundUp(down.longest + rows_.rowsAtOnce, rows_.rowsAtOnce))),
           pitch_(RoundUp(across.taps.size() * kElements, kRowBlock)),
           ring_(ringRows_ * pitch_, 0),
           needed_(static_cast<std::size_t>(down.longest)),
@@ -132,23 +126,41 @@ public:
 private:
     Filtered* RingRow(int y) { return ring_.data() + y % ringRows_ * pitch_; }
 
-    /// Below the last row it is repeated; nothing reads what comes of that.
+    /// Rows below the last one are made of what is left from before; nothing reads them.
     void FilterMore() {
-        const Source* from[kMostRowsAtOnce];
-        Filtered* to[kMostRowsAtOnce];
-        for (int j = 0; j < rows_.rowsAtOnce; ++j) {
-            from[j] = source_.Row(std::min(filteredRows_ + j, source_.height - 1));
-            to[j] = RingRow(filteredRows_ + j);
+        const std::size_t pitch = rowSize_ + kRowPadding;
+        const int end = std::min(filteredRows_ + rows_.rowsAtOnce, source_.height);
+        for (int y = filteredRows_; y < end; ++y) {
+            ReadRow(y, bytes_.data() + pitch * (y - filteredRows_));
         }
-        rows_.filter(from, source_.width, across_, pairs_, scratch_.data(), to);
+        rows_.filter({bytes_.data(), pitch, source_.width, RowsFrom(end)}, across_, pairs_,
+                     scratch_.data(), RingRow(filteredRows_), pitch_);
         filteredRows_ += rows_.rowsAtOnce;
+    }
+
+    /// The memory of the rows that are filtered next; none where they do not lie close together.
+    MemoryRange RowsFrom(int y) const {
+        const int end = std::min(y + rows_.rowsAtOnce, source_.height);
+        const auto pitch = static_cast<std::size_t>(source_.pitch);
+        if (y == end || source_.pitch < 0 || pitch > 2 * rowSize_) return {};
+        return {source_.Row(y), ((end - y - 1) * pitch + rowSize_) * sizeof(Source)};
+    }
+
+    void ReadRow(int y, std::uint8_t* bytes) {
+        if constexpr (sizeof(Source) == 2) {
+            rows_.reduce(source_.Row(y), bytes, rowSize_);
+        } else {
+            std::memcpy(bytes, source_.Row(y), rowSize_);
+        }
     }
 
     SourceFrame<Source> source_;
     const ResampleAxis& across_;
     const ResampleAxis& down_;
     PairedAxis pairs_;
-    const ResampleRows<Source, Filtered>& rows_;
+    const ResampleRows<Filtered>& rows_;
+    std::size_t rowSize_;
+    std::vector<std::uint8_t> bytes_;  ///< the rows that are filtered next
     std::vector<std::int16_t> scratch_;
     int ringRows_;
     std::size_t pitch_;
@@ -159,10 +171,24 @@ private:
     int filteredRows_ = 0;
 };
 
-template <class Target>
-void StoreRow(const std::uint8_t* row, Target* target, int width) {
+void StoreRow(const std::uint8_t* row, std::uint16_t* target, int width) {
     for (int x = 0; x < width; ++x, row += kElements, target += kElements) {
-        for (int e = 0; e < kColors; ++e) target[e] = FromByte<Target>(row[e]);
+        for (int e = 0; e < kColors; ++e) target[e] = FromByte<std::uint16_t>(row[e]);
+    }
+}
+
+/// A pixel at a time.
+void StoreRow(const std::uint8_t* row, std::uint8_t* target, int width) {
+    constexpr std::uint8_t kColorBytes[kElements] = {255, 255, 255, 0};
+    std::uint32_t colors;
+    std::memcpy(&colors, kColorBytes, kElements);
+    for (int x = 0; x < width; ++x, row += kElements, target += kElements) {
+        std::uint32_t from;
+        std::uint32_t to;
+        std::memcpy(&from, row, kElements);
+        std::memcpy(&to, target, kElements);
+        to = (from & colors) | (to & ~colors);
+        std::memcpy(target, &to, kElements);
     }
 }
 

@@ -24,18 +24,22 @@ public:
 
     float At(double t) {
         Known& known = known_[Slot(t)];
-        if (!(std::fabs(t - known.t) <= kSamePosition)) known = {t, Compute(t)};
-        const float value = static_cast<float>(known.value);
-        const bool certain =
-            t == known.t || (static_cast<float>(known.value - kValueMargin) == value &&
-                             static_cast<float>(known.value + kValueMargin) == value);
-        return certain ? value : static_cast<float>(Compute(t));
+        if (t == known.t) return known.value;
+        if (std::fabs(t - known.t) <= kSamePosition) {
+            return known.certain ? known.value : static_cast<float>(Compute(t));
+        }
+        const double value = Compute(t);
+        known = {
+            t, static_cast<float>(value),
+            static_cast<float>(value - kValueMargin) == static_cast<float>(value + kValueMargin)};
+        return known.value;
     }
 
 private:
     struct Known {
         double t = HUGE_VAL;
-        double value = 0;
+        float value = 0;
+        bool certain = false;  ///< whether every position that counts as the same has this value
     };
     static constexpr int kSlotBits = 10;
     static constexpr double kSamePosition = 1e-12;
@@ -82,11 +86,11 @@ ResampleAxis::ResampleAxis(int sourceSize, int targetSize, int kernelType, int l
         const double centre = (2.0 * x - 1) * half;
         const int first = std::max(TruncateToInt(centre - radius + 0.5 + 1.0), 1);
         const int last = std::min(TruncateToInt(centre + radius + 0.5), sourceSize);
-        values.clear();
-        for (int i = first; i <= last; ++i) {
-            values.push_back(kernel.At(i * step + x * perTarget + offset));
+        const int count = std::max(last - first + 1, 0);
+        values.resize(static_cast<std::size_t>(count));
+        for (int k = 0; k < count; ++k) {
+            values[k] = kernel.At((first + k) * step + x * perTarget + offset);
         }
-        const int count = static_cast<int>(values.size());
         taps.push_back({count == 0 ? 0 : first - 1, count, 0});
         longest = std::max(longest, count);
         AppendNormalised(values);
@@ -96,16 +100,17 @@ ResampleAxis::ResampleAxis(int sourceSize, int targetSize, int kernelType, int l
 /// Only samples that exist have weights, so dividing by their sum keeps the borders at full level.
 void ResampleAxis::AppendNormalised(const std::vector<float>& kernel) {
     float sum = 0;
-    for (const float weight : kernel) sum += weight;
+    for (const float value : kernel) sum += value;
     const std::size_t start = weights.size();
-    for (const float weight : kernel) weights.push_back(TruncateToInt(weight / sum * 65536.0f));
-    taps.back().weights = static_cast<std::uint32_t>(start);
-    if (start < kernel.size() || kernel.empty()) return;
-    const auto before = weights.begin() + static_cast<std::ptrdiff_t>(start - kernel.size());
-    if (std::equal(before, before + taps.back().count, before + taps.back().count)) {
-        weights.resize(start);
-        taps.back().weights -= static_cast<std::uint32_t>(kernel.size());
+    const std::size_t count = kernel.size();
+    weights.resize(start + count);
+    std::int32_t* own = weights.data() + start;
+    for (std::size_t k = 0; k < count; ++k) {
+        own[k] = TruncateToInt(kernel[k] / sum * 65536.0f);
     }
+    const bool same = start >= count && std::equal(own, own + count, own - count);
+    if (same) weights.resize(start);
+    taps.back().weights = static_cast<std::uint32_t>(same ? start - count : start);
 }
 
 std::int64_t ResampleAxis::Reach() const {

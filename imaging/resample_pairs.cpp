@@ -59,12 +59,12 @@ bool StretchAxis::Fits(const ResampleAxis& axis) {
     return true;
 }
 
-StretchAxis::StretchAxis(const ResampleAxis& axis) {
-    const std::size_t groups = (axis.taps.size() + kRowBlock - 1) / kRowBlock * kRowBlock / kGroup;
-    windows.resize(groups, 0);
-    lookup.resize(groups * kWindow, 0x80);
-    low.resize(groups * kGroup * 2, 0);
-    high.resize(groups * kGroup * 2, 0);
+StretchAxis::StretchAxis(const ResampleAxis& axis)
+    : size((axis.taps.size() + kRowBlock - 1) / kRowBlock * kRowBlock),
+      windows(size / kGroup, 0),
+      lookup(4 * size, 0x80),
+      low(2 * size, 0),
+      high(2 * size, 0) {
     for (std::size_t x = 0; x < axis.taps.size(); ++x) {
         const Taps& taps = axis.taps[x];
         if (x % kGroup == 0) windows[x / kGroup] = taps.first;

@@ -1,6 +1,7 @@
 #ifndef VELTRANE_IMAGING_RESAMPLE_ROWS_H
 #define VELTRANE_IMAGING_RESAMPLE_ROWS_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -21,7 +22,7 @@ struct PairedAxis {
     explicit PairedAxis(const ResampleAxis& axis);
 
     /// How many pairs of samples a filter unpacks at a time.
-    int TilePairs() const { return longest < 128 ? 256 : 2 * longest; }
+    int TilePairs(int rows) const { return std::max(1024 / rows, 2 * longest); }
 
     std::vector<Target> targets;
     std::vector<std::int16_t> low;   ///< each weight is low + high * 65536
@@ -33,19 +34,36 @@ private:
 };
 
 /// The most source rows that a vector form filters at once.
-inline constexpr int kMostRowsAtOnce = 4;
+inline constexpr int kMostRowsAtOnce = 8;
+/// What follows a row of pixels, so that its last pairs can be read.
+inline constexpr std::size_t kRowPadding = 16;
 /// Filtered rows are padded to whole vectors of this many elements.
 inline constexpr int kRowBlock = 64;
 
-/// Filters frames of 8 or 16 bits along the rows and across them. Source is the frame's sample;
-/// Filtered holds what the first step leaves, which may lie outside 0..255.
-template <class Source, class Filtered>
+struct MemoryRange {
+    const void* begin = nullptr;
+    std::size_t size = 0;
+};
+
+/// Rows of 8-bit pixels, pitch bytes apart, each followed by kRowPadding bytes.
+struct FilterRows {
+    const std::uint8_t* pixels;
+    std::size_t pitch;
+    int width;
+    MemoryRange next;  ///< what will be read after them
+};
+
+/// Filters rows of 8-bit pixels along them and then across them. Filtered holds what the first step
+/// leaves, which may lie outside 0..255.
+template <class Filtered>
 struct ResampleRows {
     int rowsAtOnce;
-    /// Reduces rowsAtOnce rows to 8 bits and filters them along; the sums are rounded down. scratch
-    /// holds ScratchSize elements of no known content.
-    void (*filter)(const Source* const* rows, int width, const ResampleAxis& axis,
-                   const PairedAxis& pairs, std::int16_t* scratch, Filtered* const* filtered);
+    /// Reduces 16-bit samples to 8 bits: v / 257 rounded to nearest.
+    void (*reduce)(const std::uint16_t* samples, std::uint8_t* bytes, std::size_t size);
+    /// Filters rowsAtOnce rows into as many, pitch elements apart; the sums are rounded down.
+    /// scratch holds ScratchSize elements of no known content.
+    void (*filter)(const FilterRows& rows, const ResampleAxis& axis, const PairedAxis& pairs,
+                   std::int16_t* scratch, Filtered* filtered, std::size_t pitch);
     /// The weighted sum of count filtered rows, rounded to nearest and clamped. size is a multiple
     /// of kRowBlock.
     void (*blend)(const Filtered* const* rows, const std::int32_t* weights, int count,
@@ -54,7 +72,7 @@ struct ResampleRows {
 
 /// What an axis of at most two taps that never leave 0..255 needs to filter planes of bytes.
 struct StretchAxis {
-    static constexpr int kGroup = 4;  ///< targets that read one window of kWindow samples
+    static constexpr int kGroup = 8;  ///< targets that read one window of kWindow samples
     static constexpr int kWindow = 16;
 
     explicit StretchAxis(const ResampleAxis& axis);
@@ -62,6 +80,7 @@ struct StretchAxis {
     /// Whether an axis is such a one.
     static bool Fits(const ResampleAxis& axis);
 
+    std::size_t size;                   ///< targets, padded to whole vectors
     std::vector<std::int32_t> windows;  ///< the first sample of every group's window
     std::vector<std::uint8_t> lookup;   ///< bytes of the window, four a target: pairs of 16 bits
     std::vector<std::int16_t> low;      ///< as those of PairedAxis, two a target
@@ -70,8 +89,8 @@ struct StretchAxis {
 
 /// Enlarges planes of bytes, where neither direction takes more than two taps.
 struct EnlargeRows {
-    /// Filters a row of pixels along it into three planes, pitch bytes apart. The row may be read
-    /// up to kWindow pixels beyond its width.
+    /// Filters the three planes of a row along it into others pitch bytes apart. The planes may be
+    /// read up to kWindow samples beyond their width, the others written up to kRowBlock beyond.
     void (*stretch)(const std::uint8_t* const* planes, const ResampleAxis& axis,
                     const StretchAxis& stretch, std::uint8_t* stretched, std::size_t pitch);
     /// row = (upper * upperWeight + lower * lowerWeight + 32768) >> 16.
@@ -80,8 +99,7 @@ struct EnlargeRows {
 };
 
 /// The vector forms in use, or null when the plain ones are.
-const ResampleRows<std::uint16_t, std::int16_t>* SimdResampleRows16();
-const ResampleRows<std::uint8_t, std::int16_t>* SimdResampleRows8();
+const ResampleRows<std::int16_t>* SimdResampleRows();
 const EnlargeRows* SimdEnlargeRows();
 
 }  // namespace veltrane

@@ -28,30 +28,35 @@ using Ints = hn::Vec<IntTag>;
 
 constexpr int kBlockBytes = 16;
 constexpr int kBlocks = hn::MaxLanes(ByteTag()) / kBlockBytes;
+/// Vectors of rows that are filtered together, so that they share the weights that are loaded.
+constexpr int kVectors = kBlocks == 4 ? 2 : 4;
+constexpr int kRows = kVectors * kBlocks;
+static_assert(kRows <= kMostRowsAtOnce);
 constexpr std::uint8_t kNone = 0x80;  ///< looks up 0
 constexpr int kPairElements = 8;      ///< two pixels of 16-bit samples: a block
 
-/// A vector of blocks that lie apart.
+/// A vector of blocks that lie in rows a pitch of elements apart.
 template <class D, class T = hn::TFromD<D>>
-hn::Vec<D> LoadBlocks(D d, const T* const* from) {
+hn::Vec<D> LoadBlocks(D d, const T* from, std::ptrdiff_t pitch) {
     if constexpr (hn::MaxLanes(d) * sizeof(T) == kBlockBytes) {
-        return hn::LoadU(d, from[0]);
+        return hn::LoadU(d, from);
     } else {
         const hn::Half<D> half;
-        constexpr std::size_t kHalf = hn::MaxLanes(half) * sizeof(T) / kBlockBytes;
-        return hn::Combine(d, LoadBlocks(half, from + kHalf), LoadBlocks(half, from));
+        constexpr std::ptrdiff_t kHalf = hn::MaxLanes(half) * sizeof(T) / kBlockBytes;
+        return hn::Combine(d, LoadBlocks(half, from + kHalf * pitch, pitch),
+                           LoadBlocks(half, from, pitch));
     }
 }
 
 template <class D, class T = hn::TFromD<D>>
-void StoreBlocks(D d, hn::Vec<D> blocks, T* const* to) {
+void StoreBlocks(D d, hn::Vec<D> blocks, T* to, std::ptrdiff_t pitch) {
     if constexpr (hn::MaxLanes(d) * sizeof(T) == kBlockBytes) {
-        hn::StoreU(blocks, d, to[0]);
+        hn::StoreU(blocks, d, to);
     } else {
         const hn::Half<D> half;
-        constexpr std::size_t kHalf = hn::MaxLanes(half) * sizeof(T) / kBlockBytes;
-        StoreBlocks(half, hn::LowerHalf(half, blocks), to);
-        StoreBlocks(half, hn::UpperHalf(half, blocks), to + kHalf);
+        constexpr std::ptrdiff_t kHalf = hn::MaxLanes(half) * sizeof(T) / kBlockBytes;
+        StoreBlocks(half, hn::LowerHalf(half, blocks), to, pitch);
+        StoreBlocks(half, hn::UpperHalf(half, blocks), to + kHalf * pitch, pitch);
     }
 }
 
@@ -77,108 +82,151 @@ Shorts RepeatPair(const std::int16_t* weights) {
 }
 
 /// v / 257 rounded to nearest, in the high byte.
-hn::Vec<WordTag> Reduced(hn::Vec<WordTag> samples) {
+Bytes Reduced(const std::uint16_t* samples) {
     const WordTag words;
-    return hn::MulHigh(hn::SaturatedAdd(samples, hn::Set(words, 128)), hn::Set(words, 0xFF01));
+    const auto raised = hn::SaturatedAdd(hn::LoadU(words, samples), hn::Set(words, 128));
+    return hn::BitCast(ByteTag(), hn::MulHigh(raised, hn::Set(words, 0xFF01)));
 }
 
-/// Brings the two pixels of every block together: blue, blue, green, green and so on.
-Bytes PairUp(Bytes samples, const std::uint8_t (&order)[kBlockBytes]) {
-    return hn::TableLookupBytesOr0(samples, hn::LoadDup128(ByteTag(), order));
+void Reduce(const std::uint16_t* samples, std::uint8_t* bytes, std::size_t size) {
+    const ByteTag tag;
+    constexpr std::size_t kLanes = hn::MaxLanes(tag);
+    const auto reduce = [&](const std::uint16_t* from, std::uint8_t* to) {
+        hn::StoreU(hn::ConcatOdd(tag, Reduced(from + kLanes / 2), Reduced(from)), tag, to);
+    };
+    std::size_t i = 0;
+    for (; i + kLanes <= size; i += kLanes) reduce(samples + i, bytes + i);
+    if (i == size) return;
+    std::uint16_t from[kLanes] = {};
+    std::uint8_t to[kLanes];
+    std::memcpy(from, samples + i, (size - i) * sizeof(*from));
+    reduce(from, to);
+    std::memcpy(bytes + i, to, size - i);
 }
 
-/// Stores as many pairs of pixels of kBlocks rows as a block holds of the source.
-void StorePairs(const std::uint16_t* const* rows, std::int16_t* pairs) {
-    alignas(16) static constexpr std::uint8_t kOrder[kBlockBytes] = {
-        1, kNone, 9, kNone, 3, kNone, 11, kNone, 5, kNone, 13, kNone, 7, kNone, 15, kNone};
-    const auto samples = Reduced(LoadBlocks(WordTag(), rows));
-    const auto paired = PairUp(hn::BitCast(ByteTag(), samples), kOrder);
+/// Brings the first or the last two pixels of every block together, as 16-bit samples: blue, blue,
+/// green, green and so on.
+void StorePairs(Bytes pixels, const std::uint8_t (&order)[kBlockBytes], std::int16_t* pairs) {
+    const auto paired = hn::TableLookupBytesOr0(pixels, hn::LoadDup128(ByteTag(), order));
     hn::StoreU(hn::BitCast(ShortTag(), paired), ShortTag(), pairs);
 }
 
-void StorePairs(const std::uint8_t* const* rows, std::int16_t* pairs) {
+/// Unpacks the pairs from..to of kRows rows: those of one column lie together.
+void UnpackPairs(const std::uint8_t* rows, std::ptrdiff_t pitch, int from, int to,
+                 std::int16_t* pairs) {
     alignas(16) static constexpr std::uint8_t kFirst[kBlockBytes] = {
         0, kNone, 4, kNone, 1, kNone, 5, kNone, 2, kNone, 6, kNone, 3, kNone, 7, kNone};
     alignas(16) static constexpr std::uint8_t kSecond[kBlockBytes] = {
         8, kNone, 12, kNone, 9, kNone, 13, kNone, 10, kNone, 14, kNone, 11, kNone, 15, kNone};
-    const auto samples = LoadBlocks(ByteTag(), rows);
-    const ShortTag shorts;
-    hn::StoreU(hn::BitCast(shorts, PairUp(samples, kFirst)), shorts, pairs);
-    hn::StoreU(hn::BitCast(shorts, PairUp(samples, kSecond)), shorts,
-               pairs + kBlocks * kPairElements);
-}
-
-/// Unpacks the pairs from..to of kBlocks rows: those of one column lie together.
-template <class Source>
-void UnpackPairs(const Source* const* rows, int width, int from, int to, std::int16_t* pairs) {
-    constexpr int kPixels = kBlockBytes / sizeof(Source) / kElements;
-    constexpr std::size_t kSamples = kPixels * kElements;
-    for (int x = 2 * from; x < 2 * to; x += kPixels) {
-        const Source* at[kBlocks];
-        Source padded[kBlocks][kSamples];
-        for (int j = 0; j < kBlocks; ++j) {
-            at[j] = rows[j] + static_cast<std::ptrdiff_t>(x) * kElements;
-            if (x + kPixels <= width) continue;
-            std::fill_n(padded[j], kSamples, Source{0});
-            std::memcpy(padded[j], at[j], (width - x) * kElements * sizeof(Source));
-            at[j] = padded[j];
+    for (int pair = from; pair < to; pair += 2, pairs += 2 * kRows * kPairElements) {
+        for (int v = 0; v < kVectors; ++v) {
+            const std::uint8_t* at = rows + v * kBlocks * pitch + std::ptrdiff_t{pair} * 8;
+            const Bytes pixels = LoadBlocks(ByteTag(), at, pitch);
+            std::int16_t* to2 = pairs + v * kBlocks * kPairElements;
+            StorePairs(pixels, kFirst, to2);
+            StorePairs(pixels, kSecond, to2 + kRows * kPairElements);
         }
-        StorePairs(at, pairs);
-        pairs += kPixels / 2 * kBlocks * kPairElements;
     }
 }
 
-/// One target pixel of kBlocks rows.
+/// Asks for memory that is needed soon, a portion at a time, so that it comes while others compute.
+class Fetcher {
+public:
+    Fetcher(const MemoryRange& range, std::size_t portions)
+        : at_(static_cast<const char*>(range.begin)),
+          left_(range.size),
+          portion_(range.size / portions + kLine) {}
+
+    void Fetch() {
+        const std::size_t size = std::min(portion_, left_);
+        for (std::size_t i = 0; i < size; i += kLine) __builtin_prefetch(at_ + i, 0, 2);
+        at_ += size;
+        left_ -= size;
+    }
+
+private:
+    static constexpr std::size_t kLine = 64;
+
+    const char* at_;
+    std::size_t left_;
+    std::size_t portion_;
+};
+
+/// One target pixel of kRows rows.
 template <bool kHasHigh>
-Ints FilterPixel(const PairedAxis::Target& target, const PairedAxis& axis,
-                 const std::int16_t* pairs) {
+HWY_INLINE void FilterPixel(const PairedAxis::Target& target, const PairedAxis& axis,
+                            const std::int16_t* pairs, Ints (&sums)[kVectors]) {
     const std::int16_t* low = axis.low.data() + target.weights;
     const std::int16_t* high = axis.high.data() + (kHasHigh ? target.weights : 0);
-    PairSums lowSums;
-    PairSums highSums;
-    for (int p = 0; p < target.pairs; ++p) {
-        const auto samples = hn::LoadU(ShortTag(), pairs + p * kBlocks * kPairElements);
-        lowSums.Add(samples, RepeatPair(low + 2 * p));
-        if constexpr (kHasHigh) highSums.Add(samples, RepeatPair(high + 2 * p));
-    }
-    const Ints sums = hn::ShiftRight<16>(lowSums.Get());
-    if constexpr (kHasHigh) return hn::Add(sums, highSums.Get());
-    return sums;
-}
-
-template <bool kHasHigh, class Source>
-void FilterTargets(const Source* const* rows, int width, const PairedAxis& axis,
-                   std::int16_t* scratch, std::int16_t* const* filtered) {
-    const int allPairs = (width + 1) / 2;
-    int from = 0;
-    int to = 0;
-    const auto filter = [&](std::size_t x) {
-        const PairedAxis::Target& target = axis.targets[x];
-        if (target.firstPair + target.pairs > to) {
-            from = target.firstPair;
-            to = std::min(from + axis.TilePairs(), allPairs);
-            UnpackPairs(rows, width, from, to, scratch);
+    PairSums lowSums[kVectors];
+    PairSums highSums[kVectors];
+    for (int p = 0; p < target.pairs; ++p, pairs += kRows * kPairElements) {
+        const auto lowWeights = RepeatPair(low + 2 * p);
+        const auto highWeights = RepeatPair((kHasHigh ? high : low) + 2 * p);
+        for (int v = 0; v < kVectors; ++v) {
+            const auto samples = hn::LoadU(ShortTag(), pairs + v * kBlocks * kPairElements);
+            lowSums[v].Add(samples, lowWeights);
+            if constexpr (kHasHigh) highSums[v].Add(samples, highWeights);
         }
-        const std::ptrdiff_t skipped = target.firstPair - from;
-        return FilterPixel<kHasHigh>(target, axis, scratch + skipped * kBlocks * kPairElements);
-    };
-    for (std::size_t x = 0; x < axis.targets.size(); x += 2) {
-        const Ints left = filter(x);
-        const Ints right = x + 1 < axis.targets.size() ? filter(x + 1) : hn::Zero(IntTag());
-        std::int16_t* at[kBlocks];
-        for (int j = 0; j < kBlocks; ++j) at[j] = filtered[j] + x * kElements;
-        StoreBlocks(ShortTag(), hn::ReorderDemote2To(ShortTag(), left, right), at);
+    }
+    for (int v = 0; v < kVectors; ++v) {
+        sums[v] = hn::ShiftRight<16>(lowSums[v].Get());
+        if constexpr (kHasHigh) sums[v] = hn::Add(sums[v], highSums[v].Get());
     }
 }
 
-template <class Source>
-void Filter(const Source* const* rows, int width, const ResampleAxis&, const PairedAxis& axis,
-            std::int16_t* scratch, std::int16_t* const* filtered) {
-    if (axis.high.empty()) {
-        FilterTargets<false>(rows, width, axis, scratch, filtered);
-    } else {
-        FilterTargets<true>(rows, width, axis, scratch, filtered);
+/// Unpacks the pairs that the targets in turn need.
+class PairWindow {
+public:
+    PairWindow(const FilterRows& rows, const PairedAxis& axis, std::int16_t* scratch)
+        : rows_(rows),
+          allPairs_((rows.width + 1) / 2),
+          tile_(axis.TilePairs(kRows)),
+          pairs_(scratch) {}
+
+    const std::int16_t* Enter(const PairedAxis::Target& target) {
+        if (target.firstPair + target.pairs > to_) {
+            from_ = target.firstPair;
+            to_ = std::min(from_ + tile_, allPairs_);
+            UnpackPairs(rows_.pixels, static_cast<std::ptrdiff_t>(rows_.pitch), from_, to_, pairs_);
+        }
+        return pairs_ + std::ptrdiff_t{target.firstPair - from_} * kRows * kPairElements;
     }
+
+private:
+    const FilterRows& rows_;
+    int allPairs_;
+    int tile_;
+    std::int16_t* pairs_;
+    int from_ = 0;
+    int to_ = 0;
+};
+
+template <bool kHasHigh>
+void FilterTargets(const FilterRows& rows, const PairedAxis& axis, std::int16_t* scratch,
+                   std::int16_t* filtered, std::ptrdiff_t pitch) {
+    const std::size_t count = axis.targets.size();
+    PairWindow window(rows, axis, scratch);
+    Fetcher fetcher(rows.next, (count + 1) / 2);
+    for (std::size_t x = 0; x < count; x += 2, filtered += 2 * kElements) {
+        const PairedAxis::Target& left = axis.targets[x];
+        const PairedAxis::Target& right = axis.targets[std::min(x + 1, count - 1)];
+        fetcher.Fetch();
+        Ints leftSums[kVectors];
+        Ints rightSums[kVectors];
+        FilterPixel<kHasHigh>(left, axis, window.Enter(left), leftSums);
+        FilterPixel<kHasHigh>(right, axis, window.Enter(right), rightSums);
+        for (int v = 0; v < kVectors; ++v) {
+            const auto both = hn::ReorderDemote2To(ShortTag(), leftSums[v], rightSums[v]);
+            StoreBlocks(ShortTag(), both, filtered + v * kBlocks * pitch, pitch);
+        }
+    }
+}
+
+void Filter(const FilterRows& rows, const ResampleAxis&, const PairedAxis& axis,
+            std::int16_t* scratch, std::int16_t* filtered, std::size_t pitch) {
+    const auto filter = axis.high.empty() ? FilterTargets<false> : FilterTargets<true>;
+    filter(rows, axis, scratch, filtered, static_cast<std::ptrdiff_t>(pitch));
 }
 
 void Blend(const std::int16_t* const* rows, const std::int32_t* weights, int count,
@@ -213,25 +261,37 @@ void Blend(const std::int16_t* const* rows, const std::int32_t* weights, int cou
     }
 }
 
+/// The windows of the targets in a vector, each repeated for the blocks that read it.
+template <class D>
+hn::Vec<D> LoadWindows(D d, const std::uint8_t* plane, const std::int32_t* windows) {
+    if constexpr (hn::MaxLanes(d) > 2 * kBlockBytes) {
+        const hn::Half<D> half;
+        return hn::Combine(d, hn::LoadDup128(half, plane + windows[1]),
+                           hn::LoadDup128(half, plane + windows[0]));
+    } else {
+        return hn::LoadDup128(d, plane + windows[0]);
+    }
+}
+
 void Stretch(const std::uint8_t* const* planes, const ResampleAxis&, const StretchAxis& axis,
              std::uint8_t* stretched, std::size_t pitch) {
-    constexpr int kGroup = StretchAxis::kGroup;
+    constexpr std::size_t kTargets = hn::MaxLanes(IntTag());
     const hn::Rebind<std::uint8_t, IntTag> bytes;
-    for (std::size_t g = 0; g < axis.windows.size(); g += kBlocks) {
-        const auto lookup = hn::LoadU(ByteTag(), axis.lookup.data() + g * kBlockBytes);
-        const auto low = hn::LoadU(ShortTag(), axis.low.data() + g * kPairElements);
-        const auto high = hn::LoadU(ShortTag(), axis.high.data() + g * kPairElements);
+    for (std::size_t x = 0; x < axis.size; x += kTargets) {
+        const std::int32_t* windows = axis.windows.data() + x / StretchAxis::kGroup;
+        const auto lookup = hn::LoadU(ByteTag(), axis.lookup.data() + 4 * x);
+        const auto low = hn::LoadU(ShortTag(), axis.low.data() + 2 * x);
+        const auto high = hn::LoadU(ShortTag(), axis.high.data() + 2 * x);
         for (int e = 0; e < 3; ++e) {
-            const std::uint8_t* at[kBlocks];
-            for (int j = 0; j < kBlocks; ++j) at[j] = planes[e] + axis.windows[g + j];
-            const auto pairs =
-                hn::BitCast(ShortTag(), hn::TableLookupBytesOr0(LoadBlocks(ByteTag(), at), lookup));
+            const auto pairs = hn::BitCast(
+                ShortTag(),
+                hn::TableLookupBytesOr0(LoadWindows(ByteTag(), planes[e], windows), lookup));
             PairSums lowSums;
             PairSums highSums;
             lowSums.Add(pairs, low);
             highSums.Add(pairs, high);
             const auto sums = hn::Add(hn::ShiftRight<16>(lowSums.Get()), highSums.Get());
-            hn::StoreU(hn::DemoteTo(bytes, sums), bytes, stretched + e * pitch + g * kGroup);
+            hn::StoreU(hn::DemoteTo(bytes, sums), bytes, stretched + e * pitch + x);
         }
     }
 }
@@ -275,19 +335,14 @@ void BlendPlanes(const std::uint8_t* upper, const std::uint8_t* lower, int upper
 
 }  // namespace
 
-const ResampleRows<std::uint16_t, std::int16_t>* GetResampleRows16() {
-    static constexpr ResampleRows<std::uint16_t, std::int16_t> kRows{kBlocks, Filter, Blend};
-    return &kRows;
-}
-
-const ResampleRows<std::uint8_t, std::int16_t>* GetResampleRows8() {
-    static constexpr ResampleRows<std::uint8_t, std::int16_t> kRows{kBlocks, Filter, Blend};
-    return &kRows;
+const ResampleRows<std::int16_t>* GetResampleRows() {
+    static constexpr ResampleRows<std::int16_t> kFunctions{kRows, Reduce, Filter, Blend};
+    return &kFunctions;
 }
 
 const EnlargeRows* GetEnlargeRows() {
-    static constexpr EnlargeRows kRows{Stretch, BlendPlanes};
-    return &kRows;
+    static constexpr EnlargeRows kFunctions{Stretch, BlendPlanes};
+    return &kFunctions;
 }
 #endif
 }  // namespace HWY_NAMESPACE
@@ -297,14 +352,8 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-const ResampleRows<std::uint16_t, std::int16_t>* SimdResampleRows16() {
-    using Rows = ResampleRows<std::uint16_t, std::int16_t>;
-    return RowsInUse<Rows>(VELTRANE_FOR_EACH_LEVEL(GetResampleRows16));
-}
-
-const ResampleRows<std::uint8_t, std::int16_t>* SimdResampleRows8() {
-    using Rows = ResampleRows<std::uint8_t, std::int16_t>;
-    return RowsInUse<Rows>(VELTRANE_FOR_EACH_LEVEL(GetResampleRows8));
+const ResampleRows<std::int16_t>* SimdResampleRows() {
+    return RowsInUse<ResampleRows<std::int16_t>>(VELTRANE_FOR_EACH_LEVEL(GetResampleRows));
 }
 
 const EnlargeRows* SimdEnlargeRows() {
