@@ -54,11 +54,13 @@ void Soften(const WindowSums<std::uint32_t>& windows, const Softening& s, Sample
     const auto offset = hn::Set(floats, s.offset);
     const auto soften = [&](const std::uint32_t* end, const std::uint32_t* begin,
                             const float* across, Sample* at) {
+        const Words value = LoadWords(at);
+        if (hn::AllTrue(words, hn::Eq(value, hn::Zero(words)))) return;  // stays 0
         const Words sum = hn::Sub(hn::LoadU(words, end), hn::LoadU(words, begin));
         const Floats mean = hn::Mul(hn::ConvertTo(floats, sum), hn::LoadU(floats, across));
         const Floats inverse = Shaped<Sample>(hn::Mul(mean, down));
-        const Floats matteHere = ToFloats(LoadWords(at));
-        StoreLowBits(WholeBits(Softened<Sample>(matteHere, inverse, strength, offset)), at);
+        const Floats softened = Softened<Sample>(ToFloats(value), inverse, strength, offset);
+        StoreLowBits(WholeBits(softened), at);
     };
     ForEachVector<kWordLanes>(width, soften, Row<const std::uint32_t>{windows.end},
                               Row<const std::uint32_t>{windows.begin}, Row<const float>{s.across},

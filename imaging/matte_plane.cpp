@@ -57,31 +57,39 @@ const MattePlaneRows<Sample>& Rows() {
     return kPlainRows<Sample>;
 }
 
-/// One pass on its way down the matte. It writes in place and keeps the last row as it was.
+/// A pass of the contraction and the last three rows that it was given.
 template <class Sample>
 class ContractPass {
 public:
     using ContractRow = typename MattePlaneRows<Sample>::Contract;
 
-    ContractPass(const Sample* firstRow, int width, ContractRow contract, int threshold)
-        : above_(firstRow, firstRow + width),
-          current_(above_),
+    ContractPass(int width, int height, ContractRow contract, int threshold)
+        : width_(width),
+          height_(height),
           contract_(contract),
-          threshold_(threshold) {}
+          threshold_(threshold),
+          rows_(3 * static_cast<std::size_t>(width)) {}
 
-    /// The next row; the one below it must be as the pass before left it.
-    void Advance(Sample* row) {
-        const int width = static_cast<int>(current_.size());
-        std::copy_n(row, width, current_.data());
-        contract_(above_.data(), current_.data(), row + width, row, width, threshold_);
-        std::swap(above_, current_);
+    /// Where row y is to be put before row y - 1 is asked for.
+    Sample* Input(int y) { return rows_.data() + static_cast<std::size_t>(y % 3) * width_; }
+
+    void Contract(int y, Sample* out) {
+        const Sample* row = Input(y);
+        if (y == 0 || y == height_ - 1) {
+            std::copy_n(row, width_, out);
+            return;
+        }
+        out[0] = row[0];
+        contract_(Input(y - 1), row, Input(y + 1), out, width_, threshold_);
+        out[width_ - 1] = row[width_ - 1];
     }
 
 private:
-    std::vector<Sample> above_;
-    std::vector<Sample> current_;
+    int width_;
+    int height_;
     ContractRow contract_;
     int threshold_;
+    std::vector<Sample> rows_;
 };
 
 /// Runs the passes numbered first..last - 1 in one sweep down the matte, each a row behind the one
@@ -92,14 +100,16 @@ void Sweep(int width, int height, Sample* matte, int first, int last, int thresh
     const MattePlaneRows<Sample>& rows = threshold < 0 ? kPlainRows<Sample> : Rows<Sample>();
     std::vector<ContractPass<Sample>> passes;
     for (int i = first; i < last; ++i) {
-        passes.emplace_back(matte, width, i % 2 != 0 ? rows.square : rows.cross, threshold);
+        passes.emplace_back(width, height, i % 2 != 0 ? rows.square : rows.cross, threshold);
     }
-    const int delay = last - first - 1;
-    for (int lead = 1; lead < height - 1 + delay; ++lead) {
-        for (int i = 0; i <= delay; ++i) {
-            const int y = lead - i;
-            if (y < 1 || y >= height - 1) continue;
-            passes[i].Advance(matte + static_cast<std::size_t>(y) * width);
+    const auto rowOf = [&](int y) { return matte + static_cast<std::size_t>(y) * width; };
+    const int count = last - first;
+    for (int lead = 0; lead < height + count; ++lead) {
+        if (lead < height) std::copy_n(rowOf(lead), width, passes[0].Input(lead));
+        for (int i = 0; i < count; ++i) {
+            const int y = lead - 1 - i;
+            if (y < 0 || y >= height) continue;
+            passes[i].Contract(y, i + 1 < count ? passes[i + 1].Input(y) : rowOf(y));
         }
     }
 }
