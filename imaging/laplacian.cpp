@@ -33,8 +33,10 @@ void FindRises(const unsigned char* row, const std::vector<short>& sums,
                std::vector<short>& rises) {
     const int size = static_cast<int>(rises.size());
     for (int i = 0; i < size; ++i) {
-        const int around = sums[i] + sums[i + kElements] + sums[i + 2 * kElements];
-        rises[i] = static_cast<short>(std::max(9 * row[i] - around, 0));
+        const short around =
+            static_cast<short>(sums[i] + sums[i + kElements] + sums[i + 2 * kElements]);
+        const short rise = static_cast<short>(9 * row[i] - around);
+        rises[i] = std::max(rise, short{0});
     }
 }
 

@@ -41,26 +41,11 @@ bool IsBlack(const Color& color) {
     return color == Color{};
 }
 
-/// Sets the flags of the pixels that pass a test.
 template <class Test>
 PixelMask MaskOf(const Image& image, Test test) {
     PixelMask mask(image.width, image.height);
-    for (int y = 0; y < image.height; ++y) {
-        const unsigned char* pixel = image.Row(y);
-        unsigned char* flag = mask.Row(y);
-        for (int x = 0; x < image.width; ++x, pixel += kElements) flag[x] = test(pixel);
-    }
+    for (int y = 0; y < image.height; ++y) mask.SetRow(y, image.Row(y), test);
     return mask;
-}
-
-void EmptyWhere(const PixelMask& mask, const Image& image) {
-    for (int y = 0; y < image.height; ++y) {
-        unsigned char* pixel = image.Row(y);
-        const unsigned char* flag = mask.Row(y);
-        for (int x = 0; x < image.width; ++x, pixel += kElements) {
-            for (int e = 0; e < kColors; ++e) pixel[e] = flag[x] ? 0 : pixel[e];
-        }
-    }
 }
 
 /// The mean of all pixels that are not empty; otherwise the colour given.
@@ -102,15 +87,9 @@ void FillRun(unsigned char* pixel, int length, const Color& left, const Color& r
     }
 }
 
-void FillRuns(const Image& image, int y, const unsigned char* empty, const Color& fallback) {
-    const auto find = [&](int x, int flag) {
-        const void* found = std::memchr(empty + x, flag, static_cast<std::size_t>(image.width - x));
-        return found == nullptr
-                   ? image.width
-                   : static_cast<int>(static_cast<const unsigned char*>(found) - empty);
-    };
-    for (int x = find(0, 1); x < image.width; x = find(x, 1)) {
-        const int end = find(x, 0);
+void FillRuns(const Image& image, int y, const PixelMask& empty, const Color& fallback) {
+    for (int x = empty.Find(0, y, true); x < image.width; x = empty.Find(x, y, true)) {
+        const int end = empty.Find(x, y, false);
         Color left = x > 0 ? ColorOf(image.Pixel(x - 1, y)) : Color{};
         Color right = end < image.width ? ColorOf(image.Pixel(end, y)) : left;
         if (IsBlack(left)) left = right;
@@ -120,22 +99,17 @@ void FillRuns(const Image& image, int y, const unsigned char* empty, const Color
     }
 }
 
-struct Position {
-    int x;
-    int y;
-};
-
 /// Refines filled holes from their rims inwards. In every pass each pixel of the rim takes the mean
 /// of the pixels of its column that are not empty, as the pass found them, up to a radius that
-/// grows by one a pass and without itself; the pixels inside it are the next rim. The cost goes
-/// with the pixels of the holes and not with the passes.
+/// grows by one a pass and without itself; the pixels inside it are the next rim.
 class RimRefiner {
 public:
-    /// inside marks the pixels of the holes that do not belong to the first rim.
-    RimRefiner(const Image& image, PixelMask inside, std::vector<Position> rim)
+    /// inside holds the pixels of the holes that do not belong to the first rim.
+    RimRefiner(const Image& image, PixelMask inside, PixelMask rim)
         : image_(image),
           inside_(std::move(inside)),
           rim_(std::move(rim)),
+          refined_(image.width, image.height),
           columns_(image.data, image.width, image.height, image.pitch) {}
 
     void Run() {
@@ -146,73 +120,37 @@ public:
 private:
     /// Returns whether there is a next rim.
     bool RefineRim(int radius) {
-        std::vector<Position> next;
-        std::size_t refined = 0;
-        bool grown = false;
-        for (const Position& at : rim_) {
-            if (Average(at, radius)) {
-                rim_[refined++] = at;
-                grown |= ClaimNeighbours(at, next);
-            } else {
-                next.push_back(at);
-            }
-        }
-        rim_.resize(refined);
-        for (const Position& at : rim_) columns_.Set(at.x, at.y, image_.Pixel(at.x, at.y));
-        rim_ = std::move(next);
-        return grown;
+        refined_ = rim_;
+        rim_.ForEach([&](int x, int y) {
+            if (!Average(x, y, radius)) refined_.Clear(x, y);
+        });
+        rim_ ^= refined_;
+        refined_.ForEach([&](int x, int y) { columns_.Set(x, y, image_.Pixel(x, y)); });
+        return rim_.MoveNeighbours(refined_, inside_);
     }
 
     /// Returns false when the column has nothing to average.
-    bool Average(const Position& at, int radius) {
-        const int top = at.y > radius ? at.y - radius : 0;
-        const int bottom = image_.height - 1 - at.y > radius ? at.y + radius : image_.height - 1;
-        const ColumnSums::Sum sum = columns_.Around(at.x, top, bottom, at.y);
+    bool Average(int x, int y, int radius) {
+        const int top = y > radius ? y - radius : 0;
+        const int bottom = image_.height - 1 - y > radius ? y + radius : image_.height - 1;
+        const ColumnSums::Sum sum = columns_.Around(x, top, bottom, y);
         if (sum[kColors] == 0) return false;
         const float count = static_cast<float>(sum[kColors]);
         ColumnSums::Sum mean;
         for (std::size_t i = 0; i < mean.size(); ++i) {
             mean[i] = static_cast<int>((static_cast<float>(sum[i]) + 0.5f) / count);
         }
-        unsigned char* pixel = image_.Pixel(at.x, at.y);
+        unsigned char* pixel = image_.Pixel(x, y);
         for (int e = 0; e < kColors; ++e) pixel[e] = static_cast<unsigned char>(mean[e]);
         return true;
     }
 
-    /// Moves the neighbours that are still inside to the next rim. Returns whether there were any.
-    bool ClaimNeighbours(const Position& at, std::vector<Position>& next) {
-        const std::size_t before = next.size();
-        unsigned char* row = inside_.Row(at.y - 1) + at.x;
-        for (int y = at.y - 1; y <= at.y + 1; ++y, row += inside_.Pitch()) {
-            if ((row[-1] | row[0] | row[1]) == 0) continue;
-            for (int i = -1; i <= 1; ++i) {
-                if (row[i] != 0) next.push_back({at.x + i, y});
-                row[i] = 0;
-            }
-        }
-        return next.size() > before;
-    }
-
     Image image_;
     PixelMask inside_;
-    std::vector<Position> rim_;
+    PixelMask rim_;
+    PixelMask refined_;
     ColumnSums columns_;
 };
-
-/// The pixels of the holes that touch a pixel which is not empty.
-std::vector<Position> TakeRim(PixelMask& empty, const PixelMask& besideScreen) {
-    std::vector<Position> rim;
-    for (int y = 0; y < empty.Height(); ++y) {
-        unsigned char* inside = empty.Row(y);
-        const unsigned char* beside = besideScreen.Row(y);
-        for (int x = 0; x < empty.Width(); ++x) {
-            if ((inside[x] & beside[x]) == 0) continue;
-            inside[x] = 0;
-            rim.push_back({x, y});
-        }
-    }
-    return rim;
-}
 
 }  // namespace
 
@@ -223,7 +161,7 @@ unsigned int CVELTRANE::ContractBack32bit(unsigned char* image, int width, int h
     PixelMask empty = MaskOf(frame, [](const unsigned char* pixel) { return pixel[2] == 0; });
     // A step empties the neighbours of what was empty, which by the second step takes in itself.
     for (int step = 1; step < steps; ++step) empty |= empty.Neighbours();
-    EmptyWhere(empty.Neighbours(), frame);
+    empty.Neighbours().ForEach([&](int x, int y) { std::memset(frame.Pixel(x, y), 0, kColors); });
     return 1;
 }
 
@@ -235,9 +173,10 @@ unsigned int CVELTRANE::ExpandBack32bit8(unsigned char* image, int width, int he
     const Image frame{image, width, height, pitch};
     const Color fallback = MeanColor(frame, {blue, green, red});
     PixelMask empty = MaskOf(frame, IsEmpty);
-    for (int y = 0; y < height; ++y) FillRuns(frame, y, empty.Row(y), fallback);
-    PixelMask besideScreen = empty.Complement().Neighbours();
-    std::vector<Position> rim = TakeRim(empty, besideScreen);
-    RimRefiner(frame, std::move(empty), std::move(rim)).Run();
+    for (int y = 0; y < height; ++y) FillRuns(frame, y, empty, fallback);
+    PixelMask rim(width, height);
+    if (rim.MoveNeighbours(empty.Complement(), empty)) {
+        RimRefiner(frame, std::move(empty), std::move(rim)).Run();
+    }
     return 1;
 }
