@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
 #include <thread>
 #include <utility>
@@ -10,6 +11,7 @@
 
 #include "cli/errors.h"
 #include "cli/text.h"
+#include "imaging/cpu.h"
 
 namespace veltrane::cli {
 
@@ -33,6 +35,12 @@ void AddNamed(CLI::App& command, const std::string& name, Value& value, const st
     command
         .add_option_function<std::string>(name, parse, help + " [default: " + values[0].first + "]")
         ->type_name(names);
+}
+
+std::vector<std::string> CpuNames() {
+    std::vector<std::string> names;
+    for (const CpuLevel level : CpuLevels()) names.emplace_back(CpuLevelName(level));
+    return names;
 }
 
 /// 23.976, 29.97 and the like stand for whole rates slowed by 1000/1001.
@@ -73,9 +81,28 @@ void AddThreadsOption(CLI::App& command, int& threads) {
             throw UsageError("threads must be 1 to " + std::to_string(kMost) + ", not " + text);
     };
     command
-        .add_option_function<std::string>("--threads", parse,
-                                          "Frames keyed side by side. [default: all cores]")
+        .add_option_function<std::string>(
+            "--threads", parse, "Threads to decode, key and encode with. [default: all cores]")
         ->type_name("N");
+}
+
+void AddCpuOption(CLI::App& command, std::string& cpu) {
+    command
+        .add_option("--cpu", cpu,
+                    "Instruction set to key with; the results are the same. [default: "
+                    "VELTRANE_CPU, or " +
+                        CpuNames().back() + "]")
+        ->type_name(Joined(CpuNames(), "|"));
+}
+
+void UseCpu(const std::string& cpu) {
+    const char* wanted = std::getenv("VELTRANE_CPU");
+    const std::string text = cpu.empty() && wanted ? wanted : cpu;
+    if (text.empty()) return;
+    for (const CpuLevel level : CpuLevels()) {
+        if (text == CpuLevelName(level)) return void(UseCpuLevel(level));
+    }
+    throw UsageError("cpu must be " + Joined(CpuNames(), "|") + " on this machine, not " + text);
 }
 
 media::Rational ParseRate(const std::string& text) {

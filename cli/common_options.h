@@ -14,6 +14,13 @@ void AddTransferOption(CLI::App& command, media::Transfer& transfer);
 /// --threads, by default all cores.
 void AddThreadsOption(CLI::App& command, int& threads);
 
+/// --cpu, for commands that key.
+void AddCpuOption(CLI::App& command, std::string& cpu);
+
+/// Makes the keyer use the instruction set of that option, or when it is empty that of the
+/// environment variable VELTRANE_CPU, or the best. Throws UsageError for one that is not here.
+void UseCpu(const std::string& cpu);
+
 /// An option that tells how colour is stored beside alpha.
 void AddAlphaOption(CLI::App& command, const std::string& name, media::Association& association,
                     const std::string& help);

@@ -113,7 +113,8 @@ void KeyClip(media::Reader& reader, const std::shared_ptr<media::Fetched>& first
     };
     Progress progress(OnTerminal(), reader.info().frameCount);
     FrameCounts counts;
-    Run({reader, first, writers, render, threads, progress}, counts);
+    StepTimes times;
+    Run({reader, first, writers, render, threads, progress, times}, counts);
     for (const auto& writer : owners) writer->Finish();
 }
 
@@ -131,10 +132,12 @@ void DemoCommand::AddTo(CLI::App& app) {
                      "Also make one small picture of source, matte and result side by side.")
         ->type_name("FILE");
     AddThreadsOption(*command, threads_);
+    AddCpuOption(*command, cpu_);
     command->callback([this] { Run(); });
 }
 
 void DemoCommand::Run() const {
+    UseCpu(cpu_);
     const std::string sample = sample_.empty() ? DefaultSample() : sample_;
     const std::unique_ptr<media::Reader> reader = media::Open(sample);
     const media::Info& info = reader->info();

@@ -18,6 +18,7 @@ private:
     std::string sample_;
     std::string strip_;
     int threads_ = 0;
+    std::string cpu_;
 };
 
 }  // namespace veltrane::cli

@@ -12,6 +12,7 @@
 #include "cli/errors.h"
 #include "cli/key_color.h"
 #include "cli/pipeline.h"
+#include "imaging/cpu.h"
 #include "media/sequence_path.h"
 #include "settings/presets.h"
 
@@ -76,16 +77,15 @@ std::string Remains(const FrameCounts& counts, const std::string& output) {
 }  // namespace
 
 struct KeyCommand::Summary {
-    std::string input;
-    std::string output;
     FrameCounts counts;
-    double seconds;
+    StepTimes times;
+    double seconds = 0;
     Settings settings;
     std::optional<KeyColor> key;
 
     double Rate() const { return static_cast<double>(counts.written) / std::max(seconds, 1e-9); }
 
-    std::string ForPeople() const {
+    std::string ForPeople(const std::string& output) const {
         char figures[96];
         std::snprintf(figures, sizeof figures, "%lld %s in %.1f s, %.1f fps",
                       static_cast<long long>(counts.written),
@@ -95,11 +95,15 @@ struct KeyCommand::Summary {
         return output + ": " + figures + kept;
     }
 
-    std::string AsJson() const {
+    std::string AsJson(const std::string& input, const std::string& output) const {
         nlohmann::ordered_json json{{"input", input},           {"output", output},
                                     {"frames", counts.written}, {"kept", counts.kept},
                                     {"seconds", seconds},       {"fps", Rate()}};
         json["key-color"] = HexText(settings.keyColor);
+        json["cpu"] = CpuLevelName(CurrentCpuLevel());
+        for (int step = 0; step < kSteps; ++step) {
+            json["seconds-by-step"][kStepNames[step]] = times.Seconds(static_cast<Step>(step));
+        }
         if (key) json["key-color-origin"] = key->origin;
         if (key && key->coverage) json["screen-coverage"] = *key->coverage;
         json["settings"] = nlohmann::ordered_json::parse(ToJson(settings));
@@ -130,6 +134,7 @@ void KeyCommand::AddTo(CLI::App& app) {
     c.add_option("--fps", fps_, "Frame rate of a video made from stills. [default: 24]")
         ->type_name("RATE");
     AddThreadsOption(c, threads_);
+    AddCpuOption(c, cpu_);
     c.add_flag("--resume", resume_, "Keep the frames of a sequence that exist whole.");
     c.add_flag("--no-audio", noAudio_, "Leave the sound out of a video.");
     c.add_flag("--quiet", quiet_, "Print errors only.");
@@ -150,6 +155,7 @@ media::ReadOptions KeyCommand::ReadOptions() const {
     media::ReadOptions options;
     options.transfer = transfer_;
     options.association = readAlpha_;
+    options.threads = threads_;
     if (!frames_.empty()) options.frames = ParseFrameRange(frames_);
     return options;
 }
@@ -161,6 +167,7 @@ media::WriteOptions KeyCommand::WriteOptions(View view) const {
     options.opaque = view == View::Matte || !background_.empty();
     options.resume = resume_;
     options.audio = !noAudio_;
+    options.threads = threads_;
     return options;
 }
 
@@ -202,9 +209,9 @@ void KeyCommand::KeyFrames(media::Reader& reader, const std::shared_ptr<media::F
     const auto start = std::chrono::steady_clock::now();
     try {
         Progress progress(!quiet_ && OnTerminal(), reader.info().frameCount);
-        cli::Run({reader, first, {&writer}, render, threads_, progress, showsSource},
+        cli::Run({reader, first, {&writer}, render, threads_, progress, summary.times, showsSource},
                  summary.counts);
-        writer.Finish();
+        summary.times.Time(Step::Append, [&] { writer.Finish(); });
     } catch (const media::Error& error) {
         throw media::Error(error.what() + Remains(summary.counts, output_));
     }
@@ -213,7 +220,9 @@ void KeyCommand::KeyFrames(media::Reader& reader, const std::shared_ptr<media::F
 }
 
 void KeyCommand::Run() const {
-    Summary summary{input_, output_, {}, 0, settings_.Apply(BaseSettings()), std::nullopt};
+    UseCpu(cpu_);
+    Summary summary;
+    summary.settings = settings_.Apply(BaseSettings());
     const Settings& settings = summary.settings;
     const KeyColorRequest request = ParseKeyColor(KeyColorText(settings));
     CheckPlaces();
@@ -227,8 +236,8 @@ void KeyCommand::Run() const {
     ChooseKeyColor(request, *reader, *first, summary);
     if (!savePreset_.empty()) WritePreset(savePreset_, settings);
     KeyFrames(*reader, first, background, *writer, summary);
-    if (!quiet_) Say(summary.ForPeople());
-    if (json_) std::cout << summary.AsJson() << std::endl;
+    if (!quiet_) Say(summary.ForPeople(output_));
+    if (json_) std::cout << summary.AsJson(input_, output_) << std::endl;
 }
 
 }  // namespace veltrane::cli

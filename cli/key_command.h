@@ -44,6 +44,7 @@ private:
     media::Association writeAlpha_ = media::Association::Automatic;
     std::string fps_;
     int threads_ = 0;
+    std::string cpu_;
     bool resume_ = false;
     bool noAudio_ = false;
     bool quiet_ = false;

@@ -49,7 +49,9 @@ public:
 
 private:
     void Fetch(Job& job) {
-        if (!fresh_) next_ = pipeline_.reader.Fetch();
+        if (!fresh_) {
+            next_ = pipeline_.times.Time(Step::Fetch, [&] { return pipeline_.reader.Fetch(); });
+        }
         fresh_ = false;
         const bool kept = std::all_of(pipeline_.writers.begin(), pipeline_.writers.end(),
                                       [&](const auto* writer) { return writer->Has(number_); });
@@ -73,19 +75,23 @@ void CheckSize(const media::Frame& frame, const media::Info& info) {
 }
 
 void Render(const Pipeline& pipeline, Job& job) {
-    media::Frame source = pipeline.reader.Decode(*job.fetched);
+    StepTimes& times = pipeline.times;
+    media::Frame source =
+        times.Time(Step::Decode, [&] { return pipeline.reader.Decode(*job.fetched); });
     job.fetched.reset();
     CheckSize(source, pipeline.reader.info());
-    const std::vector<media::Frame> pictures = pipeline.render(source);
+    const std::vector<media::Frame> pictures =
+        times.Time(Step::Key, [&] { return pipeline.render(source); });
     if (!pipeline.showsSource) source.pixels.clear();
     for (std::size_t i = 0; i < pictures.size(); ++i)
-        job.encoded.push_back(pipeline.writers[i]->Encode(pictures[i], source));
+        job.encoded.push_back(times.Time(
+            Step::Encode, [&] { return pipeline.writers[i]->Encode(pictures[i], source); }));
 }
 
 void Append(const Pipeline& pipeline, const Job& job, FrameCounts& counts) {
     if (job.error) std::rethrow_exception(job.error);
     for (std::size_t i = 0; i < job.encoded.size(); ++i)
-        pipeline.writers[i]->Append(*job.encoded[i]);
+        pipeline.times.Time(Step::Append, [&] { pipeline.writers[i]->Append(*job.encoded[i]); });
     ++(job.encoded.empty() ? counts.kept : counts.written);
     pipeline.progress.Step();
 }

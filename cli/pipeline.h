@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/progress.h"
+#include "cli/step_times.h"
 #include "media/media.h"
 
 namespace veltrane::cli {
@@ -20,6 +21,7 @@ struct Pipeline {
     std::function<std::vector<media::Frame>(const media::Frame& source)> render;
     int threads;
     Progress& progress;
+    StepTimes& times;
     /// False when the pictures do not show the source, so that no original float value may take the
     /// place of a pixel that happens to look like the source's.
     bool showsSource = true;

@@ -92,7 +92,7 @@ struct AudioCarrier::Track {
 
 void AudioCarrier::Track::OpenEncoder(const std::string& source, const std::string& path,
                                       const AVFormatContext& output) {
-    decoder = OpenDecoder(source, from);
+    decoder = OpenDecoder(source, from, 1);
     decoded = MakeFrame();
     const AVCodec* codec = avcodec_find_encoder_by_name(EncoderName(*output.oformat));
     if (!codec) Fail(path, std::string("no audio encoder ") + EncoderName(*output.oformat));

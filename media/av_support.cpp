@@ -1,5 +1,6 @@
 #include "media/av_support.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstring>
 #include <mutex>
@@ -62,7 +63,12 @@ void FindStreams(AVFormatContext* input, const std::string& path) {
     CheckAv(avformat_find_stream_info(input, nullptr), path, "its streams cannot be read");
 }
 
-AvCodec OpenDecoder(const std::string& path, const AVStream* stream, const char* name,
+int CodecThreads(int asked) {
+    constexpr int kMost = 16;
+    return std::min(asked, kMost);
+}
+
+AvCodec OpenDecoder(const std::string& path, const AVStream* stream, int threads, const char* name,
                     std::atomic<bool>* damaged) {
     const AVCodecParameters* parameters = stream->codecpar;
     const AVCodec* decoder = name ? avcodec_find_decoder_by_name(name) : nullptr;
@@ -74,7 +80,7 @@ AvCodec OpenDecoder(const std::string& path, const AVStream* stream, const char*
     if (!codec) throw std::bad_alloc();
     CheckAv(avcodec_parameters_to_context(codec.get(), parameters), path, "cannot be decoded");
     codec->pkt_timebase = stream->time_base;
-    codec->thread_count = 0;
+    codec->thread_count = CodecThreads(threads);
     codec->opaque = damaged;
     // Most decoders patch damage up and mark the picture; this one tells of it only by failing.
     // The MPEG-4 family must not be asked to: it can then abort the program.

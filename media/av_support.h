@@ -49,10 +49,14 @@ AvInput OpenInput(const std::string& path);
 /// Finds what only the streams themselves say. Throws Error.
 void FindStreams(AVFormatContext* input, const std::string& path);
 
+/// The number of threads for a codec: as asked, but no more than are of use, each of which holds a
+/// frame; 0 for one a core.
+int CodecThreads(int asked);
+
 /// Opens a decoder for the stream, by name when that is not null. The flag, which must outlive the
 /// decoder, is set when a checksum is wrong. Throws Error.
-AvCodec OpenDecoder(const std::string& path, const AVStream* stream, const char* name = nullptr,
-                    std::atomic<bool>* damaged = nullptr);
+AvCodec OpenDecoder(const std::string& path, const AVStream* stream, int threads,
+                    const char* name = nullptr, std::atomic<bool>* damaged = nullptr);
 
 inline AVRational ToAv(Rational value) {
     return {static_cast<int>(value.num), static_cast<int>(value.den)};

@@ -49,6 +49,7 @@ struct ReadOptions {
     Transfer transfer = Transfer::Automatic;
     Association association = Association::Automatic;
     std::optional<FrameRange> frames;
+    int threads = 0;  ///< that decode a video; 0 for one a core
 };
 
 /// What only a Writer needs to know of a source: colour tags, half or full floats, and the like.
@@ -128,6 +129,8 @@ struct WriteOptions {
     bool opaque = false;  ///< every frame is opaque: alpha is left out, and formats without it do
     bool resume = false;  ///< keep frames of a sequence that exist whole
     bool audio = true;    ///< carry the source's audio into a video
+    int threads = 0;      ///< that encode ProRes or FFV1; 0 for one a core. Where their number
+                          ///< changes the file, as for VP9 and H.264, it is always the same.
 };
 
 /// A frame converted for its file but not yet in it.

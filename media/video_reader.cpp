@@ -153,7 +153,7 @@ VideoReader::VideoReader(const std::string& path, const ReadOptions& options)
     }
     stream_ = input_->streams[index];
     if (static_cast<std::size_t>(index) < tags.size()) containerTags_ = tags[index];
-    codec_ = OpenDecoder(path, stream_, DecoderName(*stream_), &damaged_);
+    codec_ = OpenDecoder(path, stream_, options.threads, DecoderName(*stream_), &damaged_);
     first_ = NextPicture();
     if (!first_) {
         EndOfVideo();

@@ -215,7 +215,8 @@ void VideoWriter::OpenEncoder(const Info& source) {
     codec_->color_primaries = tags_.primaries;
     codec_->color_trc = tags_.transfer;
     codec_->chroma_sample_location = AVCHROMA_LOC_LEFT;
-    codec_->thread_count = format_.threads;
+    const bool fixed = format_.threads > 0;
+    codec_->thread_count = fixed ? format_.threads : CodecThreads(options_.threads);
     codec_->flags |= AV_CODEC_FLAG_BITEXACT;
     if (source.details) codec_->sample_aspect_ratio = ToAv(source.details->sampleAspect);
     if (output_->oformat->flags & AVFMT_GLOBALHEADER) {

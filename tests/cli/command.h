@@ -106,6 +106,11 @@ protected:
     const Settings green_ = FromJson(R"({"key-color": "#40b838"})", "");
     const media::Frame source_ = Picture();  ///< what in.png holds
 
+    static std::string Contents(const fs::path& path) {
+        std::ifstream file(path);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
 private:
     [[noreturn]] void Execute(const std::string& arguments) const {
         std::istringstream text("veltrane " + arguments);
@@ -117,11 +122,6 @@ private:
         dup2(creat("../error", 0600), STDERR_FILENO);
         execv(command_.c_str(), raw.data());
         _exit(127);
-    }
-
-    static std::string Contents(const fs::path& path) {
-        std::ifstream file(path);
-        return {std::istreambuf_iterator<char>(file), {}};
     }
 };
 

@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "command.h"
+#include "imaging/cpu.h"
 #include "settings/screen_color.h"
 
 namespace veltrane {
@@ -24,6 +25,11 @@ TEST_F(CommandTest, KeysAsTheLibraryDoesWithTheColourFound) {
     EXPECT_EQ(media::ReadFrame("out.png", 1).pixels, Keyed(settings, source_));
     EXPECT_EQ(summary["frames"], 1);
     EXPECT_GT(summary["screen-coverage"], 0.5);
+    double total = 0;
+    for (const char* step : {"fetch", "decode", "key", "encode", "append"})
+        total += summary["seconds-by-step"][step].get<double>();
+    EXPECT_GT(summary["seconds-by-step"]["key"], 0);
+    EXPECT_LE(total, summary["seconds"].get<double>() * std::thread::hardware_concurrency());
     EXPECT_EQ(SettingsIn(summary), settings);
     const Outcome quiet = Run("key in.png out.png --view source --quiet");
     EXPECT_EQ(media::ReadFrame("out.png", 1).pixels, source_.pixels);
@@ -115,6 +121,30 @@ TEST_F(CommandTest, VideoComesOutInOrderForAnyThreadCount) {
     }
 }
 
+TEST_F(CommandTest, EveryInstructionSetWritesTheSameFile) {
+    Write("large.png", Picture(1, 203, 117));
+    const auto key = [&](const std::string& options) {
+        const nlohmann::json summary = Json("key large.png out.mov " + options);
+        return std::pair{summary["cpu"].get<std::string>(), Contents("out.mov")};
+    };
+    const auto [best, expected] = key("");
+    EXPECT_EQ(best, CpuLevelName(CpuLevels().back()));
+    for (const CpuLevel level : CpuLevels()) {
+        const std::string name(CpuLevelName(level));
+        const auto [used, file] = key("--cpu " + name);
+        EXPECT_EQ(used, name);
+        EXPECT_TRUE(file == expected) << name;
+    }
+    setenv("VELTRANE_CPU", "plain", 1);
+    EXPECT_EQ(key("").first, "plain");
+    EXPECT_EQ(key("--cpu " + best).first, best);
+    setenv("VELTRANE_CPU", "486", 1);
+    const Outcome outcome = Run("key in.png out.png", 2);
+    Run("params");
+    unsetenv("VELTRANE_CPU");
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "cpu must be plain", outcome.error);
+}
+
 // Exit status, what the one line says, arguments.
 constexpr std::tuple<int, const char*, const char*> kRefusals[] = {
     {2, "name what to do", ""},
@@ -138,6 +168,7 @@ constexpr std::tuple<int, const char*, const char*> kRefusals[] = {
     {2, "key-color must be auto, #rrggbb", "key in.png o.png --key-color 4,4@"},
     {2, "key-color blue must be 0 to 1, not 1.5", "key in.png o.png --key-color 0,0,1.5"},
     {2, "64,0 lies outside the frame of 64 x 48", "key in.png o.png --key-color 64,0@1"},
+    {2, "not 486", "key in.png o.png --cpu 486"},
     {2, "bad.json: unknown setting \"shadwo\"", "key in.png o.png --preset bad.json"},
     {1, "none.json: cannot be read", "key in.png o.png --preset none.json"},
     {1, "grey.png: no green screen found in frame 1", "key grey.png o.png"},

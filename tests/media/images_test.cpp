@@ -136,6 +136,36 @@ TEST_F(ImagesTest, MetadataAndWindowsAreCarriedOver) {
     }
 }
 
+// Large and noisy enough for several chunks of pixels, with rows of an odd length.
+TEST_F(ImagesTest, OtherProgramsReadOurPngs) {
+    Frame frame = MakeFrame(701, 403);
+    std::mt19937 random(1);
+    for (std::uint16_t& sample : frame.pixels) sample ^= random() & 1023;
+    ImageSpec spec(701, 403, 3, TypeDesc::UINT16);
+    spec.attribute("Artist", "someone");
+    spec.attribute("XResolution", 200.0f);
+    Store("in.png", spec, Pixels(701 * 403 * 3));
+    for (const bool opaque : {false, true}) {
+        const auto change = [&](Frame& result) { result.pixels = frame.pixels; };
+        Convert("in.png", "o.png", {.write = {.opaque = opaque}, .change = change});
+        const std::string format = opaque ? "rgb48be" : "rgba64be";
+        Ffmpeg("-err_detect explode -i o.png -f rawvideo -pix_fmt " + format + " o.raw");
+        std::string expected;
+        for (std::size_t i = 0; i < frame.pixels.size(); i += 4) {
+            for (const int c : opaque ? std::vector{2, 1, 0} : std::vector{2, 1, 0, 3}) {
+                expected += static_cast<char>(frame.pixels[i + c] >> 8);
+                expected += static_cast<char>(frame.pixels[i + c]);
+            }
+        }
+        EXPECT_TRUE(Bytes("o.raw") == expected) << format;
+        EXPECT_GT(Bytes("o.png").size(), std::size_t{1} << 19);
+        const ImageSpec written = OIIO::ImageInput::open(Path("o.png"))->spec();
+        EXPECT_EQ(written.get_string_attribute("Artist"), "someone");
+        EXPECT_NEAR(written.get_float_attribute("XResolution"), 200, 0.1);
+        EXPECT_EQ(written.get_string_attribute("oiio:ColorSpace"), "sRGB");
+    }
+}
+
 TEST_F(ImagesTest, DamagedFilesAreRefusedByName) {
     const std::vector<Frame> frame{MakeFrame(64, 64)};
     Write("bit.png", frame);
