@@ -3,12 +3,13 @@
 
 #include "imaging/color_math.h"
 #include "keyer/pipeline.h"
+#include "keyer/screen_rows.h"
 
 namespace {
 
 using namespace veltrane;
 
-constexpr int kLumaSteps = 256;
+constexpr int kLumaSteps = ScreenLook::kLumaSteps;
 constexpr int kDarkeningSteps = 10000;
 constexpr float kUnreached = -999.0f;
 constexpr int kDarkestTrusted = 80;               ///< darker screen takes the chroma predicted here
@@ -86,53 +87,54 @@ private:
     int end_ = 0;
 };
 
-/// The hues of a green screen lie below both of these lines through the origin of the chroma plane.
-struct HueWedge {
-    float lowerSlope;
-    float upperSlope;
+float SlopeOf(int hue) {
+    const YIQ color = CImagingORV().HLStoYIQ({static_cast<float>(hue), kHueLuma, kHueChroma});
+    return color.Q / color.I;
+}
 
-    HueWedge(int lowerHue, int upperHue)
-        : lowerSlope(Slope(lowerHue)), upperSlope(Slope(upperHue)) {}
+/// The chroma predicted for the screen is in whole numbers.
+ScreenLook LookOf(const CVELTRANE& keyer, unsigned char keyR, unsigned char keyG,
+                  unsigned char keyB, int lowerHue, int upperHue) {
+    ScreenLook look{
+        SlopeOf(lowerHue), SlopeOf(upperHue), {}, {}, kScreenDistance * kScreenDistance};
+    float tableI[kLumaSteps];
+    float tableQ[kLumaSteps];
+    keyer.MakeBCCorrect(keyR, keyG, keyB, keyer.RGBtoYIQ(keyR, keyG, keyB), tableI, tableQ);
+    std::transform(tableI, tableI + kLumaSteps, look.i, [](float i) { return TruncateToInt(i); });
+    std::transform(tableQ, tableQ + kLumaSteps, look.q, [](float q) { return TruncateToInt(q); });
+    return look;
+}
 
-    bool Holds(const FixedYiq& color) const {
-        const float i = static_cast<float>(color.i);
-        const float q = static_cast<float>(color.q);
-        return !(i * lowerSlope <= q || i * upperSlope <= q);
+bool IsOutside(const ScreenLook& look, const FixedYiq& color) {
+    const float i = static_cast<float>(color.i);
+    const float q = static_cast<float>(color.q);
+    return i * look.lowerSlope <= q || i * look.upperSlope <= q;
+}
+
+bool IsFar(const ScreenLook& look, const FixedYiq& color) {
+    const int di = color.i - look.i[color.y];
+    const int dq = color.q - look.q[color.y];
+    return dq * dq + di * di > look.squaredDistance;
+}
+
+void Extract(const ScreenLook& look, unsigned char* pixel, unsigned char* marks, int width) {
+    for (int x = 0; x < width; ++x, pixel += kElements) {
+        const FixedYiq color = RgbToFixedYiq(pixel[2], pixel[1], pixel[0]);
+        const bool outside = IsOutside(look, color);
+        const bool foreign = !outside && IsFar(look, color);
+        marks[x] = foreign ? 255 : 0;
+        if (outside || foreign) pixel[0] = pixel[1] = pixel[2] = 0;
     }
+}
 
-private:
-    static float Slope(int hue) {
-        const YIQ color = CImagingORV().HLStoYIQ({static_cast<float>(hue), kHueLuma, kHueChroma});
-        return color.Q / color.I;
-    }
-};
+constexpr ScreenRows kPlainRows{Extract};
 
-/// The chroma that the screen is expected to have at every luma; whole numbers.
-class ScreenChroma {
-public:
-    ScreenChroma(const CVELTRANE& keyer, unsigned char keyR, unsigned char keyG,
-                 unsigned char keyB) {
-        float tableI[kLumaSteps];
-        float tableQ[kLumaSteps];
-        keyer.MakeBCCorrect(keyR, keyG, keyB, keyer.RGBtoYIQ(keyR, keyG, keyB), tableI, tableQ);
-        for (int luma = 0; luma < kLumaSteps; ++luma) {
-            expected_[luma] = {static_cast<int>(tableI[luma]), static_cast<int>(tableQ[luma])};
-        }
-    }
-
-    bool Near(const FixedYiq& color) const {
-        const int di = color.i - expected_[color.y].i;
-        const int dq = color.q - expected_[color.y].q;
-        return dq * dq + di * di <= kScreenDistance * kScreenDistance;
-    }
-
-private:
-    struct Chroma {
-        int i;
-        int q;
-    };
-    Chroma expected_[kLumaSteps];
-};
+const ScreenRows& Rows() {
+#ifdef VELTRANE_SIMD
+    if (const ScreenRows* rows = SimdScreenRows()) return *rows;
+#endif
+    return kPlainRows;
+}
 
 }  // namespace
 
@@ -165,19 +167,12 @@ unsigned int CVELTRANE::ExtractBack32bit(unsigned char* image, unsigned char* ma
                                          unsigned char keyG, unsigned char keyB, int lowerHue,
                                          int upperHue) const {
     if (image == nullptr || map == nullptr) return 0;
-    const ScreenChroma screen(*this, keyR, keyG, keyB);
-    const HueWedge wedge(lowerHue, upperHue);
+    const ScreenLook look = LookOf(*this, keyR, keyG, keyB, lowerHue, upperHue);
+    const ScreenRows& rows = Rows();
     const int mapPitch = Align8(width);
     for (int y = 0; y < height; ++y) {
-        unsigned char* pixel = image + static_cast<std::ptrdiff_t>(y) * pitch;
-        unsigned char* mark = map + static_cast<std::ptrdiff_t>(y) * mapPitch;
-        for (int x = 0; x < width; ++x, pixel += kElements) {
-            const FixedYiq color = RgbToFixedYiq(pixel[2], pixel[1], pixel[0]);
-            const bool held = wedge.Holds(color);
-            const bool kept = held && screen.Near(color);
-            mark[x] = held && !kept ? 255 : 0;
-            if (!kept) pixel[0] = pixel[1] = pixel[2] = 0;
-        }
+        rows.extract(look, image + static_cast<std::ptrdiff_t>(y) * pitch,
+                     map + static_cast<std::ptrdiff_t>(y) * mapPitch, width);
     }
     return 1;
 }

@@ -120,13 +120,16 @@ public:
 private:
     /// Returns whether there is a next rim.
     bool RefineRim(int radius) {
-        refined_ = rim_;
-        rim_.ForEach([&](int x, int y) {
-            if (!Average(x, y, radius)) refined_.Clear(x, y);
+        std::swap(rim_, refined_);
+        waiting_.clear();
+        refined_.ForEach([&](int x, int y) {
+            if (!Average(x, y, radius)) waiting_.push_back({x, y});
         });
-        rim_ ^= refined_;
+        for (const auto& [x, y] : waiting_) refined_.Clear(x, y);
         refined_.ForEach([&](int x, int y) { columns_.Set(x, y, image_.Pixel(x, y)); });
-        return rim_.MoveNeighbours(refined_, inside_);
+        const bool grown = rim_.MoveNeighbours(refined_, inside_);
+        for (const auto& [x, y] : waiting_) rim_.Set(x, y);
+        return grown;
     }
 
     /// Returns false when the column has nothing to average.
@@ -149,6 +152,7 @@ private:
     PixelMask inside_;
     PixelMask rim_;
     PixelMask refined_;
+    std::vector<std::array<int, 2>> waiting_;  ///< of the rim, with nothing to average yet
     ColumnSums columns_;
 };
 

@@ -22,7 +22,7 @@ public:
     ColumnSums(const unsigned char* image, int width, int height, std::ptrdiff_t pitch)
         : height_(static_cast<std::size_t>(height)),
           blocks_((height_ + kBlock - 1) / kBlock),
-          entries_(height_ * static_cast<std::size_t>(width)),
+          entries_(MakeBuffer<std::uint64_t>(height_ * static_cast<std::size_t>(width))),
           blockSums_(blocks_ * static_cast<std::size_t>(width)) {
         constexpr int kTile = 16;  // columns at a time, so that the cache holds their ends
         for (int left = 0; left < width; left += kTile) {
@@ -84,22 +84,22 @@ private:
     /// Over at most kMostRows rows.
     std::uint64_t Range(int x, int top, int bottom) const {
         const std::uint64_t* entries = Entries(x);
+        if (bottom - top < 4 * kBlock) return Total(entries + top, entries + bottom + 1);
         const int first = top / kBlock + 1;
         const int last = bottom / kBlock;
-        if (last <= first) return Total(entries + top, entries + bottom + 1);
         return Total(entries + top, entries + first * kBlock) +
                Total(BlockSums(x) + first, BlockSums(x) + last) +
                Total(entries + last * kBlock, entries + bottom + 1);
     }
 
-    const std::uint64_t* Entries(int x) const { return entries_.data() + height_ * x; }
-    std::uint64_t* Entries(int x) { return entries_.data() + height_ * x; }
+    const std::uint64_t* Entries(int x) const { return entries_.get() + height_ * x; }
+    std::uint64_t* Entries(int x) { return entries_.get() + height_ * x; }
     const std::uint64_t* BlockSums(int x) const { return blockSums_.data() + blocks_ * x; }
     std::uint64_t* BlockSums(int x) { return blockSums_.data() + blocks_ * x; }
 
     std::size_t height_;
     std::size_t blocks_;
-    std::vector<std::uint64_t> entries_;
+    std::unique_ptr<std::uint64_t[]> entries_;
     std::vector<std::uint64_t> blockSums_;
 };
 

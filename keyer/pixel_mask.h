@@ -33,6 +33,7 @@ public:
         }
     }
 
+    void Set(int x, int y) { Row(y)[x / 64] |= std::uint64_t{1} << x % 64; }
     void Clear(int x, int y) { Row(y)[x / 64] &= ~(std::uint64_t{1} << x % 64); }
 
     /// Calls visit(x, y) for every pixel that is set.
@@ -82,12 +83,8 @@ public:
         for (std::size_t i = 0; i < bits_.size(); ++i) bits_[i] |= other.bits_[i];
         return *this;
     }
-    PixelMask& operator^=(const PixelMask& other) {
-        for (std::size_t i = 0; i < bits_.size(); ++i) bits_[i] ^= other.bits_[i];
-        return *this;
-    }
 
-    /// Adds the pixels of which one of the eight neighbours is set in other and which are set in
+    /// Becomes the pixels of which one of the eight neighbours is set in other and which are set in
     /// from, and takes them out of there. Returns whether there are any.
     bool MoveNeighbours(const PixelMask& other, PixelMask& from) {
         std::uint64_t any = 0;
@@ -97,12 +94,13 @@ public:
             const std::uint64_t* below = other.Row(y + 1);
             std::uint64_t left = 0;
             std::uint64_t here = above[0] | row[0] | below[0];
+            std::fill_n(Row(y), words_, 0);
             for (int i = 0; i < words_; ++i) {
                 const std::uint64_t right = above[i + 1] | row[i + 1] | below[i + 1];
                 if ((left | here | right) != 0) {
                     const std::uint64_t beside = here << 1 | left >> 63 | here >> 1 | right << 63;
                     const std::uint64_t moved = (above[i] | below[i] | beside) & from.Row(y)[i];
-                    Row(y)[i] |= moved;
+                    Row(y)[i] = moved;
                     from.Row(y)[i] ^= moved;
                     any |= moved;
                 }
