@@ -5,12 +5,14 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <ctime>
 #include <stdexcept>
 #include <type_traits>
 
+#include "hosts/ofx/pixels.h"
 #include "media/media.h"
 #include "settings/screen_color.h"
 #include "tests/hosts/ofx/test_host.h"
@@ -28,23 +30,30 @@ ofx::RectI Bounds() {
     return {0, 0, Still().width, Still().height};
 }
 
-/// The still as a host holds it, its right half half transparent where alpha matters.
+const std::string kMatted = "OfxImageAlphaPremultiplied";
+
+/// Alpha as of a rough matte: solid but for the outer sixths of the frame, with soft borders.
+double RoughMatte(int x) {
+    constexpr double kBorder = 32;
+    const int width = Still().width;
+    return std::clamp((std::min(x, width - 1 - x) - width / 6) / kBorder, 0.0, 1.0);
+}
+
+/// The still as a host holds it, premultiplied by a rough matte where that is its state.
 template <class Component>
 void Draw(ofx::test::TestImage& image, const std::string& alpha) {
     const media::Frame& frame = Still();
     const double full = std::is_same_v<Component, float> ? 1 : static_cast<Component>(-1);
-    const bool soft = alpha == "OfxImageAlphaPremultiplied";
+    const bool matted = alpha == kMatted;
     for (int y = 0; y < frame.height; ++y)
         for (int x = 0; x < frame.width; ++x) {
-            const auto* sample =
-                &frame.pixels[4 *
-                              (static_cast<std::size_t>(frame.height - 1 - y) * frame.width + x)];
-            const double part = soft && x >= frame.width / 2 ? 0.5 : 1;
-            const double scale = part * full / 65535;
-            const Component pixel[] = {static_cast<Component>(sample[2] * scale),
-                                       static_cast<Component>(sample[1] * scale),
-                                       static_cast<Component>(sample[0] * scale),
-                                       static_cast<Component>(part * full)};
+            const std::size_t row = frame.height - 1 - y;
+            const auto* sample = &frame.pixels[4 * (row * frame.width + x)];
+            const double part = (matted ? RoughMatte(x) : 1) * full;
+            const Component pixel[] = {static_cast<Component>(sample[2] / 65535.0 * part),
+                                       static_cast<Component>(sample[1] / 65535.0 * part),
+                                       static_cast<Component>(sample[0] / 65535.0 * part),
+                                       static_cast<Component>(part)};
             std::memcpy(image.At(x, y), pixel, sizeof pixel);
         }
 }
@@ -86,12 +95,12 @@ void Compare(benchmark::State& state, const char* depth, const std::string& alph
     host.clips["Source"].image = [&](double) { return &source; };
     host.clips["Output"].image = [&](double) { return &output; };
 
-    // The keyer's order differs from the host's, but not the work: only bytes and shorts are taken
-    // over as they are, floats stay black.
     std::vector<Sample> frame(Still().pixels.size());
-    for (std::size_t i = 0; i < frame.size(); ++i)
-        frame[i] = static_cast<Sample>(sizeof(Sample) == 1 ? Still().pixels[i ^ 3] / 257
-                                                           : Still().pixels[i]);
+    const std::size_t pitch = std::size_t{4} * Still().width;
+    for (int y = 0; y < Still().height; ++y)
+        ofx::ReadRow(reinterpret_cast<const Component*>(source.At(0, Still().height - 1 - y)),
+                     alpha == kMatted ? ofx::Alpha::kPremultiplied : ofx::Alpha::kOpaque,
+                     &frame[y * pitch], Still().width);
     std::vector<Sample> keyed(frame.size());
     std::vector<Component> copy(frame.size());
     Best alone, hosted, copying;

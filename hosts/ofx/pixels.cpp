@@ -10,8 +10,8 @@ namespace veltrane::ofx {
 
 namespace {
 
-/// Premultiplied rows are taken in so many pixels at a time; most such runs are solid throughout
-/// and need no division.
+/// Premultiplied rows are taken in so many pixels at a time; most such runs are solid or empty
+/// throughout and need no division.
 constexpr int kRun = 64;
 
 void PlainBytesIn(const std::uint8_t* rgba, bool solid, std::uint8_t* argb, int width) {
@@ -147,19 +147,31 @@ bool IsSolid(const float* rgba, int width) {
     return solid;
 }
 
+/// Whether alpha is exactly 0 throughout.
+template <class Host>
+bool IsEmpty(const Host* rgba, int width) {
+    bool empty = true;
+    for (int i = 0; i < width * kElements; i += kElements) empty &= rgba[i + kAlpha] == 0;
+    return empty;
+}
+
 template <class Host, class Sample>
 void Read(const Host* pixels, Alpha alpha, Sample* row, int width) {
     if (alpha != Alpha::kPremultiplied || IsSolid(pixels, width))
         return Reorder(pixels, alpha == Alpha::kOpaque, row, width);
     for (int x = 0; x < width; x += kRun) {
         const int count = std::min(kRun, width - x);
-        const Host* run = pixels + x * kElements;
-        Host straight[kRun * kElements];
-        if (!IsSolid(run, count)) {
+        const Host* const run = pixels + x * kElements;
+        Sample* const to = row + x * kElements;
+        if (IsEmpty(run, count)) {
+            std::fill_n(to, count * kElements, Sample{0});
+        } else if (IsSolid(run, count)) {
+            Reorder(run, false, to, count);
+        } else {
+            Host straight[kRun * kElements];
             DivideColor(run, straight, count);
-            run = straight;
+            Reorder(straight, false, to, count);
         }
-        Reorder(run, false, row + x * kElements, count);
     }
 }
 
