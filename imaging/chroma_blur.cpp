@@ -3,6 +3,7 @@
 
 #include "imaging/chroma_rows.h"
 #include "imaging/chroma_smooth.h"
+#include "imaging/fetcher.h"
 #include "imaging/imaging.h"
 #include "imaging/sample.h"
 
@@ -125,48 +126,90 @@ private:
     std::vector<Sample> samples_;
 };
 
-/// Calls take(y, row), which fills row, for every row of a frame, and give(y, row) in the same
-/// order with the colour differences blurred. Row y is given before row y + radius + 1 is taken.
-template <class Sample, class Sum, class Average, class Take, class Give>
-void BlurRows(int width, int height, int radius, Average average, Take take, Give give) {
-    const ClippedWindow across{width, radius};
-    const ClippedWindow down{height, radius};
-    const std::int64_t reach = std::int64_t{radius} + 1;
-    ChromaRing<Sample> ring(width, std::min<std::int64_t>(2 * reach, height));
-    std::vector<Sample> none(width, 0);
-    std::vector<Sample> cbMeans(width);
-    std::vector<Sample> crMeans(width);
-    BoxSums<Sample, Sum> cbSums(across);
-    BoxSums<Sample, Sum> crSums(across);
-    CountTable<Sum> countTable(across);
-    const auto rowOf = [&](std::int64_t y) {
-        return y < 0 ? ChromaRow<Sample>{none.data(), none.data(), none.data()} : ring[y];
-    };
-    std::int64_t taken = 0;
-    for (std::int64_t y = 0; y < height; ++y) {
-        for (; taken < std::min<std::int64_t>(y + reach, height); ++taken) take(taken, ring[taken]);
-        down.Advance(y, [&](std::int64_t entering, std::int64_t leaving) {
-            cbSums.Slide(rowOf(entering).cb, rowOf(leaving).cb);
-            crSums.Slide(rowOf(entering).cr, rowOf(leaving).cr);
-        });
-        const auto counts = countTable.Of(down.Count(y));
-        average(cbSums.Row(), counts, cbMeans.data(), width);
-        average(crSums.Row(), counts, crMeans.data(), width);
-        give(y, ChromaRow<const Sample>{ring[y].y, cbMeans.data(), crMeans.data()});
-    }
-}
+template <class Sample>
+using SplitRow = decltype(ChromaRows<Sample>::split);
 
-/// A radius below 1 leaves the colour differences as they are. Wide sums have the plain form only.
-template <class Sample, class Take, class Give>
-void BlurRows(int width, int height, int radius, Take take, Give give) {
+/// Blurs the colour differences of a frame row by row.
+template <class Sample, class Sum>
+class ChromaBlur {
+public:
+    using AverageRow = void (*)(const WindowSums<Sum>&, const WindowCounts<Sum>&, Sample*, int);
+
+    ChromaBlur(int width, int height, const Sample* frame, int radius, SplitRow<Sample> split,
+               AverageRow average)
+        : width_(width),
+          down_{height, radius},
+          frame_(frame),
+          split_(split),
+          average_(average),
+          ring_(width, std::min<std::int64_t>(2 * down_.radius + 2, height)),
+          none_(width, 0),
+          cbMeans_(width),
+          crMeans_(width),
+          cbSums_({width, radius}),
+          crSums_({width, radius}),
+          counts_({width, radius}) {}
+
+    /// The next row, from the top. The frame's rows from there up are not read again.
+    ChromaRow<const Sample> Next() {
+        for (; taken_ < std::min(y_ + down_.radius + 1, down_.size); ++taken_) {
+            split_(PixelsOf(taken_), ring_[taken_], width_);
+        }
+        const std::size_t pitch = static_cast<std::size_t>(width_) * kElements * sizeof(Sample);
+        Fetcher ahead(PixelsOf(taken_), taken_ < down_.size ? pitch : 0, 4);
+        down_.Advance(y_, [&](std::int64_t entering, std::int64_t leaving) {
+            ahead.Fetch();
+            cbSums_.Slide(RowOf(entering).cb, RowOf(leaving).cb);
+            ahead.Fetch();
+            crSums_.Slide(RowOf(entering).cr, RowOf(leaving).cr);
+        });
+        const auto counts = counts_.Of(down_.Count(y_));
+        ahead.Fetch();
+        average_(cbSums_.Row(), counts, cbMeans_.data(), width_);
+        ahead.Fetch();
+        average_(crSums_.Row(), counts, crMeans_.data(), width_);
+        return {ring_[y_++].y, cbMeans_.data(), crMeans_.data()};
+    }
+
+private:
+    const Sample* PixelsOf(std::int64_t y) const { return frame_ + y * width_ * kElements; }
+    ChromaRow<Sample> RowOf(std::int64_t y) {
+        return y < 0 ? ChromaRow<Sample>{none_.data(), none_.data(), none_.data()} : ring_[y];
+    }
+
+    int width_;
+    ClippedWindow down_;
+    const Sample* frame_;
+    SplitRow<Sample> split_;
+    AverageRow average_;
+    ChromaRing<Sample> ring_;
+    std::vector<Sample> none_;
+    std::vector<Sample> cbMeans_;
+    std::vector<Sample> crMeans_;
+    BoxSums<Sample, Sum> cbSums_;
+    BoxSums<Sample, Sum> crSums_;
+    CountTable<Sum> counts_;
+    std::int64_t y_ = 0;
+    std::int64_t taken_ = 0;
+};
+
+/// Calls give(y, row, pixels) for every row of a frame, where row holds its luma and its blurred
+/// colour differences. A radius below 1 leaves them as they are.
+template <class Sample, class Give>
+void BlurRows(int width, int height, Sample* frame, int radius, SplitRow<Sample> split, Give give) {
     if (width < 1 || height < 1) return;
     radius = std::max(radius, 0);
+    const auto blur = [&](auto rows) {
+        for (std::int64_t y = 0; y < height; ++y) {
+            give(y, rows.Next(), frame + y * width * kElements);
+        }
+    };
     if (SumsAreNarrow<Sample>({width, radius}, {height, radius})) {
         const auto average = Rows<Sample>().average;
-        BlurRows<Sample, std::uint32_t>(width, height, radius, average, take, give);
+        blur(ChromaBlur<Sample, std::uint32_t>(width, height, frame, radius, split, average));
     } else {
         const auto average = Average<Sample, std::uint64_t>;
-        BlurRows<Sample, std::uint64_t>(width, height, radius, average, take, give);
+        blur(ChromaBlur<Sample, std::uint64_t>(width, height, frame, radius, split, average));
     }
 }
 
@@ -174,42 +217,23 @@ template <class Sample>
 void BlurPackedChroma(int width, int height, Sample* frame, Sample* work, int radius) {
     if (radius < 1 || width < 1 || height < 1) return;
     const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
-    BlurRows<Sample>(
-        width, height, radius,
-        [&](std::int64_t y, const ChromaRow<Sample>& row) {
-            Unpack(frame + y * pitch, row, width);
-        },
-        [&](std::int64_t y, const ChromaRow<const Sample>& row) {
-            Pack(row, frame + y * pitch, work + y * pitch, width);
-        });
+    const auto give = [&](std::int64_t y, const ChromaRow<const Sample>& row, Sample* pixels) {
+        Pack(row, pixels, work + y * pitch, width);
+    };
+    BlurRows(width, height, frame, radius, Unpack<Sample>, give);
     std::memcpy(frame, work, pitch * height * sizeof(Sample));
-}
-
-/// Calls finish(y, row, pixels), which is to convert back, for every row of a frame.
-template <class Sample, class Finish>
-void SmoothRows(int width, int height, Sample* frame, int radius, Finish finish) {
-    const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
-    const ChromaRows<Sample>& rows = Rows<Sample>();
-    BlurRows<Sample>(
-        width, height, radius,
-        [&](std::int64_t y, const ChromaRow<Sample>& row) {
-            rows.split(frame + y * pitch, row, width);
-        },
-        [&](std::int64_t y, const ChromaRow<const Sample>& row) {
-            finish(y, row, frame + y * pitch);
-        });
 }
 
 /// The work frame gets what lies between the conversions; a radius below 1 leaves it alone.
 template <class Sample>
 void SmoothWithWork(int width, int height, Sample* frame, Sample* work, int radius) {
     const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
-    const auto join = Rows<Sample>().join;
-    const auto finish = [&](std::int64_t y, const ChromaRow<const Sample>& row, Sample* pixels) {
+    const ChromaRows<Sample>& rows = Rows<Sample>();
+    const auto give = [&](std::int64_t y, const ChromaRow<const Sample>& row, Sample* pixels) {
         if (radius >= 1) Pack(row, pixels, work + y * pitch, width);
-        join(row, pixels, width);
+        rows.join(row, pixels, width);
     };
-    SmoothRows(width, height, frame, radius, finish);
+    BlurRows(width, height, frame, radius, rows.split, give);
 }
 
 }  // namespace
@@ -217,12 +241,12 @@ void SmoothWithWork(int width, int height, Sample* frame, Sample* work, int radi
 template <class Sample>
 void SmoothChroma(int width, int height, Sample* frame, int radius,
                   const std::function<void(int y)>& done) {
-    const auto join = Rows<Sample>().join;
-    const auto finish = [&](std::int64_t y, const ChromaRow<const Sample>& row, Sample* pixels) {
-        join(row, pixels, width);
+    const ChromaRows<Sample>& rows = Rows<Sample>();
+    const auto give = [&](std::int64_t y, const ChromaRow<const Sample>& row, Sample* pixels) {
+        rows.join(row, pixels, width);
         if (done) done(static_cast<int>(y));
     };
-    SmoothRows(width, height, frame, radius, finish);
+    BlurRows(width, height, frame, radius, rows.split, give);
 }
 
 template void SmoothChroma(int, int, unsigned short*, int, const std::function<void(int)>&);
