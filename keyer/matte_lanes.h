@@ -10,7 +10,9 @@
 
 #include <hwy/highway.h>
 
+#include <bit>
 #include <cstdint>
+#include <cstring>
 
 #include "imaging/planar_row.h"
 #include "imaging/sample.h"
@@ -66,6 +68,13 @@ struct UnitRamp {
     }
 };
 
+/// A bit for each lane, the first lowest.
+HWY_INLINE unsigned Bits(Mask mask) {
+    std::uint8_t bytes[8] = {};
+    hn::StoreMaskBits(kFloats, mask, bytes);
+    return bytes[0] | unsigned{bytes[1]} << 8;
+}
+
 /// Vectors of Chroma.
 struct Chromas {
     Floats i;
@@ -99,11 +108,14 @@ struct Colors {
     Chromas chroma;
 };
 
-/// Components on the 8-bit scale.
+/// Of components that are kScale times those of the 8-bit scale. A power of two takes nothing from
+/// the weights.
+template <int kScale>
 HWY_INLINE Colors ToColors(Floats r, Floats g, Floats b) {
-    return {Splat(0.114f) * b + (Splat(0.299f) * r + Splat(0.587f) * g),
-            {Splat(-0.321f) * b + (Splat(0.596f) * r - Splat(0.275f) * g),
-             Splat(0.311f) * b + (Splat(0.212f) * r - Splat(0.523f) * g)}};
+    constexpr float kUnit = 1.0f / kScale;
+    return {Splat(0.114f * kUnit) * b + (Splat(0.299f * kUnit) * r + Splat(0.587f * kUnit) * g),
+            {Splat(-0.321f * kUnit) * b + (Splat(0.596f * kUnit) * r - Splat(0.275f * kUnit) * g),
+             Splat(0.311f * kUnit) * b + (Splat(0.212f * kUnit) * r - Splat(0.523f * kUnit) * g)}};
 }
 
 /// A vector's worth of interleaved pixels.
@@ -119,27 +131,44 @@ struct Pixels<std::uint16_t> {
     Ints blueGreen;  ///< blue in the low half of each lane
     Ints redAlpha;
 
-    static HWY_INLINE Pixels Load(const std::uint16_t* from) {
+    static constexpr unsigned kFirstHalf = 0x5555;
+    static constexpr unsigned kSecondHalf = 0xAAAA;
+
+    /// From two places of half a vector each.
+    static HWY_INLINE Pixels Load(const std::uint16_t* from, const std::uint16_t* from2) {
         const auto first = hn::BitCast(kInts, hn::LoadU(HalfTag(), from));
-        const auto second = hn::BitCast(kInts, hn::LoadU(HalfTag(), from + 2 * kLanes));
+        const auto second = hn::BitCast(kInts, hn::LoadU(HalfTag(), from2));
         return {hn::OddEven(Up(second), first), hn::OddEven(second, Down(first))};
     }
 
     HWY_INLINE void Store(std::uint16_t* to) const {
-        const auto first = hn::OddEven(Up(redAlpha), blueGreen);
-        const auto second = hn::OddEven(redAlpha, Down(blueGreen));
-        hn::StoreU(hn::BitCast(HalfTag(), first), HalfTag(), to);
-        hn::StoreU(hn::BitCast(HalfTag(), second), HalfTag(), to + 2 * kLanes);
+        StoreFirst(to);
+        StoreSecond(to + 2 * kLanes);
+    }
+    HWY_INLINE void StoreFirst(std::uint16_t* to) const {
+        hn::StoreU(hn::BitCast(HalfTag(), hn::OddEven(Up(redAlpha), blueGreen)), HalfTag(), to);
+    }
+    HWY_INLINE void StoreSecond(std::uint16_t* to) const {
+        hn::StoreU(hn::BitCast(HalfTag(), hn::OddEven(redAlpha, Down(blueGreen))), HalfTag(), to);
     }
 
     static HWY_INLINE Pixels Of(Ints r, Ints g, Ints b, Ints alpha) {
         return {b | hn::ShiftLeft<16>(g), r | hn::ShiftLeft<16>(alpha)};
     }
 
+    /// Black with the matte; gray where that is 0.
+    static HWY_INLINE Pixels Black(Ints matte) {
+        const auto clear = matte == Splat(0);
+        constexpr int kGray = Depth<std::uint16_t>::kTransparentGray;
+        return {hn::IfThenElseZero(clear, Splat(kGray * 0x10001)),
+                hn::IfThenElse(clear, Splat(kGray), hn::ShiftLeft<16>(matte))};
+    }
+
     HWY_INLINE Colors ToColors() const {
         const Ints low = Splat(0xFFFF);
-        return HWY_NAMESPACE::ToColors(Unit(hn::And(redAlpha, low)), Unit(Shifted(blueGreen)),
-                                       Unit(hn::And(blueGreen, low)));
+        return HWY_NAMESPACE::ToColors<256>(Units(hn::And(redAlpha, low)),
+                                            Units(Shifted(blueGreen)),
+                                            Units(hn::And(blueGreen, low)));
     }
 
     HWY_INLINE Pixels Opaque() const { return {blueGreen, redAlpha | Splat(INT_MIN >> 15)}; }
@@ -150,10 +179,12 @@ struct Pixels<std::uint16_t> {
     }
 
     /// The bytes of a plane in the order of the pixels here.
-    static HWY_INLINE Floats LoadPlane(const unsigned char* from) {
+    static HWY_INLINE Floats LoadPlane(const unsigned char* from, const unsigned char* from2) {
         const hn::Rebind<std::uint8_t, FloatTag> bytes;
-        const auto all = hn::LoadU(bytes, from);
-        const auto mixed = hn::InterleaveLower(all, hn::ShiftRightBytes<kLanes / 2>(bytes, all));
+        const hn::Half<decltype(bytes)> half;
+        const auto first = hn::ZeroExtendVector(bytes, hn::LoadU(half, from));
+        const auto second = hn::ZeroExtendVector(bytes, hn::LoadU(half, from2));
+        const auto mixed = hn::InterleaveLower(first, second);
         return hn::ConvertTo(kFloats, hn::PromoteTo(kInts, mixed));
     }
 
@@ -168,10 +199,10 @@ private:
         const hn::RebindToUnsigned<IntTag> words;
         return hn::BitCast(kInts, hn::ShiftRight<16>(hn::BitCast(words, v)));
     }
-    /// v / 257, to the bit for every sample: 1 / 257 is 1 / 256 - 1 / (256 * 257).
-    static HWY_INLINE Floats Unit(Ints v) {
+    /// v / 257 * 256, to the last bit for every sample.
+    static HWY_INLINE Floats Units(Ints v) {
         const Floats value = hn::ConvertTo(kFloats, v);
-        return value * Splat(1 / 256.0f) - value * Splat(1 / 65792.0f);
+        return value - value * Splat(1 / 257.0f);
     }
 };
 
@@ -181,21 +212,39 @@ struct Pixels<std::uint8_t> {
 
     Ints bgra;
 
-    static HWY_INLINE Pixels Load(const std::uint8_t* from) {
-        return {hn::BitCast(kInts, hn::LoadU(ByteTag(), from))};
+    static constexpr unsigned kFirstHalf = (1u << kLanes / 2) - 1;
+    static constexpr unsigned kSecondHalf = kFirstHalf << kLanes / 2;
+
+    static HWY_INLINE Pixels Load(const std::uint8_t* from, const std::uint8_t* from2) {
+        const hn::Half<ByteTag> half;
+        return {hn::BitCast(kInts,
+                            hn::Combine(ByteTag(), hn::LoadU(half, from2), hn::LoadU(half, from)))};
     }
 
     HWY_INLINE void Store(std::uint8_t* to) const {
         hn::StoreU(hn::BitCast(ByteTag(), bgra), ByteTag(), to);
+    }
+    HWY_INLINE void StoreFirst(std::uint8_t* to) const {
+        hn::StoreU(hn::LowerHalf(hn::BitCast(ByteTag(), bgra)), hn::Half<ByteTag>(), to);
+    }
+    HWY_INLINE void StoreSecond(std::uint8_t* to) const {
+        hn::StoreU(hn::UpperHalf(hn::Half<ByteTag>(), hn::BitCast(ByteTag(), bgra)),
+                   hn::Half<ByteTag>(), to);
     }
 
     static HWY_INLINE Pixels Of(Ints r, Ints g, Ints b, Ints alpha) {
         return {(b | hn::ShiftLeft<8>(g)) | (hn::ShiftLeft<16>(r) | hn::ShiftLeft<24>(alpha))};
     }
 
+    static HWY_INLINE Pixels Black(Ints matte) {
+        constexpr int kGray = Depth<std::uint8_t>::kTransparentGray;
+        return {
+            hn::IfThenElse(matte == Splat(0), Splat(kGray * 0x10101), hn::ShiftLeft<24>(matte))};
+    }
+
     HWY_INLINE Colors ToColors() const {
-        return HWY_NAMESPACE::ToColors(Unit(hn::ShiftRight<16>(bgra)),
-                                       Unit(hn::ShiftRight<8>(bgra)), Unit(bgra));
+        return HWY_NAMESPACE::ToColors<1>(Unit(hn::ShiftRight<16>(bgra)),
+                                          Unit(hn::ShiftRight<8>(bgra)), Unit(bgra));
     }
 
     HWY_INLINE Pixels Opaque() const { return {bgra | Splat(INT_MIN >> 7)}; }
@@ -204,9 +253,11 @@ struct Pixels<std::uint8_t> {
         return {HWY_NAMESPACE::Choose(mask, yes.bgra, no.bgra)};
     }
 
-    static HWY_INLINE Floats LoadPlane(const unsigned char* from) {
+    static HWY_INLINE Floats LoadPlane(const unsigned char* from, const unsigned char* from2) {
         const hn::Rebind<std::uint8_t, FloatTag> bytes;
-        return hn::ConvertTo(kFloats, hn::PromoteTo(kInts, hn::LoadU(bytes, from)));
+        const hn::Half<decltype(bytes)> half;
+        const auto all = hn::Combine(bytes, hn::LoadU(half, from2), hn::LoadU(half, from));
+        return hn::ConvertTo(kFloats, hn::PromoteTo(kInts, all));
     }
 
 private:
