@@ -239,18 +239,16 @@ void SmoothWithWork(int width, int height, Sample* frame, Sample* work, int radi
 }  // namespace
 
 template <class Sample>
-void SmoothChroma(int width, int height, Sample* frame, int radius,
-                  const std::function<void(int y)>& done) {
+void SmoothChroma(int width, int height, Sample* frame, int radius) {
     const ChromaRows<Sample>& rows = Rows<Sample>();
-    const auto give = [&](std::int64_t y, const ChromaRow<const Sample>& row, Sample* pixels) {
+    const auto give = [&](std::int64_t, const ChromaRow<const Sample>& row, Sample* pixels) {
         rows.join(row, pixels, width);
-        if (done) done(static_cast<int>(y));
     };
     BlurRows(width, height, frame, radius, rows.split, give);
 }
 
-template void SmoothChroma(int, int, unsigned short*, int, const std::function<void(int)>&);
-template void SmoothChroma(int, int, unsigned char*, int, const std::function<void(int)>&);
+template void SmoothChroma(int, int, unsigned short*, int);
+template void SmoothChroma(int, int, unsigned char*, int);
 
 }  // namespace veltrane
 
