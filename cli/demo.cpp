@@ -96,9 +96,9 @@ void WriteStill(const std::string& path, const media::Frame& picture, bool opaqu
 }
 
 /// Keys the whole clip once into its three videos; returns the frames to be shown.
-void KeyClip(media::Reader& reader, const std::shared_ptr<media::Fetched>& first,
-             const Settings& settings, const media::Frame& background,
-             const std::vector<Video>& videos, int threads, Shown& shown) {
+void KeyClip(media::Reader& reader, const FirstFrame& first, const Settings& settings,
+             const media::Frame& background, const std::vector<Video>& videos, int threads,
+             Shown& shown) {
     std::vector<std::unique_ptr<media::Writer>> owners;
     std::vector<media::Writer*> writers;
     for (const Video& video : videos)
@@ -141,8 +141,8 @@ void DemoCommand::Run() const {
     const std::string sample = sample_.empty() ? DefaultSample() : sample_;
     const std::unique_ptr<media::Reader> reader = media::Open(sample);
     const media::Info& info = reader->info();
-    const std::shared_ptr<media::Fetched> first = FetchFirst(*reader);
-    const KeyColor key = Resolve(FindScreen{}, reader->Decode(*first), sample, {});
+    FirstFrame first = FetchFirst(*reader);
+    const KeyColor key = Resolve(FindScreen{}, LookAt(first, *reader), sample, {});
     Say("key colour " + HexText(key.color) + ' ' + key.origin);
     Settings settings;
     settings.keyColor = key.color;

@@ -183,11 +183,12 @@ void KeyCommand::CheckPlaces() const {
 }
 
 void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader,
-                                const media::Fetched& first, Summary& summary) const {
+                                FirstFrame& first, Summary& summary) const {
     Settings& settings = summary.settings;
     if (settings.view == View::Source && std::holds_alternative<FindScreen>(request)) return;
+    const media::Frame none;
     const bool given = std::holds_alternative<Color>(request);
-    const media::Frame frame = given ? media::Frame{} : reader.Decode(first);
+    const media::Frame& frame = given ? none : LookAt(first, reader);
     summary.key = Resolve(request, frame, input_, ReadOptions());
     settings.keyColor = summary.key->color;
     if (quiet_) return;
@@ -195,7 +196,7 @@ void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, media::Reader& r
     if (IsBlack(settings.keyColor)) Say("a black key colour leaves the frames unkeyed");
 }
 
-void KeyCommand::KeyFrames(media::Reader& reader, const std::shared_ptr<media::Fetched>& first,
+void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first,
                            const std::optional<media::Frame>& background, media::Writer& writer,
                            Summary& summary) const {
     const Settings& settings = summary.settings;
@@ -232,8 +233,8 @@ void KeyCommand::Run() const {
     const std::optional<media::Frame> background = Background(background_, info);
     const std::unique_ptr<media::Writer> writer =
         media::Create(output_, WriteOptions(settings.view), WithRate(info, fps_));
-    const std::shared_ptr<media::Fetched> first = FetchFirst(*reader);
-    ChooseKeyColor(request, *reader, *first, summary);
+    FirstFrame first = FetchFirst(*reader);
+    ChooseKeyColor(request, *reader, first, summary);
     if (!savePreset_.empty()) WritePreset(savePreset_, settings);
     KeyFrames(*reader, first, background, *writer, summary);
     if (!quiet_) Say(summary.ForPeople(output_));

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "cli/key_color.h"
+#include "cli/pipeline.h"
 #include "cli/setting_options.h"
 #include "media/media.h"
 
@@ -26,9 +27,9 @@ private:
     media::WriteOptions WriteOptions(View view) const;
     std::string KeyColorText(const Settings& settings) const;
     void CheckPlaces() const;
-    void ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader,
-                        const media::Fetched& first, Summary& summary) const;
-    void KeyFrames(media::Reader& reader, const std::shared_ptr<media::Fetched>& first,
+    void ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader, FirstFrame& first,
+                        Summary& summary) const;
+    void KeyFrames(media::Reader& reader, const FirstFrame& first,
                    const std::optional<media::Frame>& background, media::Writer& writer,
                    Summary& summary) const;
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "cli/interrupt.h"
 
@@ -17,6 +18,7 @@ namespace {
 /// only after all earlier frames are safe.
 struct Job {
     std::shared_ptr<media::Fetched> fetched;
+    std::shared_ptr<media::Frame> decoded;  ///< null where that is still to be done
     std::vector<std::shared_ptr<media::Encoded>> encoded;
     std::exception_ptr error;
 };
@@ -36,7 +38,9 @@ void Guard(Job& job, Work work) {
 class Fetcher {
 public:
     explicit Fetcher(const Pipeline& pipeline)
-        : pipeline_(pipeline), next_(pipeline.first), number_(pipeline.reader.info().firstFrame) {}
+        : pipeline_(pipeline),
+          next_(pipeline.first.fetched),
+          number_(pipeline.reader.info().firstFrame) {}
 
     /// The next frame's job, or null after the last one.
     JobPtr operator()() {
@@ -49,7 +53,9 @@ public:
 
 private:
     void Fetch(Job& job) {
-        if (!fresh_) {
+        if (fresh_) {
+            job.decoded = pipeline_.first.decoded;
+        } else {
             next_ = pipeline_.times.Time(Step::Fetch, [&] { return pipeline_.reader.Fetch(); });
         }
         fresh_ = false;
@@ -76,8 +82,8 @@ void CheckSize(const media::Frame& frame, const media::Info& info) {
 
 void Render(const Pipeline& pipeline, Job& job) {
     StepTimes& times = pipeline.times;
-    media::Frame source =
-        times.Time(Step::Decode, [&] { return pipeline.reader.Decode(*job.fetched); });
+    const auto decode = [&] { return pipeline.reader.Decode(*job.fetched); };
+    media::Frame source = job.decoded ? std::move(*job.decoded) : times.Time(Step::Decode, decode);
     job.fetched.reset();
     CheckSize(source, pipeline.reader.info());
     const std::vector<media::Frame> pictures =
@@ -98,10 +104,17 @@ void Append(const Pipeline& pipeline, const Job& job, FrameCounts& counts) {
 
 }  // namespace
 
-std::shared_ptr<media::Fetched> FetchFirst(media::Reader& reader) {
-    std::shared_ptr<media::Fetched> first = reader.Fetch();
-    if (!first) throw media::Error(reader.info().path + ": holds no frames");
+FirstFrame FetchFirst(media::Reader& reader) {
+    FirstFrame first{reader.Fetch(), nullptr};
+    if (!first.fetched) throw media::Error(reader.info().path + ": holds no frames");
     return first;
+}
+
+const media::Frame& LookAt(FirstFrame& first, media::Reader& reader) {
+    if (!first.decoded) {
+        first.decoded = std::make_shared<media::Frame>(reader.Decode(*first.fetched));
+    }
+    return *first.decoded;
 }
 
 void Run(const Pipeline& pipeline, FrameCounts& counts) {

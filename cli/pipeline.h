@@ -12,10 +12,16 @@
 
 namespace veltrane::cli {
 
+/// A reader's first frame, which may be looked at before the others come.
+struct FirstFrame {
+    std::shared_ptr<media::Fetched> fetched;
+    std::shared_ptr<media::Frame> decoded;  ///< once it was looked at
+};
+
 /// Frames on their way from a reader to one or more writers.
 struct Pipeline {
     media::Reader& reader;
-    std::shared_ptr<media::Fetched> first;  ///< the reader's first frame, already fetched
+    FirstFrame first;  ///< already fetched; what is decoded is taken away
     std::vector<media::Writer*> writers;
     /// Makes one picture for each writer of a frame as read. Called on many threads at a time.
     std::function<std::vector<media::Frame>(const media::Frame& source)> render;
@@ -28,7 +34,10 @@ struct Pipeline {
 };
 
 /// The reader's first frame. Throws media::Error when there is none.
-std::shared_ptr<media::Fetched> FetchFirst(media::Reader& reader);
+FirstFrame FetchFirst(media::Reader& reader);
+
+/// The first frame, decoded if it was not yet.
+const media::Frame& LookAt(FirstFrame& first, media::Reader& reader);
 
 struct FrameCounts {
     std::int64_t written = 0;

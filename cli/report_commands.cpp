@@ -211,7 +211,8 @@ void PickCommand::Run() const {
     if (!frame_.empty()) options.frames = ParseFrameRange(frame_);
     const KeyColorRequest request = ParseKeyColor(at_);
     const std::unique_ptr<media::Reader> reader = media::Open(input_, options);
-    const KeyColor key = Resolve(request, reader->Decode(*FetchFirst(*reader)), input_, options);
+    FirstFrame first = FetchFirst(*reader);
+    const KeyColor key = Resolve(request, LookAt(first, *reader), input_, options);
     const std::string hex = HexText(key.color);
     if (!json_) {
         std::printf("%s   %s\n", hex.c_str(), key.origin.c_str());
