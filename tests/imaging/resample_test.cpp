@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "imaging/imaging.h"
+#include "imaging/resample_axis.h"
 #include "tests/imaging/frames.h"
 
 namespace veltrane::testing {
@@ -110,6 +111,29 @@ TEST(Resample, MatchesThePlainForm) {
         Check<Word, Byte>(random, {S, D}, {7, 5}, 0, 2);
         Check<Byte, Word>(random, {5, 9}, {S, D}, 0, 1);
         Check<Byte, Byte>(random, {S, D}, {D, S}, 1, 3);
+    }
+}
+
+TEST(Resample, FiltersOfLargeFramesHaveExactWeights) {
+    struct Filter {
+        Side side;
+        int lobes, kernelType;
+    };
+    const Filter filters[] = {{{1920, 320}, 2, 0}, {{1080, 180}, 2, 0},  {{4096, 320}, 2, 0},
+                              {{1998, 320}, 2, 0}, {{65535, 320}, 2, 0}, {{320, 1920}, 1, 0},
+                              {{180, 1080}, 1, 0}, {{320, 65535}, 1, 0}, {{65535, 65535}, 1, 0},
+                              {{331, 1997}, 2, 1}, {{2160, 168}, 3, 1},  {{300, 299}, 2, 0}};
+    for (const auto& [side, lobes, type] : filters) {
+        SCOPED_TRACE(::testing::Message() << side.source << " to " << side.target);
+        const ResampleAxis axis(side.source, side.target, type, lobes);
+        ASSERT_EQ(axis.taps.size(), size_t(side.target));
+        for (int x = 0; x < side.target; ++x) {
+            const veltrane::Taps& taps = axis.taps[x];
+            const Taps expected = TapsAt(x + 1, side.source, side.target, lobes, type);
+            const int32_t* weights = axis.Weights(taps);
+            ASSERT_EQ(taps.first, expected.first - 1) << x;
+            ASSERT_EQ(std::vector<int>(weights, weights + taps.count), expected.weights) << x;
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 
+#include "tests/imaging/levels.h"
 #include "tests/keyer/records.h"
 
 namespace veltrane::testing {
@@ -96,6 +97,33 @@ TEST(BackgroundExtract, MatchesThePlainForm) {
     EXPECT_EQ(pixel, (Bytes{1, 2, 3, 4}));
 }
 
+/// A frame after extraction and, behind it, the map.
+Bytes Extract(Bytes image, int width, int height, const int (&key)[3], int lower, int upper) {
+    Bytes map(size_t(width + 3) / 4 * 4 * height, 99);
+    stages.ExtractBack32bit(image.data(), map.data(), width, height, width * 4, key[2], key[1],
+                            key[0], lower, upper);
+    image.insert(image.end(), map.begin(), map.end());
+    return image;
+}
+
+TEST(BackgroundExtract, GivesTheSameBitsAtEveryLevel) {
+    Random random(47);
+    for (int n = 0; n < 140; ++n) {
+        const int width = n % 70 + 1, height = random(1, 20);
+        const int lower = random.Biased(-360, 360), upper = random.Biased(-360, 360);
+        int key[3];
+        for (int e = 0; e < 3; ++e) key[e] = n % 2 ? kScreen[e] : random.Biased(0, 255);
+        const Bytes image = n % 3
+                                ? StudioFrame<unsigned char>(random, width, height)
+                                : RandomSamples<unsigned char>(random, size_t(width) * height * 4);
+        const auto extract = [&] { return Extract(image, width, height, key, lower, upper); };
+        const Bytes expected = Plainly(extract);
+        SCOPED_TRACE(::testing::Message()
+                     << width << "x" << height << " hues " << lower << " to " << upper);
+        ForEachLevel([&] { ASSERT_TRUE(Same(expected, extract(), width)); });
+    }
+}
+
 struct Fill {
     Bytes pixels;
     int width;
@@ -128,8 +156,10 @@ Bytes Holed(Random& random, int width, int height, int share) {
 TEST(BackgroundContract, MatchesThePlainForm) {
     Random random(43);
     for (int n = 0; n < 200; ++n) {
-        const int width = random(1, 15), height = random(1, 15), steps = random(0, 4);
-        Bytes image = Holed(random, width, height, random(0, 20));
+        const bool wide = n % 4 == 0;  // several words of flags
+        const int width = wide ? random(60, 200) : random(1, 15);
+        const int height = random(1, 15), steps = random(0, 4);
+        Bytes image = Holed(random, width, height, wide ? 1 : random(0, 20));
         Bytes expected = image;
         for (int step = 0; step < steps; ++step) {
             const Fill before{expected, width, height};
@@ -232,6 +262,29 @@ TEST(BackgroundExpand, MatchesThePlainForm) {
             << "case " << n << ": " << width << "x" << height << " holes " << share;
     }
     EXPECT_EQ(stages.ExpandBack32bit8(nullptr, 1, 1, 4, 0, 0, 0), 0u);
+}
+
+TEST(BackgroundExpand, FillsDeepHolesInwards) {
+    struct Shape {
+        int width, height, left, top, right,
+            bottom;  // all is a hole but what lies outside of these
+    };
+    const Shape shapes[] = {{4, 640, 0, 20, 4, 630},
+                            {140, 30, 1, 2, 139, 29},
+                            {70, 60, 1, 0, 70, 60},
+                            {3, 700, 0, 1, 2, 700},
+                            {130, 9, 66, 0, 130, 9}};
+    Random random(46);
+    for (const auto& [width, height, left, top, right, bottom] : shapes) {
+        for (int share : {0, 20}) {
+            Bytes image = Holed(random, width, height, share);
+            for (int y = top; y < bottom; ++y)
+                for (int x = left; x < right; ++x) std::fill_n(&image[4 * (y * width + x)], 3, 0);
+            const Bytes expected = PlainExpand({image, width, height}, {3, 2, 1});
+            stages.ExpandBack32bit8(image.data(), width, height, width * 4, 1, 2, 3);
+            ASSERT_TRUE(Same(expected, image, width)) << width << "x" << height;
+        }
+    }
 }
 
 /// The clean plate composed from the image operations.

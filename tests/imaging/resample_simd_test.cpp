@@ -1,0 +1,157 @@
+#include <gtest/gtest.h>
+
+#include "imaging/imaging.h"
+#include "imaging/resample.h"
+#include "tests/imaging/frames.h"
+#include "tests/imaging/levels.h"
+
+namespace veltrane::testing {
+namespace {
+
+using Byte = unsigned char;
+using Word = unsigned short;
+const CImagingORV imaging;
+
+/// Noise, extremes alone, a calm shot, or one colour.
+template <typename T>
+std::vector<T> AnyFrame(Random& random, int width, int height) {
+    const int kind = random(0, 3);
+    if (kind == 0) return CalmFrame<T>(random, width, height);
+    auto frame = RandomSamples<T>(random, size_t(width) * height * 4);
+    for (size_t i = 0; i < frame.size(); ++i) {
+        if (kind == 1) frame[i] = static_cast<T>(random.OneIn(2) ? kFull<T> : 0);
+        if (kind == 2) frame[i] = frame[i % 4];
+    }
+    return frame;
+}
+
+struct Scaling {
+    int sourceWidth, sourceHeight, targetWidth, targetHeight, kernelType, lobes;
+};
+
+std::ostream& operator<<(std::ostream& out, const Scaling& s) {
+    return out << s.sourceWidth << "x" << s.sourceHeight << " to " << s.targetWidth << "x"
+               << s.targetHeight << " type " << s.kernelType << " lobes " << s.lobes;
+}
+
+/// Any two sizes, often far apart, and what the keyer asks for: 2 lobes to shrink, 1 to enlarge.
+Scaling AnyScaling(Random& random) {
+    const auto side = [&] { return random.OneIn(6) ? random(71, 900) : random(1, 70); };
+    Scaling s{side(), random(1, 60), side(), random(1, 60), 0, random(1, 2)};
+    if (random.OneIn(3)) s = {s.sourceWidth, s.sourceHeight, s.targetWidth, s.targetHeight, 1, 3};
+    return s;
+}
+
+/// The target, row after row with what lies between them, as a member leaves it.
+template <typename From, typename To>
+std::vector<To> Resample(const Scaling& s, std::vector<From> source, std::vector<To> target) {
+    constexpr auto member =
+        ByDepth<From>(&CImagingORV::DF_WH64bitTo32bit5_1,
+                      ByDepth<To>(&CImagingORV::DF_WH32bitTo64bit5_1, &CImagingORV::DF_WH32bit5_1));
+    const int sourcePitch = static_cast<int>(source.size()) / s.sourceHeight;
+    const int targetPitch = static_cast<int>(target.size()) / s.targetHeight;
+    (imaging.*member)(source.data(), s.sourceWidth, s.sourceHeight, sourcePitch, target.data(),
+                      s.targetWidth, s.targetHeight, targetPitch, s.kernelType, s.lobes);
+    return target;
+}
+
+template <typename From, typename To>
+void ExpectSameAtEveryLevel(Random& random, const Scaling& s) {
+    SCOPED_TRACE(::testing::Message()
+                 << s << " bits " << 8 * sizeof(From) << " to " << 8 * sizeof(To));
+    const auto source = AnyFrame<From>(random, s.sourceWidth + random(0, 1), s.sourceHeight);
+    const int pitch = s.targetWidth * 4 + random(0, 5);
+    const auto target = RandomSamples<To>(random, size_t(pitch) * s.targetHeight);
+    const auto expected = Plainly([&] { return Resample(s, source, target); });
+    ForEachLevel([&] { EXPECT_TRUE(Same(expected, Resample(s, source, target), pitch, 1)); });
+}
+
+TEST(ResampleLevels, GiveTheSameBits) {
+    Random random(71);
+    for (int n = 0; n < 240 && !HasFailure(); ++n) {
+        ExpectSameAtEveryLevel<Word, Byte>(random, AnyScaling(random));
+        ExpectSameAtEveryLevel<Byte, Word>(random, AnyScaling(random));
+        ExpectSameAtEveryLevel<Byte, Byte>(random, AnyScaling(random));
+    }
+    ExpectSameAtEveryLevel<Word, Byte>(random, {1920, 60, 320, 10, 0, 2});
+    ExpectSameAtEveryLevel<Byte, Byte>(random, {4097, 9, 12, 2, 0, 2});
+}
+
+TEST(ResampleLevels, ReduceEverySampleOf16BitsExactly) {
+    const auto check = [] {
+        std::vector<Word> source(65536 * 4);
+        for (size_t i = 0; i < source.size(); ++i) source[i] = static_cast<Word>(i / 4);
+        const auto target =
+            Resample({256, 256, 256, 256, 0, 2}, source, std::vector<Byte>(source.size(), 7));
+        for (int v = 0; v < 65536; ++v) {
+            const auto reduced = static_cast<Byte>(v / 257.0f + 0.5f);
+            const auto at = target.begin() + 4 * v;
+            ASSERT_TRUE(std::count(at, at + 3, reduced) == 3 && at[3] == 7) << v;
+        }
+    };
+    Plainly([&] { return check(), 0; });
+    ForEachLevel(check);
+}
+
+/// All rows of an enlarger as the pixels of a frame.
+std::vector<Byte> Enlarge(const Scaling& s, const std::vector<Byte>& source) {
+    RowEnlarger made(source.data(), s.sourceWidth, s.sourceHeight, s.sourceWidth * 4, s.targetWidth,
+                     s.targetHeight, s.kernelType, s.lobes);
+    RowEnlarger rows = std::move(made);
+    std::vector<Byte> frame;
+    for (int y = 0; y < s.targetHeight; ++y) {
+        const PlanarRow row = rows.Next();
+        for (int x = 0; x < s.targetWidth; ++x)
+            frame.insert(frame.end(), {row.blue[x], row.green[x], row.red[x], 0});
+    }
+    return frame;
+}
+
+TEST(RowEnlarger, GivesTheRowsOfTheWholeFrame) {
+    Random random(72);
+    std::vector<Scaling> scalings{{320, 2, 65535, 1, 0, 1},
+                                  {2, 320, 1, 65535, 0, 1},
+                                  {320, 180, 337, 190, 0, 1},
+                                  {40, 30, 40, 30, 0, 1}};
+    while (scalings.size() < 150) scalings.push_back(AnyScaling(random));
+    for (const Scaling& s : scalings) {
+        SCOPED_TRACE(::testing::Message() << s);
+        const auto source = AnyFrame<Byte>(random, s.sourceWidth, s.sourceHeight);
+        const auto expected = Plainly([&] {
+            return Resample(s, source,
+                            std::vector<Byte>(size_t(s.targetWidth) * s.targetHeight * 4));
+        });
+        const auto check = [&] { EXPECT_TRUE(Same(expected, Enlarge(s, source), s.targetWidth)); };
+        Plainly([&] { return check(), 0; });
+        ForEachLevel(check);
+        if (HasFailure()) return;
+    }
+}
+
+/// The edge map and, behind it, the blurred frame.
+std::vector<Byte> EdgesAndBlur(std::vector<Byte> frame, int width, int height, int radius,
+                               int threshold) {
+    std::vector<Byte> result(size_t(width + 3) * height, 77);
+    imaging.Laplacian32bit8(frame.data(), width, height, width * 4, result.data(), width, height,
+                            width + 3, threshold);
+    imaging.AverageBlurCore32bit6(frame.data(), width, height, width * 4, radius);
+    result.insert(result.end(), frame.begin(), frame.end());
+    return result;
+}
+
+TEST(PlateLevels, FindTheSameEdgesAndBlurAlike) {
+    Random random(73);
+    for (int n = 0; n < 210 && !HasFailure(); ++n) {
+        const int width = n % 70 + 1, height = random(1, 30), radius = random(0, 80) % 33;
+        const int threshold = random.OneIn(2) ? 40 : random.Biased(-1, 2041);
+        SCOPED_TRACE(::testing::Message() << width << "x" << height << " radius " << radius
+                                          << " threshold " << threshold);
+        const auto frame = AnyFrame<Byte>(random, width, height);
+        const auto make = [&] { return EdgesAndBlur(frame, width, height, radius, threshold); };
+        const auto expected = Plainly(make);
+        ForEachLevel([&] { EXPECT_TRUE(Same(expected, make(), width, 1)); });
+    }
+}
+
+}  // namespace
+}  // namespace veltrane::testing
