@@ -8,8 +8,8 @@
 #include <cstring>
 
 #include "imaging/float_frame_rows.h"
+#include "imaging/row_vectors-inl.h"
 #include "imaging/sample.h"
-#include "imaging/simd.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace veltrane {
@@ -17,13 +17,10 @@ namespace HWY_NAMESPACE {
 #if VELTRANE_HAS_LANES
 namespace {
 
-namespace hn = hwy::HWY_NAMESPACE;
-
-using FloatTag = hn::ScalableTag<float>;
 using IntTag = hn::RebindToSigned<FloatTag>;
 using SampleTag = hn::Rebind<std::uint16_t, FloatTag>;
 using ByteTag = hn::Repartition<std::uint8_t, FloatTag>;
-using Floats = hn::Vec<FloatTag>;
+constexpr int kLanes = hn::MaxLanes(FloatTag());
 
 /// Moves the four channels of every pixel to their places in the other order.
 class ChannelOrder {
@@ -65,33 +62,20 @@ Floats ToFloats(hn::Vec<SampleTag> samples) {
     return hn::Div(values, hn::Set(floats, 65535.0f));
 }
 
-/// Calls convert(from, to) for whole vectors, the last ones by way of a small block.
-template <class From, class To, class Convert>
-void ForEachVector(const From* from, To* to, int width, Convert convert) {
-    const std::size_t lanes = hn::Lanes(FloatTag());
-    const std::size_t count = static_cast<std::size_t>(width) * kElements;
-    std::size_t i = 0;
-    for (; i + lanes <= count; i += lanes) convert(from + i, to + i);
-    if (i == count) return;
-    From source[hn::MaxLanes(FloatTag())] = {};
-    alignas(64) To target[hn::MaxLanes(FloatTag())];
-    std::memcpy(source, from + i, (count - i) * sizeof(From));
-    convert(source, target);
-    std::memcpy(to + i, target, (count - i) * sizeof(To));
-}
-
 void ToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width) {
     const ChannelOrder reorder(layout);
-    ForEachVector(pixels, row, width, [&](const float* from, std::uint16_t* to) {
+    const auto convert = [&](const float* from, std::uint16_t* to) {
         hn::StoreU(ToSamples(reorder(hn::LoadU(FloatTag(), from))), SampleTag(), to);
-    });
+    };
+    ForEachVector<kLanes>(width * kElements, convert, Row<const float>{pixels},
+                          Row<std::uint16_t>{row});
 }
 
 /// Whether a row of the host's frame is better written past the caches: a frame of such rows does
 /// not fit into them anyway. Narrow vectors gain nothing.
 bool IsStreamed(const float* pixels, int width) {
     constexpr int kLongRow = 1024;
-    constexpr std::size_t kVector = hn::MaxLanes(FloatTag()) * sizeof(float);
+    constexpr std::size_t kVector = kLanes * sizeof(float);
     return kVector >= 32 && width >= kLongRow &&
            reinterpret_cast<std::uintptr_t>(pixels) % kVector == 0;
 }
@@ -99,18 +83,18 @@ bool IsStreamed(const float* pixels, int width) {
 void ToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int width) {
     const FloatTag floats;
     const ChannelOrder reorder(layout);
-    const auto convert = [&](const std::uint16_t* from) {
-        return reorder(ToFloats(hn::LoadU(SampleTag(), from)));
+    const auto convert = [&](auto store) {
+        const auto body = [&](const std::uint16_t* from, float* to) {
+            store(reorder(ToFloats(hn::LoadU(SampleTag(), from))), to);
+        };
+        ForEachVector<kLanes>(width * kElements, body, Row<const std::uint16_t>{row},
+                              Row<float>{pixels});
     };
     if (IsStreamed(pixels, width)) {
-        ForEachVector(row, pixels, width, [&](const std::uint16_t* from, float* to) {
-            hn::Stream(convert(from), floats, to);
-        });
+        convert([&](Floats values, float* to) { hn::Stream(values, floats, to); });
         hwy::FlushStream();
     } else {
-        ForEachVector(row, pixels, width, [&](const std::uint16_t* from, float* to) {
-            hn::StoreU(convert(from), floats, to);
-        });
+        convert([&](Floats values, float* to) { hn::StoreU(values, floats, to); });
     }
 }
 

@@ -49,7 +49,7 @@ public:
 private:
     T* row_;
     std::size_t count_;
-    std::remove_const_t<T> block_[lanes * elements + beyond] = {};
+    alignas(64) std::remove_const_t<T> block_[lanes * elements + beyond] = {};
 };
 
 /// Calls body with pointers into the rows, once for each vector of lanes pixels. The last ones of a
@@ -59,7 +59,7 @@ void ForEachVector(int width, Body body, Row<T, elements, beyond>... rows) {
     int x = 0;
     for (; x + lanes <= width; x += lanes) body(rows.From(x)...);
     if (x == width) return;
-    const auto finish = [&](auto... ends) {
+    const auto finish = [&](auto&&... ends) {
         body(ends.Block()...);
         (ends.PutBack(), ...);
     };

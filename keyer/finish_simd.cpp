@@ -4,9 +4,8 @@
 #include <hwy/highway.h>
 
 #include <cstdint>
-#include <cstring>
 
-#include "imaging/simd.h"
+#include "imaging/row_vectors-inl.h"
 #include "keyer/finish_rows.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -15,14 +14,9 @@ namespace HWY_NAMESPACE {
 #if VELTRANE_HAS_LANES
 namespace {
 
-namespace hn = hwy::HWY_NAMESPACE;
-
 using ByteTag = hn::ScalableTag<std::uint8_t>;
-using WordTag = hn::Repartition<std::uint32_t, ByteTag>;
 using IntTag = hn::RebindToSigned<WordTag>;
-using FloatTag = hn::RebindToFloat<WordTag>;
 using Bytes = hn::Vec<ByteTag>;
-using Words = hn::Vec<WordTag>;
 
 template <class Sample>
 using SampleTag = hn::Repartition<Sample, ByteTag>;
@@ -106,35 +100,21 @@ void FinishVector(const RowFinish<Sample>& finish, const Sample* source, Sample*
 
 template <class Sample>
 void Finish(const RowFinish<Sample>& finish, const Sample* source, Sample* row, int width) {
-    constexpr std::size_t kMost = hn::MaxLanes(SampleTag<Sample>());
-    const std::size_t lanes = hn::Lanes(SampleTag<Sample>());
-    const std::size_t count = static_cast<std::size_t>(width) * kElements;
-    std::size_t i = 0;
-    for (; i + lanes <= count; i += lanes) FinishVector(finish, source + i, row + i);
-    if (i == count) return;
-    Sample sourceEnd[kMost] = {};
-    Sample rowEnd[kMost] = {};
-    std::memcpy(sourceEnd, source + i, (count - i) * sizeof(Sample));
-    std::memcpy(rowEnd, row + i, (count - i) * sizeof(Sample));
-    FinishVector(finish, sourceEnd, rowEnd);
-    std::memcpy(row + i, rowEnd, (count - i) * sizeof(Sample));
+    constexpr int kLanes = hn::MaxLanes(PixelTag<Sample>());
+    const auto body = [&](const Sample* from, Sample* to) { FinishVector(finish, from, to); };
+    ForEachVector<kLanes>(width, body, Row<const Sample, kElements>{source},
+                          Row<Sample, kElements>{row});
 }
 
 void Reverse(const unsigned char* from, unsigned char* to, int width) {
     alignas(16) static constexpr std::uint8_t kOrder[16] = {3,  2,  1, 0, 7,  6,  5,  4,
                                                             11, 10, 9, 8, 15, 14, 13, 12};
     const ByteTag bytes;
-    const std::size_t lanes = hn::Lanes(bytes);
-    const std::size_t count = static_cast<std::size_t>(width) * kElements;
-    std::size_t i = 0;
-    for (; i + lanes <= count; i += lanes) {
-        hn::StoreU(Shuffle(hn::LoadU(bytes, from + i), kOrder), bytes, to + i);
-    }
-    if (i == count) return;
-    unsigned char end[hn::MaxLanes(ByteTag())] = {};
-    std::memcpy(end, from + i, count - i);
-    hn::StoreU(Shuffle(hn::LoadU(bytes, end), kOrder), bytes, end);
-    std::memcpy(to + i, end, count - i);
+    const auto body = [&](const unsigned char* source, unsigned char* target) {
+        hn::StoreU(Shuffle(hn::LoadU(bytes, source), kOrder), bytes, target);
+    };
+    ForEachVector<hn::MaxLanes(WordTag())>(width, body, Row<const unsigned char, kElements>{from},
+                                           Row<unsigned char, kElements>{to});
 }
 
 }  // namespace
