@@ -79,12 +79,11 @@ Frame<Component> ToFrame(const std::vector<Component>& picture, const std::strin
         double value = picture[i];
         if (state == kOpaque && i % 4 == 3) value = full;
         if (state == kPremultiplied && i % 4 != 3) {
-            if (!(alpha > 0))
-                value = 0;
-            else if (kIsFloat<Component>)
+            if (kIsFloat<Component>)
                 value = picture[i] / alpha;
             else
                 value = std::min(std::floor(value * full / alpha + 0.5), full);
+            if (!(alpha > 0)) value = 0;
         }
         if (kIsFloat<Component>) value = std::clamp(std::floor(value * 65535), 0.0, 65535.0);
         frame[Place<Component>(i)] = value > 0 ? static_cast<std::uint16_t>(value) : 0;
@@ -157,17 +156,11 @@ Settings Look() {
 }
 
 void EnterLook(TestHost& host) {
-    const std::map<std::string, std::vector<double>> values{
-        {"keyColor", {51 / 255.0, 180 / 255.0, 65 / 255.0}},
-        {"deblocking", {1}},
-        {"deblockValue", {3}},
-        {"edgeContract", {1}},
-        {"contractMask", {4}},
-        {"edgeBlur", {1}},
-        {"maskBlurRadius", {5}},
-        {"clipBlack", {5}},
-        {"clipWhite", {90}}};
-    for (const auto& [name, value] : values) host.params.at(name).keys = {{0, value}};
+    const std::map<std::string, double> values{
+        {"deblocking", 1}, {"deblockValue", 3},   {"edgeContract", 1}, {"contractMask", 4},
+        {"edgeBlur", 1},   {"maskBlurRadius", 5}, {"clipBlack", 5},    {"clipWhite", 90}};
+    for (const auto& [name, value] : values) host.params.at(name).keys = {{0, {value}}};
+    host.params.at("keyColor").keys = {{0, {51 / 255.0, 180 / 255.0, 65 / 255.0}}};
 }
 
 Texts TextsOf(const Bag& bag, const std::string& name) {
@@ -219,6 +212,16 @@ TEST_F(OfxPlugin, OffersTheTableInBothContexts) {
             ++name;
         }
         EXPECT_EQ(name, host.order.end());
+        // Saved projects hold these.
+        EXPECT_EQ(
+            host.order,
+            (Texts{"basic",           "view",           "keyColor",          "pickScreenColor",
+                   "smoothBg",        "shadow",         "clipBlack",         "clipWhite",
+                   "deBlockingGroup", "deblocking",     "deblockValue",      "edgeContractGroup",
+                   "edgeContract",    "contractMask",   "contractThreshold", "edgeBlurGroup",
+                   "edgeBlur",        "maskBlurRadius", "maskBlurValue",     "hue",
+                   "skinHue",         "blueHue",        "advanced",          "despill",
+                   "despillGray",     "despillSkin",    "despillBlue",       "screenGain"}));
         EXPECT_EQ(TextsOf(host.params.at("view").bag, "OfxParamPropChoiceOption"),
                   (Texts{"Source", "Matte", "Result"}));
     }
@@ -297,34 +300,23 @@ TYPED_TEST(OfxRender, PicksTheScreensColor) {
     EXPECT_EQ(host.log, (Texts{"begin Pick screen colour", "keyColor", "end"}));
 }
 
-// The form in use where the tests run is held against plain arithmetic above; the others against
-// it.
+// The level in use where the tests run is held against plain arithmetic above.
 TYPED_TEST(OfxRender, ConvertsRowsAlikeAtEveryLevel) {
-    using Samples = Frame<TypeParam>;
     std::mt19937 random(5);
-    for (const int width : {1, 7, 65, 1030}) {
-        Samples row(4 * width + 4);
-        for (auto& sample : row)
-            sample =
-                random() % 3 == 0 ? random() : random() % 2 * (kIsByte<TypeParam> ? 255 : 65535);
-        for (const bool premultiply : {false, true}) {
-            const auto write = [&] {
+    for (const int width : {1, 7, 65, 1030})
+        for (const bool flag : {false, true}) {
+            Frame<TypeParam> row(4 * width + 4);
+            for (auto& sample : row) sample = random() % 3 == 0 ? random() : random() % 2 * 65535;
+            const auto convert = [&] {
                 std::vector<TypeParam> pixels(row.size());
-                WriteRow(&row[4], premultiply, &pixels[4], width);
-                return pixels;
+                Frame<TypeParam> back(row.size());
+                WriteRow(&row[4], flag, &pixels[4], width);
+                ReadRow(&pixels[4], flag ? Alpha::kOpaque : Alpha::kStraight, &back[4], width);
+                return std::pair(pixels, back);
             };
-            const auto pixels = Plainly(write);
-            ForEachLevel([&] { EXPECT_EQ(write(), pixels) << width; });
-            const auto read = [&] {
-                Samples back(row.size());
-                ReadRow(&pixels[4], premultiply ? Alpha::kOpaque : Alpha::kStraight, &back[4],
-                        width);
-                return back;
-            };
-            const auto back = Plainly(read);
-            ForEachLevel([&] { EXPECT_EQ(read(), back) << width; });
+            const auto plain = Plainly(convert);
+            ForEachLevel([&] { EXPECT_EQ(convert(), plain) << width; });
         }
-    }
 }
 
 TEST_F(OfxPlugin, DividesByAlphaToTheNearestStep) {
