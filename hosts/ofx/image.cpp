@@ -81,7 +81,8 @@ void Image::Read() {
     RequireFormat(rowBytes_ % component == 0 &&
                   reinterpret_cast<std::uintptr_t>(data_) % component == 0);
     alpha_ = AlphaOf(image.String(prop::kPremultiplication));
-    scale_ = image.Double(prop::kRenderScale, 1);
+    const double scale = image.Double(prop::kRenderScale, 1);
+    if (scale > 0) scale_ = scale;
 }
 
 }  // namespace veltrane::ofx

@@ -346,9 +346,9 @@ TEST_F(OfxPlugin, ScalesRadiiInProxies) {
     TestHost host;
     EnterLook(host);
     const auto picture = MakePicture<float>(2);
-    // Of 3, 4 and 5 pixels: halves round up, nothing falls below 1 or leaves its range.
+    // Of 3, 4 and 5 pixels: halves round up, nothing falls below 1 or leaves its range; 0 is none.
     for (const auto& [scale, deblock, contract, blur] :
-         {std::tuple{0.5, 2, 2, 3}, {0.01, 1, 1, 1}, {30.0, 10, 10, 100}}) {
+         {std::tuple{0.5, 2, 2, 3}, {0.01, 1, 1, 1}, {30.0, 10, 10, 100}, {0.0, 3, 4, 5}}) {
         TestImage source({kPlace, kDepth<float>, kOpaque, 0, false, scale});
         TestImage output({kPlace, kDepth<float>, kStraight, 0, false, scale});
         Draw(picture, kPlace, source);
