@@ -7,6 +7,12 @@ namespace {
 
 constexpr int kPlanes = 3;
 
+void Split(const std::uint8_t* pixel, std::uint8_t* const* planes, int width) {
+    for (int x = 0; x < width; ++x, pixel += kElements) {
+        for (int e = 0; e < kPlanes; ++e) planes[e][x] = pixel[e];
+    }
+}
+
 void Stretch(const std::uint8_t* const* planes, const ResampleAxis& axis, const StretchAxis&,
              std::uint8_t* stretched, std::size_t pitch) {
     for (int e = 0; e < kPlanes; ++e) {
@@ -29,16 +35,26 @@ void Blend(const std::uint8_t* upper, const std::uint8_t* lower, int upperWeight
     }
 }
 
-constexpr EnlargeRows kPlainRows{Stretch, Blend};
+template <class Sample>
+void Store(const PlanarRow& row, Sample* target, int width) {
+    constexpr int kUnit = kFullScale<Sample> / 255;
+    for (int x = 0; x < width; ++x, target += kElements) {
+        target[0] = static_cast<Sample>(row.blue[x] * kUnit);
+        target[1] = static_cast<Sample>(row.green[x] * kUnit);
+        target[2] = static_cast<Sample>(row.red[x] * kUnit);
+    }
+}
 
-const EnlargeRows& Rows() {
+constexpr EnlargeRows kPlainRows{Split, Stretch, Blend, Store<std::uint8_t>, Store<std::uint16_t>};
+
+}  // namespace
+
+const EnlargeRows& EnlargeRowsInUse() {
 #ifdef VELTRANE_SIMD
     if (const EnlargeRows* rows = SimdEnlargeRows()) return *rows;
 #endif
     return kPlainRows;
 }
-
-}  // namespace
 
 PlaneEnlarger::PlaneEnlarger(const std::uint8_t* source, int width, int pitch,
                              const ResampleAxis& across, const ResampleAxis& down)
@@ -48,7 +64,7 @@ PlaneEnlarger::PlaneEnlarger(const std::uint8_t* source, int width, int pitch,
       across_(across),
       down_(down),
       stretch_(across),
-      rows_(Rows()),
+      rows_(EnlargeRowsInUse()),
       planePitch_((across.taps.size() + kRowBlock - 1) / kRowBlock * kRowBlock),
       planes_(kPlanes * (width_ + StretchAxis::kWindow), 0),
       ring_(2 * kPlanes * planePitch_, 0),
@@ -68,10 +84,7 @@ void PlaneEnlarger::StretchMore() {
     const std::size_t planeSize = planes_.size() / kPlanes;
     std::uint8_t* const planes[kPlanes] = {planes_.data(), planes_.data() + planeSize,
                                            planes_.data() + 2 * planeSize};
-    const std::uint8_t* pixel = source_ + stretchedRows_ * pitch_;
-    for (std::size_t x = 0; x < width_; ++x, pixel += kElements) {
-        for (int e = 0; e < kPlanes; ++e) planes[e][x] = pixel[e];
-    }
+    rows_.split(source_ + stretchedRows_ * pitch_, planes, static_cast<int>(width_));
     rows_.stretch(planes, across_, stretch_, ring_.data() + stretchedRows_ % 2 * RowSize(),
                   planePitch_);
     ++stretchedRows_;

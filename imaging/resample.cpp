@@ -133,17 +133,17 @@ private:
         for (int y = filteredRows_; y < end; ++y) {
             ReadRow(y, bytes_.data() + pitch * (y - filteredRows_));
         }
-        rows_.filter({bytes_.data(), pitch, source_.width, RowsFrom(end)}, across_, pairs_,
-                     scratch_.data(), RingRow(filteredRows_), pitch_);
+        rows_.filter({bytes_.data(), pitch, source_.width, source_.Row(end), SizeFrom(end)},
+                     across_, pairs_, scratch_.data(), RingRow(filteredRows_), pitch_);
         filteredRows_ += rows_.rowsAtOnce;
     }
 
-    /// The memory of the rows that are filtered next; none where they do not lie close together.
-    MemoryRange RowsFrom(int y) const {
+    /// Bytes of the rows that are filtered next; 0 where they do not lie close together.
+    std::size_t SizeFrom(int y) const {
         const int end = std::min(y + rows_.rowsAtOnce, source_.height);
         const auto pitch = static_cast<std::size_t>(source_.pitch);
-        if (y == end || source_.pitch < 0 || pitch > 2 * rowSize_) return {};
-        return {source_.Row(y), ((end - y - 1) * pitch + rowSize_) * sizeof(Source)};
+        if (y == end || source_.pitch < 0 || pitch > 2 * rowSize_) return 0;
+        return ((end - y - 1) * pitch + rowSize_) * sizeof(Source);
     }
 
     void ReadRow(int y, std::uint8_t* bytes) {
@@ -203,21 +203,17 @@ void ResampleAs(const SourceFrame<Source>& source, const ResampleAxis& across,
 }
 
 template <class Target>
-void StorePlanes(const PlanarRow& row, Target* target, int width) {
-    for (int x = 0; x < width; ++x, target += kElements) {
-        target[0] = FromByte<Target>(row.blue[x]);
-        target[1] = FromByte<Target>(row.green[x]);
-        target[2] = FromByte<Target>(row.red[x]);
-    }
-}
-
-template <class Target>
 void EnlargePlanes(const SourceFrame<std::uint8_t>& source, const ResampleAxis& across,
                    const ResampleAxis& down, Target* target, int targetPitch) {
     PlaneEnlarger rows(source.pixels, source.width, source.pitch, across, down);
-    for (std::size_t y = 0; y < down.taps.size(); ++y) {
-        StorePlanes(rows.Next(), target + static_cast<std::ptrdiff_t>(y) * targetPitch,
-                    static_cast<int>(across.taps.size()));
+    const EnlargeRows& steps = EnlargeRowsInUse();
+    const int width = static_cast<int>(across.taps.size());
+    for (std::size_t y = 0; y < down.taps.size(); ++y, target += targetPitch) {
+        if constexpr (sizeof(Target) == 1) {
+            steps.store8(rows.Next(), target, width);
+        } else {
+            steps.store16(rows.Next(), target, width);
+        }
     }
 }
 

@@ -101,14 +101,11 @@ ResampleAxis::ResampleAxis(int sourceSize, int targetSize, int kernelType, int l
 void ResampleAxis::AppendNormalised(const std::vector<float>& kernel) {
     float sum = 0;
     for (const float value : kernel) sum += value;
-    const std::size_t start = weights.size();
+    for (const float value : kernel) weights.push_back(TruncateToInt(value / sum * 65536.0f));
     const std::size_t count = kernel.size();
-    weights.resize(start + count);
-    std::int32_t* own = weights.data() + start;
-    for (std::size_t k = 0; k < count; ++k) {
-        own[k] = TruncateToInt(kernel[k] / sum * 65536.0f);
-    }
-    const bool same = start >= count && std::equal(own, own + count, own - count);
+    const std::size_t start = weights.size() - count;
+    const auto own = weights.begin() + static_cast<std::ptrdiff_t>(start);
+    const bool same = start >= count && std::equal(own, weights.end(), own - count);
     if (same) weights.resize(start);
     taps.back().weights = static_cast<std::uint32_t>(same ? start - count : start);
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "imaging/planar_row.h"
 #include "imaging/resample_axis.h"
 
 namespace veltrane {
@@ -40,17 +41,13 @@ inline constexpr std::size_t kRowPadding = 16;
 /// Filtered rows are padded to whole vectors of this many elements.
 inline constexpr int kRowBlock = 64;
 
-struct MemoryRange {
-    const void* begin = nullptr;
-    std::size_t size = 0;
-};
-
 /// Rows of 8-bit pixels, pitch bytes apart, each followed by kRowPadding bytes.
 struct FilterRows {
     const std::uint8_t* pixels;
     std::size_t pitch;
     int width;
-    MemoryRange next;  ///< what will be read after them
+    const void* next;  ///< what will be read after them; fetched meanwhile
+    std::size_t nextSize;
 };
 
 /// Filters rows of 8-bit pixels along them and then across them. Filtered holds what the first step
@@ -89,6 +86,8 @@ struct StretchAxis {
 
 /// Enlarges planes of bytes, where neither direction takes more than two taps.
 struct EnlargeRows {
+    /// Splits the colours of a row of pixels into planes.
+    void (*split)(const std::uint8_t* pixels, std::uint8_t* const* planes, int width);
     /// Filters the three planes of a row along it into others pitch bytes apart. The planes may be
     /// read up to kWindow samples beyond their width, the others written up to kRowBlock beyond.
     void (*stretch)(const std::uint8_t* const* planes, const ResampleAxis& axis,
@@ -96,7 +95,13 @@ struct EnlargeRows {
     /// row = (upper * upperWeight + lower * lowerWeight + 32768) >> 16.
     void (*blend)(const std::uint8_t* upper, const std::uint8_t* lower, int upperWeight,
                   int lowerWeight, std::uint8_t* row, std::size_t size);
+    /// Stores planes as pixels of 8 bits or, times 257, of 16; element 3 stays.
+    void (*store8)(const PlanarRow& row, std::uint8_t* target, int width);
+    void (*store16)(const PlanarRow& row, std::uint16_t* target, int width);
 };
+
+/// The form in use; ask once a frame.
+const EnlargeRows& EnlargeRowsInUse();
 
 /// The vector forms in use, or null when the plain ones are.
 const ResampleRows<std::int16_t>* SimdResampleRows();

@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "imaging/fetcher.h"
 #include "imaging/resample_rows.h"
+#include "imaging/row_vectors-inl.h"
 #include "imaging/sample.h"
 #include "imaging/simd.h"
 
@@ -16,12 +18,10 @@ namespace HWY_NAMESPACE {
 #if VELTRANE_HAS_LANES
 namespace {
 
-namespace hn = hwy::HWY_NAMESPACE;
-
 using ByteTag = hn::ScalableTag<std::uint8_t>;
 using ShortTag = hn::ScalableTag<std::int16_t>;
-using WordTag = hn::RebindToUnsigned<ShortTag>;
-using IntTag = hn::ScalableTag<std::int32_t>;
+using SampleTag = hn::RebindToUnsigned<ShortTag>;
+using IntTag = hn::RebindToSigned<WordTag>;
 using Bytes = hn::Vec<ByteTag>;
 using Shorts = hn::Vec<ShortTag>;
 using Ints = hn::Vec<IntTag>;
@@ -83,7 +83,7 @@ Shorts RepeatPair(const std::int16_t* weights) {
 
 /// v / 257 rounded to nearest, in the high byte.
 Bytes Reduced(const std::uint16_t* samples) {
-    const WordTag words;
+    const SampleTag words;
     const auto raised = hn::SaturatedAdd(hn::LoadU(words, samples), hn::Set(words, 128));
     return hn::BitCast(ByteTag(), hn::MulHigh(raised, hn::Set(words, 0xFF01)));
 }
@@ -128,29 +128,6 @@ void UnpackPairs(const std::uint8_t* rows, std::ptrdiff_t pitch, int from, int t
         }
     }
 }
-
-/// Asks for memory that is needed soon, a portion at a time, so that it comes while others compute.
-class Fetcher {
-public:
-    Fetcher(const MemoryRange& range, std::size_t portions)
-        : at_(static_cast<const char*>(range.begin)),
-          left_(range.size),
-          portion_(range.size / portions + kLine) {}
-
-    void Fetch() {
-        const std::size_t size = std::min(portion_, left_);
-        for (std::size_t i = 0; i < size; i += kLine) __builtin_prefetch(at_ + i, 0, 2);
-        at_ += size;
-        left_ -= size;
-    }
-
-private:
-    static constexpr std::size_t kLine = 64;
-
-    const char* at_;
-    std::size_t left_;
-    std::size_t portion_;
-};
 
 /// One target pixel of kRows rows.
 template <bool kHasHigh>
@@ -207,7 +184,7 @@ void FilterTargets(const FilterRows& rows, const PairedAxis& axis, std::int16_t*
                    std::int16_t* filtered, std::ptrdiff_t pitch) {
     const std::size_t count = axis.targets.size();
     PairWindow window(rows, axis, scratch);
-    Fetcher fetcher(rows.next, (count + 1) / 2);
+    Fetcher fetcher(rows.next, rows.nextSize, (count + 1) / 2);
     for (std::size_t x = 0; x < count; x += 2, filtered += 2 * kElements) {
         const PairedAxis::Target& left = axis.targets[x];
         const PairedAxis::Target& right = axis.targets[std::min(x + 1, count - 1)];
@@ -296,10 +273,10 @@ void Stretch(const std::uint8_t* const* planes, const ResampleAxis&, const Stret
     }
 }
 
-/// Sixteen-bit lanes of near + round((far - near) * weight / 65536 - near * short / 65536), where
-/// weight is at most 32768 and minusWeight its negative, so that it fits.
+/// near + ((far - near) * weight - near * missing) / 65536, rounded to nearest. The weight is at
+/// most 32768; its negative fits.
 Shorts Mixed(Shorts near, Shorts far, Shorts minusWeight, Shorts missing) {
-    const WordTag words;
+    const SampleTag words;
     const auto difference = hn::Sub(near, far);
     const auto whole = hn::MulHigh(difference, minusWeight);
     const auto fraction = hn::BitCast(words, hn::Mul(difference, minusWeight));
@@ -314,7 +291,7 @@ void BlendPlanes(const std::uint8_t* upper, const std::uint8_t* lower, int upper
     const std::uint8_t* near = upperIsNear ? upper : lower;
     const std::uint8_t* far = upperIsNear ? lower : upper;
     const ByteTag bytes;
-    const WordTag words;
+    const SampleTag words;
     const ShortTag shorts;
     const auto minusWeight =
         hn::Set(shorts, static_cast<std::int16_t>(-std::min(upperWeight, lowerWeight)));
@@ -333,6 +310,52 @@ void BlendPlanes(const std::uint8_t* upper, const std::uint8_t* lower, int upper
     }
 }
 
+void Split(const std::uint8_t* pixels, std::uint8_t* const* planes, int width) {
+    const ByteTag bytes;
+    const auto split = [&](const std::uint8_t* from, std::uint8_t* blue, std::uint8_t* green,
+                           std::uint8_t* red) {
+        Bytes b, g, r, a;
+        hn::LoadInterleaved4(bytes, from, b, g, r, a);
+        hn::StoreU(b, bytes, blue);
+        hn::StoreU(g, bytes, green);
+        hn::StoreU(r, bytes, red);
+    };
+    ForEachVector<hn::MaxLanes(ByteTag())>(
+        width, split, Row<const std::uint8_t, kElements>{pixels}, Row<std::uint8_t>{planes[0]},
+        Row<std::uint8_t>{planes[1]}, Row<std::uint8_t>{planes[2]});
+}
+
+/// Puts the colours of a pixel into the lane that it fills, one after the other from the low end.
+template <class Lane, class Sample>
+void Store(const PlanarRow& row, Sample* target, int width) {
+    const hn::ScalableTag<Lane> lanes;
+    constexpr int kBits = 8 * sizeof(Sample);
+    constexpr Lane kColors = (Lane{1} << 3 * kBits) - 1;
+    const auto store = [&](const std::uint8_t* b, const std::uint8_t* g, const std::uint8_t* r,
+                           Sample* at) {
+        const auto load = [&](const std::uint8_t* from) {
+            using LaneTag = hn::ScalableTag<Lane>;
+            const auto samples = hn::LoadU(hn::Rebind<std::uint8_t, LaneTag>(), from);
+            if constexpr (kBits == 8) {
+                return hn::PromoteTo(lanes, samples);
+            } else {
+                const hn::Rebind<std::uint32_t, LaneTag> halves;
+                return hn::PromoteTo(lanes, hn::PromoteTo(halves, samples));
+            }
+        };
+        auto colors = hn::Or(hn::Or(load(b), hn::ShiftLeft<kBits>(load(g))),
+                             hn::ShiftLeft<2 * kBits>(load(r)));
+        if constexpr (kBits == 16) colors = hn::Or(colors, hn::ShiftLeft<8>(colors));  // x 257
+        const hn::Repartition<Sample, decltype(lanes)> samples;
+        const auto before = hn::BitCast(lanes, hn::LoadU(samples, at));
+        const auto alpha = hn::AndNot(hn::Set(lanes, kColors), before);
+        hn::StoreU(hn::BitCast(samples, hn::Or(colors, alpha)), samples, at);
+    };
+    ForEachVector<hn::MaxLanes(lanes)>(
+        width, store, Row<const std::uint8_t>{row.blue}, Row<const std::uint8_t>{row.green},
+        Row<const std::uint8_t>{row.red}, Row<Sample, kElements>{target});
+}
+
 }  // namespace
 
 const ResampleRows<std::int16_t>* GetResampleRows() {
@@ -341,7 +364,8 @@ const ResampleRows<std::int16_t>* GetResampleRows() {
 }
 
 const EnlargeRows* GetEnlargeRows() {
-    static constexpr EnlargeRows kFunctions{Stretch, BlendPlanes};
+    static constexpr EnlargeRows kFunctions{Split, Stretch, BlendPlanes, Store<std::uint32_t>,
+                                            Store<std::uint64_t>};
     return &kFunctions;
 }
 #endif
