@@ -128,7 +128,7 @@ void AudioCarrier::Track::OpenEncoder(const std::string& source, const std::stri
 
 void AudioCarrier::Track::Copy(AVPacket& packet, std::int64_t start, AVFormatContext* output,
                                const std::string& path) {
-    const std::int64_t shift = av_rescale_q(start, AV_TIME_BASE_Q, from->time_base);
+    const std::int64_t shift = av_rescale_q(start, kMicroseconds, from->time_base);
     packet.pts -= shift;
     packet.dts = packet.dts == AV_NOPTS_VALUE ? packet.pts : packet.dts - shift;
     if (packet.duration <= 0) {
@@ -166,7 +166,7 @@ void AudioCarrier::Track::Resample(const AVFrame* frame, std::int64_t start,
         path, "its audio cannot be converted");
     if (begun || !frame) return;
     const std::int64_t lead =
-        av_rescale_q(start, AV_TIME_BASE_Q, encoder->time_base) -
+        av_rescale_q(start, kMicroseconds, encoder->time_base) -
         av_rescale_q(frame->best_effort_timestamp, from->time_base, encoder->time_base);
     if (lead > 0) {
         const int held = av_audio_fifo_size(fifo.get());
@@ -296,7 +296,7 @@ void AudioCarrier::Deliver(Track& track) {
 void AudioCarrier::CarryUntil(std::int64_t until) {
     while (ReadPacket()) {
         Track& track = *TrackOf(*packet_);
-        if (av_compare_ts(packet_->pts, track.from->time_base, until, AV_TIME_BASE_Q) >= 0) return;
+        if (av_compare_ts(packet_->pts, track.from->time_base, until, kMicroseconds) >= 0) return;
         Deliver(track);
     }
 }
@@ -305,7 +305,7 @@ void AudioCarrier::Finish(std::int64_t end) {
     std::size_t running = tracks_.size();
     while (running > 0 && ReadPacket()) {
         Track& track = *TrackOf(*packet_);
-        if (av_compare_ts(packet_->pts, track.from->time_base, end, AV_TIME_BASE_Q) < 0) {
+        if (av_compare_ts(packet_->pts, track.from->time_base, end, kMicroseconds) < 0) {
             Deliver(track);
             continue;
         }

@@ -58,6 +58,9 @@ int CodecThreads(int asked);
 AvCodec OpenDecoder(const std::string& path, const AVStream* stream, int threads,
                     const char* name = nullptr, std::atomic<bool>* damaged = nullptr);
 
+/// AV_TIME_BASE_Q, which is no C++.
+inline constexpr AVRational kMicroseconds{1, AV_TIME_BASE};
+
 inline AVRational ToAv(Rational value) {
     return {static_cast<int>(value.num), static_cast<int>(value.den)};
 }

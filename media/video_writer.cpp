@@ -129,7 +129,7 @@ private:
     std::int64_t SourceTime(std::int64_t time) const;
     /// The moment of the source at which the last frame ends.
     std::int64_t EndTime() const {
-        return SourceTime(lastTime_) + av_rescale_q(1, OneFrame(), AV_TIME_BASE_Q);
+        return SourceTime(lastTime_) + av_rescale_q(1, OneFrame(), kMicroseconds);
     }
     void WritePackets();
     void CheckOutput() const;
@@ -262,12 +262,13 @@ void VideoWriter::AddMetadata(const Info& source) {
     if (source.kind != Kind::Video) return;
     constexpr std::array kStale{"major_brand", "minor_version", "compatible_brands",
                                 "encoder",     "timecode",      "alpha_mode"};
-    for (const auto& [key, value] : source.metadata) {
+    for (const auto& entry : source.metadata) {
+        const char* key = entry.first.c_str();
         const bool stale = std::any_of(kStale.begin(), kStale.end(), [&](const char* name) {
-            return av_strcasecmp(name, key.c_str()) == 0;
+            return av_strcasecmp(name, key) == 0;
         });
         if (stale) continue;
-        av_dict_set(&output_->metadata, key.c_str(), value.c_str(), 0);
+        av_dict_set(&output_->metadata, key, entry.second.c_str(), 0);
     }
 }
 
@@ -313,8 +314,8 @@ std::int64_t VideoWriter::PresentationTime(const std::optional<std::int64_t>& ti
 /// The moment of the source, in microseconds, for a time of the output.
 std::int64_t VideoWriter::SourceTime(std::int64_t time) const {
     const std::int64_t first =
-        stampBase_.num > 0 ? av_rescale_q(firstStamp_, ToAv(stampBase_), AV_TIME_BASE_Q) : 0;
-    return first + av_rescale_q(time, timeBase_, AV_TIME_BASE_Q);
+        stampBase_.num > 0 ? av_rescale_q(firstStamp_, ToAv(stampBase_), kMicroseconds) : 0;
+    return first + av_rescale_q(time, timeBase_, kMicroseconds);
 }
 
 void VideoWriter::CheckOutput() const {
