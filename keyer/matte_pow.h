@@ -225,19 +225,18 @@ HWY_INLINE Floats UnmixDark(Floats luma, Floats screenLuma, Floats matte, Mask w
 }
 
 /// BrightSkinNormal() where wanted. The series of the angles, from 0 to -30 degrees, are cut where
-/// (pi / 6)^13 / 13! < 2^-44.
+/// (pi / 6)^11 / 11! < 2^-35.
 HWY_INLINE Chromas BrightSkinNormals(Chroma normal, Floats luma, Mask wanted) {
-    static constexpr double kSine[] = {1.0,         -1.0 / 6,     1.0 / 120,
-                                       -1.0 / 5040, 1.0 / 362880, -1.0 / 39916800};
-    static constexpr double kCosine[] = {1.0,         -1.0 / 2,       1.0 / 24,       -1.0 / 720,
-                                         1.0 / 40320, -1.0 / 3628800, 1.0 / 479001600};
+    static constexpr double kSine[] = {1.0, -1.0 / 6, 1.0 / 120, -1.0 / 5040, 1.0 / 362880};
+    static constexpr double kCosine[] = {1.0,        -1.0 / 2,    1.0 / 24,
+                                         -1.0 / 720, 1.0 / 40320, -1.0 / 3628800};
     const Floats degrees = Splat(-30.0f) * UnitRamp(200.0f, 255.0f)(luma);
     const Doubles x = Widen(Narrow(Widen(degrees) * Splat(kPi) / Splat(180.0)));
     const Doubles sine = x * Polynomial(kSine, x * x);
     const Doubles cosine = Polynomial(kCosine, x * x);
     const Doubles i = Splat(double{normal.i});
     const Doubles q = Splat(double{normal.q});
-    const Doubles error = Splat(0x1p-42);
+    const Doubles error = Splat(0x1p-34);
     const Range turnedI(i * cosine - q * sine, error);
     const Range turnedQ(i * sine + q * cosine, error);
     const Mask doubtful = hn::And(wanted, hn::Or(turnedI.Doubtful(), turnedQ.Doubtful()));
