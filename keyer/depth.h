@@ -19,6 +19,8 @@ struct Depth<unsigned short> {
     using Record = VELTRANE_Param16bit;
 
     static constexpr unsigned short kTransparentGray = 0xA0A0;
+    /// Transparent pixels come back de-blocked: it is the caller's own frame that is smoothed.
+    static constexpr bool kSmoothsTransparent = true;
     /// Elements a pixel of a field's buffers: twice what the pixel needs.
     static constexpr std::size_t kFieldElements = 8;
 
@@ -42,6 +44,8 @@ struct Depth<unsigned char> {
     using Record = VELTRANE_Param;
 
     static constexpr unsigned char kTransparentGray = 0xA0;
+    /// They come back as the host gave them: it is a working copy that is smoothed.
+    static constexpr bool kSmoothsTransparent = false;
     static constexpr std::size_t kFieldElements = kElements;
 
     static constexpr auto kShrink = &CVELTRANE::DF_WH32bit5_1;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <vector>
 
 #include "keyer/driver.h"
 #include "keyer/final_cut.h"
@@ -71,49 +72,58 @@ RowFinish<Sample> FinishFor(const Controls& c) {
     return RowFinish<Sample>(c.clipBlack, c.clipWhite, c.view == kMatteView);
 }
 
-unsigned int KeyHostFrame(unsigned char* output, std::size_t outputPitch,
-                          const unsigned char* input, std::size_t inputPitch, int width, int height,
-                          const Controls& c) {
+/// What the host sees of a frame that the driver refused: nothing keyed, so nothing but the view.
+void FinishRefused(const HostRows<unsigned char>& host, int width, int height, const Controls& c) {
     const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
-    const auto source = MakeBuffer<unsigned char>(pitch * height);
-    const auto hostRow = MakeBuffer<unsigned char>(pitch);
+    std::vector<unsigned char> row(pitch);
     for (int y = 0; y < height; ++y) {
-        ReverseElements(input + y * inputPitch, source.get() + y * pitch, width);
+        host.read(y, host.source);
+        std::fill(row.begin(), row.end(), static_cast<unsigned char>(0));
+        FinishFor<unsigned char>(c)(host.source, row.data(), width);
+        host.write(y, row.data());
     }
-    const auto finish = FinishFor<unsigned char>(c);
-    const bool smoothed = c.deBlocking != 0;
-    const auto deliver = [&](int y, unsigned char* row) {
-        const unsigned char* untouched = source.get() + y * pitch;
-        if (smoothed) {
-            ReverseElements(input + y * inputPitch, hostRow.get(), width);
-            untouched = hostRow.get();
-        }
-        finish(untouched, row, width);
-        ReverseElements(row, output + y * outputPitch, width);
-    };
-    if (!IsKeyChosen(c)) {
-        for (int y = 0; y < height; ++y) deliver(y, source.get() + y * pitch);
-        return kDone;
-    }
-    auto record = MakeRecord<unsigned char>(nullptr, source.get(), width, height, c);
-    const bool whole = NeedsWholeFrame(record);
-    const auto keyed = MakeBuffer<unsigned char>(whole ? pitch * height : pitch);
-    record.dst = keyed.get();
-    const unsigned int status =
-        FitsRecord(width, height)
-            ? DriveRows<unsigned char>(record, whole ? pitch : 0, std::cref(deliver))
-            : kRefused;
-    if (status == kDone) return kDone;
-    for (int y = 0; y < height; ++y) {
-        std::fill_n(keyed.get(), pitch, static_cast<unsigned char>(0));
-        deliver(y, keyed.get());
-    }
-    return status;
 }
 
 }  // namespace
 
 namespace veltrane {
+
+template <class Sample>
+unsigned int FinalCut(const HostRows<Sample>& host, int width, int height, const Controls& c) {
+    if (width < 1 || height < 1) return kDone;
+    const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
+    const auto sourceRow = [&](int y) { return host.source + y * pitch; };
+    for (int y = 0; y < height; ++y) host.read(y, sourceRow(y));
+    if (c.view == kSourceView) {
+        for (int y = 0; y < height; ++y) host.write(y, sourceRow(y));
+        return kDone;
+    }
+    const bool readsAgain = c.deBlocking != 0 && !Depth<Sample>::kSmoothsTransparent;
+    const auto untouchedRow = MakeBuffer<Sample>(readsAgain ? pitch : 0);
+    const auto finish = FinishFor<Sample>(c);
+    const auto deliver = [&](int y, Sample* row) {
+        const Sample* untouched = sourceRow(y);
+        if (readsAgain) {
+            host.read(y, untouchedRow.get());
+            untouched = untouchedRow.get();
+        }
+        finish(untouched, row, width);
+        host.write(y, row);
+    };
+    if (!IsKeyChosen(c)) {
+        for (int y = 0; y < height; ++y) deliver(y, sourceRow(y));
+        return kDone;
+    }
+    if (!FitsRecord(width, height)) return kRefused;
+    auto record = MakeRecord<Sample>(nullptr, host.source, width, height, c);
+    const bool whole = NeedsWholeFrame(record);
+    const auto keyed = MakeBuffer<Sample>(whole ? pitch * height : pitch);
+    record.dst = keyed.get();
+    return DriveRows<Sample>(record, whole ? pitch : 0, std::cref(deliver));
+}
+
+template unsigned int FinalCut(const HostRows<unsigned short>&, int, int, const Controls&);
+template unsigned int FinalCut(const HostRows<unsigned char>&, int, int, const Controls&);
 
 unsigned int FinalCut(unsigned short* output, const unsigned short* input, int width, int height,
                       const Controls& c) {
@@ -158,7 +168,17 @@ unsigned int FinalCut(unsigned char* output, int outputWidth, int outputHeight,
         return kDone;
     }
     try {
-        return KeyHostFrame(output, outputPitch, input, inputPitch, width, height, c);
+        const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
+        const auto source = MakeBuffer<unsigned char>(pitch * height);
+        const HostRows<unsigned char> rows{
+            source.get(),
+            [&](int y, unsigned char* row) { ReverseElements(input + y * inputPitch, row, width); },
+            [&](int y, const unsigned char* row) {
+                ReverseElements(row, output + y * outputPitch, width);
+            }};
+        const unsigned int status = FinalCut(rows, width, height, c);
+        if (status != kDone) FinishRefused(rows, width, height, c);
+        return status;
     } catch (const std::bad_alloc&) {
         return kOutOfMemory;
     }

@@ -1,6 +1,8 @@
 #ifndef VELTRANE_KEYER_FINAL_CUT_H
 #define VELTRANE_KEYER_FINAL_CUT_H
 
+#include <functional>
+
 namespace veltrane {
 
 /// The user's settings in slider units, as the entries take them.
@@ -28,6 +30,21 @@ struct Controls {
     int despillBlue;
     int screenGain;
 };
+
+/// A host's frame whose rows are converted on their way to the keyer and back, so that no keyed
+/// frame of ours lies between. Rows are pixels of blue, green, red, alpha.
+template <class Sample>
+struct HostRows {
+    Sample* source;  ///< room for the packed source; its content afterwards has no meaning
+    std::function<void(int y, Sample* row)> read;         ///< fills row y of the source
+    std::function<void(int y, const Sample* row)> write;  ///< takes row y of the keyed frame
+};
+
+/// VeltraneFinalCut16bit or VeltraneFinalCut on such a frame: every row is read from the top and
+/// then written from the top. When the outcome is not 0 (see below), nothing has been written.
+template <class Sample>
+unsigned int FinalCut(const HostRows<Sample>& rows, int width, int height,
+                      const Controls& controls);
 
 /// VeltraneFinalCut16bit with its outcome: 0 done, 1 out of memory, 2 settings or size refused.
 unsigned int FinalCut(unsigned short* output, const unsigned short* input, int width, int height,
