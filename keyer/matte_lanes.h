@@ -160,7 +160,7 @@ struct Pixels<std::uint16_t> {
     static HWY_INLINE Pixels Black(Ints matte) {
         const auto clear = matte == Splat(0);
         constexpr int kGray = Depth<std::uint16_t>::kTransparentGray;
-        return {hn::IfThenElseZero(clear, Splat(kGray * 0x10001)),
+        return {hn::IfThenElseZero(clear, Splat(static_cast<int>(kGray * 0x10001u))),
                 hn::IfThenElse(clear, Splat(kGray), hn::ShiftLeft<16>(matte))};
     }
 
