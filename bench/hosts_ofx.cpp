@@ -101,6 +101,9 @@ void Compare(benchmark::State& state, const char* depth, const std::string& alph
         ofx::ReadRow(reinterpret_cast<const Component*>(source.At(0, Still().height - 1 - y)),
                      alpha == kMatted ? ofx::Alpha::kPremultiplied : ofx::Alpha::kOpaque,
                      &frame[y * pitch], Still().width);
+    // The bare call takes bytes in the order alpha, red, green, blue.
+    for (std::size_t i = 0; sizeof(Sample) == 1 && i < frame.size(); i += 4)
+        std::reverse(frame.begin() + i, frame.begin() + i + 4);
     std::vector<Sample> keyed(frame.size());
     std::vector<Component> copy(frame.size());
     Best alone, hosted, copying;

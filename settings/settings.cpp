@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <variant>
 
-#include "keyer/final_cut.h"
+#include "settings/host_rows.h"
 
 namespace veltrane {
 
@@ -191,6 +191,16 @@ void Key(const Settings& settings, int width, int height, const std::uint16_t* s
         source = smoothed.data();
     }
     ThrowUnlessDone(FinalCut(destination, source, width, height, controls));
+}
+
+void Key(const Settings& settings, int width, int height, const HostRows<std::uint16_t>& rows) {
+    Check(settings, width, height);
+    ThrowUnlessDone(FinalCut(rows, width, height, ControlsFor(settings)));
+}
+
+void Key(const Settings& settings, int width, int height, const HostRows<std::uint8_t>& rows) {
+    Check(settings, width, height);
+    ThrowUnlessDone(FinalCut(rows, width, height, ControlsFor(settings)));
 }
 
 void Key(const Settings& settings, int width, int height, const std::uint8_t* source,

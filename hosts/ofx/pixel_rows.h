@@ -9,11 +9,11 @@ namespace veltrane::ofx {
 /// keyer's, with alpha at full scale when solid, back to straight ones, and back to premultiplied
 /// ones.
 struct PixelRows {
-    void (*bytesIn)(const std::uint8_t* rgba, bool solid, std::uint8_t* argb, int width);
+    void (*bytesIn)(const std::uint8_t* rgba, bool solid, std::uint8_t* bgra, int width);
     void (*shortsIn)(const std::uint16_t* rgba, bool solid, std::uint16_t* bgra, int width);
-    void (*bytesOut)(const std::uint8_t* argb, std::uint8_t* rgba, int width);
+    void (*bytesOut)(const std::uint8_t* bgra, std::uint8_t* rgba, int width);
     void (*shortsOut)(const std::uint16_t* bgra, std::uint16_t* rgba, int width);
-    void (*bytesMultiplied)(const std::uint8_t* argb, std::uint8_t* rgba, int width);
+    void (*bytesMultiplied)(const std::uint8_t* bgra, std::uint8_t* rgba, int width);
     void (*shortsMultiplied)(const std::uint16_t* bgra, std::uint16_t* rgba, int width);
     void (*floatsMultiplied)(const std::uint16_t* bgra, float* rgba, int width);
 };

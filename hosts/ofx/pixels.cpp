@@ -14,37 +14,21 @@ namespace {
 /// throughout and need no division.
 constexpr int kRun = 64;
 
-void PlainBytesIn(const std::uint8_t* rgba, bool solid, std::uint8_t* argb, int width) {
-    const std::uint8_t alpha = solid ? 255 : 0;
-    for (int i = 0; i < width * kElements; i += kElements) {
-        argb[i] = rgba[i + 3] | alpha;
-        argb[i + 1] = rgba[i];
-        argb[i + 2] = rgba[i + 1];
-        argb[i + 3] = rgba[i + 2];
-    }
-}
-
-void PlainBytesOut(const std::uint8_t* argb, std::uint8_t* rgba, int width) {
-    for (int i = 0; i < width * kElements; i += kElements) {
-        rgba[i] = argb[i + 1];
-        rgba[i + 1] = argb[i + 2];
-        rgba[i + 2] = argb[i + 3];
-        rgba[i + 3] = argb[i];
-    }
-}
-
-void PlainShortsIn(const std::uint16_t* rgba, bool solid, std::uint16_t* bgra, int width) {
-    const std::uint16_t alpha = solid ? 65535 : 0;
+/// Blue and red change places, which is its own inverse.
+template <class Sample>
+void PlainIn(const Sample* rgba, bool solid, Sample* bgra, int width) {
+    const Sample alpha = solid ? kFullScale<Sample> : 0;
     for (int i = 0; i < width * kElements; i += kElements) {
         bgra[i] = rgba[i + 2];
         bgra[i + 1] = rgba[i + 1];
         bgra[i + 2] = rgba[i];
-        bgra[i + 3] = rgba[i + 3] | alpha;
+        bgra[i + kAlpha] = rgba[i + kAlpha] | alpha;
     }
 }
 
-void PlainShortsOut(const std::uint16_t* bgra, std::uint16_t* rgba, int width) {
-    PlainShortsIn(bgra, false, rgba, width);
+template <class Sample>
+void PlainOut(const Sample* bgra, Sample* rgba, int width) {
+    PlainIn(bgra, false, rgba, width);
 }
 
 /// round(value * alpha / full scale), exactly.
@@ -55,17 +39,10 @@ Sample Multiply(Sample value, Sample alpha) {
     return static_cast<Sample>((product + (product >> kBits)) >> kBits);
 }
 
-void PlainBytesMultiplied(const std::uint8_t* argb, std::uint8_t* rgba, int width) {
+template <class Sample>
+void PlainMultiplied(const Sample* bgra, Sample* rgba, int width) {
     for (int i = 0; i < width * kElements; i += kElements) {
-        const std::uint8_t alpha = argb[i];
-        for (int e = 0; e < kAlpha; ++e) rgba[i + e] = Multiply(argb[i + 1 + e], alpha);
-        rgba[i + kAlpha] = alpha;
-    }
-}
-
-void PlainShortsMultiplied(const std::uint16_t* bgra, std::uint16_t* rgba, int width) {
-    for (int i = 0; i < width * kElements; i += kElements) {
-        const std::uint16_t alpha = bgra[i + kAlpha];
+        const Sample alpha = bgra[i + kAlpha];
         for (int e = 0; e < kAlpha; ++e) rgba[i + e] = Multiply(bgra[i + 2 - e], alpha);
         rgba[i + kAlpha] = alpha;
     }
@@ -77,9 +54,8 @@ void PlainFloatsMultiplied(const std::uint16_t* bgra, float* rgba, int width) {
         for (int e = 0; e < kAlpha; ++e) rgba[i + e] *= rgba[i + kAlpha];
 }
 
-constexpr PixelRows kPlainRows{PlainBytesIn,         PlainShortsIn,        PlainBytesOut,
-                               PlainShortsOut,       PlainBytesMultiplied, PlainShortsMultiplied,
-                               PlainFloatsMultiplied};
+constexpr PixelRows kPlainRows{
+    PlainIn, PlainIn, PlainOut, PlainOut, PlainMultiplied, PlainMultiplied, PlainFloatsMultiplied};
 
 const PixelRows& Rows() {
 #ifdef VELTRANE_SIMD
@@ -88,8 +64,8 @@ const PixelRows& Rows() {
     return kPlainRows;
 }
 
-void Reorder(const std::uint8_t* rgba, bool solid, std::uint8_t* argb, int width) {
-    Rows().bytesIn(rgba, solid, argb, width);
+void Reorder(const std::uint8_t* rgba, bool solid, std::uint8_t* bgra, int width) {
+    Rows().bytesIn(rgba, solid, bgra, width);
 }
 
 void Reorder(const std::uint16_t* rgba, bool solid, std::uint16_t* bgra, int width) {
@@ -210,9 +186,7 @@ void WriteRow(const std::uint16_t* row, bool premultiply, float* pixels, int wid
 }
 
 void WidenRow(const std::uint8_t* row, std::uint16_t* wide, int width) {
-    for (int i = 0; i < width * kElements; i += kElements)
-        for (int e = 0; e < kElements; ++e)
-            wide[i + e] = static_cast<std::uint16_t>(row[i + kElements - 1 - e] * 257);
+    for (int i = 0; i < width * kElements; ++i) wide[i] = static_cast<std::uint16_t>(row[i] * 257);
 }
 
 }  // namespace veltrane::ofx

@@ -58,18 +58,12 @@ hn::Vec<Tag> InAlpha(hn::TFromD<Tag> value) {
     return hn::LoadDup128(Tag(), lanes);
 }
 
-struct BytesOut {
-    Bytes operator()(const std::uint8_t* argb) const {
-        static constexpr Shuffle<ByteTag> kRgba({1, 2, 3, 0});
-        return kRgba(hn::LoadU(ByteTag(), argb));
-    }
-};
-
 /// Blue and red change places, which is its own inverse.
-struct ShortsSwapped {
-    Shorts operator()(const std::uint16_t* pixels) const {
-        static constexpr Shuffle<ShortTag> kSwapped({2, 1, 0, 3});
-        return kSwapped(hn::LoadU(ShortTag(), pixels));
+template <class Tag>
+struct Swapped {
+    hn::Vec<Tag> operator()(const hn::TFromD<Tag>* pixels) const {
+        static constexpr Shuffle<Tag> kSwapped({2, 1, 0, 3});
+        return kSwapped(hn::LoadU(Tag(), pixels));
     }
 };
 
@@ -77,17 +71,17 @@ struct BytesMultiplied {
     using HalfTag = hn::Rebind<std::uint8_t, ShortTag>;
 
     static hn::Vec<HalfTag> Half(const std::uint8_t* from) {
-        static constexpr Shuffle<ShortTag> kRgba({1, 2, 3, 0});
-        static constexpr Shuffle<ShortTag> kAlphas({0, 0, 0, 0});
-        const Shorts argb = hn::PromoteTo(ShortTag(), hn::LoadU(HalfTag(), from));
-        const Shorts factor = hn::Or(kAlphas(argb), InAlpha<ShortTag>(255));
-        const Shorts product = hn::Add(hn::Mul(kRgba(argb), factor), hn::Set(ShortTag(), 128));
+        static constexpr Shuffle<ShortTag> kRgba({2, 1, 0, 3});
+        static constexpr Shuffle<ShortTag> kAlphas({3, 3, 3, 3});
+        const Shorts bgra = hn::PromoteTo(ShortTag(), hn::LoadU(HalfTag(), from));
+        const Shorts factor = hn::Or(kAlphas(bgra), InAlpha<ShortTag>(255));
+        const Shorts product = hn::Add(hn::Mul(kRgba(bgra), factor), hn::Set(ShortTag(), 128));
         const Shorts rgba = hn::ShiftRight<8>(hn::Add(product, hn::ShiftRight<8>(product)));
         return hn::DemoteTo(HalfTag(), hn::BitCast(hn::RebindToSigned<ShortTag>(), rgba));
     }
 
-    Bytes operator()(const std::uint8_t* argb) const {
-        return hn::Combine(ByteTag(), Half(argb + hn::Lanes(ShortTag())), Half(argb));
+    Bytes operator()(const std::uint8_t* bgra) const {
+        return hn::Combine(ByteTag(), Half(bgra + hn::Lanes(ShortTag())), Half(bgra));
     }
 };
 
@@ -96,7 +90,7 @@ struct ShortsMultiplied {
     Shorts operator()(const std::uint16_t* from) const {
         static constexpr Shuffle<ShortTag> kAlphas({3, 3, 3, 3});
         const ShortTag shorts;
-        const Shorts rgba = ShortsSwapped()(from);
+        const Shorts rgba = Swapped<ShortTag>()(from);
         const Shorts factor = hn::Or(kAlphas(rgba), InAlpha<ShortTag>(0xFFFF));
         const Shorts product = hn::Mul(rgba, factor);
         const Shorts low = hn::Add(product, hn::Set(shorts, 0x8000));
@@ -144,50 +138,50 @@ std::size_t StreamStart(const hn::TFromD<Tag>* to, std::size_t count) {
     return (kVector - address % kVector) % kVector / sizeof(*to);
 }
 
-template <class Tag, class Form, class From>
-void ConvertRow(const Form& form, const From* from, hn::TFromD<Tag>* to, int width) {
-    const Tag tag;
-    const std::size_t lanes = hn::Lanes(tag);
-    const std::size_t count = static_cast<std::size_t>(width) * kElements;
-    const std::size_t start = StreamStart<Tag>(to, count);
-    std::size_t i = 0;
-    if (start < count) {
-        ConvertSome<Tag>(form, from, to, start);
-        for (i = start; i + lanes <= count; i += lanes) hn::Stream(form(from + i), tag, to + i);
-        hwy::FlushStream();
-    } else {
-        for (; i + lanes <= count; i += lanes) hn::StoreU(form(from + i), tag, to + i);
-    }
+/// Vectors from start on, which is a multiple of a pixel, and the rest around them.
+template <class Tag, class Form, class From, class Store>
+void ConvertFrom(std::size_t start, const Form& form, const From* from, hn::TFromD<Tag>* to,
+                 std::size_t count, const Store& store) {
+    const std::size_t lanes = hn::Lanes(Tag());
+    ConvertSome<Tag>(form, from, to, start);
+    std::size_t i = start;
+    for (; i + lanes <= count; i += lanes) store(form(from + i), to + i);
     ConvertSome<Tag>(form, from + i, to + i, count - i);
 }
 
+/// To the host's frame.
 template <class Tag, class Form, class From>
 void ConvertRowBy(const From* from, hn::TFromD<Tag>* to, int width) {
-    ConvertRow<Tag>(Form(), from, to, width);
+    const Tag tag;
+    const std::size_t count = static_cast<std::size_t>(width) * kElements;
+    const std::size_t start = StreamStart<Tag>(to, count);
+    if (start < count) {
+        ConvertFrom<Tag>(start, Form(), from, to, count,
+                         [&](hn::Vec<Tag> v, hn::TFromD<Tag>* at) { hn::Stream(v, tag, at); });
+        hwy::FlushStream();
+    } else {
+        ConvertFrom<Tag>(0, Form(), from, to, count,
+                         [&](hn::Vec<Tag> v, hn::TFromD<Tag>* at) { hn::StoreU(v, tag, at); });
+    }
 }
 
-void ToKeyerBytes(const std::uint8_t* rgba, bool solid, std::uint8_t* argb, int width) {
-    static constexpr Shuffle<ByteTag> kArgb({3, 0, 1, 2});
-    const Bytes alpha = InAlpha<ByteTag>(solid ? 255 : 0);
-    ConvertRow<ByteTag>(
-        [&](const std::uint8_t* from) { return kArgb(hn::Or(hn::LoadU(ByteTag(), from), alpha)); },
-        rgba, argb, width);
-}
-
-void ToKeyerShorts(const std::uint16_t* rgba, bool solid, std::uint16_t* bgra, int width) {
-    const Shorts alpha = InAlpha<ShortTag>(solid ? 0xFFFF : 0);
-    ConvertRow<ShortTag>(
-        [&](const std::uint16_t* from) { return hn::Or(ShortsSwapped()(from), alpha); }, rgba, bgra,
-        width);
+/// To the keyer's frame, which is read again soon.
+template <class Tag>
+void ToKeyer(const hn::TFromD<Tag>* rgba, bool solid, hn::TFromD<Tag>* bgra, int width) {
+    using Sample = hn::TFromD<Tag>;
+    const auto alpha = InAlpha<Tag>(solid ? kFullScale<Sample> : 0);
+    const auto form = [&](const Sample* from) { return hn::Or(Swapped<Tag>()(from), alpha); };
+    ConvertFrom<Tag>(0, form, rgba, bgra, static_cast<std::size_t>(width) * kElements,
+                     [](hn::Vec<Tag> v, Sample* at) { hn::StoreU(v, Tag(), at); });
 }
 
 }  // namespace
 
 const PixelRows* GetPixelRows() {
-    static constexpr PixelRows kRows{ToKeyerBytes,
-                                     ToKeyerShorts,
-                                     ConvertRowBy<ByteTag, BytesOut, std::uint8_t>,
-                                     ConvertRowBy<ShortTag, ShortsSwapped, std::uint16_t>,
+    static constexpr PixelRows kRows{ToKeyer<ByteTag>,
+                                     ToKeyer<ShortTag>,
+                                     ConvertRowBy<ByteTag, Swapped<ByteTag>, std::uint8_t>,
+                                     ConvertRowBy<ShortTag, Swapped<ShortTag>, std::uint16_t>,
                                      ConvertRowBy<ByteTag, BytesMultiplied, std::uint8_t>,
                                      ConvertRowBy<ShortTag, ShortsMultiplied, std::uint16_t>,
                                      ConvertRowBy<FloatTag, FloatsMultiplied, std::uint16_t>};

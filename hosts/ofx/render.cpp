@@ -7,6 +7,7 @@
 #include "hosts/ofx/frame_pool.h"
 #include "hosts/ofx/pixels.h"
 #include "imaging/sample.h"
+#include "settings/host_rows.h"
 
 namespace veltrane::ofx {
 
@@ -37,22 +38,17 @@ void ClearRow(const Image& output, int y, int from, int to) {
                     Component{});
 }
 
-/// Fills the window: what lies in the frame from its rows, the rest with transparent black.
-template <class Component, class Sample>
-void WriteWindow(const Sample* keyed, const RectI& frame, const Image& output, const RectI& window,
-                 bool premultiply) {
+/// Transparent black where the window lies beyond the frame.
+template <class Component>
+void ClearAround(const RectI& frame, const Image& output, const RectI& window) {
     const RectI shared = Intersection(frame, window);
     for (int y = window.y1; y < window.y2; ++y) {
         if (IsEmpty(shared) || y < shared.y1 || y >= shared.y2) {
             ClearRow<Component>(output, y, window.x1, window.x2);
-            continue;
+        } else {
+            ClearRow<Component>(output, y, window.x1, shared.x1);
+            ClearRow<Component>(output, y, shared.x2, window.x2);
         }
-        ClearRow<Component>(output, y, window.x1, shared.x1);
-        const std::ptrdiff_t pixel =
-            std::ptrdiff_t{frame.y2 - 1 - y} * Width(frame) + (shared.x1 - frame.x1);
-        WriteRow(keyed + pixel * kElements, premultiply, output.Pixel<Component>(shared.x1, y),
-                 Width(shared));
-        ClearRow<Component>(output, y, shared.x2, window.x2);
     }
 }
 
@@ -65,17 +61,24 @@ template <class Component>
 void RenderDepth(const Settings& settings, const Image& source, const Image& output,
                  const RectI& window) {
     using Sample = SampleFor<Component>;
-    if (!source || IsEmpty(source.picture())) {
-        WriteWindow<Component, Sample>(nullptr, {}, output, window, false);
-        return;
-    }
-    const RectI& frame = source.picture();
+    const RectI frame = source ? source.picture() : RectI{};
+    ClearAround<Component>(frame, output, window);
+    if (IsEmpty(frame)) return;
+    const RectI shared = Intersection(frame, window);
+    const bool premultiply = IsPremultiplied(output, source.alpha());
     const WorkingFrame<Sample> straight(SamplesOf(frame));
-    const WorkingFrame<Sample> keyed(SamplesOf(frame));
-    ReadPicture<Component>(source, straight.samples());
-    Key(settings, Width(frame), Height(frame), straight.samples(), keyed.samples());
-    WriteWindow<Component>(keyed.samples(), frame, output, window,
-                           IsPremultiplied(output, source.alpha()));
+    // The keyer's rows count from the top, as its result depends on their order.
+    const auto read = [&](int y, Sample* row) {
+        ReadRow(source.Pixel<const Component>(frame.x1, frame.y2 - 1 - y), source.alpha(), row,
+                Width(frame));
+    };
+    const auto write = [&](int row, const Sample* keyed) {
+        const int y = frame.y2 - 1 - row;
+        if (IsEmpty(shared) || y < shared.y1 || y >= shared.y2) return;
+        WriteRow(keyed + std::ptrdiff_t{kElements} * (shared.x1 - frame.x1), premultiply,
+                 output.Pixel<Component>(shared.x1, y), Width(shared));
+    };
+    Key(settings, Width(frame), Height(frame), HostRows<Sample>{straight.samples(), read, write});
 }
 
 /// Calls the function with a component of the depth's type.
