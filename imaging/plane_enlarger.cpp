@@ -66,8 +66,8 @@ PlaneEnlarger::PlaneEnlarger(const std::uint8_t* source, int width, int pitch,
       stretch_(across),
       rows_(EnlargeRowsInUse()),
       planePitch_((across.taps.size() + kRowBlock - 1) / kRowBlock * kRowBlock),
-      planes_(kPlanes * (width_ + StretchAxis::kWindow), 0),
-      ring_(2 * kPlanes * planePitch_, 0),
+      planes_(kPlanes * (width_ + StretchAxis::kWindow)),
+      ring_(2 * kPlanes * planePitch_),
       row_(kPlanes * planePitch_) {}
 
 PlanarRow PlaneEnlarger::Next() {

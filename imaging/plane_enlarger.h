@@ -2,8 +2,8 @@
 #define VELTRANE_IMAGING_PLANE_ENLARGER_H
 
 #include <cstdint>
-#include <vector>
 
+#include "imaging/aligned_buffer.h"
 #include "imaging/planar_row.h"
 #include "imaging/resample_rows.h"
 
@@ -37,9 +37,9 @@ private:
     StretchAxis stretch_;
     const EnlargeRows& rows_;
     std::size_t planePitch_;
-    std::vector<std::uint8_t> planes_;  ///< of the source row that is stretched next
-    std::vector<std::uint8_t> ring_;    ///< the last two stretched rows
-    std::vector<std::uint8_t> row_;
+    AlignedBuffer<std::uint8_t> planes_;  ///< of the source row that is stretched next
+    AlignedBuffer<std::uint8_t> ring_;    ///< the last two stretched rows
+    AlignedBuffer<std::uint8_t> row_;
     int targetRow_ = 0;
     int stretchedRows_ = 0;
 };

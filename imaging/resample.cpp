@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "imaging/aligned_buffer.h"
 #include "imaging/imaging.h"
 #include "imaging/plane_enlarger.h"
 #include "imaging/resample.h"
@@ -21,11 +22,6 @@ namespace {
 constexpr int kColors = 3;  ///< the elements that are resampled
 /// Filtered samples up to this fit 16 bits, and the sums across the rows 32.
 constexpr std::int64_t kShortReach = 2048;
-
-template <class Target>
-Target FromByte(int value) {
-    return static_cast<Target>(sizeof(Target) == 2 ? value * 257 : value);
-}
 
 std::size_t RoundUp(std::size_t size, std::size_t unit) {
     return (size + unit - 1) / unit * unit;
@@ -105,12 +101,12 @@ public:
           pairs_(across),
           rows_(RowsToUse<Filtered>()),
           rowSize_(static_cast<std::size_t>(source.width) * kElements),
-          bytes_((rowSize_ + kRowPadding) * rows_.rowsAtOnce),
-          scratch_(static_cast<std::size_t>(pairs_.TilePairs(rows_.rowsAtOnce) + 1) * 8 *
-                   rows_.rowsAtOnce),
+          bytesPitch_(RoundUp(rowSize_ + kRowPadding, kRowBlock)),
+          bytes_(bytesPitch_ * rows_.rowsAtOnce),
+          scratch_(pairs_.TileSize(rows_.rowsAtOnce)),
           ringRows_(static_cast<int>(RoundUp(down.longest + rows_.rowsAtOnce, rows_.rowsAtOnce))),
           pitch_(RoundUp(across.taps.size() * kElements, kRowBlock)),
-          ring_(ringRows_ * pitch_, 0),
+          ring_(ringRows_ * pitch_),
           needed_(static_cast<std::size_t>(down.longest)),
           row_(pitch_) {}
 
@@ -128,12 +124,11 @@ private:
 
     /// Rows below the last one are made of what is left from before; nothing reads them.
     void FilterMore() {
-        const std::size_t pitch = rowSize_ + kRowPadding;
         const int end = std::min(filteredRows_ + rows_.rowsAtOnce, source_.height);
         for (int y = filteredRows_; y < end; ++y) {
-            ReadRow(y, bytes_.data() + pitch * (y - filteredRows_));
+            ReadRow(y, bytes_.data() + bytesPitch_ * (y - filteredRows_));
         }
-        rows_.filter({bytes_.data(), pitch, source_.width, source_.Row(end), SizeFrom(end)},
+        rows_.filter({bytes_.data(), bytesPitch_, source_.width, source_.Row(end), SizeFrom(end)},
                      across_, pairs_, scratch_.data(), RingRow(filteredRows_), pitch_);
         filteredRows_ += rows_.rowsAtOnce;
     }
@@ -160,20 +155,21 @@ private:
     PairedAxis pairs_;
     const ResampleRows<Filtered>& rows_;
     std::size_t rowSize_;
-    std::vector<std::uint8_t> bytes_;  ///< the rows that are filtered next
-    std::vector<std::int16_t> scratch_;
+    std::size_t bytesPitch_;
+    AlignedBuffer<std::uint8_t> bytes_;  ///< the rows that are filtered next
+    AlignedBuffer<std::int16_t> scratch_;
     int ringRows_;
     std::size_t pitch_;
-    std::vector<Filtered> ring_;
+    AlignedBuffer<Filtered> ring_;
     std::vector<const Filtered*> needed_;
-    std::vector<std::uint8_t> row_;
+    AlignedBuffer<std::uint8_t> row_;
     int targetRow_ = 0;
     int filteredRows_ = 0;
 };
 
 void StoreRow(const std::uint8_t* row, std::uint16_t* target, int width) {
     for (int x = 0; x < width; ++x, row += kElements, target += kElements) {
-        for (int e = 0; e < kColors; ++e) target[e] = FromByte<std::uint16_t>(row[e]);
+        for (int e = 0; e < kColors; ++e) target[e] = static_cast<std::uint16_t>(row[e] * 257);
     }
 }
 

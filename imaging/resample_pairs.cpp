@@ -5,6 +5,8 @@
 namespace veltrane {
 namespace {
 
+constexpr std::uint8_t kNoByte = 0x80;  ///< looks up 0
+
 std::int16_t LowPart(std::int32_t weight) {
     return static_cast<std::int16_t>(static_cast<std::uint16_t>(weight));
 }
@@ -62,17 +64,18 @@ bool StretchAxis::Fits(const ResampleAxis& axis) {
 StretchAxis::StretchAxis(const ResampleAxis& axis)
     : size((axis.taps.size() + kRowBlock - 1) / kRowBlock * kRowBlock),
       windows(size / kGroup, 0),
-      lookup(4 * size, 0x80),
-      low(2 * size, 0),
-      high(2 * size, 0) {
+      lookup(4 * size),
+      low(2 * size),
+      high(2 * size) {
+    std::fill_n(lookup.data(), lookup.size(), kNoByte);
     for (std::size_t x = 0; x < axis.taps.size(); ++x) {
         const Taps& taps = axis.taps[x];
         if (x % kGroup == 0) windows[x / kGroup] = taps.first;
         for (int k = 0; k < taps.count; ++k) {
             const std::size_t at = x * 2 + k;
-            lookup[at * 2] = static_cast<std::uint8_t>(taps.first + k - windows[x / kGroup]);
-            low[at] = LowPart(axis.Weights(taps)[k]);
-            high[at] = HighPart(axis.Weights(taps)[k]);
+            lookup.data()[at * 2] = static_cast<std::uint8_t>(taps.first + k - windows[x / kGroup]);
+            low.data()[at] = LowPart(axis.Weights(taps)[k]);
+            high.data()[at] = HighPart(axis.Weights(taps)[k]);
         }
     }
 }

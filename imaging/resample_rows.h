@@ -6,10 +6,13 @@
 #include <cstdint>
 #include <vector>
 
+#include "imaging/aligned_buffer.h"
 #include "imaging/planar_row.h"
 #include "imaging/resample_axis.h"
 
 namespace veltrane {
+
+inline constexpr int kPairElements = 8;  ///< of two neighbouring pixels
 
 /// The taps of an axis as the vector forms take them: pairs of neighbouring samples that begin at
 /// an even one, with weights of 16 bits.
@@ -22,8 +25,12 @@ struct PairedAxis {
 
     explicit PairedAxis(const ResampleAxis& axis);
 
-    /// How many pairs of samples a filter unpacks at a time.
+    /// How many pairs of pixels of so many rows a filter unpacks at a time, and the 16-bit samples
+    /// of them and one more.
     int TilePairs(int rows) const { return std::max(1024 / rows, 2 * longest); }
+    std::size_t TileSize(int rows) const {
+        return (static_cast<std::size_t>(TilePairs(rows)) + 1) * kPairElements * rows;
+    }
 
     std::vector<Target> targets;
     std::vector<std::int16_t> low;   ///< each weight is low + high * 65536
@@ -58,7 +65,7 @@ struct ResampleRows {
     /// Reduces 16-bit samples to 8 bits: v / 257 rounded to nearest.
     void (*reduce)(const std::uint16_t* samples, std::uint8_t* bytes, std::size_t size);
     /// Filters rowsAtOnce rows into as many, pitch elements apart; the sums are rounded down.
-    /// scratch holds ScratchSize elements of no known content.
+    /// scratch holds pairs.TileSize(rowsAtOnce) elements of no known content.
     void (*filter)(const FilterRows& rows, const ResampleAxis& axis, const PairedAxis& pairs,
                    std::int16_t* scratch, Filtered* filtered, std::size_t pitch);
     /// The weighted sum of count filtered rows, rounded to nearest and clamped. size is a multiple
@@ -77,11 +84,11 @@ struct StretchAxis {
     /// Whether an axis is such a one.
     static bool Fits(const ResampleAxis& axis);
 
-    std::size_t size;                   ///< targets, padded to whole vectors
-    std::vector<std::int32_t> windows;  ///< the first sample of every group's window
-    std::vector<std::uint8_t> lookup;   ///< bytes of the window, four a target: pairs of 16 bits
-    std::vector<std::int16_t> low;      ///< as those of PairedAxis, two a target
-    std::vector<std::int16_t> high;
+    std::size_t size;                    ///< targets, padded to whole vectors
+    std::vector<std::int32_t> windows;   ///< the first sample of every group's window
+    AlignedBuffer<std::uint8_t> lookup;  ///< bytes of the window, four a target: pairs of 16 bits
+    AlignedBuffer<std::int16_t> low;     ///< as those of PairedAxis, two a target
+    AlignedBuffer<std::int16_t> high;
 };
 
 /// Enlarges planes of bytes, where neither direction takes more than two taps.

@@ -10,7 +10,6 @@
 #include "imaging/resample_rows.h"
 #include "imaging/row_vectors-inl.h"
 #include "imaging/sample.h"
-#include "imaging/simd.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace veltrane {
@@ -33,7 +32,7 @@ constexpr int kVectors = kBlocks == 4 ? 2 : 4;
 constexpr int kRows = kVectors * kBlocks;
 static_assert(kRows <= kMostRowsAtOnce);
 constexpr std::uint8_t kNone = 0x80;  ///< looks up 0
-constexpr int kPairElements = 8;      ///< two pixels of 16-bit samples: a block
+static_assert(kPairElements * sizeof(std::int16_t) == kBlockBytes);
 
 /// A vector of blocks that lie in rows a pitch of elements apart.
 template <class D, class T = hn::TFromD<D>>
@@ -90,18 +89,12 @@ Bytes Reduced(const std::uint16_t* samples) {
 
 void Reduce(const std::uint16_t* samples, std::uint8_t* bytes, std::size_t size) {
     const ByteTag tag;
-    constexpr std::size_t kLanes = hn::MaxLanes(tag);
+    constexpr int kLanes = hn::MaxLanes(tag);
     const auto reduce = [&](const std::uint16_t* from, std::uint8_t* to) {
         hn::StoreU(hn::ConcatOdd(tag, Reduced(from + kLanes / 2), Reduced(from)), tag, to);
     };
-    std::size_t i = 0;
-    for (; i + kLanes <= size; i += kLanes) reduce(samples + i, bytes + i);
-    if (i == size) return;
-    std::uint16_t from[kLanes] = {};
-    std::uint8_t to[kLanes];
-    std::memcpy(from, samples + i, (size - i) * sizeof(*from));
-    reduce(from, to);
-    std::memcpy(bytes + i, to, size - i);
+    ForEachVector<kLanes>(static_cast<int>(size), reduce, Row<const std::uint16_t>{samples},
+                          Row<std::uint8_t>{bytes});
 }
 
 /// Brings the first or the last two pixels of every block together, as 16-bit samples: blue, blue,
@@ -120,11 +113,12 @@ void UnpackPairs(const std::uint8_t* rows, std::ptrdiff_t pitch, int from, int t
         8, kNone, 12, kNone, 9, kNone, 13, kNone, 10, kNone, 14, kNone, 11, kNone, 15, kNone};
     for (int pair = from; pair < to; pair += 2, pairs += 2 * kRows * kPairElements) {
         for (int v = 0; v < kVectors; ++v) {
-            const std::uint8_t* at = rows + v * kBlocks * pitch + std::ptrdiff_t{pair} * 8;
+            const std::uint8_t* at =
+                rows + v * kBlocks * pitch + std::ptrdiff_t{pair} * kPairElements;
             const Bytes pixels = LoadBlocks(ByteTag(), at, pitch);
-            std::int16_t* to2 = pairs + v * kBlocks * kPairElements;
-            StorePairs(pixels, kFirst, to2);
-            StorePairs(pixels, kSecond, to2 + kRows * kPairElements);
+            std::int16_t* first = pairs + v * kBlocks * kPairElements;
+            StorePairs(pixels, kFirst, first);
+            StorePairs(pixels, kSecond, first + kRows * kPairElements);
         }
     }
 }
