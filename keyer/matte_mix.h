@@ -20,13 +20,18 @@ namespace HWY_NAMESPACE {
 #if VELTRANE_HAS_LANES && !HWY_HAVE_SCALABLE
 namespace {
 
-/// KeyAxis for every lane; the screen's colour is kept apart.
+/// The axes from screen colours to neutral.
 struct Axes {
     Floats length;
     Chromas direction;
-    Chromas normal;
 };
 
+HWY_INLINE Axes AxesAlong(Chromas toNeutral) {
+    const Floats length = hn::Sqrt(Dot(toNeutral, toNeutral));
+    return {length, {toNeutral.i / length, toNeutral.q / length}};
+}
+
+/// KeyAxis::normal from its direction.
 HWY_INLINE Chromas QuarterTurned(Chromas v) {
     const Doubles i = Widen(v.i);
     const Doubles q = Widen(v.q);
@@ -35,18 +40,22 @@ HWY_INLINE Chromas QuarterTurned(Chromas v) {
     return {Narrow(i * cosine - q * sine), Narrow(i * sine + q * cosine)};
 }
 
-HWY_INLINE Axes AxesAlong(Chromas toNeutral) {
-    const Floats length = hn::Sqrt(Dot(toNeutral, toNeutral));
-    const Chromas direction{toNeutral.i / length, toNeutral.q / length};
-    return {length, direction, QuarterTurned(direction)};
+/// Stores vectors one by one: left to themselves, compilers copy several in smaller pieces, for
+/// which the loads of whole vectors have to wait.
+HWY_INLINE void Keep(Chromas from, Chromas& to) {
+    to.i = from.i;
+    to.q = from.q;
+}
+HWY_INLINE void Keep(Colors from, Colors& to) {
+    to.luma = from.luma;
+    Keep(from.chroma, to.chroma);
 }
 
 /// What one stage leaves for the next ones.
 struct Mixture {
     Colors color;
     Colors screen;  ///< its luma with the margin
-    Floats length;  ///< of the axis
-    Chromas direction;
+    Axes axis;
     Floats across;
     Mask background;
     Mask mixed;  ///< the rest is foreground
@@ -57,18 +66,18 @@ struct Mixture {
 
 /// The construction of foreground colours, as in the plain form.
 struct Construction {
-    Chromas chroma;
-    Chromas direction;
-    Floats length;
+    const Chromas& chroma;
+    const Chromas& direction;
+    const Floats& length;
     Chromas toNeutral;  ///< from the pixel
-    Chromas screen;
+    const Chromas& screen;
     Chromas screenToNeutral;
     Chromas fromScreen;
 
     HWY_INLINE Construction(const Mixture& mix, Chromas neutral)
         : chroma(mix.color.chroma),
-          direction(mix.direction),
-          length(mix.length),
+          direction(mix.axis.direction),
+          length(mix.axis.length),
           toNeutral(neutral - chroma),
           screen(mix.screen.chroma),
           screenToNeutral(neutral - screen),
@@ -110,24 +119,29 @@ public:
     Chromas SkinNormal() const { return skinNormal_; }
     Chromas BlueNormal() const { return blueNormal_; }
 
+    /// Notes where the axes run.
+    HWY_INLINE void Aim(Colors color, Colors screen, const Axes& axis, Mixture& mix) const {
+        Keep(color, mix.color);
+        Keep(screen, mix.screen);
+        Keep(axis.direction, mix.axis.direction);
+        mix.axis.length = axis.length;
+    }
+
     /// Tells background, mixed pixels and foreground apart.
-    HWY_INLINE void Locate(Colors color, Colors screen, const Axes& axis, Mixture& mix) const {
+    HWY_INLINE void Locate(Chromas axisNormal, Mixture& mix) const {
         const Floats zero = Splat(0.0f);
-        const Chromas fromScreen = color.chroma - screen.chroma;
-        const Floats across = Dot(axis.normal, fromScreen);
-        const Floats along = Dot(fromScreen, axis.direction) / axis.length;
+        const Chromas chroma = mix.color.chroma;
+        const Chromas fromScreen = chroma - mix.screen.chroma;
+        const Floats across = Dot(axisNormal, fromScreen);
+        const Floats along = Dot(fromScreen, mix.axis.direction) / mix.axis.length;
         const Floats distance = hn::Abs(across);
-        const Floats offSkin = Dot(skinNormal_, color.chroma);
-        const Floats offBlue = Dot(blueNormal_, color.chroma);
+        const Floats offSkin = Dot(skinNormal_, chroma);
+        const Floats offBlue = Dot(blueNormal_, chroma);
         const Mask skin = hn::And(hn::Lt(across, zero), hn::Gt(offSkin, zero));
         const Mask blue = hn::And(hn::Ge(across, zero), hn::Gt(offBlue, zero));
         const Mask close = hn::And(distance < nearAxis_, along < Splat(1.0f));
         const Mask inside = hn::Or(hn::Or(skin, blue), close);
         const Mask flat = hn::And(distance < background_, along < clipLevel_);
-        mix.color = color;
-        mix.screen = screen;
-        mix.length = axis.length;
-        mix.direction = axis.direction;
         mix.across = across;
         mix.background = hn::And(inside, flat);
         mix.mixed = hn::AndNot(flat, inside);
@@ -157,7 +171,7 @@ public:
             forMatte = Choose(close, level, Choose(far, tilted, Blend(w, tilted, level)));
             forColor = Choose(close, forColor, Choose(blended, Blend(w, kept, level), color));
         }
-        mix.forColor = forColor;
+        Keep(forColor, mix.forColor);
         mix.cover = hn::Min(cover_(construct.MatteFor(forMatte)), Splat(1.0f));
     }
 

@@ -30,7 +30,7 @@ HWY_INLINE Colors WithMargin(Colors screen) {
 }
 
 // Screens give the colours behind the half vectors from x and x2 on, their lumas with the margin,
-// and the axes from there. Rest() gives the last pixels of the row, by way of a block.
+// and their axes. Rest() gives the last pixels of the row, by way of a block.
 
 template <class Sample>
 struct PlanarScreen {
@@ -44,6 +44,7 @@ struct PlanarScreen {
         return WithMargin(ToColors<1>(r, g, b));
     }
     static HWY_INLINE Axes AxesFrom(Chromas toNeutral) { return AxesAlong(toNeutral); }
+    static HWY_INLINE Chromas Normal(const Axes& axes) { return QuarterTurned(axes.direction); }
 
     PlanarScreen Rest(int x, int count, Block& block) const {
         const auto size = static_cast<std::size_t>(count);
@@ -64,6 +65,7 @@ struct InterleavedScreen {
             Pixels<Sample>::Load(row + x * kElements, row + x2 * kElements).ToColors());
     }
     static HWY_INLINE Axes AxesFrom(Chromas toNeutral) { return AxesAlong(toNeutral); }
+    static HWY_INLINE Chromas Normal(const Axes& axes) { return QuarterTurned(axes.direction); }
 
     InterleavedScreen Rest(int x, int count, Block& block) const {
         std::memcpy(block, row + x * kElements, PixelBytes<Sample>(count));
@@ -75,13 +77,16 @@ struct OneScreen {
     using Block = char;
     Colors color;
     Axes axes;
+    Chromas normal;
 
     explicit OneScreen(const KeyAxis& axis)
         : color{Splat(axis.luma), Splat(axis.screen)},
-          axes{Splat(axis.length), Splat(axis.direction), Splat(axis.normal)} {}
+          axes{Splat(axis.length), Splat(axis.direction)},
+          normal(Splat(axis.normal)) {}
 
-    HWY_INLINE Colors At(int, int) const { return color; }
+    HWY_INLINE const Colors& At(int, int) const { return color; }
     HWY_INLINE const Axes& AxesFrom(Chromas) const { return axes; }
+    HWY_INLINE const Chromas& Normal(const Axes&) const { return normal; }
     const OneScreen& Rest(int, int, Block&) const { return *this; }
 };
 
@@ -173,7 +178,7 @@ private:
         const int x2 = x + kHalf;
         const auto pixels = Load(source, x, x2);
         const Colors color = pixels.ToColors();
-        const Colors screen = screen_.At(x, x2);
+        const Colors& screen = screen_.At(x, x2);
         const Glance at(color.chroma - screen.chroma, mixer_.Neutral() - screen.chroma);
         const Mask background = IsBackground(at);
         if (hn::AllTrue(kFloats, background)) {
@@ -221,9 +226,12 @@ private:
         for (int k = 0; k < count; ++k) {
             const int x = places.x[2 * k];
             const int x2 = places.x[2 * k + 1];
-            const Colors screen = screens.At(x, x2);
-            mixer_.Locate(Load(source, x, x2).ToColors(), screen,
-                          screens.AxesFrom(mixer_.Neutral() - screen.chroma), mixtures[k]);
+            const Colors& screen = screens.At(x, x2);
+            mixer_.Aim(Load(source, x, x2).ToColors(), screen,
+                       screens.AxesFrom(mixer_.Neutral() - screen.chroma), mixtures[k]);
+        }
+        for (int k = 0; k < count; ++k) {
+            mixer_.Locate(screens.Normal(mixtures[k].axis), mixtures[k]);
         }
         for (int k = 0; k < count; ++k) mixer_.FindForeground(mixtures[k]);
         for (int k = 0; k < count; ++k) mixer_.Unmix(mixtures[k]);
