@@ -130,7 +130,7 @@ void RegisterFfmpegFilters(Subject& subject) {
         timed.yardstick = {[&subject] { subject.Restore(); },
                            [&subject, settings] { subject.Key(settings); }};
         timed.column = "times ours";
-        timed.label = [chain] { return chain->Formats(); };
+        timed.note = chain->Formats();
         Register(timed, {CurrentCpuLevel()});
     }
 }

@@ -54,7 +54,8 @@ void Time(benchmark::State& state, const Case& timed) {
         state.SetIterationTime(best);
     }
     state.counters[timed.column] = best / yardstick * timed.factor;
-    state.SetLabel(timed.label());
+    state.SetLabel(timed.note);
+    timed.done();
 }
 
 /// A line a case: its name and level, the time in milliseconds and the column of its own.

@@ -2,7 +2,6 @@
 #define VELTRANE_BENCH_MEASURE_H
 
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -26,14 +25,15 @@ struct Case {
     Work yardstick;
     std::string column = "copies";
     double factor = 1;
-    std::function<std::string()> label = [] { return std::string(); };
+    std::string note;
+    std::function<void()> done = [] {};  ///< called after the last round
 };
 
 /// Copying a frame, the yardstick of most cases.
 template <typename Element>
 Work CopyOf(const std::vector<Element>& frame) {
-    const auto copy = std::make_shared<std::vector<Element>>(frame);
-    return {[] {}, [copy, &frame] { copy->assign(frame.begin(), frame.end()); }};
+    static std::vector<Element> copy = frame;
+    return {[] {}, [&frame] { copy.assign(frame.begin(), frame.end()); }};
 }
 
 /// Registers the case once for each level. Before it is timed, its result must be that of the plain

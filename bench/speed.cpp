@@ -61,17 +61,18 @@ void RegisterWholes(const std::vector<CpuLevel>& levels) {
         timed.yardstick = CopyOf(still.frame);
         Register(timed, levels);
     }
+    HostForms& forms = StillInHosts();
     Case bytes;
     bytes.name = "whole/8 bits";
-    bytes.work.run = [&still, settings = KeySettings()] { still.KeyBytes(settings); };
-    bytes.result = [&still] { return BytesOf(still.byteOutput); };
-    bytes.yardstick = CopyOf(still.bytes);
+    bytes.work.run = [&forms, settings = KeySettings()] { forms.KeyBytes(settings); };
+    bytes.result = [&forms] { return BytesOf(forms.byteOutput); };
+    bytes.yardstick = CopyOf(forms.bytes);
     Register(bytes, levels);
     Case floats;
     floats.name = "whole/from and to floats";
-    floats.work.run = [&still] { still.ConvertFloats(); };
-    floats.result = [&still] { return BytesOf(still.floatOutput); };
-    floats.yardstick = CopyOf(still.floats);
+    floats.work.run = [&forms] { forms.ConvertFloats(); };
+    floats.result = [&forms] { return BytesOf(forms.floatOutput); };
+    floats.yardstick = CopyOf(forms.floats);
     Register(floats, levels);
 }
 
@@ -110,10 +111,7 @@ void RegisterScaling(const std::vector<CpuLevel>& levels) {
         timed.yardstick = KeyWork(still, settings);
         timed.column = "per pixel";
         timed.factor = double(still.width) * still.height / (double(width) * height);
-        timed.label = [resized] {
-            resized->Drop();
-            return std::string();
-        };
+        timed.done = [resized] { resized->Drop(); };
         Register(timed, levels);
     }
 }

@@ -12,14 +12,19 @@ Subject::Subject(const media::Frame& picture)
       screen(FindScreenColor(width, height, picture.pixels.data()).value().color),
       frame(picture.pixels),
       source(frame),
-      output(frame.size()),
-      byteOutput(frame.size()),
-      floatOutput(frame.size()) {
+      output(frame.size()) {}
+
+HostForms::HostForms(const Subject& subject)
+    : width(subject.width),
+      height(subject.height),
+      byteOutput(subject.frame.size()),
+      floatOutput(subject.frame.size()),
+      frame(subject.frame.size()) {
     constexpr int kArgb[] = {3, 2, 1, 0}, kRgba[] = {2, 1, 0, 3};
     for (std::size_t i = 0; i < frame.size(); ++i) {
-        const std::size_t pixel = i / 4 * 4;
-        bytes.push_back(static_cast<std::uint8_t>(frame[pixel + kArgb[i % 4]] >> 8));
-        floats.push_back(static_cast<float>(frame[pixel + kRgba[i % 4]]) / 65535);
+        const std::uint16_t* pixel = subject.frame.data() + i / 4 * 4;
+        bytes.push_back(static_cast<std::uint8_t>(pixel[kArgb[i % 4]] >> 8));
+        floats.push_back(static_cast<float>(pixel[kRgba[i % 4]]) / 65535);
     }
 }
 
@@ -32,7 +37,7 @@ void Subject::Key(const Settings& s) {
         s.despillSkin, s.despillBlue, s.screenGain);
 }
 
-void Subject::KeyBytes(const Settings& s) {
+void HostForms::KeyBytes(const Settings& s) {
     VeltraneFinalCut(byteOutput.data(), width, height, bytes.data(), width, height, 0, 0,
                      static_cast<int>(s.view), s.keyColor.red, s.keyColor.green, s.keyColor.blue,
                      s.smoothBG, s.shadow, s.clipBlack, s.clipWhite, s.deBlocking, s.deBlockValue,
@@ -41,20 +46,25 @@ void Subject::KeyBytes(const Settings& s) {
                      s.despillSkin, s.despillBlue, s.screenGain);
 }
 
-void Subject::ConvertFloats() {
+void HostForms::ConvertFloats() {
     for (int y = 0; y < height; ++y) {
         const std::size_t at = static_cast<std::size_t>(y) * width * 4;
-        FloatRowToFrame(floats.data() + at, FloatLayout::kRgba, output.data() + at, width);
+        FloatRowToFrame(floats.data() + at, FloatLayout::kRgba, frame.data() + at, width);
     }
     for (int y = 0; y < height; ++y) {
         const std::size_t at = static_cast<std::size_t>(y) * width * 4;
-        FrameRowToFloat(output.data() + at, FloatLayout::kRgba, floatOutput.data() + at, width);
+        FrameRowToFloat(frame.data() + at, FloatLayout::kRgba, floatOutput.data() + at, width);
     }
 }
 
 Subject& Still() {
     static Subject still(media::ReadFrame(VELTRANE_SAMPLES "/still.jpg", 1));
     return still;
+}
+
+HostForms& StillInHosts() {
+    static HostForms forms(Still());
+    return forms;
 }
 
 }  // namespace veltrane::bench

@@ -19,7 +19,7 @@ Bytes BytesOf(const std::vector<Element>& elements) {
     return std::as_bytes(std::span(elements));
 }
 
-/// The frame that is keyed, in each form that a host may hold it in, and room for the results.
+/// The frame that is keyed, in 16 bits.
 class Subject {
 public:
     explicit Subject(const media::Frame& picture);
@@ -27,10 +27,6 @@ public:
     /// The picture as 16-bit samples, before a call that smooths its input.
     void Restore() { source = frame; }
     void Key(const Settings& settings);
-    /// The 8-bit entry.
-    void KeyBytes(const Settings& settings);
-    /// Float pixels to a frame and the frame to float pixels, row by row.
-    void ConvertFloats();
 
     int width;
     int height;
@@ -38,14 +34,30 @@ public:
     std::vector<std::uint16_t> frame;  ///< blue, green, red, alpha
     std::vector<std::uint16_t> source;
     std::vector<std::uint16_t> output;
+};
+
+/// The same frame in the other forms that hosts hold frames in.
+class HostForms {
+public:
+    explicit HostForms(const Subject& subject);
+
+    /// The 8-bit entry.
+    void KeyBytes(const Settings& settings);
+    /// Float pixels to a frame and the frame to float pixels, row by row.
+    void ConvertFloats();
+
+    int width;
+    int height;
     std::vector<std::uint8_t> bytes;  ///< alpha, red, green, blue
     std::vector<std::uint8_t> byteOutput;
     std::vector<float> floats;  ///< red, green, blue, alpha
     std::vector<float> floatOutput;
+    std::vector<std::uint16_t> frame;
 };
 
 /// The sample still.
 Subject& Still();
+HostForms& StillInHosts();
 
 }  // namespace veltrane::bench
 
