@@ -78,15 +78,18 @@ const ResampleRows<Filtered>& RowsToUse() {
     return kPlainRows<Filtered>;
 }
 
-/// A frame as a resampler reads it; pitch in elements.
+/// A frame as a resampler reads it, from the top; pitch in elements.
 template <class Sample>
 struct SourceFrame {
     const Sample* pixels;
     int width;
     int height;
     int pitch;
+    const FrameRows<Sample>* made = nullptr;  ///< instead of pixels, where rows are made
 
-    const Sample* Row(int y) const { return pixels + static_cast<std::ptrdiff_t>(y) * pitch; }
+    const Sample* Row(int y) const {
+        return made != nullptr ? (*made)(y) : pixels + static_cast<std::ptrdiff_t>(y) * pitch;
+    }
 };
 
 /// Reads the source once, row by row, and keeps only the rows that the next target row needs.
@@ -128,8 +131,10 @@ private:
         for (int y = filteredRows_; y < end; ++y) {
             ReadRow(y, bytes_.data() + bytesPitch_ * (y - filteredRows_));
         }
-        rows_.filter({bytes_.data(), bytesPitch_, source_.width, source_.Row(end), SizeFrom(end)},
-                     across_, pairs_, scratch_.data(), RingRow(filteredRows_), pitch_);
+        const std::size_t nextSize = SizeFrom(end);
+        const Source* next = nextSize == 0 ? nullptr : source_.Row(end);
+        rows_.filter({bytes_.data(), bytesPitch_, source_.width, next, nextSize}, across_, pairs_,
+                     scratch_.data(), RingRow(filteredRows_), pitch_);
         filteredRows_ += rows_.rowsAtOnce;
     }
 
@@ -137,7 +142,9 @@ private:
     std::size_t SizeFrom(int y) const {
         const int end = std::min(y + rows_.rowsAtOnce, source_.height);
         const auto pitch = static_cast<std::size_t>(source_.pitch);
-        if (y == end || source_.pitch < 0 || pitch > 2 * rowSize_) return 0;
+        if (y == end || source_.made != nullptr || source_.pitch < 0 || pitch > 2 * rowSize_) {
+            return 0;
+        }
         return ((end - y - 1) * pitch + rowSize_) * sizeof(Source);
     }
 
@@ -218,7 +225,7 @@ template <class Source, class Target>
 void ResampleRowsOf(const SourceFrame<Source>& source, const ResampleAxis& across,
                     const ResampleAxis& down, Target* target, int targetPitch) {
     if constexpr (sizeof(Source) == 1) {
-        if (PlaneEnlarger::Fits(across, down)) {
+        if (source.made == nullptr && PlaneEnlarger::Fits(across, down)) {
             return EnlargePlanes(source, across, down, target, targetPitch);
         }
     }
@@ -244,6 +251,22 @@ void Resample(const Source* source, int sourceWidth, int sourceHeight, int sourc
 }
 
 }  // namespace
+
+template <class Sample>
+void ShrinkRows(const FrameRows<Sample>& rows, int width, int height, unsigned char* target,
+                int targetWidth, int targetHeight, int targetPitch, int lobes) {
+    if (width < 1 || height < 1 || targetWidth < 1 || targetHeight < 1) return;
+    const ResampleAxis across(width, targetWidth, 0, lobes);
+    const ResampleAxis down(height, targetHeight, 0, lobes);
+    const SourceFrame<Sample> frame{rows.Packed(), width, height, width * kElements,
+                                    rows.Packed() == nullptr ? &rows : nullptr};
+    ResampleRowsOf<Sample>(frame, across, down, target, targetPitch);
+}
+
+template void ShrinkRows(const FrameRows<unsigned short>&, int, int, unsigned char*, int, int, int,
+                         int);
+template void ShrinkRows(const FrameRows<unsigned char>&, int, int, unsigned char*, int, int, int,
+                         int);
 
 class RowEnlarger::State {
 public:

@@ -48,15 +48,14 @@ void KnockOutEdges(unsigned char* image, const unsigned char* edges, Size size, 
 namespace veltrane {
 
 template <class Sample>
-ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p) {
+ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source) {
     using D = Depth<Sample>;
     const CVELTRANE keyer;
     const Size size = ReducedSize(p.width, p.height);
     const int pitch = size.width * kElements;
     const int mapPitch = keyer.Align8(size.width);
     auto image = MakeBuffer<unsigned char>(static_cast<std::size_t>(pitch) * size.height);
-    (keyer.*D::kShrink)(const_cast<Sample*>(p.src), p.width, p.height, p.width * kElements,
-                        image.get(), size.width, size.height, pitch, 0, 2);
+    ShrinkRows(source, p.width, p.height, image.get(), size.width, size.height, pitch, 2);
 
     const std::size_t mapSize = static_cast<std::size_t>(mapPitch) * size.height;
     const auto edges = MakeBuffer<unsigned char>(mapSize);
@@ -74,8 +73,8 @@ ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p) {
     return {std::move(image), size.width, size.height};
 }
 
-template ReducedPlate ModelPlate<unsigned short>(const VELTRANE_Param16bit&);
-template ReducedPlate ModelPlate<unsigned char>(const VELTRANE_Param&);
+template ReducedPlate ModelPlate(const VELTRANE_Param16bit&, const FrameRows<unsigned short>&);
+template ReducedPlate ModelPlate(const VELTRANE_Param&, const FrameRows<unsigned char>&);
 
 }  // namespace veltrane
 
@@ -83,7 +82,9 @@ namespace {
 
 template <class Sample>
 unsigned int KeyAgainstModel(const typename Depth<Sample>::Record* p) {
-    return p == nullptr ? 2 : KeyEveryRow<Sample>(*p, true, PackedPitch(*p), IgnoreRow);
+    return p == nullptr
+               ? 2
+               : KeyEveryRow<Sample>(*p, Packed<Sample>(*p), true, PackedPitch(*p), IgnoreRow);
 }
 
 }  // namespace

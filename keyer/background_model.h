@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "imaging/frame_rows.h"
 #include "keyer/depth.h"
 
 namespace veltrane {
@@ -15,9 +16,9 @@ struct ReducedPlate {
     int height = 0;
 };
 
-/// Models the clean plate of the frame behind the record's src, which has at least one pixel.
+/// Models the clean plate of a frame of the record's size, which has at least one pixel.
 template <class Sample>
-ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p);
+ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source);
 
 }  // namespace veltrane
 

@@ -24,7 +24,6 @@ struct Depth<unsigned short> {
     /// Elements a pixel of a field's buffers: twice what the pixel needs.
     static constexpr std::size_t kFieldElements = 8;
 
-    static constexpr auto kShrink = &CVELTRANE::DF_WH64bitTo32bit5_1;
     static constexpr auto kSplitFields = &CVELTRANE::SepareteField64bit;
     static constexpr auto kMergeFields = &CVELTRANE::CompositeField64bit;
 
@@ -48,7 +47,6 @@ struct Depth<unsigned char> {
     static constexpr bool kSmoothsTransparent = false;
     static constexpr std::size_t kFieldElements = kElements;
 
-    static constexpr auto kShrink = &CVELTRANE::DF_WH32bit5_1;
     static constexpr auto kSplitFields = &CVELTRANE::SepareteField32bit;
     static constexpr auto kMergeFields = &CVELTRANE::CompositeField32bit;
 

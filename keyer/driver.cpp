@@ -31,14 +31,15 @@ bool IsValid(const Record& p) {
 }
 
 template <class Sample, class Done>
-unsigned int KeyFrame(const typename Depth<Sample>::Record& p, std::size_t pitch, Done done) {
+unsigned int KeyFrame(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
+                      std::size_t pitch, Done done) {
     if (p.smoothBG == 0 && p.deblockValue != 0) SmoothSourceChroma<Sample>(p);
-    return KeyEveryRow<Sample>(p, p.smoothBG != 0, pitch, done);
+    return KeyEveryRow<Sample>(p, source, p.smoothBG != 0, pitch, done);
 }
 
 template <class Sample>
 unsigned int KeyField(const typename Depth<Sample>::Record& p) {
-    return KeyFrame<Sample>(p, PackedPitch(p), IgnoreRow);
+    return KeyFrame<Sample>(p, Packed<Sample>(p), PackedPitch(p), IgnoreRow);
 }
 
 /// Contraction and blur, on the matte alone.
@@ -101,12 +102,12 @@ unsigned int RunOnFields(typename Depth<Sample>::Record& p) {
 }
 
 template <class Sample>
-unsigned int RunOnRows(typename Depth<Sample>::Record& p, std::size_t pitch,
-                       const RowSink<Sample>& sink) {
-    if (!NeedsWholeFrame(p)) return KeyFrame<Sample>(p, pitch, std::cref(sink));
+unsigned int RunOnRows(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
+                       std::size_t pitch, const RowSink<Sample>& sink) {
+    if (!NeedsWholeFrame(p)) return KeyFrame<Sample>(p, source, pitch, std::cref(sink));
     const std::size_t width = p.width;
     const auto matte = MakeBuffer<Sample>(width * p.height);
-    const auto status = KeyFrame<Sample>(p, pitch, [&](int y, const Sample* row) {
+    const auto status = KeyFrame<Sample>(p, source, pitch, [&](int y, const Sample* row) {
         TakeMatte(row, matte.get() + y * width, p.width);
     });
     if (status != 0) return status;
@@ -121,7 +122,7 @@ unsigned int RunOnRows(typename Depth<Sample>::Record& p, std::size_t pitch,
 
 /// Runs work on a valid record and turns what it throws into a status.
 template <class Record, class Work>
-unsigned int Guard(Record& p, Work work) {
+unsigned int Guard(const Record& p, Work work) {
     if (!IsValid(p)) return kInvalid;
     try {
         return work();
@@ -135,7 +136,8 @@ unsigned int Guard(Record& p, Work work) {
 template <class Sample>
 unsigned int Drive(typename Depth<Sample>::Record* p, const KORMADEL_Param* frame) {
     if (p == nullptr || frame == nullptr) return kInvalid;
-    if (frame->interlaced == 0) return DriveRows<Sample>(*p, PackedPitch(*p), IgnoreRow);
+    if (frame->interlaced == 0)
+        return DriveRows<Sample>(*p, Packed<Sample>(*p), PackedPitch(*p), IgnoreRow);
     return Guard(*p, [&] { return RunOnFields<Sample>(*p); });
 }
 
@@ -144,15 +146,15 @@ unsigned int Drive(typename Depth<Sample>::Record* p, const KORMADEL_Param* fram
 namespace veltrane {
 
 template <class Sample>
-unsigned int DriveRows(typename Depth<Sample>::Record& p, std::size_t pitch,
-                       const RowSink<Sample>& sink) {
-    return Guard(p, [&] { return RunOnRows<Sample>(p, pitch, sink); });
+unsigned int DriveRows(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
+                       std::size_t pitch, const RowSink<Sample>& sink) {
+    return Guard(p, [&] { return RunOnRows<Sample>(p, source, pitch, sink); });
 }
 
-template unsigned int DriveRows<unsigned short>(VELTRANE_Param16bit&, std::size_t,
-                                                const RowSink<unsigned short>&);
-template unsigned int DriveRows<unsigned char>(VELTRANE_Param&, std::size_t,
-                                               const RowSink<unsigned char>&);
+template unsigned int DriveRows(const VELTRANE_Param16bit&, const FrameRows<unsigned short>&,
+                                std::size_t, const RowSink<unsigned short>&);
+template unsigned int DriveRows(const VELTRANE_Param&, const FrameRows<unsigned char>&, std::size_t,
+                                const RowSink<unsigned char>&);
 
 }  // namespace veltrane
 

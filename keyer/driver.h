@@ -3,6 +3,7 @@
 
 #include <functional>
 
+#include "imaging/frame_rows.h"
 #include "keyer/depth.h"
 
 namespace veltrane {
@@ -17,13 +18,14 @@ bool NeedsWholeFrame(const Record& p) {
     return p.contractMask != 0 || p.maskBlurRadius != 0;
 }
 
-/// The driver for a frame that is not interlaced; its rows go through sink on their way to dst.
-/// Row y lies pitch elements times y behind dst; a pitch of 0 lets every row pass through the same
-/// memory where the whole frame is not needed. Returns the driver's status; when it is not 0, sink
-/// has not been called.
+/// The driver for a frame that is not interlaced; its rows come from source, which must be the
+/// record's own where it is de-blocked, and go through sink on their way to dst. Row y lies pitch
+/// elements times y behind dst; a pitch of 0 lets every row pass through the same memory where the
+/// whole frame is not needed. Returns the driver's status; when it is not 0, sink has not been
+/// called.
 template <class Sample>
-unsigned int DriveRows(typename Depth<Sample>::Record& p, std::size_t pitch,
-                       const RowSink<Sample>& sink);
+unsigned int DriveRows(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
+                       std::size_t pitch, const RowSink<Sample>& sink);
 
 }  // namespace veltrane
 

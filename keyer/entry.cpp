@@ -74,8 +74,7 @@ RowFinish<Sample> FinishFor(const Controls& c) {
 
 /// What the host sees of a frame that the driver refused: nothing keyed, so nothing but the view.
 void FinishRefused(const HostRows<unsigned char>& host, int width, int height, const Controls& c) {
-    const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
-    std::vector<unsigned char> row(pitch);
+    std::vector<unsigned char> row(static_cast<std::size_t>(width) * kElements);
     for (int y = 0; y < height; ++y) {
         host.read(y, host.source);
         std::fill(row.begin(), row.end(), static_cast<unsigned char>(0));
@@ -84,42 +83,76 @@ void FinishRefused(const HostRows<unsigned char>& host, int width, int height, c
     }
 }
 
+/// A host's frame on its way through the driver. Each row is read when it is first needed, and so
+/// is still in the cache then.
+template <class Sample>
+class HostFrame {
+public:
+    HostFrame(const HostRows<Sample>& host, int width, int height, const Controls& c)
+        : host_(host),
+          width_(width),
+          height_(height),
+          pitch_(static_cast<std::size_t>(width) * kElements),
+          finish_(FinishFor<Sample>(c)) {}
+
+    void PassOn(const Controls& c) {
+        for (int y = 0; y < height_; ++y) {
+            Sample* row = Row(y);
+            if (c.view != kSourceView) finish_(row, row, width_);
+            host_.write(y, row);
+        }
+    }
+
+    unsigned int Key(const Controls& c) {
+        auto record = MakeRecord<Sample>(nullptr, host_.source, width_, height_, c);
+        const bool whole = NeedsWholeFrame(record);
+        const auto keyed = MakeBuffer<Sample>(whole ? pitch_ * height_ : pitch_);
+        record.dst = keyed.get();
+        const bool smooths = record.deblockValue != 0;
+        const bool readsAgain = smooths && !Depth<Sample>::kSmoothsTransparent;
+        const auto again = MakeBuffer<Sample>(readsAgain ? pitch_ : 0);
+        const auto deliver = [&](int y, Sample* row) {
+            if (readsAgain) host_.read(y, again.get());
+            finish_(readsAgain ? again.get() : Row(y), row, width_);
+            host_.write(y, row);
+        };
+        if (smooths) Row(height_ - 1);
+        const FrameRows<Sample> source = smooths
+                                             ? FrameRows<Sample>(host_.source, width_)
+                                             : FrameRows<Sample>([this](int y) { return Row(y); });
+        return DriveRows<Sample>(record, source, whole ? pitch_ : 0, std::cref(deliver));
+    }
+
+private:
+    /// Row y, once all rows down to it have been read.
+    Sample* Row(int y) {
+        for (; rowsRead_ <= y; ++rowsRead_) {
+            host_.read(rowsRead_, host_.source + rowsRead_ * pitch_);
+        }
+        return host_.source + y * pitch_;
+    }
+
+    const HostRows<Sample>& host_;
+    int width_;
+    int height_;
+    std::size_t pitch_;
+    RowFinish<Sample> finish_;
+    int rowsRead_ = 0;
+};
+
 }  // namespace
 
 namespace veltrane {
 
 template <class Sample>
-unsigned int FinalCut(const HostRows<Sample>& host, int width, int height, const Controls& c) {
+unsigned int FinalCut(const HostRows<Sample>& rows, int width, int height, const Controls& c) {
     if (width < 1 || height < 1) return kDone;
-    const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
-    const auto sourceRow = [&](int y) { return host.source + y * pitch; };
-    for (int y = 0; y < height; ++y) host.read(y, sourceRow(y));
-    if (c.view == kSourceView) {
-        for (int y = 0; y < height; ++y) host.write(y, sourceRow(y));
-        return kDone;
+    HostFrame<Sample> frame(rows, width, height, c);
+    if (c.view != kSourceView && IsKeyChosen(c)) {
+        return FitsRecord(width, height) ? frame.Key(c) : kRefused;
     }
-    const bool readsAgain = c.deBlocking != 0 && !Depth<Sample>::kSmoothsTransparent;
-    const auto untouchedRow = MakeBuffer<Sample>(readsAgain ? pitch : 0);
-    const auto finish = FinishFor<Sample>(c);
-    const auto deliver = [&](int y, Sample* row) {
-        const Sample* untouched = sourceRow(y);
-        if (readsAgain) {
-            host.read(y, untouchedRow.get());
-            untouched = untouchedRow.get();
-        }
-        finish(untouched, row, width);
-        host.write(y, row);
-    };
-    if (!IsKeyChosen(c)) {
-        for (int y = 0; y < height; ++y) deliver(y, sourceRow(y));
-        return kDone;
-    }
-    if (!FitsRecord(width, height)) return kRefused;
-    auto record = MakeRecord<Sample>(nullptr, host.source, width, height, c);
-    const bool whole = NeedsWholeFrame(record);
-    const auto keyed = MakeBuffer<Sample>(whole ? pitch * height : pitch);
-    record.dst = keyed.get();
-    return DriveRows<Sample>(record, whole ? pitch : 0, std::cref(deliver));
+    frame.PassOn(c);
+    return kDone;
 }
 
 template unsigned int FinalCut(const HostRows<unsigned short>&, int, int, const Controls&);
@@ -143,7 +176,8 @@ unsigned int FinalCut(unsigned short* output, const unsigned short* input, int w
         std::memcpy(output, input, bytes);
     } else if (FitsRecord(width, height)) {
         auto record = MakeRecord(output, input, width, height, c);
-        status = DriveRows<unsigned short>(record, pitch, std::cref(finishRow));
+        const FrameRows<unsigned short> source(input, width);
+        status = DriveRows<unsigned short>(record, source, pitch, std::cref(finishRow));
         if (status == kDone) return kDone;
     } else {
         status = kRefused;

@@ -31,17 +31,17 @@ struct Controls {
     int screenGain;
 };
 
-/// A host's frame whose rows are converted on their way to the keyer and back, so that no keyed
-/// frame of ours lies between. Rows are pixels of blue, green, red, alpha.
+/// A host's frame whose rows are converted on their way to the keyer and back, so that no passes
+/// over whole frames are added. Rows are pixels of blue, green, red, alpha.
 template <class Sample>
 struct HostRows {
     Sample* source;  ///< room for the packed source; its content afterwards has no meaning
-    std::function<void(int y, Sample* row)> read;         ///< fills row y of the source
+    std::function<void(int y, Sample* row)> read;         ///< fills row y; may be called again
     std::function<void(int y, const Sample* row)> write;  ///< takes row y of the keyed frame
 };
 
-/// VeltraneFinalCut16bit or VeltraneFinalCut on such a frame: every row is read from the top and
-/// then written from the top. When the outcome is not 0 (see below), nothing has been written.
+/// VeltraneFinalCut16bit or VeltraneFinalCut on such a frame; rows are written once, from the top.
+/// When the outcome is not 0 (see below), nothing has been written. Throws std::bad_alloc.
 template <class Sample>
 unsigned int FinalCut(const HostRows<Sample>& rows, int width, int height,
                       const Controls& controls);

@@ -17,8 +17,10 @@ class RowKeyer {
 public:
     using Record = typename Depth<Sample>::Record;
 
-    /// Against a clean plate, modelled from the record's source.
-    static RowKeyer AgainstModel(const Record& p) { return RowKeyer(p, ModelPlate<Sample>(p)); }
+    /// Against a clean plate, modelled from the frame.
+    static RowKeyer AgainstModel(const Record& p, const FrameRows<Sample>& source) {
+        return RowKeyer(p, ModelPlate<Sample>(p, source));
+    }
     /// Against the record's key colour.
     static RowKeyer AgainstColor(const Record& p) { return RowKeyer(p, {}); }
 
@@ -56,6 +58,12 @@ std::size_t PackedPitch(const Record& p) {
     return static_cast<std::size_t>(p.width) * kElements;
 }
 
+/// The record's own source.
+template <class Sample>
+FrameRows<Sample> Packed(const typename Depth<Sample>::Record& p) {
+    return {p.src, p.width};
+}
+
 /// De-blocks the record's source in place.
 template <class Sample>
 void SmoothSourceChroma(const typename Depth<Sample>::Record& p) {
@@ -65,18 +73,19 @@ void SmoothSourceChroma(const typename Depth<Sample>::Record& p) {
 /// For rows that need nothing more.
 inline constexpr auto IgnoreRow = [](int, const void*) {};
 
-/// Keys the record's frame into rows pitch elements apart and calls done(y, row) after each.
-/// Against the model, the source is de-blocked once its plate is made. Returns the stage's status.
+/// Keys a frame of the record's size into rows pitch elements apart and calls done(y, row) after
+/// each. Against the model, the source is de-blocked once its plate is made; it must be the
+/// record's own then. Returns the stage's status.
 template <class Sample, class Done>
-unsigned int KeyEveryRow(const typename Depth<Sample>::Record& p, bool againstModel,
-                         std::size_t pitch, Done done) {
+unsigned int KeyEveryRow(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
+                         bool againstModel, std::size_t pitch, Done done) {
     if (p.width == 0 || p.height == 0) return againstModel ? 2 : 0;
-    auto keyer =
-        againstModel ? RowKeyer<Sample>::AgainstModel(p) : RowKeyer<Sample>::AgainstColor(p);
+    auto keyer = againstModel ? RowKeyer<Sample>::AgainstModel(p, source)
+                              : RowKeyer<Sample>::AgainstColor(p);
     if (againstModel && p.deblockValue != 0) SmoothSourceChroma<Sample>(p);
     for (int y = 0; y < p.height; ++y) {
         Sample* row = p.dst + y * pitch;
-        keyer.Next(p.src + y * PackedPitch(p), row);
+        keyer.Next(source(y), row);
         done(y, row);
     }
     return 0;

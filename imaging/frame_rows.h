@@ -1,0 +1,36 @@
+#ifndef VELTRANE_IMAGING_FRAME_ROWS_H
+#define VELTRANE_IMAGING_FRAME_ROWS_H
+
+#include <cstddef>
+#include <functional>
+
+#include "imaging/sample.h"
+
+namespace veltrane {
+
+/// The rows of a frame of blue, green, red, alpha: packed in memory, or made when they are asked
+/// for.
+template <class Sample>
+class FrameRows {
+public:
+    FrameRows(const Sample* packed, int width)
+        : packed_(packed), pitch_(static_cast<std::size_t>(width) * kElements) {}
+    /// make(y) gives row y, which stays until the next call.
+    explicit FrameRows(std::function<const Sample*(int y)> make) : make_(std::move(make)) {}
+
+    /// Null where rows are made.
+    const Sample* Packed() const { return packed_; }
+
+    const Sample* operator()(int y) const {
+        return packed_ != nullptr ? packed_ + y * pitch_ : make_(y);
+    }
+
+private:
+    const Sample* packed_ = nullptr;
+    std::size_t pitch_ = 0;
+    std::function<const Sample*(int y)> make_;
+};
+
+}  // namespace veltrane
+
+#endif
