@@ -11,6 +11,7 @@ extern "C" {
 #include <new>
 
 #include "hosts/frei0r/host_parameters.h"
+#include "settings/host_rows.h"
 
 namespace {
 
@@ -22,17 +23,15 @@ struct Instance {
     Settings settings;
 };
 
-/// The pixels' four bytes are moved by one place, which a rotation of the whole word does at the
-/// speed of a copy.
-constexpr int kOneByteOn = std::endian::native == std::endian::little ? 8 : -8;
-
-/// Red, green, blue, alpha in memory to alpha, red, green, blue.
-void AlphaFirst(const std::uint32_t* source, std::uint32_t* destination, std::size_t pixels) {
-    for (std::size_t i = 0; i < pixels; ++i) destination[i] = std::rotl(source[i], kOneByteOn);
-}
-
-void AlphaLast(std::uint32_t* frame, std::size_t pixels) {
-    for (std::size_t i = 0; i < pixels; ++i) frame[i] = std::rotr(frame[i], kOneByteOn);
+/// Red, green, blue, alpha in memory to blue, green, red, alpha, or back.
+void SwapRedAndBlue(const std::uint32_t* from, std::uint32_t* to, std::size_t pixels) {
+    constexpr bool kLittle = std::endian::native == std::endian::little;
+    constexpr std::uint32_t kFirst = kLittle ? 0x000000FF : 0xFF000000;
+    constexpr std::uint32_t kThird = kLittle ? 0x00FF0000 : 0x0000FF00;
+    for (std::size_t i = 0; i < pixels; ++i) {
+        const std::uint32_t swapped = std::rotl(from[i], 16);
+        to[i] = (from[i] & ~(kFirst | kThird)) | (swapped & (kFirst | kThird));
+    }
 }
 
 const frei0r::HostParameter* Find(int index) {
@@ -42,21 +41,22 @@ const frei0r::HostParameter* Find(int index) {
 }
 
 void KeyFrame(const Instance& instance, const std::uint32_t* source, std::uint32_t* output) {
-    const std::size_t pixels = std::size_t{1} * instance.width * instance.height;
-    const std::unique_ptr<std::uint32_t[]> reordered(new (std::nothrow) std::uint32_t[pixels]);
-    if (!reordered) {
-        std::memmove(output, source, pixels * sizeof *output);
-        return;
-    }
-    AlphaFirst(source, reordered.get(), pixels);
+    const std::size_t width = instance.width;
+    const std::size_t pixels = width * instance.height;
+    const auto read = [&](int y, std::uint8_t* row) {
+        SwapRedAndBlue(source + y * width, reinterpret_cast<std::uint32_t*>(row), width);
+    };
+    const auto write = [&](int y, const std::uint8_t* row) {
+        SwapRedAndBlue(reinterpret_cast<const std::uint32_t*>(row), output + y * width, width);
+    };
     try {
-        Key(instance.settings, instance.width, instance.height,
-            reinterpret_cast<const std::uint8_t*>(reordered.get()),
-            reinterpret_cast<std::uint8_t*>(output));
+        const auto frame = std::make_unique_for_overwrite<std::uint32_t[]>(pixels);
+        const HostRows<std::uint8_t> rows{reinterpret_cast<std::uint8_t*>(frame.get()), read,
+                                          write};
+        Key(instance.settings, instance.width, instance.height, rows);
     } catch (...) {
-        std::memcpy(output, reordered.get(), pixels * sizeof *output);
+        std::memmove(output, source, pixels * sizeof *output);
     }
-    AlphaLast(output, pixels);
 }
 
 }  // namespace
