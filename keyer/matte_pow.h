@@ -160,11 +160,11 @@ HWY_INLINE Doubles Log2OfRatio(Doubles x, Doubles y) {
     return e + s * LogSeries(s * s);
 }
 
-/// 2^x for -1000 < x < 1000, good to 2^-36 of itself: the series of e^(f ln 2) for the fraction f
-/// within a half, cut where (ln 2 / 2)^10 / 10! < 2^-37.
+/// 2^x for -1000 < x < 1000, good to 2^-41 of itself: the series of e^(f ln 2) for the fraction f
+/// within a half, cut where (ln 2 / 2)^11 / 11! < 2^-42.
 HWY_INLINE Doubles Exp2(Doubles x) {
     constexpr double kRounder = 6755399441055744.0;  // 1.5 * 2^52: its last bit is worth 1
-    static constexpr ExpSeries<10> kSeries;
+    static constexpr ExpSeries<11> kSeries;
     const Doubles rounded = x + Splat(kRounder);
     const Doubles fraction = x - (rounded - Splat(kRounder));
     const Doubles power = Polynomial(kSeries.coefficients, fraction);
@@ -206,14 +206,15 @@ struct LanesOf {
 
 /// UnmixedDarkLuma() for mattes between 0 and 1, where wanted. With x and y for the lumas plus 100
 /// it is x * (x / y)^k - 100, k = (1 - matte) / matte; k enlarges the roundings of the library's
-/// inner power and of its quotient. Exponents below -4 mean less than the least luma.
+/// inner power and of its quotient, 16 of them at most. The values lie below 400; exponents below
+/// -4 mean less than the least luma.
 HWY_INLINE Floats UnmixDark(Floats luma, Floats screenLuma, Floats matte, Mask wanted) {
     const Doubles x = Widen(luma) + Splat(100.0);
     const Doubles y = Widen(screenLuma) + Splat(100.0);
     const Doubles part = Widen(matte);
     const Doubles k = (Splat(1.0) - part) / part;
     const Doubles power = Max(k * Log2OfRatio(x, y), Splat(-4.0));
-    const Doubles error = k * Splat(400 * 0x1p-49) + Splat(400 * 0x1p-34);
+    const Doubles error = k * Splat(400 * 0x1p-49) + Splat(400 * 0x1p-37);
     const Range range(x * Exp2(power) - Splat(100.0), error);
     const Mask doubtful = hn::And(wanted, range.Doubtful());
     if (HWY_LIKELY(!Any(doubtful))) return range.low;
@@ -256,7 +257,7 @@ void MatteCurve(double exponent, Sample* curve) {
     for (int i = 0; i <= kFull; i += kLanes) {
         const Floats base = hn::ConvertTo(kFloats, hn::Iota(kInts, i)) / Splat(float{kFull});
         const Doubles value = Exp2(Max(Splat(exponent) * Log2(Widen(base)), Splat(-999.0)));
-        const Range range(value, value * Splat(0x1p-33));
+        const Range range(value, value * Splat(0x1p-37));
         const Mask doubtful = range.Doubtful();
         Floats power = range.low;
         if (HWY_UNLIKELY(Any(doubtful))) {

@@ -155,8 +155,8 @@ TYPED_TEST(BothDepths, APlanarPlateIsTheInterleavedOne) {
     EXPECT_TRUE(Same(interleaved, planar, row.width));
 }
 
-// Most of these pixels need a power, and about one in 300 of the powers lies too near to the middle
-// between two floats for the vectors to tell.
+// Most of these pixels need a power, and about one in 2000 of the powers lies too near to the
+// middle between two floats for the vectors to tell.
 TEST(MattePowers, OfDarkMixturesAreTheLibrarysToTheLastBit) {
     Random random(17);
     long partial = 0;
