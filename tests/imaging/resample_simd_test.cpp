@@ -128,6 +128,25 @@ TEST(RowEnlarger, GivesTheRowsOfTheWholeFrame) {
     }
 }
 
+TEST(ShrinkRows, AsksForRowsThatAreMadeOnceFromTheTop) {
+    Random random(74);
+    for (const Scaling& s : {Scaling{700, 90, 64, 17, 0, 2}, {33, 20, 33, 20, 0, 2}}) {
+        const auto source = AnyFrame<Byte>(random, s.sourceWidth, s.sourceHeight);
+        std::vector<Byte> target(size_t(s.targetWidth) * s.targetHeight * 4, 5), row;
+        const auto expected = Resample(s, source, target);
+        int next = 0;
+        const FrameRows<Byte> rows([&](int y) {
+            EXPECT_EQ(y, next++);
+            const auto from = source.begin() + y * s.sourceWidth * 4;
+            row.assign(from, from + s.sourceWidth * 4);
+            return row.data();
+        });
+        veltrane::ShrinkRows(rows, s.sourceWidth, s.sourceHeight, target.data(), s.targetWidth,
+                             s.targetHeight, s.targetWidth * 4, s.lobes);
+        EXPECT_TRUE(Same(expected, target, s.targetWidth));
+    }
+}
+
 /// The edge map and, behind it, the blurred frame.
 std::vector<Byte> EdgesAndBlur(std::vector<Byte> frame, int width, int height, int radius,
                                int threshold) {
