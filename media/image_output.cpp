@@ -267,8 +267,8 @@ void ImageWriter::WriteFile(const std::string& path, const OIIO::ImageSpec& spec
     file.Commit();
 }
 
-/// The PNG library takes most of the time that a frame needs, so it writes but the metadata, about
-/// a single pixel.
+/// Compression by the PNG library would take longer than all else together, so it writes only the
+/// metadata, around a picture of one pixel.
 void ImageWriter::WritePng(const std::string& path, OIIO::ImageSpec spec,
                            const std::vector<std::uint16_t>& pixels) const {
     const int width = spec.width, height = spec.height;
