@@ -71,31 +71,37 @@ void ToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int wi
                           Row<std::uint16_t>{row});
 }
 
-/// Whether a row of the host's frame is better written past the caches: a frame of such rows does
-/// not fit into them anyway. Narrow vectors gain nothing.
-bool IsStreamed(const float* pixels, int width) {
+/// From which pixel on a row of the host's frame is better written past the caches: a frame of long
+/// rows does not fit into them anyway. Narrow vectors gain nothing.
+int StreamStart(const float* pixels, int width) {
     constexpr int kLongRow = 1024;
+    constexpr std::size_t kPixel = kElements * sizeof(float);
     constexpr std::size_t kVector = kLanes * sizeof(float);
-    return kVector >= 32 && width >= kLongRow &&
-           reinterpret_cast<std::uintptr_t>(pixels) % kVector == 0;
+    const auto address = reinterpret_cast<std::uintptr_t>(pixels);
+    if (kVector < 32 || width < kLongRow || address % kPixel != 0) return width;
+    return static_cast<int>((kVector - address % kVector) % kVector / kPixel);
+}
+
+template <class Store>
+void ToFloatBy(Store store, const std::uint16_t* row, FloatLayout layout, float* pixels,
+               int width) {
+    const ChannelOrder reorder(layout);
+    const auto convert = [&](const std::uint16_t* from, float* to) {
+        store(reorder(ToFloats(hn::LoadU(SampleTag(), from))), to);
+    };
+    ForEachVector<kLanes>(width * kElements, convert, Row<const std::uint16_t>{row},
+                          Row<float>{pixels});
 }
 
 void ToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int width) {
     const FloatTag floats;
-    const ChannelOrder reorder(layout);
-    const auto convert = [&](auto store) {
-        const auto body = [&](const std::uint16_t* from, float* to) {
-            store(reorder(ToFloats(hn::LoadU(SampleTag(), from))), to);
-        };
-        ForEachVector<kLanes>(width * kElements, body, Row<const std::uint16_t>{row},
-                              Row<float>{pixels});
-    };
-    if (IsStreamed(pixels, width)) {
-        convert([&](Floats values, float* to) { hn::Stream(values, floats, to); });
-        hwy::FlushStream();
-    } else {
-        convert([&](Floats values, float* to) { hn::StoreU(values, floats, to); });
-    }
+    const int start = StreamStart(pixels, width);
+    const auto store = [&](Floats values, float* to) { hn::StoreU(values, floats, to); };
+    ToFloatBy(store, row, layout, pixels, start);
+    if (start == width) return;
+    const auto stream = [&](Floats values, float* to) { hn::Stream(values, floats, to); };
+    ToFloatBy(stream, row + start * kElements, layout, pixels + start * kElements, width - start);
+    hwy::FlushStream();
 }
 
 }  // namespace

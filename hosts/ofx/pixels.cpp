@@ -175,14 +175,7 @@ void WriteRow(const std::uint16_t* row, bool premultiply, std::uint16_t* pixels,
 
 void WriteRow(const std::uint16_t* row, bool premultiply, float* pixels, int width) {
     if (premultiply) return Rows().floatsMultiplied(row, pixels, width);
-    // Long rows are written past the caches only from an aligned address on.
-    constexpr int kAlignment = 64;
-    constexpr int kPixel = kElements * sizeof(float);
-    const int beyond = static_cast<int>(reinterpret_cast<std::uintptr_t>(pixels) % kAlignment);
-    const int head = std::min((kAlignment - beyond) % kAlignment / kPixel, width);
-    FrameRowToFloat(row, FloatLayout::kRgba, pixels, head);
-    FrameRowToFloat(row + head * kElements, FloatLayout::kRgba, pixels + head * kElements,
-                    width - head);
+    FrameRowToFloat(row, FloatLayout::kRgba, pixels, width);
 }
 
 void WidenRow(const std::uint8_t* row, std::uint16_t* wide, int width) {

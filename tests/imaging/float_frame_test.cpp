@@ -86,6 +86,7 @@ TEST(FloatFrame, GivesTheSameBitsAtEveryLevelAndWidth) {
                 ASSERT_TRUE(Same(frame, ToFrame(pixels, layout), width));
                 ASSERT_TRUE(Same(floats, ToFloat(row, layout), width));
                 ASSERT_TRUE(Same(floats, ToFloat(row, layout, 1), width));
+                ASSERT_TRUE(Same(floats, ToFloat(row, layout, 4), width));
             });
         }
     }
