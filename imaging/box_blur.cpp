@@ -30,9 +30,9 @@ public:
     void Slide(const PlateRows& steps, const std::uint8_t* entering, const std::uint8_t* leaving) {
         std::uint32_t* totals = totals_.data() + reach_ + kElements;
         steps.slide(entering, leaving, totals, columns_);
-        for (auto at = static_cast<std::size_t>(columns_) * kElements;
-             totals + at < totals_.data() + totals_.size(); ++at) {
-            totals[at] = totals[at - kElements];
+        for (auto at = reach_ + (columns_ + std::size_t{1}) * kElements; at < totals_.size();
+             ++at) {
+            totals_[at] = totals_[at - kElements];
         }
     }
 
