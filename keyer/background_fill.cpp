@@ -27,10 +27,6 @@ struct Image {
     }
 };
 
-bool IsEmpty(const unsigned char* pixel) {
-    return (pixel[0] | pixel[1] | pixel[2]) == 0;
-}
-
 using Color = std::array<int, kColors>;
 
 Color ColorOf(const unsigned char* pixel) {
@@ -41,25 +37,26 @@ bool IsBlack(const Color& color) {
     return color == Color{};
 }
 
-template <class Test>
-PixelMask MaskOf(const Image& image, Test test) {
+/// The pixels whose bytes are 0 wherever those of which are not.
+PixelMask ZeroWhere(const Image& image, const std::array<unsigned char, kElements>& which) {
     PixelMask mask(image.width, image.height);
-    for (int y = 0; y < image.height; ++y) mask.SetRow(y, image.Row(y), test);
+    for (int y = 0; y < image.height; ++y) mask.SetRow(y, image.Row(y), which);
     return mask;
 }
 
 /// The mean of all pixels that are not empty; otherwise the colour given.
-Color MeanColor(const Image& image, const Color& otherwise) {
-    std::int64_t sums[kColors] = {};
-    std::int64_t count = 0;
+Color MeanColor(const Image& image, const PixelMask& empty, const Color& otherwise) {
+    const std::int64_t count = std::int64_t{image.width} * image.height - empty.Count();
+    if (count == 0) return otherwise;
+    std::int64_t sums[kElements] = {};
     for (int y = 0; y < image.height; ++y) {
         const unsigned char* pixel = image.Row(y);
+        std::uint32_t rowSums[kElements] = {};
         for (int x = 0; x < image.width; ++x, pixel += kElements) {
-            for (int e = 0; e < kColors; ++e) sums[e] += pixel[e];
-            count += !IsEmpty(pixel);
+            for (int e = 0; e < kElements; ++e) rowSums[e] += pixel[e];
         }
+        for (int e = 0; e < kElements; ++e) sums[e] += rowSums[e];
     }
-    if (count == 0) return otherwise;
     Color mean;
     for (int e = 0; e < kColors; ++e) mean[e] = static_cast<int>(sums[e] / count);
     return mean;
@@ -139,12 +136,11 @@ private:
         const ColumnSums::Sum sum = columns_.Around(x, top, bottom, y);
         if (sum[kColors] == 0) return false;
         const float count = static_cast<float>(sum[kColors]);
-        ColumnSums::Sum mean;
-        for (std::size_t i = 0; i < mean.size(); ++i) {
-            mean[i] = static_cast<int>((static_cast<float>(sum[i]) + 0.5f) / count);
-        }
         unsigned char* pixel = image_.Pixel(x, y);
-        for (int e = 0; e < kColors; ++e) pixel[e] = static_cast<unsigned char>(mean[e]);
+        for (int e = 0; e < kColors; ++e) {
+            const float mean = (static_cast<float>(sum[e]) + 0.5f) / count;
+            pixel[e] = static_cast<unsigned char>(static_cast<int>(mean));
+        }
         return true;
     }
 
@@ -162,7 +158,7 @@ unsigned int CVELTRANE::ContractBack32bit(unsigned char* image, int width, int h
                                           int steps) const {
     if (width < 1 || height < 1 || steps < 1) return 1;
     const Image frame{image, width, height, pitch};
-    PixelMask empty = MaskOf(frame, [](const unsigned char* pixel) { return pixel[2] == 0; });
+    PixelMask empty = ZeroWhere(frame, {0, 0, 255, 0});
     // A step empties the neighbours of what was empty, which by the second step takes in itself.
     for (int step = 1; step < steps; ++step) empty |= empty.Neighbours();
     empty.Neighbours().ForEach([&](int x, int y) { std::memset(frame.Pixel(x, y), 0, kColors); });
@@ -175,8 +171,8 @@ unsigned int CVELTRANE::ExpandBack32bit8(unsigned char* image, int width, int he
     if (image == nullptr) return 0;
     if (width < 1 || height < 1) return 1;
     const Image frame{image, width, height, pitch};
-    const Color fallback = MeanColor(frame, {blue, green, red});
-    PixelMask empty = MaskOf(frame, IsEmpty);
+    PixelMask empty = ZeroWhere(frame, {255, 255, 255, 0});
+    const Color fallback = MeanColor(frame, empty, {blue, green, red});
     for (int y = 0; y < height; ++y) FillRuns(frame, y, empty, fallback);
     PixelMask rim(width, height);
     if (rim.MoveNeighbours(empty.Complement(), empty)) {
