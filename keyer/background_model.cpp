@@ -1,6 +1,7 @@
 #include "keyer/background_model.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 
 #include "keyer/row_keyer.h"
@@ -32,13 +33,22 @@ Size ReducedSize(int width, int height) {
     return {std::max(size.width, kShortestSide), std::max(size.height, kShortestSide)};
 }
 
+/// The next edge of a row from x on, or its width; most of a row has none, eight pixels at a time.
+int NextEdge(const unsigned char* edges, int x, int width) {
+    for (std::uint64_t eight = 0; x + 8 <= width; x += 8) {
+        std::memcpy(&eight, edges + x, 8);
+        if (eight != 0) break;
+    }
+    while (x < width && edges[x] == 0) ++x;
+    return x;
+}
+
 /// Colour on strong edges (hair, outlines, noise) is never trusted to be the screen's.
 void KnockOutEdges(unsigned char* image, const unsigned char* edges, Size size, int edgePitch) {
-    for (int y = 0; y < size.height; ++y) {
-        for (int x = 0; x < size.width; ++x) {
-            if (edges[y * edgePitch + x] != 0) {
-                std::memset(image + (y * size.width + x) * kElements, 0, kAlpha);
-            }
+    for (int y = 0; y < size.height; ++y, edges += edgePitch, image += size.width * kElements) {
+        for (int x = NextEdge(edges, 0, size.width); x < size.width;
+             x = NextEdge(edges, x + 1, size.width)) {
+            std::memset(image + x * kElements, 0, kAlpha);
         }
     }
 }
