@@ -43,17 +43,18 @@ private:
 };
 
 /// floor(v * 65535) within 0..65535. With n + f = v * 65536, which is exact, v * 65535 is
-/// n + (f - v): one below n just when the fraction is less than v.
+/// n + (f - v): one below n just when the fraction is less than v. The whole number is in the low
+/// bits of its sum with 2^23, from where floats count in ones.
 hn::Vec<SampleTag> ToSamples(Floats value) {
+    constexpr float kOnes = 0x1p23f;
     const FloatTag floats;
-    const IntTag ints;
-    const auto clamped = hn::Min(hn::ZeroIfNegative(value), hn::Set(floats, 1.0f));
-    const auto number = hn::IfThenElseZero(hn::Eq(value, value), clamped);
+    const auto one = hn::Set(floats, 1.0f);
+    const auto number = hn::IfThenElseZero(hn::Gt(value, hn::Zero(floats)), hn::Min(value, one));
     const auto scaled = hn::Mul(number, hn::Set(floats, 65536.0f));
-    const auto whole = hn::ConvertTo(ints, scaled);
-    const auto fraction = hn::Sub(scaled, hn::ConvertTo(floats, whole));
-    const auto borrow = hn::VecFromMask(floats, hn::Lt(fraction, number));
-    return hn::DemoteTo(SampleTag(), hn::Add(whole, hn::BitCast(ints, borrow)));
+    const auto whole = hn::Floor(scaled);
+    const auto borrow = hn::IfThenElseZero(hn::Lt(hn::Sub(scaled, whole), number), one);
+    const auto bits = hn::Add(hn::Sub(whole, borrow), hn::Set(floats, kOnes));
+    return hn::TruncateTo(SampleTag(), hn::BitCast(WordTag(), bits));
 }
 
 Floats ToFloats(hn::Vec<SampleTag> samples) {
