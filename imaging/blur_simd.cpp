@@ -82,13 +82,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-template <class Sample>
-const BlurRows<Sample>* SimdBlurRows() {
-    return RowsInUse<BlurRows<Sample>>(VELTRANE_FOR_EACH_LEVEL(GetBlurRows<Sample>));
-}
-
-template const BlurRows<unsigned short>* SimdBlurRows();
-template const BlurRows<unsigned char>* SimdBlurRows();
+VELTRANE_DEFINE_ROWS_OF_BOTH_DEPTHS(BlurRows, SimdBlurRows, GetBlurRows)
 
 }  // namespace veltrane
 #endif

@@ -67,13 +67,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-template <class Sample>
-const BoxRows<Sample>* SimdBoxRows() {
-    return RowsInUse<BoxRows<Sample>>(VELTRANE_FOR_EACH_LEVEL(GetBoxRows<Sample>));
-}
-
-template const BoxRows<unsigned short>* SimdBoxRows();
-template const BoxRows<unsigned char>* SimdBoxRows();
+VELTRANE_DEFINE_ROWS_OF_BOTH_DEPTHS(BoxRows, SimdBoxRows, GetBoxRows)
 
 }  // namespace veltrane
 #endif

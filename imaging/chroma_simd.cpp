@@ -178,13 +178,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-template <class Sample>
-const ChromaRows<Sample>* SimdChromaRows() {
-    return RowsInUse<ChromaRows<Sample>>(VELTRANE_FOR_EACH_LEVEL(GetChromaRows<Sample>));
-}
-
-template const ChromaRows<unsigned short>* SimdChromaRows();
-template const ChromaRows<unsigned char>* SimdChromaRows();
+VELTRANE_DEFINE_ROWS_OF_BOTH_DEPTHS(ChromaRows, SimdChromaRows, GetChromaRows)
 
 }  // namespace veltrane
 #endif

@@ -119,9 +119,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-const FloatFrameRows* SimdFloatFrameRows() {
-    return RowsInUse<FloatFrameRows>(VELTRANE_FOR_EACH_LEVEL(GetFloatFrameRows));
-}
+VELTRANE_DEFINE_ROWS(FloatFrameRows, SimdFloatFrameRows, GetFloatFrameRows)
 
 }  // namespace veltrane
 #endif

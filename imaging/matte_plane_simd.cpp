@@ -133,13 +133,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-template <class Sample>
-const MattePlaneRows<Sample>* SimdMattePlaneRows() {
-    return RowsInUse<MattePlaneRows<Sample>>(VELTRANE_FOR_EACH_LEVEL(GetMattePlaneRows<Sample>));
-}
-
-template const MattePlaneRows<unsigned short>* SimdMattePlaneRows();
-template const MattePlaneRows<unsigned char>* SimdMattePlaneRows();
+VELTRANE_DEFINE_ROWS_OF_BOTH_DEPTHS(MattePlaneRows, SimdMattePlaneRows, GetMattePlaneRows)
 
 }  // namespace veltrane
 #endif

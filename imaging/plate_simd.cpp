@@ -117,9 +117,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-const PlateRows* SimdPlateRows() {
-    return RowsInUse<PlateRows>(VELTRANE_FOR_EACH_LEVEL(GetPlateRows));
-}
+VELTRANE_DEFINE_ROWS(PlateRows, SimdPlateRows, GetPlateRows)
 
 }  // namespace veltrane
 #endif

@@ -370,13 +370,9 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-const ResampleRows<std::int16_t>* SimdResampleRows() {
-    return RowsInUse<ResampleRows<std::int16_t>>(VELTRANE_FOR_EACH_LEVEL(GetResampleRows));
-}
+VELTRANE_DEFINE_ROWS(ResampleRows<std::int16_t>, SimdResampleRows, GetResampleRows)
 
-const EnlargeRows* SimdEnlargeRows() {
-    return RowsInUse<EnlargeRows>(VELTRANE_FOR_EACH_LEVEL(GetEnlargeRows));
-}
+VELTRANE_DEFINE_ROWS(EnlargeRows, SimdEnlargeRows, GetEnlargeRows)
 
 }  // namespace veltrane
 #endif

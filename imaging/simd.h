@@ -19,6 +19,19 @@
             HWY_CHOOSE_AVX2(get), HWY_CHOOSE_AVX3(get)                              \
     }
 
+/// Defines function, which gives the Rows of the level in use, or null when that is the plain one.
+#define VELTRANE_DEFINE_ROWS(Rows, function, get)             \
+    const Rows* function() {                                  \
+        return RowsInUse<Rows>(VELTRANE_FOR_EACH_LEVEL(get)); \
+    }
+
+/// The same for Rows, function and get that are templates on the sample's type.
+#define VELTRANE_DEFINE_ROWS_OF_BOTH_DEPTHS(Rows, function, get) \
+    template <class Sample>                                      \
+    VELTRANE_DEFINE_ROWS(Rows<Sample>, function, get<Sample>)    \
+    template const Rows<unsigned short>* function();             \
+    template const Rows<unsigned char>* function();
+
 namespace veltrane {
 
 template <class Rows>

@@ -131,9 +131,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-const FinishRows* SimdFinishRows() {
-    return RowsInUse<FinishRows>(VELTRANE_FOR_EACH_LEVEL(GetFinishRows));
-}
+VELTRANE_DEFINE_ROWS(FinishRows, SimdFinishRows, GetFinishRows)
 
 }  // namespace veltrane
 #endif

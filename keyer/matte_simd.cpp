@@ -315,13 +315,9 @@ HWY_AFTER_NAMESPACE();
 namespace veltrane {
 
 template <>
-const KeyRows<std::uint16_t>* SimdKeyRows() {
-    return RowsInUse<KeyRows<std::uint16_t>>(VELTRANE_FOR_EACH_LEVEL(GetKeyRows16));
-}
+VELTRANE_DEFINE_ROWS(KeyRows<std::uint16_t>, SimdKeyRows, GetKeyRows16)
 template <>
-const KeyRows<std::uint8_t>* SimdKeyRows() {
-    return RowsInUse<KeyRows<std::uint8_t>>(VELTRANE_FOR_EACH_LEVEL(GetKeyRows8));
-}
+VELTRANE_DEFINE_ROWS(KeyRows<std::uint8_t>, SimdKeyRows, GetKeyRows8)
 
 }  // namespace veltrane
 #endif

@@ -72,9 +72,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-const ScreenRows* SimdScreenRows() {
-    return RowsInUse<ScreenRows>(VELTRANE_FOR_EACH_LEVEL(GetScreenRows));
-}
+VELTRANE_DEFINE_ROWS(ScreenRows, SimdScreenRows, GetScreenRows)
 
 }  // namespace veltrane
 #endif

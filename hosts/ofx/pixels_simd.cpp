@@ -195,9 +195,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane::ofx {
 
-const PixelRows* SimdPixelRows() {
-    return RowsInUse<PixelRows>(VELTRANE_FOR_EACH_LEVEL(GetPixelRows));
-}
+VELTRANE_DEFINE_ROWS(PixelRows, SimdPixelRows, GetPixelRows)
 
 }  // namespace veltrane::ofx
 #endif
