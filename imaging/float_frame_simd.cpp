@@ -42,31 +42,47 @@ private:
     alignas(16) std::uint8_t bytes_[16];
 };
 
-/// floor(v * 65535) within 0..65535. With n + f = v * 65536, which is exact, v * 65535 is
-/// n + (f - v): one below n just when the fraction is less than v. The whole number is in the low
-/// bits of its sum with 2^23, from where floats count in ones.
-hn::Vec<SampleTag> ToSamples(Floats value) {
-    constexpr float kOnes = 0x1p23f;
+#if HWY_NATIVE_FMA
+/// floor(v * 65535) within 0..65535, in the low bits. From 2^23 on floats count in ones, so the sum
+/// is v * 65535 - 0.5 rounded once to the nearest whole number, which is what is wanted as long as
+/// v * 65535 is not a whole number: of all floats within 0..1, only 0 and 1 make it one.
+Words WholeSamples(Floats value) {
+    const FloatTag floats;
+    const auto none = hn::Set(floats, 0x1p23f);
+    const auto full = hn::Set(floats, 0x1p23f + 65535.0f);
+    const auto sum = hn::MulAdd(value, hn::Set(floats, 65535.0f), hn::Set(floats, 0x1p23f - 0.5f));
+    // Not-a-number is no more than its second operand to Max.
+    const auto bounded = hn::Max(sum, none);
+    return hn::BitCast(WordTag(),
+                       hn::IfThenElse(hn::Ge(value, hn::Set(floats, 1.0f)), full, bounded));
+}
+#else
+/// The same without a sum that is rounded once. With n + f = v * 65536, which is exact, v * 65535 is
+/// n + (f - v): one below n just when the fraction is less than v.
+Words WholeSamples(Floats value) {
     const FloatTag floats;
     const auto one = hn::Set(floats, 1.0f);
     const auto number = hn::IfThenElseZero(hn::Gt(value, hn::Zero(floats)), hn::Min(value, one));
     const auto scaled = hn::Mul(number, hn::Set(floats, 65536.0f));
     const auto whole = hn::Floor(scaled);
     const auto borrow = hn::IfThenElseZero(hn::Lt(hn::Sub(scaled, whole), number), one);
-    const auto bits = hn::Add(hn::Sub(whole, borrow), hn::Set(floats, kOnes));
-    return hn::TruncateTo(SampleTag(), hn::BitCast(WordTag(), bits));
+    return hn::BitCast(WordTag(), hn::Add(hn::Sub(whole, borrow), hn::Set(floats, 0x1p23f)));
 }
+#endif
 
+/// v / 65535 rounded to nearest: v (2^-16 + 2^-32 + 2^-48 + ...). What is left out and what is
+/// rounded before the sum are both too little to carry it over the middle between two floats.
 Floats ToFloats(hn::Vec<SampleTag> samples) {
     const FloatTag floats;
     const auto values = hn::ConvertTo(floats, hn::PromoteTo(IntTag(), samples));
-    return hn::Div(values, hn::Set(floats, 65535.0f));
+    return hn::MulAdd(values, hn::Set(floats, 0x1p-32f + 0x1p-48f),
+                      hn::Mul(values, hn::Set(floats, 0x1p-16f)));
 }
 
 void ToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width) {
     const ChannelOrder reorder(layout);
     const auto convert = [&](const float* from, std::uint16_t* to) {
-        hn::StoreU(ToSamples(reorder(hn::LoadU(FloatTag(), from))), SampleTag(), to);
+        StoreLowBits(WholeSamples(reorder(hn::LoadU(FloatTag(), from))), to);
     };
     ForEachVector<kLanes>(width * kElements, convert, Row<const float>{pixels},
                           Row<std::uint16_t>{row});
