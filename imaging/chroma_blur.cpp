@@ -3,7 +3,7 @@
 
 #include "imaging/chroma_rows.h"
 #include "imaging/chroma_smooth.h"
-#include "imaging/fetcher.h"
+#include "imaging/frame_rows.h"
 #include "imaging/imaging.h"
 #include "imaging/sample.h"
 
@@ -139,7 +139,7 @@ public:
                AverageRow average)
         : width_(width),
           down_{height, radius},
-          frame_(frame),
+          frame_(frame, width, height),
           split_(split),
           average_(average),
           ring_(width, std::min<std::int64_t>(2 * down_.radius + 2, height)),
@@ -153,10 +153,9 @@ public:
     /// The next row, from the top. The frame's rows from there up are not read again.
     ChromaRow<const Sample> Next() {
         for (; taken_ < std::min(y_ + down_.radius + 1, down_.size); ++taken_) {
-            split_(PixelsOf(taken_), ring_[taken_], width_);
+            split_(frame_(taken_), ring_[taken_], width_);
         }
-        const std::size_t pitch = static_cast<std::size_t>(width_) * kElements * sizeof(Sample);
-        Fetcher ahead(PixelsOf(taken_), taken_ < down_.size ? pitch : 0, 4);
+        Fetcher ahead(frame_.Memory().Rows(taken_, taken_ + 1), 4);
         down_.Advance(y_, [&](std::int64_t entering, std::int64_t leaving) {
             ahead.Fetch();
             cbSums_.Slide(RowOf(entering).cb, RowOf(leaving).cb);
@@ -172,14 +171,13 @@ public:
     }
 
 private:
-    const Sample* PixelsOf(std::int64_t y) const { return frame_ + y * width_ * kElements; }
     ChromaRow<Sample> RowOf(std::int64_t y) {
         return y < 0 ? ChromaRow<Sample>{none_.data(), none_.data(), none_.data()} : ring_[y];
     }
 
     int width_;
     ClippedWindow down_;
-    const Sample* frame_;
+    FrameRows<Sample> frame_;
     SplitRow<Sample> split_;
     AverageRow average_;
     ChromaRing<Sample> ring_;
@@ -190,7 +188,7 @@ private:
     BoxSums<Sample, Sum> crSums_;
     CountTable<Sum> counts_;
     std::int64_t y_ = 0;
-    std::int64_t taken_ = 0;
+    int taken_ = 0;
 };
 
 /// Calls give(y, row, pixels) for every row of a frame, where row holds its luma and its blurred

@@ -27,10 +27,12 @@ float ToFloat(std::uint16_t sample) {
     return static_cast<float>(sample) / 65535.0f;
 }
 
-void PlainToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width) {
+void PlainToFrame(const float* pixels, FloatLayout layout, bool opaque, std::uint16_t* row,
+                  int width) {
     const auto positions = Positions(layout);
     for (int x = 0; x < width; ++x, pixels += kElements, row += kElements) {
         for (int e = 0; e < kElements; ++e) row[e] = ToSample(pixels[positions[e]]);
+        if (opaque) row[kAlpha] = kFullScale<std::uint16_t>;
     }
 }
 
@@ -52,8 +54,9 @@ const FloatFrameRows& Rows() {
 
 }  // namespace
 
-void FloatRowToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width) {
-    Rows().toFrame(pixels, layout, row, width);
+void FloatRowToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width,
+                     bool opaque) {
+    Rows().toFrame(pixels, layout, opaque, row, width);
 }
 
 void FrameRowToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int width) {

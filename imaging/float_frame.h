@@ -10,8 +10,9 @@ enum class FloatLayout { kArgb, kRgba };
 
 /// Converts a row of width float pixels to 16-bit ones in the order blue, green, red, alpha: v
 /// becomes floor(v * 65535) within 0..65535. Not a number becomes 0, the infinities become the
-/// bounds.
-void FloatRowToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width);
+/// bounds. Alpha becomes full scale where the pixels are opaque, whatever they hold.
+void FloatRowToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width,
+                     bool opaque = false);
 
 /// Converts a row of width 16-bit pixels to float ones with straight alpha, each v / 65535.
 void FrameRowToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int width);

@@ -1,11 +1,9 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "imaging/float_frame_simd.cpp"
-#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
 #include <cstdint>
-#include <cstring>
 
 #include "imaging/float_frame_rows.h"
 #include "imaging/row_vectors-inl.h"
@@ -17,29 +15,33 @@ namespace HWY_NAMESPACE {
 #if VELTRANE_HAS_LANES
 namespace {
 
-using IntTag = hn::RebindToSigned<FloatTag>;
-using SampleTag = hn::Rebind<std::uint16_t, FloatTag>;
-using ByteTag = hn::Repartition<std::uint8_t, FloatTag>;
-constexpr int kLanes = hn::MaxLanes(FloatTag());
+using SampleTag = hn::ScalableTag<std::uint16_t>;
+using PixelTag = hn::Repartition<std::uint64_t, SampleTag>;
+using ByteTag = hn::Repartition<std::uint8_t, SampleTag>;
+using Samples = hn::Vec<SampleTag>;
+constexpr int kFloats = hn::MaxLanes(FloatTag());
+constexpr int kSamples = 2 * kFloats;
+constexpr int kPixels = kSamples / kElements;
 
-/// Moves the four channels of every pixel to their places in the other order.
+/// Moves the four 16-bit channels of every pixel to their places in the other order.
 class ChannelOrder {
 public:
-    explicit ChannelOrder(FloatLayout layout) {
-        constexpr std::uint8_t kArgb[16] = {12, 13, 14, 15, 8, 9, 10, 11, 4, 5, 6, 7, 0, 1, 2, 3};
-        constexpr std::uint8_t kRgba[16] = {8, 9, 10, 11, 4, 5, 6, 7, 0, 1, 2, 3, 12, 13, 14, 15};
-        std::memcpy(bytes_, layout == FloatLayout::kArgb ? kArgb : kRgba, sizeof(bytes_));
-    }
+    explicit ChannelOrder(FloatLayout layout)
+        : bytes_(hn::LoadDup128(ByteTag(), layout == FloatLayout::kArgb ? kArgb : kRgba)) {}
 
     /// Its own inverse.
-    Floats operator()(Floats pixels) const {
-        const ByteTag bytes;
-        return hn::BitCast(FloatTag(), hn::TableLookupBytes(hn::BitCast(bytes, pixels),
-                                                            hn::LoadDup128(bytes, bytes_)));
+    Samples operator()(Samples pixels) const {
+        return hn::BitCast(SampleTag(),
+                           hn::TableLookupBytes(hn::BitCast(ByteTag(), pixels), bytes_));
     }
 
 private:
-    alignas(16) std::uint8_t bytes_[16];
+    alignas(16) static constexpr std::uint8_t kArgb[16] = {6,  7,  4,  5,  2,  3,  0, 1,
+                                                           14, 15, 12, 13, 10, 11, 8, 9};
+    alignas(16) static constexpr std::uint8_t kRgba[16] = {4,  5,  2,  3,  0, 1, 6,  7,
+                                                           12, 13, 10, 11, 8, 9, 14, 15};
+
+    hn::Vec<ByteTag> bytes_;
 };
 
 #if HWY_NATIVE_FMA
@@ -51,14 +53,14 @@ Words WholeSamples(Floats value) {
     const auto none = hn::Set(floats, 0x1p23f);
     const auto full = hn::Set(floats, 0x1p23f + 65535.0f);
     const auto sum = hn::MulAdd(value, hn::Set(floats, 65535.0f), hn::Set(floats, 0x1p23f - 0.5f));
-    // Not-a-number is no more than its second operand to Max.
+    // Of not-a-number and another operand, the maximum is the other one.
     const auto bounded = hn::Max(sum, none);
     return hn::BitCast(WordTag(),
                        hn::IfThenElse(hn::Ge(value, hn::Set(floats, 1.0f)), full, bounded));
 }
 #else
-/// The same without a sum that is rounded once. With n + f = v * 65536, which is exact, v * 65535 is
-/// n + (f - v): one below n just when the fraction is less than v.
+/// The same without a sum that is rounded once. With n + f = v * 65536, which is exact, v * 65535
+/// is n + (f - v): one below n just when the fraction is less than v.
 Words WholeSamples(Floats value) {
     const FloatTag floats;
     const auto one = hn::Set(floats, 1.0f);
@@ -70,55 +72,50 @@ Words WholeSamples(Floats value) {
 }
 #endif
 
-/// v / 65535 rounded to nearest: v (2^-16 + 2^-32 + 2^-48 + ...). What is left out and what is
-/// rounded before the sum are both too little to carry it over the middle between two floats.
-Floats ToFloats(hn::Vec<SampleTag> samples) {
+/// s / 65535 rounded to nearest, from the floats 2^23 + s: s (2^-16 + 2^-32 + 2^-48 + ...). What is
+/// left out and what is rounded before the last sum are too little to carry it over the middle
+/// between two floats.
+Floats Fractions(Floats raised) {
     const FloatTag floats;
-    const auto values = hn::ConvertTo(floats, hn::PromoteTo(IntTag(), samples));
-    return hn::MulAdd(values, hn::Set(floats, 0x1p-32f + 0x1p-48f),
-                      hn::Mul(values, hn::Set(floats, 0x1p-16f)));
+    const auto share = hn::MulAdd(raised, hn::Set(floats, 0x1p-16f), hn::Set(floats, -0x1p7f));
+    return hn::MulAdd(share, hn::Set(floats, 0x1p-16f + 0x1p-32f), share);
 }
 
-void ToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width) {
+void ToFrame(const float* pixels, FloatLayout layout, bool opaque, std::uint16_t* row, int width) {
+    const FloatTag floats;
+    const SampleTag samples;
     const ChannelOrder reorder(layout);
+    const auto alpha = hn::BitCast(
+        samples, hn::Set(PixelTag(), opaque ? std::uint64_t{0xFFFF} << 48 : std::uint64_t{0}));
     const auto convert = [&](const float* from, std::uint16_t* to) {
-        StoreLowBits(WholeSamples(reorder(hn::LoadU(FloatTag(), from))), to);
+        const auto low = hn::BitCast(samples, WholeSamples(hn::LoadU(floats, from)));
+        const auto high = hn::BitCast(samples, WholeSamples(hn::LoadU(floats, from + kFloats)));
+        hn::StoreU(hn::Or(reorder(hn::ConcatEven(samples, high, low)), alpha), samples, to);
     };
-    ForEachVector<kLanes>(width * kElements, convert, Row<const float>{pixels},
-                          Row<std::uint16_t>{row});
-}
-
-/// From which pixel on a row of the host's frame is better written past the caches: a frame of long
-/// rows does not fit into them anyway. Narrow vectors gain nothing.
-int StreamStart(const float* pixels, int width) {
-    constexpr int kLongRow = 1024;
-    constexpr std::size_t kPixel = kElements * sizeof(float);
-    constexpr std::size_t kVector = kLanes * sizeof(float);
-    const auto address = reinterpret_cast<std::uintptr_t>(pixels);
-    if (kVector < 32 || width < kLongRow || address % kPixel != 0) return width;
-    return static_cast<int>((kVector - address % kVector) % kVector / kPixel);
-}
-
-template <class Store>
-void ToFloatBy(Store store, const std::uint16_t* row, FloatLayout layout, float* pixels,
-               int width) {
-    const ChannelOrder reorder(layout);
-    const auto convert = [&](const std::uint16_t* from, float* to) {
-        store(reorder(ToFloats(hn::LoadU(SampleTag(), from))), to);
-    };
-    ForEachVector<kLanes>(width * kElements, convert, Row<const std::uint16_t>{row},
-                          Row<float>{pixels});
+    ForEachVector<kSamples>(width * kElements, convert, Row<const float>{pixels},
+                            Row<std::uint16_t>{row});
 }
 
 void ToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int width) {
     const FloatTag floats;
-    const int start = StreamStart(pixels, width);
-    const auto store = [&](Floats values, float* to) { hn::StoreU(values, floats, to); };
-    ToFloatBy(store, row, layout, pixels, start);
-    if (start == width) return;
-    const auto stream = [&](Floats values, float* to) { hn::Stream(values, floats, to); };
-    ToFloatBy(stream, row + start * kElements, layout, pixels + start * kElements, width - start);
-    hwy::FlushStream();
+    const SampleTag samples;
+    const PixelTag whole;
+    const ChannelOrder reorder(layout);
+    // The first and the second half take turns, as interleaving works within blocks of two pixels.
+    alignas(64) std::uint64_t turns[kPixels];
+    for (int i = 0; i < kPixels; ++i) turns[i] = i / 2 + i % 2 * (kPixels / 2);
+    const auto places = hn::SetTableIndices(whole, turns);
+    const auto raise = hn::Set(samples, 0x4B00);  // the upper half of the float 2^23
+    const auto convert = [&](const std::uint16_t* from, float* to) {
+        const auto turned = hn::BitCast(whole, hn::LoadU(samples, from));
+        const auto ordered = reorder(hn::BitCast(samples, hn::TableLookupLanes(turned, places)));
+        const auto first = hn::BitCast(floats, hn::InterleaveLower(samples, ordered, raise));
+        const auto second = hn::BitCast(floats, hn::InterleaveUpper(samples, ordered, raise));
+        hn::StoreU(Fractions(first), floats, to);
+        hn::StoreU(Fractions(second), floats, to + kFloats);
+    };
+    ForEachVector<kSamples>(width * kElements, convert, Row<const std::uint16_t>{row},
+                            Row<float>{pixels});
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <functional>
 
+#include "imaging/row_memory.h"
 #include "imaging/sample.h"
 
 namespace veltrane {
@@ -13,13 +14,18 @@ namespace veltrane {
 template <class Sample>
 class FrameRows {
 public:
-    FrameRows(const Sample* packed, int width)
-        : packed_(packed), pitch_(static_cast<std::size_t>(width) * kElements) {}
-    /// make(y) gives row y, which stays until the next call.
-    explicit FrameRows(std::function<const Sample*(int y)> make) : make_(std::move(make)) {}
+    FrameRows(const Sample* packed, int width, int height)
+        : packed_(packed), pitch_(static_cast<std::size_t>(width) * kElements) {
+        const std::size_t bytes = pitch_ * sizeof(Sample);
+        memory_ = {packed, static_cast<std::ptrdiff_t>(bytes), bytes, height};
+    }
+    /// make(y) gives row y, which stays until the next call; it reads that row of memory.
+    FrameRows(std::function<const Sample*(int y)> make, const RowMemory& memory)
+        : make_(std::move(make)), memory_(memory) {}
 
     /// Null where rows are made.
     const Sample* Packed() const { return packed_; }
+    const RowMemory& Memory() const { return memory_; }
 
     const Sample* operator()(int y) const {
         return packed_ != nullptr ? packed_ + y * pitch_ : make_(y);
@@ -29,6 +35,7 @@ private:
     const Sample* packed_ = nullptr;
     std::size_t pitch_ = 0;
     std::function<const Sample*(int y)> make_;
+    RowMemory memory_;
 };
 
 }  // namespace veltrane

@@ -90,6 +90,11 @@ struct SourceFrame {
     const Sample* Row(int y) const {
         return made != nullptr ? (*made)(y) : pixels + static_cast<std::ptrdiff_t>(y) * pitch;
     }
+    RowMemory Memory() const {
+        if (made != nullptr) return made->Memory();
+        return {pixels, pitch * static_cast<std::ptrdiff_t>(sizeof(Sample)),
+                sizeof(Sample) * kElements * width, height};
+    }
 };
 
 /// Reads the source once, row by row, and keeps only the rows that the next target row needs.
@@ -131,21 +136,10 @@ private:
         for (int y = filteredRows_; y < end; ++y) {
             ReadRow(y, bytes_.data() + bytesPitch_ * (y - filteredRows_));
         }
-        const std::size_t nextSize = SizeFrom(end);
-        const Source* next = nextSize == 0 ? nullptr : source_.Row(end);
-        rows_.filter({bytes_.data(), bytesPitch_, source_.width, next, nextSize}, across_, pairs_,
+        const Stretch next = source_.Memory().Rows(end, end + rows_.rowsAtOnce);
+        rows_.filter({bytes_.data(), bytesPitch_, source_.width, next}, across_, pairs_,
                      scratch_.data(), RingRow(filteredRows_), pitch_);
         filteredRows_ += rows_.rowsAtOnce;
-    }
-
-    /// Bytes of the rows that are filtered next; 0 where they do not lie close together.
-    std::size_t SizeFrom(int y) const {
-        const int end = std::min(y + rows_.rowsAtOnce, source_.height);
-        const auto pitch = static_cast<std::size_t>(source_.pitch);
-        if (y == end || source_.made != nullptr || source_.pitch < 0 || pitch > 2 * rowSize_) {
-            return 0;
-        }
-        return ((end - y - 1) * pitch + rowSize_) * sizeof(Source);
     }
 
     void ReadRow(int y, std::uint8_t* bytes) {

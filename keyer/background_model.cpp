@@ -92,9 +92,9 @@ namespace {
 
 template <class Sample>
 unsigned int KeyAgainstModel(const typename Depth<Sample>::Record* p) {
-    return p == nullptr
-               ? 2
-               : KeyEveryRow<Sample>(*p, Packed<Sample>(*p), true, PackedPitch(*p), IgnoreRow);
+    return p == nullptr ? 2
+                        : KeyEveryRow<Sample>(*p, Packed<Sample>(*p), true, PackedPitch(*p),
+                                              IgnoreRows<Sample>());
 }
 
 }  // namespace

@@ -6,9 +6,9 @@ using namespace veltrane;
 
 template <class Sample>
 unsigned int KeyAgainstColor(const typename Depth<Sample>::Record* p) {
-    return p == nullptr
-               ? 2
-               : KeyEveryRow<Sample>(*p, Packed<Sample>(*p), false, PackedPitch(*p), IgnoreRow);
+    return p == nullptr ? 2
+                        : KeyEveryRow<Sample>(*p, Packed<Sample>(*p), false, PackedPitch(*p),
+                                              IgnoreRows<Sample>());
 }
 
 }  // namespace

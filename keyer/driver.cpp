@@ -1,7 +1,6 @@
 #include "keyer/driver.h"
 
 #include "imaging/matte_plane.h"
-#include "keyer/row_keyer.h"
 
 namespace {
 
@@ -30,16 +29,16 @@ bool IsValid(const Record& p) {
            p.despillBlue[0] <= 50 && p.contractThreshold <= 255 && p.maskBlurValue <= 100;
 }
 
-template <class Sample, class Done>
+template <class Sample>
 unsigned int KeyFrame(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
-                      std::size_t pitch, Done done) {
+                      std::size_t pitch, const RowSink<Sample>& sink) {
     if (p.smoothBG == 0 && p.deblockValue != 0) SmoothSourceChroma<Sample>(p);
-    return KeyEveryRow<Sample>(p, source, p.smoothBG != 0, pitch, done);
+    return KeyEveryRow<Sample>(p, source, p.smoothBG != 0, pitch, sink);
 }
 
 template <class Sample>
 unsigned int KeyField(const typename Depth<Sample>::Record& p) {
-    return KeyFrame<Sample>(p, Packed<Sample>(p), PackedPitch(p), IgnoreRow);
+    return KeyFrame<Sample>(p, Packed<Sample>(p), PackedPitch(p), IgnoreRows<Sample>());
 }
 
 /// Contraction and blur, on the matte alone.
@@ -104,18 +103,18 @@ unsigned int RunOnFields(typename Depth<Sample>::Record& p) {
 template <class Sample>
 unsigned int RunOnRows(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
                        std::size_t pitch, const RowSink<Sample>& sink) {
-    if (!NeedsWholeFrame(p)) return KeyFrame<Sample>(p, source, pitch, std::cref(sink));
+    if (!NeedsWholeFrame(p)) return KeyFrame<Sample>(p, source, pitch, sink);
     const std::size_t width = p.width;
     const auto matte = MakeBuffer<Sample>(width * p.height);
-    const auto status = KeyFrame<Sample>(p, source, pitch, [&](int y, const Sample* row) {
-        TakeMatte(row, matte.get() + y * width, p.width);
-    });
+    const RowSink<Sample> takeMatte{
+        [&](int y, const Sample* row) { TakeMatte(row, matte.get() + y * width, p.width); }};
+    const auto status = KeyFrame<Sample>(p, source, pitch, takeMatte);
     if (status != 0) return status;
     RefineMatte(p, matte.get());
     for (int y = 0; y < p.height; ++y) {
         Sample* row = p.dst + y * pitch;
         PutMatte(matte.get() + y * width, row, p.width);
-        sink(y, row);
+        sink.take(y, row);
     }
     return status;
 }
@@ -137,7 +136,7 @@ template <class Sample>
 unsigned int Drive(typename Depth<Sample>::Record* p, const KORMADEL_Param* frame) {
     if (p == nullptr || frame == nullptr) return kInvalid;
     if (frame->interlaced == 0)
-        return DriveRows<Sample>(*p, Packed<Sample>(*p), PackedPitch(*p), IgnoreRow);
+        return DriveRows<Sample>(*p, Packed<Sample>(*p), PackedPitch(*p), IgnoreRows<Sample>());
     return Guard(*p, [&] { return RunOnFields<Sample>(*p); });
 }
 

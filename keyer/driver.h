@@ -1,16 +1,9 @@
 #ifndef VELTRANE_KEYER_DRIVER_H
 #define VELTRANE_KEYER_DRIVER_H
 
-#include <functional>
-
-#include "imaging/frame_rows.h"
-#include "keyer/depth.h"
+#include "keyer/row_keyer.h"
 
 namespace veltrane {
-
-/// Takes the rows of a keyed frame from the top, each as soon as nothing will change it any more.
-template <class Sample>
-using RowSink = std::function<void(int y, Sample* row)>;
 
 /// Whether the matte is worked on after the frame has been keyed, so that dst must hold all of it.
 template <class Record>

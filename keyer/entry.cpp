@@ -74,17 +74,19 @@ RowFinish<Sample> FinishFor(const Controls& c) {
 
 /// What the host sees of a frame that the driver refused: nothing keyed, so nothing but the view.
 void FinishRefused(const HostRows<unsigned char>& host, int width, int height, const Controls& c) {
-    std::vector<unsigned char> row(static_cast<std::size_t>(width) * kElements);
+    const std::size_t size = static_cast<std::size_t>(width) * kElements;
+    std::vector<unsigned char> source(size);
+    std::vector<unsigned char> row(size);
     for (int y = 0; y < height; ++y) {
-        host.read(y, host.source);
+        host.read(y, source.data());
         std::fill(row.begin(), row.end(), static_cast<unsigned char>(0));
-        FinishFor<unsigned char>(c)(host.source, row.data(), width);
+        FinishFor<unsigned char>(c)(source.data(), row.data(), width);
         host.write(y, row.data());
     }
 }
 
-/// A host's frame on its way through the driver. Each row is read when it is first needed, and so
-/// is still in the cache then.
+/// A host's frame on its way through the driver. Its rows are converted anew whenever they are
+/// read, which costs less than to keep them, but for a frame that is to be de-blocked.
 template <class Sample>
 class HostFrame {
 public:
@@ -93,7 +95,8 @@ public:
           width_(width),
           height_(height),
           pitch_(static_cast<std::size_t>(width) * kElements),
-          finish_(FinishFor<Sample>(c)) {}
+          finish_(FinishFor<Sample>(c)),
+          row_(MakeBuffer<Sample>(pitch_)) {}
 
     void PassOn(const Controls& c) {
         for (int y = 0; y < height_; ++y) {
@@ -104,32 +107,37 @@ public:
     }
 
     unsigned int Key(const Controls& c) {
-        auto record = MakeRecord<Sample>(nullptr, host_.source, width_, height_, c);
+        auto record = MakeRecord<Sample>(nullptr, row_.get(), width_, height_, c);
         const bool whole = NeedsWholeFrame(record);
         const auto keyed = MakeBuffer<Sample>(whole ? pitch_ * height_ : pitch_);
         record.dst = keyed.get();
-        const bool smooths = record.deblockValue != 0;
-        const bool readsAgain = smooths && !Depth<Sample>::kSmoothsTransparent;
-        const auto again = MakeBuffer<Sample>(readsAgain ? pitch_ : 0);
-        const auto deliver = [&](int y, Sample* row) {
-            if (readsAgain) host_.read(y, again.get());
-            finish_(readsAgain ? again.get() : Row(y), row, width_);
+        const std::size_t pitch = whole ? pitch_ : 0;
+        if (record.deblockValue != 0) return KeySmoothed(record, pitch);
+        const FrameRows<Sample> source([this](int y) { return Row(y); }, host_.source);
+        const auto take = [this](int y, Sample* row) {
+            finish_(Row(y), row, width_);
             host_.write(y, row);
         };
-        if (smooths) Row(height_ - 1);
-        const FrameRows<Sample> source = smooths
-                                             ? FrameRows<Sample>(host_.source, width_)
-                                             : FrameRows<Sample>([this](int y) { return Row(y); });
-        return DriveRows<Sample>(record, source, whole ? pitch_ : 0, std::cref(deliver));
+        return DriveRows<Sample>(record, source, pitch, {take, host_.target});
     }
 
 private:
-    /// Row y, once all rows down to it have been read.
+    unsigned int KeySmoothed(typename Depth<Sample>::Record& record, std::size_t pitch) {
+        const auto smoothed = MakeBuffer<Sample>(pitch_ * height_);
+        for (int y = 0; y < height_; ++y) host_.read(y, smoothed.get() + y * pitch_);
+        record.src = smoothed.get();
+        const FrameRows<Sample> source(smoothed.get(), width_, height_);
+        const auto take = [&](int y, Sample* row) {
+            finish_(Depth<Sample>::kSmoothsTransparent ? source(y) : Row(y), row, width_);
+            host_.write(y, row);
+        };
+        return DriveRows<Sample>(record, source, pitch, {take, host_.target});
+    }
+
+    /// Row y, until another one is asked for.
     Sample* Row(int y) {
-        for (; rowsRead_ <= y; ++rowsRead_) {
-            host_.read(rowsRead_, host_.source + rowsRead_ * pitch_);
-        }
-        return host_.source + y * pitch_;
+        if (y != rowRead_) host_.read(rowRead_ = y, row_.get());
+        return row_.get();
     }
 
     const HostRows<Sample>& host_;
@@ -137,7 +145,8 @@ private:
     int height_;
     std::size_t pitch_;
     RowFinish<Sample> finish_;
-    int rowsRead_ = 0;
+    std::unique_ptr<Sample[]> row_;
+    int rowRead_ = -1;
 };
 
 }  // namespace
@@ -176,8 +185,8 @@ unsigned int FinalCut(unsigned short* output, const unsigned short* input, int w
         std::memcpy(output, input, bytes);
     } else if (FitsRecord(width, height)) {
         auto record = MakeRecord(output, input, width, height, c);
-        const FrameRows<unsigned short> source(input, width);
-        status = DriveRows<unsigned short>(record, source, pitch, std::cref(finishRow));
+        const FrameRows<unsigned short> source(input, width, height);
+        status = DriveRows<unsigned short>(record, source, pitch, {std::cref(finishRow)});
         if (status == kDone) return kDone;
     } else {
         status = kRefused;
@@ -202,10 +211,10 @@ unsigned int FinalCut(unsigned char* output, int outputWidth, int outputHeight,
         return kDone;
     }
     try {
-        const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
-        const auto source = MakeBuffer<unsigned char>(pitch * height);
+        const std::size_t size = static_cast<std::size_t>(width) * kElements;
         const HostRows<unsigned char> rows{
-            source.get(),
+            {input, static_cast<std::ptrdiff_t>(inputPitch), size, height},
+            {output, static_cast<std::ptrdiff_t>(outputPitch), size, height},
             [&](int y, unsigned char* row) { ReverseElements(input + y * inputPitch, row, width); },
             [&](int y, const unsigned char* row) {
                 ReverseElements(row, output + y * outputPitch, width);

@@ -3,6 +3,8 @@
 
 #include <functional>
 
+#include "imaging/row_memory.h"
+
 namespace veltrane {
 
 /// The user's settings in slider units, as the entries take them.
@@ -35,8 +37,11 @@ struct Controls {
 /// over whole frames are added. Rows are pixels of blue, green, red, alpha.
 template <class Sample>
 struct HostRows {
-    Sample* source;  ///< room for the packed source; its content afterwards has no meaning
-    std::function<void(int y, Sample* row)> read;         ///< fills row y; may be called again
+    /// Where the rows that are converted lie, before and after; either may be left empty.
+    RowMemory source;
+    RowMemory target;
+    /// Fills row y. Rows are read more than once, for the last time just before they are written.
+    std::function<void(int y, Sample* row)> read;
     std::function<void(int y, const Sample* row)> write;  ///< takes row y of the keyed frame
 };
 

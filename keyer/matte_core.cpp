@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "imaging/frame_rows.h"
 #include "keyer/matte_rows.h"
 
 namespace veltrane {
@@ -251,7 +252,7 @@ void KeyRow(const KeyLook<Sample>& look, const Sample* source, ScreenAt screenAt
 
 template <class Sample>
 void PlainAgainstPlate(const KeyLook<Sample>& look, const Sample* source, PlanarRow plate,
-                       Sample* target, int width) {
+                       Sample* target, int width, const Ahead&) {
     const auto screenAt = [&](int x) {
         return SampleToYiq(plate.red[x], plate.green[x], plate.blue[x]);
     };
@@ -260,14 +261,14 @@ void PlainAgainstPlate(const KeyLook<Sample>& look, const Sample* source, Planar
 
 template <class Sample>
 void PlainAgainstPixels(const KeyLook<Sample>& look, const Sample* source, const Sample* plate,
-                        Sample* target, int width) {
+                        Sample* target, int width, const Ahead&) {
     const auto screenAt = [&](std::size_t x) { return PixelToYiq(plate + x * kElements); };
     KeyRow(look, source, screenAt, target, width);
 }
 
 template <class Sample>
 void PlainAgainstColor(const KeyLook<Sample>& look, const KeyAxis& axis, const Sample* source,
-                       Sample* target, int width) {
+                       Sample* target, int width, const Ahead&) {
     for (const Sample* end = source + static_cast<std::size_t>(width) * kElements; source != end;
          source += kElements, target += kElements) {
         KeyPixel(look, kColorMargins, axis, source, target);
@@ -362,9 +363,10 @@ unsigned int KeyAgainstPlate(const typename Depth<Sample>::Record* p, const Samp
     const KeyLook<Sample> look(*p);
     const KeyRows<Sample>& rows = KeyRowsInUse<Sample>();
     const std::size_t pitch = static_cast<std::size_t>(p->width) * kElements;
-    for (std::size_t y = 0; y < p->height; ++y) {
-        rows.againstPixels(look, p->src + y * pitch, plate + y * pitch, p->dst + y * pitch,
-                           p->width);
+    const FrameRows<Sample> source(p->src, p->width, p->height);
+    for (int y = 0; y < p->height; ++y) {
+        rows.againstPixels(look, source(y), plate + y * pitch, p->dst + y * pitch, p->width,
+                           {source.Memory().Rows(y + 1, y + 2), {}});
     }
     return 0;
 }

@@ -1,6 +1,7 @@
 #ifndef VELTRANE_KEYER_ROW_KEYER_H
 #define VELTRANE_KEYER_ROW_KEYER_H
 
+#include <functional>
 #include <optional>
 
 #include "imaging/chroma_smooth.h"
@@ -25,11 +26,11 @@ public:
     static RowKeyer AgainstColor(const Record& p) { return RowKeyer(p, {}); }
 
     /// Keys the next row into target, which may be source.
-    void Next(const Sample* source, Sample* target) {
+    void Next(const Sample* source, Sample* target, const Ahead& ahead) {
         if (enlarger_) {
-            rows_.againstPlate(look_, source, enlarger_->Next(), target, width_);
+            rows_.againstPlate(look_, source, enlarger_->Next(), target, width_, ahead);
         } else {
-            rows_.againstColor(look_, axis_, source, target, width_);
+            rows_.againstColor(look_, axis_, source, target, width_, ahead);
         }
     }
 
@@ -61,7 +62,7 @@ std::size_t PackedPitch(const Record& p) {
 /// The record's own source.
 template <class Sample>
 FrameRows<Sample> Packed(const typename Depth<Sample>::Record& p) {
-    return {p.src, p.width};
+    return {p.src, p.width, p.height};
 }
 
 /// De-blocks the record's source in place.
@@ -70,23 +71,34 @@ void SmoothSourceChroma(const typename Depth<Sample>::Record& p) {
     SmoothChroma(p.width, p.height, const_cast<Sample*>(p.src), p.deblockValue);
 }
 
-/// For rows that need nothing more.
-inline constexpr auto IgnoreRow = [](int, const void*) {};
+/// Takes the rows of a keyed frame from the top, each as soon as nothing will change it any more.
+template <class Sample>
+struct RowSink {
+    std::function<void(int y, Sample* row)> take;
+    RowMemory memory{};  ///< where it puts the row that it takes
+};
 
-/// Keys a frame of the record's size into rows pitch elements apart and calls done(y, row) after
-/// each. Against the model, the source is de-blocked once its plate is made; it must be the
+/// For rows that need nothing more.
+template <class Sample>
+RowSink<Sample> IgnoreRows() {
+    return {[](int, const Sample*) {}};
+}
+
+/// Keys a frame of the record's size into rows pitch elements apart and gives each
+/// to sink. Against the model, the source is de-blocked once its plate is made; it must be the
 /// record's own then. Returns the stage's status.
-template <class Sample, class Done>
+template <class Sample>
 unsigned int KeyEveryRow(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
-                         bool againstModel, std::size_t pitch, Done done) {
+                         bool againstModel, std::size_t pitch, const RowSink<Sample>& sink) {
     if (p.width == 0 || p.height == 0) return againstModel ? 2 : 0;
     auto keyer = againstModel ? RowKeyer<Sample>::AgainstModel(p, source)
                               : RowKeyer<Sample>::AgainstColor(p);
     if (againstModel && p.deblockValue != 0) SmoothSourceChroma<Sample>(p);
     for (int y = 0; y < p.height; ++y) {
         Sample* row = p.dst + y * pitch;
-        keyer.Next(source(y), row);
-        done(y, row);
+        keyer.Next(source(y), row,
+                   {source.Memory().Rows(y + 1, y + 2), sink.memory.Rows(y, y + 1)});
+        sink.take(y, row);
     }
     return 0;
 }

@@ -50,8 +50,11 @@ void KeyFrame(const Instance& instance, const std::uint32_t* source, std::uint32
         SwapRedAndBlue(reinterpret_cast<const std::uint32_t*>(row), output + y * width, width);
     };
     try {
-        const auto frame = std::make_unique_for_overwrite<std::uint32_t[]>(pixels);
-        const HostRows<std::uint8_t> rows{reinterpret_cast<std::uint8_t*>(frame.get()), read,
+        const std::size_t size = width * sizeof *source;
+        const auto pitch = static_cast<std::ptrdiff_t>(size);
+        const HostRows<std::uint8_t> rows{{source, pitch, size, instance.height},
+                                          {output, pitch, size, instance.height},
+                                          read,
                                           write};
         Key(instance.settings, instance.width, instance.height, rows);
     } catch (...) {

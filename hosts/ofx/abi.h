@@ -142,7 +142,6 @@ inline constexpr char kDescribe[] = "OfxActionDescribe";
 inline constexpr char kDescribeInContext[] = "OfxImageEffectActionDescribeInContext";
 inline constexpr char kCreateInstance[] = "OfxActionCreateInstance";
 inline constexpr char kInstanceChanged[] = "OfxActionInstanceChanged";
-inline constexpr char kPurgeCaches[] = "OfxActionPurgeCaches";
 inline constexpr char kRegionsOfInterest[] = "OfxImageEffectActionGetRegionsOfInterest";
 inline constexpr char kClipPreferences[] = "OfxImageEffectActionGetClipPreferences";
 inline constexpr char kIsIdentity[] = "OfxImageEffectActionIsIdentity";

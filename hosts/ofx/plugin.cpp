@@ -6,7 +6,6 @@
 
 #include "hosts/ofx/controls.h"
 #include "hosts/ofx/describe.h"
-#include "hosts/ofx/frame_pool.h"
 #include "hosts/ofx/host.h"
 #include "hosts/ofx/render.h"
 
@@ -37,7 +36,6 @@ Status Load(const Call&) {
 }
 
 Status Unload(const Call&) {
-    Frames().Clear();
     ForgetSuites();
     return kOk;
 }
@@ -54,11 +52,6 @@ Status DescribeContext(const Call& call) {
 
 Status CreateInstance(const Call& call) {
     UpdateAllGoverned(call.effect);
-    return kOk;
-}
-
-Status PurgeCaches(const Call&) {
-    Frames().Clear();
     return kOk;
 }
 
@@ -132,7 +125,6 @@ constexpr Action kActions[] = {
     {action::kDescribe, DescribeEffect},
     {action::kDescribeInContext, DescribeContext},
     {action::kCreateInstance, CreateInstance},
-    {action::kPurgeCaches, PurgeCaches},
     {action::kInstanceChanged, InstanceChanged},
     {action::kClipPreferences, GetClipPreferences},
     {action::kRegionsOfInterest, GetRegionsOfInterest},

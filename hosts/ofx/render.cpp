@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <type_traits>
+#include <vector>
 
 #include "hosts/ofx/controls.h"
-#include "hosts/ofx/frame_pool.h"
 #include "hosts/ofx/pixels.h"
 #include "imaging/sample.h"
 #include "settings/host_rows.h"
@@ -18,17 +18,12 @@ template <class Component>
 using SampleFor =
     std::conditional_t<std::is_same_v<Component, std::uint8_t>, std::uint8_t, std::uint16_t>;
 
-std::size_t SamplesOf(const RectI& frame) {
-    return std::size_t{kElements} * Width(frame) * Height(frame);
-}
-
-/// The picture as a packed frame, its top row first, as the keyer's result depends on the order.
+/// Row y of the picture counted from the top, as the keyer's result depends on the order.
 template <class Component, class Sample>
-void ReadPicture(const Image& image, Sample* row) {
+void ReadPictureRow(const Image& image, int y, Sample* row) {
     const RectI& frame = image.picture();
-    const int width = Width(frame);
-    for (int y = frame.y2; y-- > frame.y1; row += std::ptrdiff_t{kElements} * width)
-        ReadRow(image.Pixel<const Component>(frame.x1, y), image.alpha(), row, width);
+    ReadRow(image.Pixel<const Component>(frame.x1, frame.y2 - 1 - y), image.alpha(), row,
+            Width(frame));
 }
 
 template <class Component>
@@ -66,19 +61,17 @@ void RenderDepth(const Settings& settings, const Image& source, const Image& out
     if (IsEmpty(frame)) return;
     const RectI shared = Intersection(frame, window);
     const bool premultiply = IsPremultiplied(output, source.alpha());
-    const WorkingFrame<Sample> straight(SamplesOf(frame));
-    // The keyer's rows count from the top, as its result depends on their order.
-    const auto read = [&](int y, Sample* row) {
-        ReadRow(source.Pixel<const Component>(frame.x1, frame.y2 - 1 - y), source.alpha(), row,
-                Width(frame));
-    };
+    const auto read = [&](int y, Sample* row) { ReadPictureRow<Component>(source, y, row); };
     const auto write = [&](int row, const Sample* keyed) {
         const int y = frame.y2 - 1 - row;
         if (IsEmpty(shared) || y < shared.y1 || y >= shared.y2) return;
         WriteRow(keyed + std::ptrdiff_t{kElements} * (shared.x1 - frame.x1), premultiply,
                  output.Pixel<Component>(shared.x1, y), Width(shared));
     };
-    Key(settings, Width(frame), Height(frame), HostRows<Sample>{straight.samples(), read, write});
+    const bool isWhole = Width(shared) == Width(frame) && Height(shared) == Height(frame);
+    const RowMemory target = isWhole ? output.Rows<Component>(frame) : RowMemory{};
+    Key(settings, Width(frame), Height(frame),
+        HostRows<Sample>{source.Rows<Component>(frame), target, read, write});
 }
 
 /// Calls the function with a component of the depth's type.
@@ -127,17 +120,19 @@ std::optional<ScreenColor> FindScreen(Effect effect, double time) {
     const Image source(FindClip(effect, kSourceClip), time);
     if (!source || IsEmpty(source.picture())) throw Refusal{kFailed};
     const RectI& frame = source.picture();
-    const WorkingFrame<std::uint16_t> wide(SamplesOf(frame));
+    const std::size_t pitch = static_cast<std::size_t>(Width(frame)) * kElements;
+    std::vector<std::uint16_t> picture(pitch * Height(frame));
     WithDepth(source.depth(), [&]<class Component>(Component) {
-        if constexpr (std::is_same_v<Component, std::uint8_t>) {
-            const WorkingFrame<std::uint8_t> bytes(SamplesOf(frame));
-            ReadPicture<Component>(source, bytes.samples());
-            WidenRow(bytes.samples(), wide.samples(), Width(frame) * Height(frame));
-        } else {
-            ReadPicture<Component>(source, wide.samples());
+        using Sample = SampleFor<Component>;
+        std::vector<Sample> row(pitch);
+        for (int y = 0; y < Height(frame); ++y) {
+            ReadPictureRow<Component>(source, y, row.data());
+            std::transform(row.begin(), row.end(), picture.begin() + y * pitch, [](Sample sample) {
+                return static_cast<std::uint16_t>(sample * (65535 / kFullScale<Sample>));
+            });
         }
     });
-    return FindScreenColor(Width(frame), Height(frame), wide.samples());
+    return FindScreenColor(Width(frame), Height(frame), picture.data());
 }
 
 }  // namespace veltrane::ofx

@@ -135,12 +135,13 @@ TEST(ShrinkRows, AsksForRowsThatAreMadeOnceFromTheTop) {
         std::vector<Byte> target(size_t(s.targetWidth) * s.targetHeight * 4, 5), row;
         const auto expected = Resample(s, source, target);
         int next = 0;
-        const FrameRows<Byte> rows([&](int y) {
+        const auto make = [&](int y) {
             EXPECT_EQ(y, next++);
             const auto from = source.begin() + y * s.sourceWidth * 4;
             row.assign(from, from + s.sourceWidth * 4);
             return row.data();
-        });
+        };
+        const FrameRows<Byte> rows(make, {});
         veltrane::ShrinkRows(rows, s.sourceWidth, s.sourceHeight, target.data(), s.targetWidth,
                              s.targetHeight, s.targetWidth * 4, s.lobes);
         EXPECT_TRUE(Same(expected, target, s.targetWidth));
