@@ -1,25 +1,26 @@
 #ifndef VELTRANE_HOSTS_OFX_PIXEL_ROWS_H
 #define VELTRANE_HOSTS_OFX_PIXEL_ROWS_H
 
-#include <cstdint>
-
 namespace veltrane::ofx {
 
-/// The conversions of pixels.h that have a vector form: from the host's straight pixels to the
-/// keyer's, with alpha at full scale when solid, back to straight ones, and back to premultiplied
-/// ones.
+/// The steps of pixels.h that have a vector form. Pixels hold four components, alpha last.
+template <class Component>
 struct PixelRows {
-    void (*bytesIn)(const std::uint8_t* rgba, bool solid, std::uint8_t* bgra, int width);
-    void (*shortsIn)(const std::uint16_t* rgba, bool solid, std::uint16_t* bgra, int width);
-    void (*bytesOut)(const std::uint8_t* bgra, std::uint8_t* rgba, int width);
-    void (*shortsOut)(const std::uint16_t* bgra, std::uint16_t* rgba, int width);
-    void (*bytesMultiplied)(const std::uint8_t* bgra, std::uint8_t* rgba, int width);
-    void (*shortsMultiplied)(const std::uint16_t* bgra, std::uint16_t* rgba, int width);
-    void (*floatsMultiplied)(const std::uint16_t* bgra, float* rgba, int width);
+    /// Lets red and blue change places, and sets alpha to full scale where the pixels are opaque.
+    /// Null for floats, which are reordered as they are converted.
+    void (*swap)(const Component* from, bool opaque, Component* to, int width);
+    /// Whether alpha has one value throughout.
+    bool (*isAlpha)(Component value, const Component* pixels, int width);
+    /// Divides colour by alpha: integers to the nearest value with halves up and at most full
+    /// scale; where alpha is 0 colour becomes 0.
+    void (*divide)(const Component* from, Component* to, int width);
+    /// Multiplies colour by alpha, integers to the nearest value.
+    void (*multiply)(const Component* from, Component* to, int width);
 };
 
 /// The vector form in use, or null when the plain one is.
-const PixelRows* SimdPixelRows();
+template <class Component>
+const PixelRows<Component>* SimdPixelRows();
 
 }  // namespace veltrane::ofx
 

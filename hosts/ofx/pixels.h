@@ -20,9 +20,6 @@ void WriteRow(const std::uint8_t* row, bool premultiply, std::uint8_t* pixels, i
 void WriteRow(const std::uint16_t* row, bool premultiply, std::uint16_t* pixels, int width);
 void WriteRow(const std::uint16_t* row, bool premultiply, float* pixels, int width);
 
-/// The keyer's 8-bit pixels as its 16-bit ones.
-void WidenRow(const std::uint8_t* row, std::uint16_t* wide, int width);
-
 }  // namespace veltrane::ofx
 
 #endif

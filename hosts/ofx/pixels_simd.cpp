@@ -1,16 +1,15 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "hosts/ofx/pixels_simd.cpp"
-#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
-#include <algorithm>
 #include <array>
-#include <cstring>
+#include <cstdint>
+#include <type_traits>
 
 #include "hosts/ofx/pixel_rows.h"
+#include "imaging/row_vectors-inl.h"
 #include "imaging/sample.h"
-#include "imaging/simd.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace veltrane::ofx {
@@ -18,14 +17,13 @@ namespace HWY_NAMESPACE {
 #if VELTRANE_HAS_LANES
 namespace {
 
+using namespace veltrane::HWY_NAMESPACE;
 namespace hn = hwy::HWY_NAMESPACE;
 
-using ByteTag = hn::ScalableTag<std::uint8_t>;
 using ShortTag = hn::ScalableTag<std::uint16_t>;
-using FloatTag = hn::ScalableTag<float>;
-using Bytes = hn::Vec<ByteTag>;
+using IntTag = hn::RebindToSigned<WordTag>;
 using Shorts = hn::Vec<ShortTag>;
-using Floats = hn::Vec<FloatTag>;
+using Ints = hn::Vec<IntTag>;
 
 /// Gives every element of a pixel the one at its place in an order of four.
 template <class Tag>
@@ -50,142 +48,166 @@ private:
     alignas(16) std::uint8_t places_[16];
 };
 
+/// Every pixel's alpha in all its elements.
+template <class Tag>
+hn::Vec<Tag> Alphas(Tag, hn::Vec<Tag> pixels) {
+    static constexpr Shuffle<Tag> kAlphas({kAlpha, kAlpha, kAlpha, kAlpha});
+    return kAlphas(pixels);
+}
+
 /// The vector whose pixels have this value in alpha, the last element, and zero elsewhere.
 template <class Tag>
-hn::Vec<Tag> InAlpha(hn::TFromD<Tag> value) {
+hn::Vec<Tag> InAlpha(Tag tag, hn::TFromD<Tag> value) {
     alignas(16) hn::TFromD<Tag> lanes[16] = {};
     for (int i = kAlpha; i < 16; i += kElements) lanes[i] = value;
-    return hn::LoadDup128(Tag(), lanes);
+    return hn::LoadDup128(tag, lanes);
 }
 
-/// Blue and red change places, which is its own inverse.
+/// The colours of one vector with the alphas of the other.
 template <class Tag>
-struct Swapped {
-    hn::Vec<Tag> operator()(const hn::TFromD<Tag>* pixels) const {
-        static constexpr Shuffle<Tag> kSwapped({2, 1, 0, 3});
-        return kSwapped(hn::LoadU(Tag(), pixels));
-    }
-};
-
-struct BytesMultiplied {
-    using HalfTag = hn::Rebind<std::uint8_t, ShortTag>;
-
-    static hn::Vec<HalfTag> Half(const std::uint8_t* from) {
-        static constexpr Shuffle<ShortTag> kRgba({2, 1, 0, 3});
-        static constexpr Shuffle<ShortTag> kAlphas({3, 3, 3, 3});
-        const Shorts bgra = hn::PromoteTo(ShortTag(), hn::LoadU(HalfTag(), from));
-        const Shorts factor = hn::Or(kAlphas(bgra), InAlpha<ShortTag>(255));
-        const Shorts product = hn::Add(hn::Mul(kRgba(bgra), factor), hn::Set(ShortTag(), 128));
-        const Shorts rgba = hn::ShiftRight<8>(hn::Add(product, hn::ShiftRight<8>(product)));
-        return hn::DemoteTo(HalfTag(), hn::BitCast(hn::RebindToSigned<ShortTag>(), rgba));
-    }
-
-    Bytes operator()(const std::uint8_t* bgra) const {
-        return hn::Combine(ByteTag(), Half(bgra + hn::Lanes(ShortTag())), Half(bgra));
-    }
-};
-
-struct ShortsMultiplied {
-    /// The products' halves are added up apart, with carries.
-    Shorts operator()(const std::uint16_t* from) const {
-        static constexpr Shuffle<ShortTag> kAlphas({3, 3, 3, 3});
-        const ShortTag shorts;
-        const Shorts rgba = Swapped<ShortTag>()(from);
-        const Shorts factor = hn::Or(kAlphas(rgba), InAlpha<ShortTag>(0xFFFF));
-        const Shorts product = hn::Mul(rgba, factor);
-        const Shorts low = hn::Add(product, hn::Set(shorts, 0x8000));
-        const Shorts high = hn::Add(hn::MulHigh(rgba, factor), hn::ShiftRight<15>(product));
-        const auto carry = hn::VecFromMask(shorts, hn::Lt(hn::Add(low, high), low));
-        return hn::Sub(high, carry);
-    }
-};
-
-struct FloatsMultiplied {
-    Floats operator()(const std::uint16_t* bgra) const {
-        static constexpr Shuffle<FloatTag> kRgba({2, 1, 0, 3});
-        static constexpr Shuffle<FloatTag> kAlphas({3, 3, 3, 3});
-        const FloatTag floats;
-        const hn::RebindToSigned<FloatTag> ints;
-        const auto samples = hn::LoadU(hn::Rebind<std::uint16_t, FloatTag>(), bgra);
-        const Floats values =
-            hn::Div(hn::ConvertTo(floats, hn::PromoteTo(ints, samples)), hn::Set(floats, 65535.0f));
-        const Floats rgba = kRgba(values);
-        const auto isAlpha = hn::Gt(InAlpha<FloatTag>(1), hn::Zero(floats));
-        return hn::IfThenElse(isAlpha, rgba, hn::Mul(rgba, kAlphas(values)));
-    }
-};
-
-/// Converts fewer elements than a vector has by way of a small block.
-template <class Tag, class Form, class From>
-void ConvertSome(const Form& form, const From* from, hn::TFromD<Tag>* to, std::size_t count) {
-    From source[hn::MaxLanes(Tag())] = {};
-    alignas(64) hn::TFromD<Tag> target[hn::MaxLanes(Tag())];
-    std::copy_n(from, count, source);
-    hn::Store(form(source), Tag(), target);
-    std::copy_n(target, count, to);
+hn::Vec<Tag> WithAlpha(Tag tag, hn::Vec<Tag> colors, hn::Vec<Tag> alphas) {
+    return hn::IfThenElse(hn::Gt(InAlpha(tag, 1), hn::Zero(tag)), alphas, colors);
 }
 
-/// How many elements come before the first at which vectors are aligned, if long rows are to be
-/// written past the caches: a frame of such rows does not fit into them anyway, and memory need not
-/// be read before it is written. Narrow vectors gain nothing.
-template <class Tag>
-std::size_t StreamStart(const hn::TFromD<Tag>* to, std::size_t count) {
-    constexpr std::size_t kLongRow = 1024 * kElements;
-    constexpr std::size_t kPixel = kElements * sizeof(*to);
-    constexpr std::size_t kVector = hn::MaxLanes(Tag()) * sizeof(*to);
-    const auto address = reinterpret_cast<std::uintptr_t>(to);
-    if (kVector < 32 || count < kLongRow || address % kPixel != 0) return count;
-    return (kVector - address % kVector) % kVector / sizeof(*to);
-}
-
-/// Vectors from start on, which is a multiple of a pixel, and the rest around them.
-template <class Tag, class Form, class From, class Store>
-void ConvertFrom(std::size_t start, const Form& form, const From* from, hn::TFromD<Tag>* to,
-                 std::size_t count, const Store& store) {
-    const std::size_t lanes = hn::Lanes(Tag());
-    ConvertSome<Tag>(form, from, to, start);
-    std::size_t i = start;
-    for (; i + lanes <= count; i += lanes) store(form(from + i), to + i);
-    ConvertSome<Tag>(form, from + i, to + i, count - i);
-}
-
-/// To the host's frame.
-template <class Tag, class Form, class From>
-void ConvertRowBy(const From* from, hn::TFromD<Tag>* to, int width) {
+template <class T>
+void Swap(const T* from, bool opaque, T* to, int width) {
+    using Tag = hn::ScalableTag<T>;
+    static constexpr Shuffle<Tag> kSwapped({2, 1, 0, kAlpha});
     const Tag tag;
-    const std::size_t count = static_cast<std::size_t>(width) * kElements;
-    const std::size_t start = StreamStart<Tag>(to, count);
-    if (start < count) {
-        ConvertFrom<Tag>(start, Form(), from, to, count,
-                         [&](hn::Vec<Tag> v, hn::TFromD<Tag>* at) { hn::Stream(v, tag, at); });
-        hwy::FlushStream();
-    } else {
-        ConvertFrom<Tag>(0, Form(), from, to, count,
-                         [&](hn::Vec<Tag> v, hn::TFromD<Tag>* at) { hn::StoreU(v, tag, at); });
-    }
+    const auto alpha = InAlpha(tag, opaque ? kFullScale<T> : 0);
+    const auto swap = [&](const T* source, T* target) {
+        hn::StoreU(hn::Or(kSwapped(hn::LoadU(tag, source)), alpha), tag, target);
+    };
+    ForEachVector<hn::MaxLanes(tag)>(width * kElements, swap, Row<const T>{from}, Row<T>{to});
 }
 
-/// To the keyer's frame, which is read again soon.
-template <class Tag>
-void ToKeyer(const hn::TFromD<Tag>* rgba, bool solid, hn::TFromD<Tag>* bgra, int width) {
-    using Sample = hn::TFromD<Tag>;
-    const auto alpha = InAlpha<Tag>(solid ? kFullScale<Sample> : 0);
-    const auto form = [&](const Sample* from) { return hn::Or(Swapped<Tag>()(from), alpha); };
-    ConvertFrom<Tag>(0, form, rgba, bgra, static_cast<std::size_t>(width) * kElements,
-                     [](hn::Vec<Tag> v, Sample* at) { hn::StoreU(v, Tag(), at); });
+/// Compares bits, so zeros of different sign differ.
+template <class T>
+bool IsAlpha(T value, const T* pixels, int width) {
+    const hn::ScalableTag<T> tag;
+    const hn::RebindToUnsigned<decltype(tag)> bits;
+    using Bits = hn::TFromD<decltype(bits)>;
+    constexpr int kLanes = hn::MaxLanes(tag);
+    const auto wanted = hn::BitCast(bits, InAlpha(tag, value));
+    const auto alpha = InAlpha(bits, static_cast<Bits>(-1));
+    auto differences = hn::Zero(bits);
+    int i = 0;
+    for (; i + kLanes <= width * kElements; i += kLanes) {
+        const auto found = hn::And(hn::BitCast(bits, hn::LoadU(tag, pixels + i)), alpha);
+        differences = hn::Or(differences, hn::Xor(found, wanted));
+    }
+    bool is = hn::AllTrue(bits, hn::Eq(differences, hn::Zero(bits)));
+    for (; i < width * kElements; i += kElements) is &= pixels[i + kAlpha] == value;
+    return is;
 }
+
+/// The quotient is estimated to less than a hundredth, rounded, and set right by what remains.
+/// Products are taken modulo 2^32, which the small remainder outlives.
+template <class T>
+Words Divided(Words pixels) {
+    const WordTag words;
+    const IntTag ints;
+    const FloatTag floats;
+    constexpr int kFull = kFullScale<T>;
+    const Words alphas = Alphas(words, pixels);
+    const auto alpha = hn::Max(hn::BitCast(ints, alphas), hn::Set(ints, 1));
+    const auto color = hn::Min(hn::BitCast(ints, pixels), hn::BitCast(ints, alphas));
+    const auto scaled = hn::Mul(hn::ConvertTo(floats, color), hn::Set(floats, kFull));
+    const auto near = hn::NearestInt(hn::Div(scaled, hn::ConvertTo(floats, alpha)));
+    const auto product = hn::Mul(hn::BitCast(words, color), hn::Set(words, kFull));
+    const auto rest = hn::BitCast(
+        ints, hn::Sub(product, hn::Mul(hn::BitCast(words, near), hn::BitCast(words, alpha))));
+    const auto twice = hn::Add(rest, rest);
+    const auto more = hn::VecFromMask(ints, hn::Gt(twice, hn::Sub(alpha, hn::Set(ints, 1))));
+    const auto less = hn::VecFromMask(ints, hn::Lt(twice, hn::Neg(alpha)));
+    return WithAlpha(words, hn::BitCast(words, hn::Add(hn::Sub(near, more), less)), pixels);
+}
+
+Floats Divided(Floats pixels) {
+    const FloatTag floats;
+    const Floats alphas = Alphas(floats, pixels);
+    const auto colors =
+        hn::IfThenElseZero(hn::Gt(alphas, hn::Zero(floats)), hn::Div(pixels, alphas));
+    return WithAlpha(floats, colors, pixels);
+}
+
+template <class T>
+void Divide(const T* from, T* to, int width) {
+    const auto divide = [](const T* source, T* target) {
+        if constexpr (std::is_same_v<T, float>) {
+            hn::StoreU(Divided(hn::LoadU(FloatTag(), source)), FloatTag(), target);
+        } else {
+            StoreLowBits(Divided<T>(LoadWords(source)), target);
+        }
+    };
+    ForEachVector<kWordLanes>(width * kElements, divide, Row<const T>{from}, Row<T>{to});
+}
+
+/// Bytes in 16 bits each.
+Shorts MultipliedBytes(Shorts pixels) {
+    const ShortTag shorts;
+    const Shorts factor = hn::Or(Alphas(shorts, pixels), InAlpha(shorts, 255));
+    const Shorts product = hn::Add(hn::Mul(pixels, factor), hn::Set(shorts, 128));
+    return hn::ShiftRight<8>(hn::Add(product, hn::ShiftRight<8>(product)));
+}
+
+/// The products' halves are added up apart, with carries.
+Shorts MultipliedShorts(Shorts pixels) {
+    const ShortTag shorts;
+    const Shorts factor = hn::Or(Alphas(shorts, pixels), InAlpha(shorts, 0xFFFF));
+    const Shorts product = hn::Mul(pixels, factor);
+    const Shorts low = hn::Add(product, hn::Set(shorts, 0x8000));
+    const Shorts high = hn::Add(hn::MulHigh(pixels, factor), hn::ShiftRight<15>(product));
+    const auto carry = hn::VecFromMask(shorts, hn::Lt(hn::Add(low, high), low));
+    return hn::Sub(high, carry);
+}
+
+Floats MultipliedFloats(Floats pixels) {
+    const FloatTag floats;
+    return WithAlpha(floats, hn::Mul(pixels, Alphas(floats, pixels)), pixels);
+}
+
+template <class T>
+void Multiply(const T* from, T* to, int width) {
+    const ShortTag shorts;
+    const FloatTag floats;
+    const auto multiply = [&](const T* source, T* target) {
+        if constexpr (std::is_same_v<T, float>) {
+            hn::StoreU(MultipliedFloats(hn::LoadU(floats, source)), floats, target);
+        } else if constexpr (sizeof(T) == 2) {
+            hn::StoreU(MultipliedShorts(hn::LoadU(shorts, source)), shorts, target);
+        } else {
+            const hn::Rebind<T, ShortTag> bytes;
+            const auto wide = hn::PromoteTo(shorts, hn::LoadU(bytes, source));
+            hn::StoreU(hn::TruncateTo(bytes, MultipliedBytes(wide)), bytes, target);
+        }
+    };
+    constexpr int kLanes = hn::MaxLanes(
+        hn::ScalableTag<std::conditional_t<std::is_same_v<T, float>, float, std::uint16_t>>());
+    ForEachVector<kLanes>(width * kElements, multiply, Row<const T>{from}, Row<T>{to});
+}
+
+template <class T>
+constexpr auto kSwap = Swap<T>;
+template <>
+constexpr std::nullptr_t kSwap<float> = nullptr;
 
 }  // namespace
 
-const PixelRows* GetPixelRows() {
-    static constexpr PixelRows kRows{ToKeyer<ByteTag>,
-                                     ToKeyer<ShortTag>,
-                                     ConvertRowBy<ByteTag, Swapped<ByteTag>, std::uint8_t>,
-                                     ConvertRowBy<ShortTag, Swapped<ShortTag>, std::uint16_t>,
-                                     ConvertRowBy<ByteTag, BytesMultiplied, std::uint8_t>,
-                                     ConvertRowBy<ShortTag, ShortsMultiplied, std::uint16_t>,
-                                     ConvertRowBy<FloatTag, FloatsMultiplied, std::uint16_t>};
+template <class T>
+const PixelRows<T>* GetPixelRows() {
+    static constexpr PixelRows<T> kRows{kSwap<T>, IsAlpha<T>, Divide<T>, Multiply<T>};
     return &kRows;
+}
+
+const PixelRows<std::uint8_t>* GetByteRows() {
+    return GetPixelRows<std::uint8_t>();
+}
+const PixelRows<std::uint16_t>* GetShortRows() {
+    return GetPixelRows<std::uint16_t>();
+}
+const PixelRows<float>* GetFloatRows() {
+    return GetPixelRows<float>();
 }
 #endif
 }  // namespace HWY_NAMESPACE
@@ -195,7 +217,12 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane::ofx {
 
-VELTRANE_DEFINE_ROWS(PixelRows, SimdPixelRows, GetPixelRows)
+template <>
+VELTRANE_DEFINE_ROWS(PixelRows<std::uint8_t>, SimdPixelRows, GetByteRows)
+template <>
+VELTRANE_DEFINE_ROWS(PixelRows<std::uint16_t>, SimdPixelRows, GetShortRows)
+template <>
+VELTRANE_DEFINE_ROWS(PixelRows<float>, SimdPixelRows, GetFloatRows)
 
 }  // namespace veltrane::ofx
 #endif

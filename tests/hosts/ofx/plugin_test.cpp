@@ -319,17 +319,45 @@ TYPED_TEST(OfxRender, ConvertsRowsAlikeAtEveryLevel) {
         }
 }
 
-TEST_F(OfxPlugin, DividesByAlphaToTheNearestStep) {
-    std::vector<std::uint8_t> pixels(4 * 65536);
-    for (std::size_t i = 0; i < pixels.size(); i += 4) {
-        std::fill_n(&pixels[i], 3, i / 4 % 256);
-        pixels[i + 3] = i / 1024;
-    }
-    std::vector<std::uint8_t> row(pixels.size());
-    ReadRow(pixels.data(), Alpha::kPremultiplied, row.data(), 65536);
+/// Reads the pixels at every level and compares with plain arithmetic.
+template <class Component>
+void ExpectDivided(const std::vector<Component>& pixels) {
+    auto expected = ToFrame(pixels, kPremultiplied);
     // The library's frames of bytes begin with alpha, the rows inside it end with it.
-    for (std::size_t i = 0; i < row.size(); i += 4) std::reverse(&row[i], &row[i] + 4);
-    EXPECT_EQ(row, ToFrame(pixels, kPremultiplied));
+    for (std::size_t i = 0; kIsByte<Component> && i < expected.size(); i += 4)
+        std::reverse(&expected[i], &expected[i] + 4);
+    const auto check = [&] {
+        Frame<Component> row(pixels.size());
+        ReadRow(pixels.data(), Alpha::kPremultiplied, row.data(),
+                static_cast<int>(pixels.size() / 4));
+        EXPECT_EQ(row, expected);
+    };
+    Plainly([&] { return check(), 0; });
+    ForEachLevel(check);
+}
+
+TEST_F(OfxPlugin, DividesByAlphaToTheNearestStep) {
+    std::vector<std::uint8_t> bytes;
+    for (int alpha = 0; alpha < 256; ++alpha)
+        for (int value = 0; value < 256; ++value)
+            bytes.insert(bytes.end(), {std::uint8_t(value), std::uint8_t(255 - value),
+                                       std::uint8_t(value ^ 85), std::uint8_t(alpha)});
+    ExpectDivided(bytes);
+    std::mt19937 random(7);
+    std::vector<std::uint16_t> shorts;
+    std::vector<float> floats;
+    for (int i = 0; i < 100003; ++i) {
+        const unsigned alpha = random() >> (16 + random() % 16);
+        // Where quotients lie next to the middle between two steps, and now and then anywhere.
+        const auto near = [&] {
+            const double middle = (random() % 65535 + 0.5) * alpha / 65535;
+            return std::uint16_t(i % 8 == 0 ? random() : unsigned(middle) + random() % 2);
+        };
+        shorts.insert(shorts.end(), {near(), near(), near(), std::uint16_t(alpha)});
+        for (int e = 0; e < 4; ++e) floats.push_back((shorts[4 * i + e] - 1000) / 60000.0f);
+    }
+    ExpectDivided(shorts);
+    ExpectDivided(floats);
 }
 
 TEST_F(OfxPlugin, SaysWhenThereIsNoScreenToPick) {
