@@ -11,9 +11,11 @@ namespace veltrane::ofx {
 
 namespace {
 
-/// Pixels that are worked on at a time, so that they stay in the first cache from step to step.
-/// Most such runs of a matted row are solid or empty throughout and need no division.
-constexpr int kRun = 128;
+/// Pixels of a premultiplied row that are read or written at a time, by way of the stack. Those
+/// read are fewer, as most such runs of a matted row are then solid or empty throughout and need no
+/// division.
+constexpr int kReadRun = 128;
+constexpr int kWrittenRun = 512;
 
 template <class Component>
 constexpr Component kSolid = static_cast<Component>(-1);
@@ -104,22 +106,22 @@ void ToHost(const std::uint16_t* row, float* pixels, int width) {
 }
 
 /// Calls work with the first element and the width of every run of a row.
-template <class Work>
+template <int run, class Work>
 void ForEachRun(int width, const Work& work) {
-    for (int x = 0; x < width; x += kRun) work(x * kElements, std::min(kRun, width - x));
+    for (int x = 0; x < width; x += run) work(x * kElements, std::min(run, width - x));
 }
 
 template <class Host, class Sample>
 void Read(const Host* pixels, Alpha alpha, Sample* row, int width) {
     if (alpha != Alpha::kPremultiplied) return ToKeyer(pixels, alpha == Alpha::kOpaque, row, width);
     const PixelRows<Host>& rows = Rows<Host>();
-    ForEachRun(width, [&](int at, int count) {
+    ForEachRun<kReadRun>(width, [&](int at, int count) {
         if (rows.isAlpha(kSolid<Host>, pixels + at, count)) {
             ToKeyer(pixels + at, false, row + at, count);
         } else if (rows.isAlpha(0, pixels + at, count)) {
             std::fill_n(row + at, count * kElements, Sample{0});
         } else {
-            Host straight[kRun * kElements];
+            Host straight[kReadRun * kElements];
             rows.divide(pixels + at, straight, count);
             ToKeyer(straight, false, row + at, count);
         }
@@ -129,8 +131,8 @@ void Read(const Host* pixels, Alpha alpha, Sample* row, int width) {
 template <class Sample, class Host>
 void Write(const Sample* row, bool premultiply, Host* pixels, int width) {
     if (!premultiply) return ToHost(row, pixels, width);
-    ForEachRun(width, [&](int at, int count) {
-        Host straight[kRun * kElements];
+    ForEachRun<kWrittenRun>(width, [&](int at, int count) {
+        Host straight[kWrittenRun * kElements];
         ToHost(row + at, straight, count);
         Rows<Host>().multiply(straight, pixels + at, count);
     });
