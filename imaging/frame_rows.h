@@ -38,6 +38,14 @@ private:
     RowMemory memory_;
 };
 
+/// Takes the rows of a frame that is being made from the top, each as soon as nothing will change
+/// it any more.
+template <class Sample>
+struct RowSink {
+    std::function<void(int y, Sample* row)> take;
+    RowMemory memory{};  ///< where it puts the row that it takes
+};
+
 }  // namespace veltrane
 
 #endif

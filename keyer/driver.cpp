@@ -1,6 +1,7 @@
 #include "keyer/driver.h"
 
 #include "imaging/matte_plane.h"
+#include "keyer/row_keyer.h"
 
 namespace {
 

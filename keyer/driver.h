@@ -1,7 +1,8 @@
 #ifndef VELTRANE_KEYER_DRIVER_H
 #define VELTRANE_KEYER_DRIVER_H
 
-#include "keyer/row_keyer.h"
+#include "imaging/frame_rows.h"
+#include "keyer/depth.h"
 
 namespace veltrane {
 

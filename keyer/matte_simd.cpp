@@ -289,20 +289,13 @@ void AgainstColor(const KeyLook<Sample>& look, const KeyAxis& axis, const Sample
         .Key(source, target, width, ahead);
 }
 
+}  // namespace
+
 template <class Sample>
-const KeyRows<Sample>* GetRows() {
+const KeyRows<Sample>* GetKeyRows() {
     static constexpr KeyRows<Sample> kRows{AgainstPlate<Sample>, AgainstPixels<Sample>,
                                            AgainstColor<Sample>, MatteCurve<Sample>};
     return &kRows;
-}
-
-}  // namespace
-
-const KeyRows<std::uint16_t>* GetKeyRows16() {
-    return GetRows<std::uint16_t>();
-}
-const KeyRows<std::uint8_t>* GetKeyRows8() {
-    return GetRows<std::uint8_t>();
 }
 #endif
 }  // namespace HWY_NAMESPACE
@@ -312,10 +305,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-template <>
-VELTRANE_DEFINE_ROWS(KeyRows<std::uint16_t>, SimdKeyRows, GetKeyRows16)
-template <>
-VELTRANE_DEFINE_ROWS(KeyRows<std::uint8_t>, SimdKeyRows, GetKeyRows8)
+VELTRANE_DEFINE_ROWS_OF_BOTH_DEPTHS(KeyRows, SimdKeyRows, GetKeyRows)
 
 }  // namespace veltrane
 #endif

@@ -1,7 +1,6 @@
 #ifndef VELTRANE_KEYER_ROW_KEYER_H
 #define VELTRANE_KEYER_ROW_KEYER_H
 
-#include <functional>
 #include <optional>
 
 #include "imaging/chroma_smooth.h"
@@ -71,22 +70,15 @@ void SmoothSourceChroma(const typename Depth<Sample>::Record& p) {
     SmoothChroma(p.width, p.height, const_cast<Sample*>(p.src), p.deblockValue);
 }
 
-/// Takes the rows of a keyed frame from the top, each as soon as nothing will change it any more.
-template <class Sample>
-struct RowSink {
-    std::function<void(int y, Sample* row)> take;
-    RowMemory memory{};  ///< where it puts the row that it takes
-};
-
 /// For rows that need nothing more.
 template <class Sample>
 RowSink<Sample> IgnoreRows() {
     return {[](int, const Sample*) {}};
 }
 
-/// Keys a frame of the record's size into rows pitch elements apart and gives each
-/// to sink. Against the model, the source is de-blocked once its plate is made; it must be the
-/// record's own then. Returns the stage's status.
+/// Keys a frame of the record's size into rows pitch elements apart and gives each to sink. Against
+/// the model, the source is de-blocked once its plate is made; it must be the record's own then.
+/// Returns the stage's status.
 template <class Sample>
 unsigned int KeyEveryRow(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
                          bool againstModel, std::size_t pitch, const RowSink<Sample>& sink) {

@@ -199,16 +199,6 @@ const PixelRows<T>* GetPixelRows() {
     static constexpr PixelRows<T> kRows{kSwap<T>, IsAlpha<T>, Divide<T>, Multiply<T>};
     return &kRows;
 }
-
-const PixelRows<std::uint8_t>* GetByteRows() {
-    return GetPixelRows<std::uint8_t>();
-}
-const PixelRows<std::uint16_t>* GetShortRows() {
-    return GetPixelRows<std::uint16_t>();
-}
-const PixelRows<float>* GetFloatRows() {
-    return GetPixelRows<float>();
-}
 #endif
 }  // namespace HWY_NAMESPACE
 }  // namespace veltrane::ofx
@@ -217,12 +207,8 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane::ofx {
 
-template <>
-VELTRANE_DEFINE_ROWS(PixelRows<std::uint8_t>, SimdPixelRows, GetByteRows)
-template <>
-VELTRANE_DEFINE_ROWS(PixelRows<std::uint16_t>, SimdPixelRows, GetShortRows)
-template <>
-VELTRANE_DEFINE_ROWS(PixelRows<float>, SimdPixelRows, GetFloatRows)
+VELTRANE_DEFINE_ROWS_OF_BOTH_DEPTHS(PixelRows, SimdPixelRows, GetPixelRows)
+template const PixelRows<float>* SimdPixelRows();
 
 }  // namespace veltrane::ofx
 #endif
