@@ -40,6 +40,11 @@ struct ClippedWindow {
     }
 };
 
+/// Samples in the largest window of a plane.
+inline std::int64_t MostSamples(const ClippedWindow& across, const ClippedWindow& down) {
+    return std::min(2 * across.radius + 1, across.size) * std::min(2 * down.radius + 1, down.size);
+}
+
 }  // namespace veltrane
 
 #endif

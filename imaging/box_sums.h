@@ -23,9 +23,7 @@ struct WindowSums {
 /// Whether the sum of every window of a plane fits 32 bits.
 template <class Sample>
 bool SumsAreNarrow(const ClippedWindow& across, const ClippedWindow& down) {
-    return std::min(2 * across.radius + 1, across.size) *
-               std::min(2 * down.radius + 1, down.size) <=
-           0xFFFFFFFF / kFullScale<Sample>;
+    return MostSamples(across, down) <= 0xFFFFFFFF / kFullScale<Sample>;
 }
 
 /// Sums over the clipped windows of a plane, for one row of them at a time.

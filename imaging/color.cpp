@@ -24,6 +24,11 @@ HLS ToHls(float r, float g, float b) {
     return {hue, luma, std::sqrt(u * u + v * v)};
 }
 
+/// What no int can hold wraps around.
+int AlignUp(std::int64_t n) {
+    return static_cast<int>(n % 4 == 0 ? n : n - n % 4 + 4);
+}
+
 }  // namespace
 
 YIQ CImagingORV::RGBtoYIQ(unsigned char R, unsigned char G, unsigned char B) const {
@@ -106,11 +111,11 @@ int CImagingORV::LinerInter2(int x, int x0, int x1, int y0, int y1) const {
 }
 
 int CImagingORV::Align8(int n) const {
-    return n % 4 == 0 ? n : n - n % 4 + 4;
+    return AlignUp(n);
 }
 
 int CImagingORV::AlignX(int n) const {
-    return Align8(3 * n);
+    return AlignUp(std::int64_t{3} * n);
 }
 
 int CImagingORV::Align(int n) const {

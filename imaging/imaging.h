@@ -85,8 +85,8 @@ public:
     // Box blurs, in place. The window of radius r is clipped at the borders and averaged over the
     // samples that exist.
 
-    /// All four elements of an 8-bit frame, rounded; pitch in bytes. A negative radius does
-    /// nothing.
+    /// All four elements of an 8-bit frame, rounded; pitch in bytes, of which only width x 4 of
+    /// each row are touched. A negative radius does nothing.
     void AverageBlurCore32bit6(unsigned char* frame, int width, int height, int pitch,
                                int radius) const;
     /// One plane (pitch = width), truncated after the gain; the radius is truncated to an int.

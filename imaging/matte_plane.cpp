@@ -1,6 +1,8 @@
 #include "imaging/matte_plane.h"
 
 #include <algorithm>
+#include <climits>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -71,9 +73,9 @@ public:
           rows_(3 * static_cast<std::size_t>(width)) {}
 
     /// Where row y is to be put before row y - 1 is asked for.
-    Sample* Input(int y) { return rows_.data() + static_cast<std::size_t>(y % 3) * width_; }
+    Sample* Input(std::int64_t y) { return rows_.data() + y % 3 * width_; }
 
-    void Contract(int y, Sample* out) {
+    void Contract(std::int64_t y, Sample* out) {
         const Sample* row = Input(y);
         if (y == 0 || y == height_ - 1) {
             std::copy_n(row, width_, out);
@@ -102,12 +104,12 @@ void Sweep(int width, int height, Sample* matte, int first, int last, int thresh
     for (int i = first; i < last; ++i) {
         passes.emplace_back(width, height, i % 2 != 0 ? rows.square : rows.cross, threshold);
     }
-    const auto rowOf = [&](int y) { return matte + static_cast<std::size_t>(y) * width; };
+    const auto rowOf = [&](std::int64_t y) { return matte + y * width; };
     const int count = last - first;
-    for (int lead = 0; lead < height + count; ++lead) {
+    for (std::int64_t lead = 0; lead < std::int64_t{height} + count; ++lead) {
         if (lead < height) std::copy_n(rowOf(lead), width, passes[0].Input(lead));
         for (int i = 0; i < count; ++i) {
-            const int y = lead - 1 - i;
+            const std::int64_t y = lead - 1 - i;
             if (y < 0 || y >= height) continue;
             passes[i].Contract(y, i + 1 < count ? passes[i + 1].Input(y) : rowOf(y));
         }
@@ -163,7 +165,10 @@ template void PutMatte(const unsigned char*, unsigned char*, int);
 
 int CImagingORV::ContGray7_64(int width, int height, unsigned short* frame, int iterations,
                               int threshold) const {
-    return veltrane::ContractFrame(width, height, frame, 0, iterations, threshold * 257);
+    const std::int64_t step = std::int64_t{threshold} * 257;
+    return veltrane::ContractFrame(
+        width, height, frame, 0, iterations,
+        static_cast<int>(std::clamp<std::int64_t>(step, INT_MIN, INT_MAX)));
 }
 
 int CImagingORV::ContGray7(int width, int height, unsigned char* frame, int iterations,

@@ -56,7 +56,7 @@ const EnlargeRows& EnlargeRowsInUse() {
     return kPlainRows;
 }
 
-PlaneEnlarger::PlaneEnlarger(const std::uint8_t* source, int width, int pitch,
+PlaneEnlarger::PlaneEnlarger(const std::uint8_t* source, int width, std::ptrdiff_t pitch,
                              const ResampleAxis& across, const ResampleAxis& down)
     : source_(source),
       width_(static_cast<std::size_t>(width)),

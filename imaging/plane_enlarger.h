@@ -18,8 +18,8 @@ public:
     }
 
     /// The source and the axes must stay.
-    PlaneEnlarger(const std::uint8_t* source, int width, int pitch, const ResampleAxis& across,
-                  const ResampleAxis& down);
+    PlaneEnlarger(const std::uint8_t* source, int width, std::ptrdiff_t pitch,
+                  const ResampleAxis& across, const ResampleAxis& down);
 
     /// The next target row from the top, valid until the next call.
     PlanarRow Next();

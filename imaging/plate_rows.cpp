@@ -26,27 +26,8 @@ void FindEdges(const std::uint8_t* row, const std::int16_t* sums, int limit, std
     }
 }
 
-void Slide(const std::uint8_t* entering, const std::uint8_t* leaving, std::uint32_t* totals,
-           int width) {
-    std::uint32_t change[kElements] = {};
-    for (int x = 0; x < width; ++x) {
-        for (int e = 0; e < kElements; ++e) {
-            change[e] += *entering++;
-            change[e] -= *leaving++;
-            *totals++ += change[e];
-        }
-    }
-}
-
-void Average(const std::uint32_t* ends, const std::uint32_t* begins, const float* across,
-             float down, std::uint8_t* row, std::size_t size) {
-    for (std::size_t i = 0; i < size; ++i) {
-        const float sum = static_cast<float>(static_cast<std::int32_t>(ends[i] - begins[i]));
-        row[i] = static_cast<std::uint8_t>(static_cast<int>(sum * across[i] * down + 0.5f));
-    }
-}
-
-constexpr PlateRows kPlainRows{SumRows, FindEdges, Slide, Average};
+constexpr PlateRows kPlainRows{SumRows, FindEdges, SlideTotals<std::uint32_t>,
+                               AverageTotals<std::uint32_t>};
 
 }  // namespace
 

@@ -3,6 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
+
+#include "imaging/sample.h"
 
 namespace veltrane {
 
@@ -14,12 +17,10 @@ struct PlateRows {
     /// more at either end.
     void (*findEdges)(const std::uint8_t* row, const std::int16_t* sums, int limit,
                       std::uint8_t* edges, int width);
-    /// Adds to the totals of each of width pixels the entering samples less the leaving ones from
-    /// the row's start up to there.
+    /// SlideTotals.
     void (*slide)(const std::uint8_t* entering, const std::uint8_t* leaving, std::uint32_t* totals,
                   int width);
-    /// The differences of totals divided by the product of two counts, given as reciprocals, and
-    /// rounded.
+    /// AverageTotals; no window's sum exceeds 2^31 - 1.
     void (*average)(const std::uint32_t* ends, const std::uint32_t* begins, const float* across,
                     float down, std::uint8_t* row, std::size_t size);
 };
@@ -29,6 +30,33 @@ const PlateRows& PlateRowsInUse();
 
 /// The vector form in use, or null when the plain one is.
 const PlateRows* SimdPlateRows();
+
+/// Adds to the totals of each of width pixels the entering samples less the leaving ones from the
+/// row's start up to there. Totals may wrap around.
+template <class Sum>
+void SlideTotals(const std::uint8_t* entering, const std::uint8_t* leaving, Sum* totals,
+                 int width) {
+    Sum change[kElements] = {};
+    for (int x = 0; x < width; ++x) {
+        for (int e = 0; e < kElements; ++e) {
+            change[e] += *entering++;
+            change[e] -= *leaving++;
+            *totals++ += change[e];
+        }
+    }
+}
+
+/// The differences of totals, which are the windows' sums and must fit a signed Sum, divided by the
+/// product of two counts, given as reciprocals, and rounded.
+template <class Sum>
+void AverageTotals(const Sum* ends, const Sum* begins, const float* across, float down,
+                   std::uint8_t* row, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i) {
+        const auto sum =
+            static_cast<float>(static_cast<std::make_signed_t<Sum>>(ends[i] - begins[i]));
+        row[i] = static_cast<std::uint8_t>(static_cast<int>(sum * across[i] * down + 0.5f));
+    }
+}
 
 }  // namespace veltrane
 

@@ -30,8 +30,8 @@ void SumRows(const std::uint8_t* const* rows, std::int16_t* sums, std::size_t si
         const auto total = hn::Add(hn::Add(LoadShorts(a), LoadShorts(b)), LoadShorts(c));
         hn::StoreU(total, ShortTag(), to);
     };
-    ForEachVector<kShortLanes>(static_cast<int>(size), sum, Source{rows[0]}, Source{rows[1]},
-                               Source{rows[2]}, Row<std::int16_t>{sums});
+    ForEachVector<kShortLanes>(size, sum, Source{rows[0]}, Source{rows[1]}, Source{rows[2]},
+                               Row<std::int16_t>{sums});
 }
 
 /// How far every sample of a few pixels rises above its surroundings.
@@ -80,7 +80,7 @@ void Slide(const std::uint8_t* entering, const std::uint8_t* leaving, std::uint3
         return hn::PromoteTo(pixel, hn::LoadU(hn::Rebind<std::uint8_t, decltype(pixel)>(), at));
     };
     auto change = hn::Zero(pixel);
-    for (int x = 0; x < width; ++x, totals += kElements) {
+    for (std::ptrdiff_t x = 0; x < width; ++x, totals += kElements) {
         change =
             hn::Add(change, hn::Sub(load(entering + x * kElements), load(leaving + x * kElements)));
         hn::StoreU(hn::Add(hn::LoadU(pixel, totals), change), pixel, totals);
@@ -98,7 +98,7 @@ void Average(const std::uint32_t* ends, const std::uint32_t* begins, const float
         const auto rounded = hn::ConvertTo(IntTag(), hn::Add(mean, hn::Set(floats, 0.5f)));
         StoreLowBits(hn::BitCast(words, rounded), to);
     };
-    ForEachVector<kWordLanes>(static_cast<int>(size), average, Row<const std::uint32_t>{ends},
+    ForEachVector<kWordLanes>(size, average, Row<const std::uint32_t>{ends},
                               Row<const std::uint32_t>{begins}, Row<const float>{across},
                               Row<std::uint8_t>{row});
 }

@@ -84,16 +84,14 @@ struct SourceFrame {
     const Sample* pixels;
     int width;
     int height;
-    int pitch;
+    std::ptrdiff_t pitch;
     const FrameRows<Sample>* made = nullptr;  ///< instead of pixels, where rows are made
 
-    const Sample* Row(int y) const {
-        return made != nullptr ? (*made)(y) : pixels + static_cast<std::ptrdiff_t>(y) * pitch;
-    }
+    const Sample* Row(int y) const { return made != nullptr ? (*made)(y) : pixels + y * pitch; }
     RowMemory Memory() const {
         if (made != nullptr) return made->Memory();
-        return {pixels, pitch * static_cast<std::ptrdiff_t>(sizeof(Sample)),
-                sizeof(Sample) * kElements * width, height};
+        return {pixels, pitch * std::ptrdiff_t{sizeof(Sample)}, sizeof(Sample) * kElements * width,
+                height};
     }
 };
 
@@ -205,11 +203,12 @@ void EnlargePlanes(const SourceFrame<std::uint8_t>& source, const ResampleAxis& 
     PlaneEnlarger rows(source.pixels, source.width, source.pitch, across, down);
     const EnlargeRows& steps = EnlargeRowsInUse();
     const int width = static_cast<int>(across.taps.size());
-    for (std::size_t y = 0; y < down.taps.size(); ++y, target += targetPitch) {
+    for (std::size_t y = 0; y < down.taps.size(); ++y) {
+        Target* row = target + static_cast<std::ptrdiff_t>(y) * targetPitch;
         if constexpr (sizeof(Target) == 1) {
-            steps.store8(rows.Next(), target, width);
+            steps.store8(rows.Next(), row, width);
         } else {
-            steps.store16(rows.Next(), target, width);
+            steps.store16(rows.Next(), row, width);
         }
     }
 }

@@ -92,7 +92,7 @@ void Reduce(const std::uint16_t* samples, std::uint8_t* bytes, std::size_t size)
     const auto reduce = [&](const std::uint16_t* from, std::uint8_t* to) {
         hn::StoreU(hn::ConcatOdd(tag, Reduced(from + kLanes / 2), Reduced(from)), tag, to);
     };
-    ForEachVector<kLanes>(static_cast<int>(size), reduce, Row<const std::uint16_t>{samples},
+    ForEachVector<kLanes>(size, reduce, Row<const std::uint16_t>{samples},
                           Row<std::uint8_t>{bytes});
 }
 

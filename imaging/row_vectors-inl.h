@@ -10,6 +10,7 @@
 
 #include <hwy/highway.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -30,14 +31,14 @@ template <class T, int elements = 1, int beyond = 0>
 struct Row {
     T* at;
 
-    T* From(int x) const { return at + static_cast<std::ptrdiff_t>(x) * elements; }
+    T* From(std::ptrdiff_t x) const { return at + x * elements; }
 };
 
 /// The last pixels of a row, with room for a whole vector of lanes pixels.
 template <int lanes, class T, int elements, int beyond>
 class RowEnd {
 public:
-    RowEnd(Row<T, elements, beyond> row, int x, int width)
+    RowEnd(Row<T, elements, beyond> row, std::ptrdiff_t x, std::ptrdiff_t width)
         : row_(row.From(x)), count_(static_cast<std::size_t>(width - x) * elements) {
         std::memcpy(block_, row_, (count_ + beyond) * sizeof(T));
     }
@@ -55,8 +56,8 @@ private:
 /// Calls body with pointers into the rows, once for each vector of lanes pixels. The last ones of a
 /// row of width pixels go through blocks on the stack, so nothing outside the rows is touched.
 template <int lanes, class Body, class... T, int... elements, int... beyond>
-void ForEachVector(int width, Body body, Row<T, elements, beyond>... rows) {
-    int x = 0;
+void ForEachVector(std::ptrdiff_t width, Body body, Row<T, elements, beyond>... rows) {
+    std::ptrdiff_t x = 0;
     for (; x + lanes <= width; x += lanes) body(rows.From(x)...);
     if (x == width) return;
     const auto finish = [&](auto&&... ends) {

@@ -7,7 +7,8 @@
 
 namespace veltrane {
 
-inline constexpr int kElements = 4;  ///< blue, green, red, alpha
+/// Blue, green, red, alpha. Wide, so that products with pixels of an int are.
+inline constexpr std::ptrdiff_t kElements = 4;
 inline constexpr int kAlpha = 3;
 
 /// Full scale of a sample type as frames use it.

@@ -51,11 +51,9 @@ Color MeanColor(const Image& image, const PixelMask& empty, const Color& otherwi
     std::int64_t sums[kElements] = {};
     for (int y = 0; y < image.height; ++y) {
         const unsigned char* pixel = image.Row(y);
-        std::uint32_t rowSums[kElements] = {};
         for (int x = 0; x < image.width; ++x, pixel += kElements) {
-            for (int e = 0; e < kElements; ++e) rowSums[e] += pixel[e];
+            for (int e = 0; e < kElements; ++e) sums[e] += pixel[e];
         }
-        for (int e = 0; e < kElements; ++e) sums[e] += rowSums[e];
     }
     Color mean;
     for (int e = 0; e < kColors; ++e) mean[e] = static_cast<int>(sums[e] / count);
@@ -71,10 +69,10 @@ void FillRun(unsigned char* pixel, int length, const Color& left, const Color& r
     for (int start = 0; start < length; start += kBlock) {
         const int count = std::min(length - start, kBlock);
         for (int e = 0; e < kColors; ++e) {
-            const int rise = right[e] - left[e];
+            const float rise = static_cast<float>(right[e] - left[e]);
             const float first = static_cast<float>(left[e]);
             for (int i = 0; i < count; ++i) {
-                const float step = static_cast<float>((start + i + 1) * rise) / steps;
+                const float step = static_cast<float>(start + i + 1) * rise / steps;
                 colors[e][i] = static_cast<unsigned char>(static_cast<int>(step + first));
             }
         }

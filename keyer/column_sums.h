@@ -17,7 +17,7 @@ namespace veltrane {
 class ColumnSums {
 public:
     /// Blue, green, red and the count of the pixels that are not empty.
-    using Sum = std::array<int, 4>;
+    using Sum = std::array<std::int64_t, 4>;
 
     ColumnSums(const unsigned char* image, int width, int height, std::ptrdiff_t pitch)
         : height_(static_cast<std::size_t>(height)),
@@ -71,7 +71,8 @@ private:
 
     static Sum Fields(std::uint64_t entry) {
         Sum fields;
-        for (int i = 0; i < 4; ++i) fields[i] = static_cast<int>(entry >> (16 * i) & 0xFFFF);
+        for (int i = 0; i < 4; ++i)
+            fields[i] = static_cast<std::int64_t>(entry >> (16 * i) & 0xFFFF);
         return fields;
     }
 

@@ -93,11 +93,7 @@ template <class Sample>
 unsigned int RunOnFields(typename Depth<Sample>::Record& p) {
     const unsigned int status = KeyFields<Sample>(CVELTRANE(), p);
     if (!NeedsWholeFrame(p)) return status;
-    const int pixels = p.width * p.height;
-    const auto matte = MakeBuffer<Sample>(pixels);
-    TakeMatte(p.dst, matte.get(), pixels);
-    RefineMatte(p, matte.get());
-    PutMatte(matte.get(), p.dst, pixels);
+    ChangeMatte(p.width, p.height, p.dst, [&](Sample* matte) { RefineMatte(p, matte); });
     return status;
 }
 

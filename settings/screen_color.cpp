@@ -40,13 +40,16 @@ Color MeanColor(int frameWidth, const std::uint16_t* frame, int left, int top, i
 
 Grid Reduce(int width, int height, const std::uint16_t* frame) {
     constexpr int kLongestSide = 256;
-    const int side = (std::max(width, height) + kLongestSide - 1) / kLongestSide;
-    Grid grid{(width + side - 1) / side, (height + side - 1) / side, {}};
+    const int side = (std::max(width, height) - 1) / kLongestSide + 1;
+    Grid grid{(width - 1) / side + 1, (height - 1) / side + 1, {}};
     grid.cells.reserve(static_cast<std::size_t>(grid.width) * grid.height);
-    for (int y = 0; y < height; y += side)
-        for (int x = 0; x < width; x += side)
-            grid.cells.push_back(MeanColor(width, frame, x, y, std::min(x + side, width),
-                                           std::min(y + side, height)));
+    for (int row = 0; row < grid.height; ++row)
+        for (int column = 0; column < grid.width; ++column) {
+            const int x = column * side;
+            const int y = row * side;
+            grid.cells.push_back(MeanColor(width, frame, x, y, x + std::min(side, width - x),
+                                           y + std::min(side, height - y)));
+        }
     return grid;
 }
 
@@ -238,10 +241,12 @@ Color AverageColor(int width, int height, const std::uint16_t* frame, int x, int
         throw std::invalid_argument("point " + std::to_string(x) + "," + std::to_string(y) +
                                     " lies outside the frame of " + std::to_string(width) + " x " +
                                     std::to_string(height));
-    const int left = std::max(x - side / 2, 0);
-    const int top = std::max(y - side / 2, 0);
-    const int right = std::min(x - side / 2 + side, width);
-    const int bottom = std::min(y - side / 2 + side, height);
+    const int before = side / 2;
+    const int after = side - before;
+    const int left = std::max(x - before, 0);
+    const int top = std::max(y - before, 0);
+    const int right = x + std::min(after, width - x);
+    const int bottom = y + std::min(after, height - y);
     return MeanColor(width, frame, left, top, right, bottom);
 }
 

@@ -38,7 +38,10 @@ Alpha AlphaOf(std::string_view word) {
 }
 
 RectI Intersection(const RectI& a, const RectI& b) {
-    return {std::max(a.x1, b.x1), std::max(a.y1, b.y1), std::min(a.x2, b.x2), std::min(a.y2, b.y2)};
+    const int left = std::max(a.x1, b.x1);
+    const int bottom = std::max(a.y1, b.y1);
+    return {left, bottom, std::max(left, std::min(a.x2, b.x2)),
+            std::max(bottom, std::min(a.y2, b.y2))};
 }
 
 bool IsEmpty(const RectI& r) {

@@ -22,6 +22,7 @@ inline int Width(const RectI& r) {
 inline int Height(const RectI& r) {
     return r.y2 - r.y1;
 }
+/// Without pixels where the two share none; no side is negative then either.
 RectI Intersection(const RectI& a, const RectI& b);
 bool IsEmpty(const RectI& r);
 

@@ -25,7 +25,7 @@ constexpr float kSolid<float> = 1;
 template <class Sample>
 void PlainSwap(const Sample* from, bool opaque, Sample* to, int width) {
     const Sample alpha = opaque ? kFullScale<Sample> : 0;
-    for (int i = 0; i < width * kElements; i += kElements) {
+    for (std::ptrdiff_t i = 0; i < width * kElements; i += kElements) {
         to[i] = from[i + 2];
         to[i + 1] = from[i + 1];
         to[i + 2] = from[i];
@@ -35,7 +35,7 @@ void PlainSwap(const Sample* from, bool opaque, Sample* to, int width) {
 
 template <class Component>
 bool PlainIsAlpha(Component value, const Component* pixels, int width) {
-    for (int i = 0; i < width * kElements; i += kElements)
+    for (std::ptrdiff_t i = 0; i < width * kElements; i += kElements)
         if (pixels[i + kAlpha] != value) return false;
     return true;
 }
@@ -63,7 +63,7 @@ float Multiply(float value, float alpha) {
 
 template <class Component, Component combine(Component, Component)>
 void PlainWithAlpha(const Component* from, Component* to, int width) {
-    for (int i = 0; i < width * kElements; i += kElements) {
+    for (std::ptrdiff_t i = 0; i < width * kElements; i += kElements) {
         for (int e = 0; e < kAlpha; ++e) to[i + e] = combine(from[i + e], from[i + kAlpha]);
         to[i + kAlpha] = from[i + kAlpha];
     }
@@ -108,7 +108,9 @@ void ToHost(const std::uint16_t* row, float* pixels, int width) {
 /// Calls work with the first element and the width of every run of a row.
 template <int run, class Work>
 void ForEachRun(int width, const Work& work) {
-    for (int x = 0; x < width; x += run) work(x * kElements, std::min(run, width - x));
+    for (std::ptrdiff_t x = 0; x < width; x += run) {
+        work(x * kElements, static_cast<int>(std::min<std::ptrdiff_t>(run, width - x)));
+    }
 }
 
 template <class Host, class Sample>

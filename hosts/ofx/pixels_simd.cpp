@@ -91,7 +91,7 @@ bool IsAlpha(T value, const T* pixels, int width) {
     const auto wanted = hn::BitCast(bits, InAlpha(tag, value));
     const auto alpha = InAlpha(bits, static_cast<Bits>(-1));
     auto differences = hn::Zero(bits);
-    int i = 0;
+    std::ptrdiff_t i = 0;
     for (; i + kLanes <= width * kElements; i += kLanes) {
         const auto found = hn::And(hn::BitCast(bits, hn::LoadU(tag, pixels + i)), alpha);
         differences = hn::Or(differences, hn::Xor(found, wanted));
