@@ -1,7 +1,7 @@
 #include "subject.h"
 
 #include "imaging/float_frame.h"
-#include "keyer/entry.h"
+#include "keyer/entry_call.h"
 #include "settings/screen_color.h"
 
 namespace veltrane::bench {
@@ -29,21 +29,12 @@ HostForms::HostForms(const Subject& subject)
 }
 
 void Subject::Key(const Settings& s) {
-    VeltraneFinalCut16bit(
-        output.data(), source.data(), width, height, 0, 0, static_cast<int>(s.view), s.keyColor.red,
-        s.keyColor.green, s.keyColor.blue, s.smoothBG, s.shadow, s.clipBlack, s.clipWhite,
-        s.deBlocking, s.deBlockValue, s.edgeContract, s.contractMask, s.contractThreshold,
-        s.edgeBlur, s.maskBlurRadius, s.maskBlurValue, s.skinHue, s.blueHue, s.despillGray,
-        s.despillSkin, s.despillBlue, s.screenGain);
+    CallEntry(VeltraneFinalCut16bit, s, {}, output.data(), source.data(), width, height);
 }
 
 void HostForms::KeyBytes(const Settings& s) {
-    VeltraneFinalCut(byteOutput.data(), width, height, bytes.data(), width, height, 0, 0,
-                     static_cast<int>(s.view), s.keyColor.red, s.keyColor.green, s.keyColor.blue,
-                     s.smoothBG, s.shadow, s.clipBlack, s.clipWhite, s.deBlocking, s.deBlockValue,
-                     s.edgeContract, s.contractMask, s.contractThreshold, s.edgeBlur,
-                     s.maskBlurRadius, s.maskBlurValue, s.skinHue, s.blueHue, s.despillGray,
-                     s.despillSkin, s.despillBlue, s.screenGain);
+    CallEntry(VeltraneFinalCut, s, {}, byteOutput.data(), width, height, bytes.data(), width,
+              height);
 }
 
 void HostForms::ConvertFloats() {

@@ -7,6 +7,7 @@ set(veltrane_headers
   keyer/entry.h
   keyer/params.h
   keyer/pipeline.h
+  keyer/settings.h
   settings/parameters.h
   settings/screen_color.h
   settings/settings.h)

@@ -13,8 +13,6 @@ namespace {
 
 using namespace veltrane;
 
-enum : int { kSourceView = 0, kMatteView = 1 };
-
 constexpr int kLongestSide = 65535;  ///< what a record can describe
 constexpr unsigned int kDone = 0;
 constexpr unsigned int kOutOfMemory = 1;
@@ -22,8 +20,9 @@ constexpr unsigned int kRefused = 2;
 
 /// A colour at or below one step of 255 in every channel, such as the default black, means that
 /// none has been picked.
-bool IsKeyChosen(const Controls& c) {
-    return c.keyRed * 255 > 1.0 || c.keyGreen * 255 > 1.0 || c.keyBlue * 255 > 1.0;
+bool IsKeyChosen(const Settings& s) {
+    const Color& key = s.keyColor;
+    return key.red * 255 > 1.0 || key.green * 255 > 1.0 || key.blue * 255 > 1.0;
 }
 
 template <class T>
@@ -31,35 +30,35 @@ void SetPair(T (&pair)[2], double value) {
     pair[0] = pair[1] = static_cast<T>(RoundHalfUp(value));
 }
 
-unsigned short WhenOn(int on, int value) {
-    return static_cast<unsigned short>(on != 0 ? value : 0);
+unsigned short WhenOn(bool on, int value) {
+    return static_cast<unsigned short>(on ? value : 0);
 }
 
 template <class Sample>
 typename Depth<Sample>::Record MakeRecord(Sample* output, const Sample* input, int width,
-                                          int height, const Controls& c) {
+                                          int height, const Settings& s) {
     constexpr double kFull = kFullScale<Sample>;
     typename Depth<Sample>::Record r{};
     r.src = input;
     r.dst = output;
     r.width = static_cast<unsigned short>(width);
     r.height = static_cast<unsigned short>(height);
-    SetPair(r.keyR, c.keyRed * kFull);
-    SetPair(r.keyG, c.keyGreen * kFull);
-    SetPair(r.keyB, c.keyBlue * kFull);
-    SetPair(r.screenGain, toValue(30, 0, c.screenGain));
-    SetPair(r.shadow, toValue(100, 0, c.shadow));
-    SetPair(r.skinHue, toValue2(170, 120, c.skinHue));
-    SetPair(r.blueHue, toValue2(330, 250, c.blueHue));
-    SetPair(r.despillGray, toValue(100, 0, c.despillGray));
-    SetPair(r.despillSkin, toValue(50, 0, c.despillSkin));
-    SetPair(r.despillBlue, toValue(50, 0, c.despillBlue));
-    r.deblockValue = WhenOn(c.deBlocking, c.deBlockValue);
-    r.contractMask = WhenOn(c.edgeContract, c.contractMask);
-    r.contractThreshold = WhenOn(c.edgeContract, c.contractThreshold);
-    r.smoothBG = static_cast<unsigned int>(c.smoothBG);
-    r.maskBlurRadius = WhenOn(c.edgeBlur, c.maskBlurRadius);
-    r.maskBlurValue = WhenOn(c.edgeBlur, c.maskBlurValue);
+    SetPair(r.keyR, s.keyColor.red * kFull);
+    SetPair(r.keyG, s.keyColor.green * kFull);
+    SetPair(r.keyB, s.keyColor.blue * kFull);
+    SetPair(r.screenGain, toValue(30, 0, s.screenGain));
+    SetPair(r.shadow, toValue(100, 0, s.shadow));
+    SetPair(r.skinHue, toValue2(170, 120, s.skinHue));
+    SetPair(r.blueHue, toValue2(330, 250, s.blueHue));
+    SetPair(r.despillGray, toValue(100, 0, s.despillGray));
+    SetPair(r.despillSkin, toValue(50, 0, s.despillSkin));
+    SetPair(r.despillBlue, toValue(50, 0, s.despillBlue));
+    r.deblockValue = WhenOn(s.deBlocking, s.deBlockValue);
+    r.contractMask = WhenOn(s.edgeContract, s.contractMask);
+    r.contractThreshold = WhenOn(s.edgeContract, s.contractThreshold);
+    r.smoothBG = static_cast<unsigned int>(s.smoothBG);
+    r.maskBlurRadius = WhenOn(s.edgeBlur, s.maskBlurRadius);
+    r.maskBlurValue = WhenOn(s.edgeBlur, s.maskBlurValue);
     return r;
 }
 
@@ -68,19 +67,19 @@ bool FitsRecord(int width, int height) {
 }
 
 template <class Sample>
-RowFinish<Sample> FinishFor(const Controls& c) {
-    return RowFinish<Sample>(c.clipBlack, c.clipWhite, c.view == kMatteView);
+RowFinish<Sample> FinishFor(const Settings& s) {
+    return RowFinish<Sample>(s.clipBlack, s.clipWhite, s.view == View::Matte);
 }
 
 /// What the host sees of a frame that the driver refused: nothing keyed, so nothing but the view.
-void FinishRefused(const HostRows<unsigned char>& host, int width, int height, const Controls& c) {
+void FinishRefused(const HostRows<unsigned char>& host, int width, int height, const Settings& s) {
     const std::size_t size = static_cast<std::size_t>(width) * kElements;
     std::vector<unsigned char> source(size);
     std::vector<unsigned char> row(size);
     for (int y = 0; y < height; ++y) {
         host.read(y, source.data());
         std::fill(row.begin(), row.end(), static_cast<unsigned char>(0));
-        FinishFor<unsigned char>(c)(source.data(), row.data(), width);
+        FinishFor<unsigned char>(s)(source.data(), row.data(), width);
         host.write(y, row.data());
     }
 }
@@ -90,24 +89,24 @@ void FinishRefused(const HostRows<unsigned char>& host, int width, int height, c
 template <class Sample>
 class HostFrame {
 public:
-    HostFrame(const HostRows<Sample>& host, int width, int height, const Controls& c)
+    HostFrame(const HostRows<Sample>& host, int width, int height, const Settings& s)
         : host_(host),
           width_(width),
           height_(height),
           pitch_(static_cast<std::size_t>(width) * kElements),
-          finish_(FinishFor<Sample>(c)),
+          finish_(FinishFor<Sample>(s)),
           row_(MakeBuffer<Sample>(pitch_)) {}
 
-    void PassOn(const Controls& c) {
+    void PassOn(const Settings& s) {
         for (int y = 0; y < height_; ++y) {
             Sample* row = Row(y);
-            if (c.view != kSourceView) finish_(row, row, width_);
+            if (s.view != View::Source) finish_(row, row, width_);
             host_.write(y, row);
         }
     }
 
-    unsigned int Key(const Controls& c) {
-        auto record = MakeRecord<Sample>(nullptr, row_.get(), width_, height_, c);
+    unsigned int Key(const Settings& s) {
+        auto record = MakeRecord<Sample>(nullptr, row_.get(), width_, height_, s);
         const bool whole = NeedsWholeFrame(record);
         const auto keyed = MakeBuffer<Sample>(whole ? pitch_ * height_ : pitch_);
         record.dst = keyed.get();
@@ -154,37 +153,37 @@ private:
 namespace veltrane {
 
 template <class Sample>
-unsigned int FinalCut(const HostRows<Sample>& rows, int width, int height, const Controls& c) {
+unsigned int FinalCut(const HostRows<Sample>& rows, int width, int height, const Settings& s) {
     if (width < 1 || height < 1) return kDone;
-    HostFrame<Sample> frame(rows, width, height, c);
-    if (c.view != kSourceView && IsKeyChosen(c)) {
-        return FitsRecord(width, height) ? frame.Key(c) : kRefused;
+    HostFrame<Sample> frame(rows, width, height, s);
+    if (s.view != View::Source && IsKeyChosen(s)) {
+        return FitsRecord(width, height) ? frame.Key(s) : kRefused;
     }
-    frame.PassOn(c);
+    frame.PassOn(s);
     return kDone;
 }
 
-template unsigned int FinalCut(const HostRows<unsigned short>&, int, int, const Controls&);
-template unsigned int FinalCut(const HostRows<unsigned char>&, int, int, const Controls&);
+template unsigned int FinalCut(const HostRows<unsigned short>&, int, int, const Settings&);
+template unsigned int FinalCut(const HostRows<unsigned char>&, int, int, const Settings&);
 
 unsigned int FinalCut(unsigned short* output, const unsigned short* input, int width, int height,
-                      const Controls& c) {
+                      const Settings& s) {
     if (width < 1 || height < 1) return kDone;
     const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
     const std::size_t bytes = pitch * height * sizeof(*input);
-    if (c.view == kSourceView) {
+    if (s.view == View::Source) {
         std::memcpy(output, input, bytes);
         return kDone;
     }
-    const auto finish = FinishFor<unsigned short>(c);
+    const auto finish = FinishFor<unsigned short>(s);
     const auto finishRow = [&](int y, unsigned short* row) {
         finish(input + y * pitch, row, width);
     };
     unsigned int status = kDone;
-    if (!IsKeyChosen(c)) {
+    if (!IsKeyChosen(s)) {
         std::memcpy(output, input, bytes);
     } else if (FitsRecord(width, height)) {
-        auto record = MakeRecord(output, input, width, height, c);
+        auto record = MakeRecord(output, input, width, height, s);
         const FrameRows<unsigned short> source(input, width, height);
         status = DriveRows<unsigned short>(record, source, pitch, {std::cref(finishRow)});
         if (status == kDone) return kDone;
@@ -197,13 +196,13 @@ unsigned int FinalCut(unsigned short* output, const unsigned short* input, int w
 
 unsigned int FinalCut(unsigned char* output, int outputWidth, int outputHeight,
                       const unsigned char* input, int inputWidth, int inputHeight,
-                      const Controls& c) {
+                      const Settings& s) {
     const int width = std::min(outputWidth, inputWidth);
     const int height = std::min(outputHeight, inputHeight);
     if (width < 1 || height < 1) return kDone;
     const std::size_t outputPitch = static_cast<std::size_t>(outputWidth) * kElements;
     const std::size_t inputPitch = static_cast<std::size_t>(inputWidth) * kElements;
-    if (c.view == kSourceView) {
+    if (s.view == View::Source) {
         for (int y = 0; y < height; ++y) {
             std::memcpy(output + y * outputPitch, input + y * inputPitch,
                         static_cast<std::size_t>(width) * kElements);
@@ -219,8 +218,8 @@ unsigned int FinalCut(unsigned char* output, int outputWidth, int outputHeight,
             [&](int y, const unsigned char* row) {
                 ReverseElements(row, output + y * outputPitch, width);
             }};
-        const unsigned int status = FinalCut(rows, width, height, c);
-        if (status != kDone) FinishRefused(rows, width, height, c);
+        const unsigned int status = FinalCut(rows, width, height, s);
+        if (status != kDone) FinishRefused(rows, width, height, s);
         return status;
     } catch (const std::bad_alloc&) {
         return kOutOfMemory;
@@ -228,6 +227,41 @@ unsigned int FinalCut(unsigned char* output, int outputWidth, int outputHeight,
 }
 
 }  // namespace veltrane
+
+namespace {
+
+/// The entries' numbers as settings: any switch but 0 counts as on, any view but source and matte
+/// as the result.
+Settings SettingsOf(int view, double keyRed, double keyGreen, double keyBlue, int smoothBG,
+                    int shadow, int clipBlack, int clipWhite, int deBlocking, int deBlockValue,
+                    int edgeContract, int contractMask, int contractThreshold, int edgeBlur,
+                    int maskBlurRadius, int maskBlurValue, int skinHue, int blueHue,
+                    int despillGray, int despillSkin, int despillBlue, int screenGain) {
+    const bool known =
+        view == static_cast<int>(View::Source) || view == static_cast<int>(View::Matte);
+    return {.view = known ? static_cast<View>(view) : View::Result,
+            .keyColor = {keyRed, keyGreen, keyBlue},
+            .smoothBG = smoothBG != 0,
+            .shadow = shadow,
+            .clipBlack = clipBlack,
+            .clipWhite = clipWhite,
+            .deBlocking = deBlocking != 0,
+            .deBlockValue = deBlockValue,
+            .edgeContract = edgeContract != 0,
+            .contractMask = contractMask,
+            .contractThreshold = contractThreshold,
+            .edgeBlur = edgeBlur != 0,
+            .maskBlurRadius = maskBlurRadius,
+            .maskBlurValue = maskBlurValue,
+            .skinHue = skinHue,
+            .blueHue = blueHue,
+            .despillGray = despillGray,
+            .despillSkin = despillSkin,
+            .despillBlue = despillBlue,
+            .screenGain = screenGain};
+}
+
+}  // namespace
 
 void VeltraneFinalCut16bit(unsigned short* output, const unsigned short* input, int width,
                            int height, double, double, int view, double keyRed, double keyGreen,
@@ -237,11 +271,10 @@ void VeltraneFinalCut16bit(unsigned short* output, const unsigned short* input, 
                            int maskBlurValue, int skinHue, int blueHue, int despillGray,
                            int despillSkin, int despillBlue, int screenGain) {
     FinalCut(output, input, width, height,
-             {view,          keyRed,       keyGreen,          keyBlue,     smoothBG,
-              shadow,        clipBlack,    clipWhite,         deBlocking,  deBlockValue,
-              edgeContract,  contractMask, contractThreshold, edgeBlur,    maskBlurRadius,
-              maskBlurValue, skinHue,      blueHue,           despillGray, despillSkin,
-              despillBlue,   screenGain});
+             SettingsOf(view, keyRed, keyGreen, keyBlue, smoothBG, shadow, clipBlack, clipWhite,
+                        deBlocking, deBlockValue, edgeContract, contractMask, contractThreshold,
+                        edgeBlur, maskBlurRadius, maskBlurValue, skinHue, blueHue, despillGray,
+                        despillSkin, despillBlue, screenGain));
 }
 
 void VeltraneFinalCut(unsigned char* output, int outputWidth, int outputHeight,
@@ -252,11 +285,10 @@ void VeltraneFinalCut(unsigned char* output, int outputWidth, int outputHeight,
                       int maskBlurRadius, int maskBlurValue, int skinHue, int blueHue,
                       int despillGray, int despillSkin, int despillBlue, int screenGain) {
     FinalCut(output, outputWidth, outputHeight, input, inputWidth, inputHeight,
-             {view,          keyRed,       keyGreen,          keyBlue,     smoothBG,
-              shadow,        clipBlack,    clipWhite,         deBlocking,  deBlockValue,
-              edgeContract,  contractMask, contractThreshold, edgeBlur,    maskBlurRadius,
-              maskBlurValue, skinHue,      blueHue,           despillGray, despillSkin,
-              despillBlue,   screenGain});
+             SettingsOf(view, keyRed, keyGreen, keyBlue, smoothBG, shadow, clipBlack, clipWhite,
+                        deBlocking, deBlockValue, edgeContract, contractMask, contractThreshold,
+                        edgeBlur, maskBlurRadius, maskBlurValue, skinHue, blueHue, despillGray,
+                        despillSkin, despillBlue, screenGain));
 }
 
 double toValue(double max, double min, double percent) {

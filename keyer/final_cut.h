@@ -4,34 +4,9 @@
 #include <functional>
 
 #include "imaging/row_memory.h"
+#include "keyer/settings.h"
 
 namespace veltrane {
-
-/// The user's settings in slider units, as the entries take them.
-struct Controls {
-    int view;
-    double keyRed;
-    double keyGreen;
-    double keyBlue;
-    int smoothBG;
-    int shadow;
-    int clipBlack;
-    int clipWhite;
-    int deBlocking;
-    int deBlockValue;
-    int edgeContract;
-    int contractMask;
-    int contractThreshold;
-    int edgeBlur;
-    int maskBlurRadius;
-    int maskBlurValue;
-    int skinHue;
-    int blueHue;
-    int despillGray;
-    int despillSkin;
-    int despillBlue;
-    int screenGain;
-};
 
 /// A host's frame whose rows are converted on their way to the keyer and back, so that no passes
 /// over whole frames are added. Rows are pixels of blue, green, red, alpha.
@@ -49,17 +24,17 @@ struct HostRows {
 /// When the outcome is not 0 (see below), nothing has been written. Throws std::bad_alloc.
 template <class Sample>
 unsigned int FinalCut(const HostRows<Sample>& rows, int width, int height,
-                      const Controls& controls);
+                      const Settings& settings);
 
 /// VeltraneFinalCut16bit with its outcome: 0 done, 1 out of memory, 2 settings or size refused.
 unsigned int FinalCut(unsigned short* output, const unsigned short* input, int width, int height,
-                      const Controls& controls);
+                      const Settings& settings);
 
 /// VeltraneFinalCut with its outcome. Where memory does not even suffice for the working frames,
 /// the output is left as it was.
 unsigned int FinalCut(unsigned char* output, int outputWidth, int outputHeight,
                       const unsigned char* input, int inputWidth, int inputHeight,
-                      const Controls& controls);
+                      const Settings& settings);
 
 }  // namespace veltrane
 

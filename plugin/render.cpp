@@ -8,7 +8,7 @@
 
 #include "imaging/float_frame.h"
 #include "imaging/sample.h"
-#include "keyer/entry.h"
+#include "keyer/entry_call.h"
 
 namespace veltrane {
 
@@ -30,16 +30,6 @@ WorkingFrame Cleared(std::size_t samples) {
     return WorkingFrame(static_cast<std::uint16_t*>(std::calloc(samples, sizeof(std::uint16_t))));
 }
 
-void KeyFrame(const Settings& s, const HostFrame& frame, std::uint16_t* output,
-              const std::uint16_t* input, int width, int height) {
-    VeltraneFinalCut16bit(
-        output, input, width, height, frame.scaleX, frame.scaleY, static_cast<int>(s.view),
-        s.keyColor.red, s.keyColor.green, s.keyColor.blue, s.smoothBG, s.shadow, s.clipBlack,
-        s.clipWhite, s.deBlocking, s.deBlockValue, s.edgeContract, s.contractMask,
-        s.contractThreshold, s.edgeBlur, s.maskBlurRadius, s.maskBlurValue, s.skinHue, s.blueHue,
-        s.despillGray, s.despillSkin, s.despillBlue, s.screenGain);
-}
-
 }  // namespace
 
 bool RenderBitmap(const Settings& settings, const HostFrame& frame, const HostBitmap& input,
@@ -59,7 +49,8 @@ bool RenderBitmap(const Settings& settings, const HostFrame& frame, const HostBi
     }
     const WorkingFrame keyed = Cleared(pitch * height);
     if (!keyed) return false;
-    KeyFrame(settings, frame, keyed.get(), source.get(), columns, static_cast<int>(height));
+    CallEntry(VeltraneFinalCut16bit, settings, {frame.scaleX, frame.scaleY}, keyed.get(),
+              source.get(), columns, static_cast<int>(height));
     const auto toHost = frame.premultiplied ? FrameRowToLinearPremultiplied : FrameRowToFloat;
     for (std::size_t y = 0; y < height; ++y) {
         toHost(keyed.get() + y * pitch, FloatLayout::kArgb,

@@ -83,30 +83,9 @@ void Check(const Settings& settings, int width, int height) {
     if (!problems.empty()) throw std::invalid_argument(problems.front());
 }
 
-Controls ControlsFor(const Settings& s) {
-    const Color key = SnapToByteSteps(s.keyColor);
-    return {.view = static_cast<int>(s.view),
-            .keyRed = key.red,
-            .keyGreen = key.green,
-            .keyBlue = key.blue,
-            .smoothBG = s.smoothBG,
-            .shadow = s.shadow,
-            .clipBlack = s.clipBlack,
-            .clipWhite = s.clipWhite,
-            .deBlocking = s.deBlocking,
-            .deBlockValue = s.deBlockValue,
-            .edgeContract = s.edgeContract,
-            .contractMask = s.contractMask,
-            .contractThreshold = s.contractThreshold,
-            .edgeBlur = s.edgeBlur,
-            .maskBlurRadius = s.maskBlurRadius,
-            .maskBlurValue = s.maskBlurValue,
-            .skinHue = s.skinHue,
-            .blueHue = s.blueHue,
-            .despillGray = s.despillGray,
-            .despillSkin = s.despillSkin,
-            .despillBlue = s.despillBlue,
-            .screenGain = s.screenGain};
+Settings Snapped(Settings settings) {
+    settings.keyColor = SnapToByteSteps(settings.keyColor);
+    return settings;
 }
 
 /// Settings and sizes are checked beforehand, so memory is all that can fail.
@@ -115,15 +94,6 @@ void ThrowUnlessDone(unsigned status) {
 }
 
 }  // namespace
-
-Settings::Settings() {
-    const double channel = Row(ParameterId::KeyColor).defaultValue;
-    keyColor = {channel, channel, channel};
-    for (const Binding& binding : kBindings) {
-        const Parameter& row = Row(binding.id);
-        SetValue(*this, row, row.defaultValue);
-    }
-}
 
 int ValueOf(const Settings& settings, const Parameter& parameter) {
     return std::visit([&](auto member) { return static_cast<int>(settings.*member); },
@@ -183,31 +153,29 @@ std::optional<Color> ParseHexColor(std::string_view text) {
 void Key(const Settings& settings, int width, int height, const std::uint16_t* source,
          std::uint16_t* destination) {
     Check(settings, width, height);
-    const Controls controls = ControlsFor(settings);
     std::vector<std::uint16_t> smoothed;
     if (settings.deBlocking) {
         const std::size_t samples = std::size_t{4} * width * height;
         smoothed.assign(source, source + samples);
         source = smoothed.data();
     }
-    ThrowUnlessDone(FinalCut(destination, source, width, height, controls));
+    ThrowUnlessDone(FinalCut(destination, source, width, height, Snapped(settings)));
 }
 
 void Key(const Settings& settings, int width, int height, const HostRows<std::uint16_t>& rows) {
     Check(settings, width, height);
-    ThrowUnlessDone(FinalCut(rows, width, height, ControlsFor(settings)));
+    ThrowUnlessDone(FinalCut(rows, width, height, Snapped(settings)));
 }
 
 void Key(const Settings& settings, int width, int height, const HostRows<std::uint8_t>& rows) {
     Check(settings, width, height);
-    ThrowUnlessDone(FinalCut(rows, width, height, ControlsFor(settings)));
+    ThrowUnlessDone(FinalCut(rows, width, height, Snapped(settings)));
 }
 
 void Key(const Settings& settings, int width, int height, const std::uint8_t* source,
          std::uint8_t* destination) {
     Check(settings, width, height);
-    ThrowUnlessDone(
-        FinalCut(destination, width, height, source, width, height, ControlsFor(settings)));
+    ThrowUnlessDone(FinalCut(destination, width, height, source, width, height, Snapped(settings)));
 }
 
 }  // namespace veltrane

@@ -7,50 +7,10 @@
 #include <string_view>
 #include <vector>
 
+#include "keyer/settings.h"
 #include "settings/parameters.h"
 
 namespace veltrane {
-
-/// What the output shows.
-enum class View { Source, Matte, Result };
-
-/// A display-referred colour, each component 0..1.
-struct Color {
-    double red;
-    double green;
-    double blue;
-
-    bool operator==(const Color&) const = default;
-};
-
-/// The user's 20 values. A new object holds the defaults of the parameter table; what each value
-/// does and its range stand there.
-struct Settings {
-    Settings();
-
-    View view;
-    Color keyColor;  ///< black: no key chosen yet, frames pass unkeyed
-    bool smoothBG;
-    int shadow;
-    int clipBlack;
-    int clipWhite;
-    bool deBlocking;
-    int deBlockValue;
-    bool edgeContract;
-    int contractMask;
-    int contractThreshold;
-    bool edgeBlur;
-    int maskBlurRadius;
-    int maskBlurValue;
-    int skinHue;
-    int blueHue;
-    int despillGray;
-    int despillSkin;
-    int despillBlue;
-    int screenGain;
-
-    bool operator==(const Settings&) const = default;
-};
 
 /// Reads the value of a choice, switch or integer row; throws std::invalid_argument for other rows.
 int ValueOf(const Settings& settings, const Parameter& parameter);

@@ -144,8 +144,8 @@ TEST(Memory, OneCallHoldsAtMostTwoFrames) {
     Random random(62);
     auto source = CalmFrame<unsigned short>(random, kWidth, kHeight);
     std::vector<unsigned short> target(source.size());
-    Controls call = kAllOn;
-    for (int smoothBG : {0, 1}) {
+    Settings call = kAllOn;
+    for (const bool smoothBG : {false, true}) {
         call.smoothBG = smoothBG;
         const size_t before = peakBytes = heldBytes;
         Enter(call, target.data(), kWidth, kHeight, source.data(), kWidth, kHeight);

@@ -15,25 +15,25 @@ int Scale(int high, int percent) {
 }
 
 template <typename T>
-Record<T> PlainRecord(const Controls& c, const std::vector<T>& source, std::vector<T>& target,
+Record<T> PlainRecord(const Settings& s, const std::vector<T>& source, std::vector<T>& target,
                       int width, int height) {
     auto r = DefaultRecord(source, target, width, height);
-    SetPair(r.keyR, int(std::floor(c.keyRed * kFull<T> + 0.5)));
-    SetPair(r.keyG, int(std::floor(c.keyGreen * kFull<T> + 0.5)));
-    SetPair(r.keyB, int(std::floor(c.keyBlue * kFull<T> + 0.5)));
-    SetPair(r.screenGain, Scale(30, c.screenGain));
-    SetPair(r.shadow, c.shadow);
-    SetPair(r.skinHue, 120 + Scale(50, c.skinHue + 50));
-    SetPair(r.blueHue, 250 + Scale(80, c.blueHue + 50));
-    SetPair(r.despillGray, c.despillGray);
-    SetPair(r.despillSkin, Scale(50, c.despillSkin));
-    SetPair(r.despillBlue, Scale(50, c.despillBlue));
-    r.deblockValue = static_cast<unsigned short>(c.deBlocking * c.deBlockValue);
-    r.contractMask = static_cast<unsigned short>(c.edgeContract * c.contractMask);
-    r.contractThreshold = static_cast<unsigned short>(c.edgeContract * c.contractThreshold);
-    r.smoothBG = c.smoothBG;
-    r.maskBlurRadius = static_cast<unsigned short>(c.edgeBlur * c.maskBlurRadius);
-    r.maskBlurValue = static_cast<unsigned short>(c.edgeBlur * c.maskBlurValue);
+    SetPair(r.keyR, int(std::floor(s.keyColor.red * kFull<T> + 0.5)));
+    SetPair(r.keyG, int(std::floor(s.keyColor.green * kFull<T> + 0.5)));
+    SetPair(r.keyB, int(std::floor(s.keyColor.blue * kFull<T> + 0.5)));
+    SetPair(r.screenGain, Scale(30, s.screenGain));
+    SetPair(r.shadow, s.shadow);
+    SetPair(r.skinHue, 120 + Scale(50, s.skinHue + 50));
+    SetPair(r.blueHue, 250 + Scale(80, s.blueHue + 50));
+    SetPair(r.despillGray, s.despillGray);
+    SetPair(r.despillSkin, Scale(50, s.despillSkin));
+    SetPair(r.despillBlue, Scale(50, s.despillBlue));
+    r.deblockValue = static_cast<unsigned short>(s.deBlocking * s.deBlockValue);
+    r.contractMask = static_cast<unsigned short>(s.edgeContract * s.contractMask);
+    r.contractThreshold = static_cast<unsigned short>(s.edgeContract * s.contractThreshold);
+    r.smoothBG = s.smoothBG;
+    r.maskBlurRadius = static_cast<unsigned short>(s.edgeBlur * s.maskBlurRadius);
+    r.maskBlurValue = static_cast<unsigned short>(s.edgeBlur * s.maskBlurValue);
     return r;
 }
 
@@ -49,21 +49,22 @@ T PlainClip(int black, int white, int alpha) {
 /// The entry in blue, green, red, alpha: input is smoothed in place as the driver does it; output
 /// goes in as the driver finds it.
 template <typename T>
-void PlainEntry(const Controls& c, std::vector<T>& input, std::vector<T>& output, int width,
+void PlainEntry(const Settings& s, std::vector<T>& input, std::vector<T>& output, int width,
                 int height) {
     const auto untouched = input;
-    auto record = PlainRecord(c, input, output, width, height);
-    if (c.view == 0 || std::max({c.keyRed, c.keyGreen, c.keyBlue}) * 255 <= 1.0) {
+    auto record = PlainRecord(s, input, output, width, height);
+    if (s.view == View::Source ||
+        std::max({s.keyColor.red, s.keyColor.green, s.keyColor.blue}) * 255 <= 1.0) {
         output = input;
     } else if (std::max(width, height) < 65536) {
         Drive<T>(record);
     }
-    for (size_t i = 0; i < output.size() && c.view != 0; i += 4) {
+    for (size_t i = 0; i < output.size() && s.view != View::Source; i += 4) {
         const auto& transparent = sizeof(T) == 2 ? input : untouched;
         if (input[i + 3] == 0) std::copy_n(&transparent[i], 4, &output[i]);
         output[i + 3] =
-            PlainClip<T>(c.clipBlack, c.clipWhite, std::min(input[i + 3], output[i + 3]));
-        if (c.view == 2) continue;
+            PlainClip<T>(s.clipBlack, s.clipWhite, std::min(input[i + 3], output[i + 3]));
+        if (s.view == View::Result) continue;
         std::fill_n(&output[i], 3, output[i + 3]);
         output[i + 3] = static_cast<T>(kFull<T>);
     }
@@ -91,7 +92,7 @@ TYPED_TEST(BothDepths, EntryMatchesThePlainFormOnTheOverlap) {
         const int outWidth = same ? inWidth : random(1, 50), width = std::min(inWidth, outWidth);
         const int outHeight = same ? inHeight : random(1, 30);
         const int height = std::min(inHeight, outHeight);
-        const Controls call = AnyControls(random);
+        const Settings call = AnySettings(random);
         auto input = random.OneIn(2) ? StudioFrame<T>(random, inWidth, inHeight)
                                      : CalmFrame<T>(random, inWidth, inHeight);
         for (size_t i = sizeof(T) == 2 ? 3 : 0; i < input.size(); i += 4)
@@ -115,16 +116,17 @@ TYPED_TEST(BothDepths, EntryMatchesThePlainFormOnTheOverlap) {
 TYPED_TEST(BothDepths, EntryLeavesFramesWithoutPixelsAlone) {
     std::vector<TypeParam> frame(8, 43), output(8, 12);
     for (const auto& [width, height] : {std::pair{0, 2}, {2, 0}, {-1, 2}, {2, -1}, {-2, -2}}) {
-        Controls call = kAllOn;
-        for (call.view = 0; call.view < 3; ++call.view) {
+        Settings call = kAllOn;
+        for (const View view : {View::Source, View::Matte, View::Result}) {
+            call.view = view;
             Enter(call, output.data(), width, height, frame.data(), 2, 1);
             if (sizeof(TypeParam) == 1)
                 Enter(call, output.data(), 2, 1, frame.data(), width, height);
         }
     }
     EXPECT_EQ(output, std::vector<TypeParam>(8, 12));
-    Controls direct = kAllOn;  // would key a width of 65536 as one of 0, and call that done
-    direct.smoothBG = 0;
+    Settings direct = kAllOn;  // would key a width of 65536 as one of 0, and call that done
+    direct.smoothBG = false;
     std::vector<unsigned short> wide(65536 * 4), wideOutput(wide.size());
     EXPECT_EQ(FinalCut(wideOutput.data(), wide.data(), 65536, 1, direct), 2u);
     EXPECT_EQ(FinalCut(wideOutput.data(), wide.data(), 65535, 1, direct), 0u);
@@ -142,12 +144,11 @@ TEST(Entry, BothDepthsAgree) {
         const auto input = Crop(working, kWidth, kWidth, kHeight);
         std::vector<unsigned short> wide(working.begin(), working.end()), wideOutput(wide.size());
         for (auto& sample : wide) sample *= 257;
-        Controls call = AnyControls(random);
-        call.view = 2;
-        call.keyRed = random(0, 90) / 255.0;
-        call.keyGreen = random(120, 255) / 255.0;
-        call.keyBlue = random(0, 90) / 255.0;
-        call.deBlocking = call.edgeContract = call.edgeBlur = call.clipBlack = 0;
+        Settings call = AnySettings(random);
+        call.view = View::Result;
+        call.keyColor = {random(0, 90) / 255.0, random(120, 255) / 255.0, random(0, 90) / 255.0};
+        call.deBlocking = call.edgeContract = call.edgeBlur = false;
+        call.clipBlack = 0;
         call.clipWhite = call.shadow = 100;
         std::vector<unsigned char> output(input.size());
         Enter(call, output.data(), kWidth, kHeight, input.data(), kWidth, kHeight);

@@ -25,7 +25,7 @@ std::vector<T> AnyFrame(Random& random, int width, int height) {
 
 /// What a call leaves in its input and, behind it, in its output.
 template <typename T>
-std::vector<T> Outcome(const Controls& call, std::vector<T> input, std::vector<T> output, int width,
+std::vector<T> Outcome(const Settings& call, std::vector<T> input, std::vector<T> output, int width,
                        int height) {
     Enter(call, output.data(), width, height, input.data(), width, height);
     input.insert(input.end(), output.begin(), output.end());
@@ -40,7 +40,7 @@ TYPED_TEST(BothDepths, EntryGivesTheSameBitsAtEveryLevel) {
         const bool large = seed >= 210;
         const int width = large ? random(321, 700) : 1 + static_cast<int>(seed) % 70;
         const int height = large ? random(200, 400) : random(1, 40);
-        const Controls call = AnyControls(random);
+        const Settings call = AnySettings(random);
         const auto input = AnyFrame<T>(random, width, height);
         // The rows behind the output are guards.
         const auto output = RandomSamples<T>(random, size_t(width) * (height + 2) * 4);

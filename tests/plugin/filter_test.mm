@@ -4,7 +4,7 @@
 #include <cmath>
 #include <thread>
 
-#include "keyer/entry.h"
+#include "keyer/entry_call.h"
 #import "plugin/VeltraneGreen.h"
 #include "settings/settings.h"
 #include "tests/imaging/frames.h"
@@ -225,12 +225,8 @@ HostPicture Picture(const Frame& frame, std::size_t width) {
 /// What the entry makes of the frame.
 Pixels Keyed(const Settings& s, Frame frame, int width) {
     Frame keyed(frame.size());
-    VeltraneFinalCut16bit(keyed.data(), frame.data(), width, int(frame.size()) / 4 / width, 0, 0,
-                          int(s.view), s.keyColor.red, s.keyColor.green, s.keyColor.blue,
-                          s.smoothBG, s.shadow, s.clipBlack, s.clipWhite, s.deBlocking,
-                          s.deBlockValue, s.edgeContract, s.contractMask, s.contractThreshold,
-                          s.edgeBlur, s.maskBlurRadius, s.maskBlurValue, s.skinHue, s.blueHue,
-                          s.despillGray, s.despillSkin, s.despillBlue, s.screenGain);
+    CallEntry(VeltraneFinalCut16bit, s, {}, keyed.data(), frame.data(), width,
+              int(frame.size()) / 4 / width);
     return Floats(keyed);
 }
 

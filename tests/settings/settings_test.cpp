@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cmath>
 #include <random>
 #include <stdexcept>
@@ -64,7 +63,8 @@ TEST(Key, RefusesBadSettingsAndSizes) {
 }
 
 // Every value differs from the others and from its default, one switch is on at a time and the key
-// colour lies a little off its byte steps, so that nothing can stand in for anything else.
+// colour lies a little off its byte steps, so that nothing can stand in for anything else. The
+// entries take any number but 0 as on and any view but source and matte as the result.
 TEST(Key, HandsEveryValueToItsArgument) {
     constexpr int kSide = 48;
     std::mt19937 random(11);
@@ -85,7 +85,8 @@ TEST(Key, HandsEveryValueToItsArgument) {
     for (int round = 0; round < 12; ++round) {
         SCOPED_TRACE(round);
         const int view = round / 4, on = round % 4;
-        s.view = std::array{View::Source, View::Matte, View::Result}[view];
+        s.view = static_cast<View>(view);
+        const int number = view < 2 ? view : 3 * round - 25, yes = round - 20;
         const int values[] = {61, 3, 88, 2, 4, 37, 5, 29, 17, -23, 31, 43, 53, 77};
         int integers = 0, switches = 0;
         for (const Parameter& row : Parameters()) {
@@ -93,8 +94,9 @@ TEST(Key, HandsEveryValueToItsArgument) {
             if (row.kind == ParameterKind::Switch) SetValue(s, row, on == switches++);
         }
         const auto keyBy = [&](auto entry, auto... frames) {
-            entry(frames..., 0, 0, view, 50 / 255.0, 180 / 255.0, 60 / 255.0, on == 0, 61, 3, 88,
-                  on == 1, 2, on == 2, 4, 37, on == 3, 5, 29, 17, -23, 31, 43, 53, 77);
+            entry(frames..., 0, 0, number, 50 / 255.0, 180 / 255.0, 60 / 255.0, on == 0 ? yes : 0,
+                  61, 3, 88, on == 1 ? yes : 0, 2, on == 2 ? yes : 0, 4, 37, on == 3 ? yes : 0, 5,
+                  29, 17, -23, 31, 43, 53, 77);
         };
         Words input = words, result(words.size()), expected(words.size());
         Key(s, kSide, kSide, input.data(), result.data());

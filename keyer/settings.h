@@ -1,0 +1,47 @@
+#ifndef VELTRANE_KEYER_SETTINGS_H
+#define VELTRANE_KEYER_SETTINGS_H
+
+namespace veltrane {
+
+/// What the output shows. Hosts' projects hold the numbers, so they never change.
+enum class View { Source = 0, Matte = 1, Result = 2 };
+
+/// A display-referred colour, each component 0..1.
+struct Color {
+    double red;
+    double green;
+    double blue;
+
+    bool operator==(const Color&) const = default;
+};
+
+/// The user's values in slider units, each starting at its default. What a value does and its range
+/// stand in the parameter table, which takes the defaults from here.
+struct Settings {
+    View view = View::Result;
+    Color keyColor = {0, 0, 0};  ///< black: no key chosen yet, frames pass unkeyed
+    bool smoothBG = true;
+    int shadow = 100;
+    int clipBlack = 0;
+    int clipWhite = 100;
+    bool deBlocking = false;
+    int deBlockValue = 1;
+    bool edgeContract = false;
+    int contractMask = 2;
+    int contractThreshold = 10;
+    bool edgeBlur = false;
+    int maskBlurRadius = 2;
+    int maskBlurValue = 50;
+    int skinHue = 0;
+    int blueHue = 0;
+    int despillGray = 20;
+    int despillSkin = 20;
+    int despillBlue = 0;
+    int screenGain = 33;
+
+    bool operator==(const Settings&) const = default;
+};
+
+}  // namespace veltrane
+
+#endif
