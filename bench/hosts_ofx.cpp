@@ -92,7 +92,7 @@ void KeyWhole(const Settings& settings, ofx::test::TestImage& source,
     const std::size_t pitch = std::size_t{4} * width;
     for (int y = 0; y < height; ++y)
         FloatRowToFrame(reinterpret_cast<const float*>(source.At(0, height - 1 - y)),
-                        FloatLayout::kRgba, &frame[y * pitch], width);
+                        FloatLayout::kRgba, FloatRounding::kNearest, &frame[y * pitch], width);
     Key(settings, width, height, frame.data(), keyed.data());
     for (int y = 0; y < height; ++y)
         FrameRowToFloat(&keyed[y * pitch], FloatLayout::kRgba, &result[y * pitch], width);

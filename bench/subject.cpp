@@ -40,7 +40,8 @@ void HostForms::KeyBytes(const Settings& s) {
 void HostForms::ConvertFloats() {
     for (int y = 0; y < height; ++y) {
         const std::size_t at = static_cast<std::size_t>(y) * width * 4;
-        FloatRowToFrame(floats.data() + at, FloatLayout::kRgba, frame.data() + at, width);
+        FloatRowToFrame(floats.data() + at, FloatLayout::kRgba, FloatRounding::kNearest,
+                        frame.data() + at, width);
     }
     for (int y = 0; y < height; ++y) {
         const std::size_t at = static_cast<std::size_t>(y) * width * 4;

@@ -17,8 +17,9 @@ std::array<int, kElements> Positions(FloatLayout layout) {
     return {2, 1, 0, 3};
 }
 
-std::uint16_t ToSample(float value) {
-    const double scaled = std::floor(value * kFull);
+/// The product has at most 40 bits, so neither it nor the sum is rounded where that shows.
+std::uint16_t ToSample(float value, double half) {
+    const double scaled = std::floor(value * kFull + half);
     if (!(scaled > 0)) return 0;
     return scaled >= kFull ? 65535 : static_cast<std::uint16_t>(scaled);
 }
@@ -27,11 +28,12 @@ float ToFloat(std::uint16_t sample) {
     return static_cast<float>(sample) / 65535.0f;
 }
 
-void PlainToFrame(const float* pixels, FloatLayout layout, bool opaque, std::uint16_t* row,
-                  int width) {
+void PlainToFrame(const float* pixels, FloatLayout layout, FloatRounding rounding, bool opaque,
+                  std::uint16_t* row, int width) {
     const auto positions = Positions(layout);
+    const double half = rounding == FloatRounding::kNearest ? 0.5 : 0;
     for (int x = 0; x < width; ++x, pixels += kElements, row += kElements) {
-        for (int e = 0; e < kElements; ++e) row[e] = ToSample(pixels[positions[e]]);
+        for (int e = 0; e < kElements; ++e) row[e] = ToSample(pixels[positions[e]], half);
         if (opaque) row[kAlpha] = kFullScale<std::uint16_t>;
     }
 }
@@ -54,9 +56,9 @@ const FloatFrameRows& Rows() {
 
 }  // namespace
 
-void FloatRowToFrame(const float* pixels, FloatLayout layout, std::uint16_t* row, int width,
-                     bool opaque) {
-    Rows().toFrame(pixels, layout, opaque, row, width);
+void FloatRowToFrame(const float* pixels, FloatLayout layout, FloatRounding rounding,
+                     std::uint16_t* row, int width, bool opaque) {
+    Rows().toFrame(pixels, layout, rounding, opaque, row, width);
 }
 
 void FrameRowToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int width) {

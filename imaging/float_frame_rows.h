@@ -7,8 +7,8 @@ namespace veltrane {
 
 /// The conversions of float_frame.h that have a vector form.
 struct FloatFrameRows {
-    void (*toFrame)(const float* pixels, FloatLayout layout, bool opaque, std::uint16_t* row,
-                    int width);
+    void (*toFrame)(const float* pixels, FloatLayout layout, FloatRounding rounding, bool opaque,
+                    std::uint16_t* row, int width);
     void (*toFloat)(const std::uint16_t* row, FloatLayout layout, float* pixels, int width);
 };
 

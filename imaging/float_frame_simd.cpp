@@ -45,14 +45,17 @@ private:
 };
 
 #if HWY_NATIVE_FMA
-/// floor(v * 65535) within 0..65535, in the low bits. From 2^23 on floats count in ones, so the sum
-/// is v * 65535 - 0.5 rounded once to the nearest whole number, which is what is wanted as long as
-/// v * 65535 is not a whole number: of all floats within 0..1, only 0 and 1 make it one.
+/// v * 65535, rounded, within 0..65535, in the low bits. From 2^23 on floats count in ones, so the
+/// sum is v * 65535 rounded once to the nearest whole number. Of all floats within 0..1, 0.5 alone
+/// makes it a half, and 32767.5 goes up, to the even number. Rounding down takes a half off first,
+/// which does as long as v * 65535 is not a whole number: only 0 and 1 make it one.
+template <FloatRounding rounding>
 Words WholeSamples(Floats value) {
+    constexpr float kLess = rounding == FloatRounding::kDown ? 0.5f : 0;
     const FloatTag floats;
     const auto none = hn::Set(floats, 0x1p23f);
     const auto full = hn::Set(floats, 0x1p23f + 65535.0f);
-    const auto sum = hn::MulAdd(value, hn::Set(floats, 65535.0f), hn::Set(floats, 0x1p23f - 0.5f));
+    const auto sum = hn::MulAdd(value, hn::Set(floats, 65535.0f), hn::Set(floats, 0x1p23f - kLess));
     // Of not-a-number and another operand, the maximum is the other one.
     const auto bounded = hn::Max(sum, none);
     return hn::BitCast(WordTag(),
@@ -60,14 +63,24 @@ Words WholeSamples(Floats value) {
 }
 #else
 /// The same without a sum that is rounded once. With n + f = v * 65536, which is exact, v * 65535
-/// is n + (f - v): one below n just when the fraction is less than v.
+/// is n + (f - v): its floor is one below n just when f < v, and the nearest number is one above
+/// or below n just when f - v is at least a half or less than minus a half. The halves are put on
+/// the side of f, where they are exact or cannot matter.
+template <FloatRounding rounding>
 Words WholeSamples(Floats value) {
     const FloatTag floats;
     const auto one = hn::Set(floats, 1.0f);
+    const auto half = hn::Set(floats, 0.5f);
     const auto number = hn::IfThenElseZero(hn::Gt(value, hn::Zero(floats)), hn::Min(value, one));
     const auto scaled = hn::Mul(number, hn::Set(floats, 65536.0f));
-    const auto whole = hn::Floor(scaled);
-    const auto borrow = hn::IfThenElseZero(hn::Lt(hn::Sub(scaled, whole), number), one);
+    auto whole = hn::Floor(scaled);
+    auto fraction = hn::Sub(scaled, whole);
+    if constexpr (rounding == FloatRounding::kNearest) {
+        const auto above = hn::Ge(hn::Sub(fraction, half), number);
+        whole = hn::Add(whole, hn::IfThenElseZero(above, one));
+        fraction = hn::Add(fraction, half);
+    }
+    const auto borrow = hn::IfThenElseZero(hn::Lt(fraction, number), one);
     return hn::BitCast(WordTag(), hn::Add(hn::Sub(whole, borrow), hn::Set(floats, 0x1p23f)));
 }
 #endif
@@ -81,6 +94,7 @@ Floats Fractions(Floats raised) {
     return hn::MulAdd(share, hn::Set(floats, 0x1p-16f + 0x1p-32f), share);
 }
 
+template <FloatRounding rounding>
 void ToFrame(const float* pixels, FloatLayout layout, bool opaque, std::uint16_t* row, int width) {
     const FloatTag floats;
     const SampleTag samples;
@@ -88,12 +102,20 @@ void ToFrame(const float* pixels, FloatLayout layout, bool opaque, std::uint16_t
     const auto alpha = hn::BitCast(
         samples, hn::Set(PixelTag(), opaque ? std::uint64_t{0xFFFF} << 48 : std::uint64_t{0}));
     const auto convert = [&](const float* from, std::uint16_t* to) {
-        const auto low = hn::BitCast(samples, WholeSamples(hn::LoadU(floats, from)));
-        const auto high = hn::BitCast(samples, WholeSamples(hn::LoadU(floats, from + kFloats)));
+        const auto low = hn::BitCast(samples, WholeSamples<rounding>(hn::LoadU(floats, from)));
+        const auto high =
+            hn::BitCast(samples, WholeSamples<rounding>(hn::LoadU(floats, from + kFloats)));
         hn::StoreU(hn::Or(reorder(hn::ConcatEven(samples, high, low)), alpha), samples, to);
     };
     ForEachVector<kSamples>(width * kElements, convert, Row<const float>{pixels},
                             Row<std::uint16_t>{row});
+}
+
+void ToRoundedFrame(const float* pixels, FloatLayout layout, FloatRounding rounding, bool opaque,
+                    std::uint16_t* row, int width) {
+    const auto toFrame = rounding == FloatRounding::kNearest ? ToFrame<FloatRounding::kNearest>
+                                                             : ToFrame<FloatRounding::kDown>;
+    toFrame(pixels, layout, opaque, row, width);
 }
 
 void ToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int width) {
@@ -121,7 +143,7 @@ void ToFloat(const std::uint16_t* row, FloatLayout layout, float* pixels, int wi
 }  // namespace
 
 const FloatFrameRows* GetFloatFrameRows() {
-    static constexpr FloatFrameRows kRows{ToFrame, ToFloat};
+    static constexpr FloatFrameRows kRows{ToRoundedFrame, ToFloat};
     return &kRows;
 }
 #endif

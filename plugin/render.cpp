@@ -45,7 +45,7 @@ bool RenderBitmap(const Settings& settings, const HostFrame& frame, const HostBi
     const int columns = static_cast<int>(width);
     for (std::size_t y = 0; y < height; ++y) {
         FloatRowToFrame(input.pixels + y * input.width * kElements, FloatLayout::kArgb,
-                        source.get() + y * pitch, columns);
+                        FloatRounding::kDown, source.get() + y * pitch, columns);
     }
     const WorkingFrame keyed = Cleared(pitch * height);
     if (!keyed) return false;

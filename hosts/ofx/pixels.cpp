@@ -93,7 +93,7 @@ void ToKeyer(const Sample* pixels, bool opaque, Sample* row, int width) {
 }
 
 void ToKeyer(const float* pixels, bool opaque, std::uint16_t* row, int width) {
-    FloatRowToFrame(pixels, FloatLayout::kRgba, row, width, opaque);
+    FloatRowToFrame(pixels, FloatLayout::kRgba, FloatRounding::kNearest, row, width, opaque);
 }
 
 template <class Sample>

@@ -14,9 +14,11 @@ namespace {
 
 using Frame = std::vector<std::uint16_t>;
 
-Frame ToFrame(const std::vector<float>& pixels, FloatLayout layout = FloatLayout::kRgba) {
+Frame ToFrame(const std::vector<float>& pixels, FloatLayout layout = FloatLayout::kRgba,
+              FloatRounding rounding = FloatRounding::kDown) {
     Frame row(pixels.size() + 8, 4711);
-    FloatRowToFrame(pixels.data(), layout, row.data(), static_cast<int>(pixels.size() / 4));
+    FloatRowToFrame(pixels.data(), layout, rounding, row.data(),
+                    static_cast<int>(pixels.size() / 4));
     for (; row.size() > pixels.size(); row.pop_back()) EXPECT_EQ(row.back(), 4711);
     return row;
 }
@@ -35,8 +37,15 @@ TEST(FloatFrame, ConvertsWorkedValues) {
         EXPECT_EQ(ToFrame({0.5f, 1, 0.25f, 0}, FloatLayout::kArgb),
                   (Frame{0, 16383, 65535, 32767}));
         EXPECT_EQ(ToFrame({0.5f, 1, 0.25f, 0}), (Frame{16383, 65535, 32767, 0}));
-        EXPECT_EQ(ToFrame({-0.0f, -1, 1.5f, std::nanf("")}), (Frame{65535, 0, 0, 0}));
-        EXPECT_EQ(ToFrame({kInfinity, -kInfinity, 1e30f, -1e-40f}), (Frame{65535, 0, 65535, 0}));
+        EXPECT_EQ(ToFrame({0.5f, 1, 0.25f, 0}, FloatLayout::kRgba, FloatRounding::kNearest),
+                  (Frame{16384, 65535, 32768, 0}));
+        for (const auto rounding : {FloatRounding::kDown, FloatRounding::kNearest}) {
+            EXPECT_EQ(ToFrame({-0.0f, -1, 1.5f, std::nanf("")}, FloatLayout::kRgba, rounding),
+                      (Frame{65535, 0, 0, 0}));
+            EXPECT_EQ(
+                ToFrame({kInfinity, -kInfinity, 1e30f, -1e-40f}, FloatLayout::kRgba, rounding),
+                (Frame{65535, 0, 65535, 0}));
+        }
         EXPECT_EQ(ToFloat({0, 16384, 32768, 65535}, FloatLayout::kArgb),
                   (std::vector<float>{1, 32768 / 65535.0f, 16384 / 65535.0f, 0}));
         EXPECT_EQ(ToFloat({0, 16384, 32768, 65535}),
@@ -46,25 +55,32 @@ TEST(FloatFrame, ConvertsWorkedValues) {
     ForEachLevel(check);
 }
 
-TEST(FloatFrame, RoundsDownAroundEverySample) {
-    // The floats around k / 65535, where rounding down has to change over.
+/// Checks the floats around every (k + middle) / 65535, where rounding has to change over.
+void CheckRounding(FloatRounding rounding, double middle) {
     std::vector<float> pixels;
     Frame expected;
     for (int k = 0; k <= 65535; ++k) {
-        float value = static_cast<float>(k / 65535.0);
+        float value = static_cast<float>((k + middle) / 65535.0);
         for (int i = 0; i < 3; ++i) value = std::nextafter(value, -1.0f);
         for (int i = 0; i < 7; ++i, value = std::nextafter(value, 2.0f)) {
             pixels.push_back(value);
             // At most 40 bits long, so exact.
-            const double scaled = value * 65535.0;
+            const double scaled = value * 65535.0 + middle;
             expected.push_back(static_cast<std::uint16_t>(std::clamp(scaled, 0.0, 65535.0)));
         }
     }
     while (pixels.size() % 4 != 0) pixels.push_back(0), expected.push_back(0);
     for (size_t i = 0; i < expected.size(); i += 4) std::swap(expected[i], expected[i + 2]);
-    const auto check = [&] { ASSERT_TRUE(Same(expected, ToFrame(pixels), 1 << 20)); };
+    const auto check = [&] {
+        ASSERT_TRUE(Same(expected, ToFrame(pixels, FloatLayout::kRgba, rounding), 1 << 20));
+    };
     Plainly([&] { return check(), 0; });
     ForEachLevel(check);
+}
+
+TEST(FloatFrame, RoundsAsAskedAroundEverySample) {
+    CheckRounding(FloatRounding::kDown, 0);
+    CheckRounding(FloatRounding::kNearest, 0.5);
 }
 
 TEST(FloatFrame, DividesEverySample) {
@@ -83,22 +99,23 @@ TEST(FloatFrame, GivesTheSameBitsAtEveryLevelAndWidth) {
         const auto row = RandomSamples<std::uint16_t>(random, width * 4);
         std::vector<float> pixels(row.size());
         for (float& value : pixels) value = random(-1 << 20, 9 << 20) / 8388608.0f;
-        for (const auto layout : {FloatLayout::kArgb, FloatLayout::kRgba}) {
-            const auto opaque = [&] {
-                Frame frame(row.size());
-                FloatRowToFrame(pixels.data(), layout, frame.data(), width, true);
-                return frame;
-            };
-            auto frame = Plainly([&] { return ToFrame(pixels, layout); });
-            const auto floats = Plainly([&] { return ToFloat(row, layout); });
-            ForEachLevel([&] {
-                ASSERT_TRUE(Same(frame, ToFrame(pixels, layout), width));
-                ASSERT_TRUE(Same(floats, ToFloat(row, layout), width));
-            });
-            for (size_t i = 3; i < frame.size(); i += 4) frame[i] = 65535;
-            EXPECT_EQ(Plainly(opaque), frame);
-            ForEachLevel([&] { ASSERT_TRUE(Same(frame, opaque(), width)); });
-        }
+        for (const auto layout : {FloatLayout::kArgb, FloatLayout::kRgba})
+            for (const auto rounding : {FloatRounding::kDown, FloatRounding::kNearest}) {
+                const auto opaque = [&] {
+                    Frame frame(row.size());
+                    FloatRowToFrame(pixels.data(), layout, rounding, frame.data(), width, true);
+                    return frame;
+                };
+                auto frame = Plainly([&] { return ToFrame(pixels, layout, rounding); });
+                const auto floats = Plainly([&] { return ToFloat(row, layout); });
+                ForEachLevel([&] {
+                    ASSERT_TRUE(Same(frame, ToFrame(pixels, layout, rounding), width));
+                    ASSERT_TRUE(Same(floats, ToFloat(row, layout), width));
+                });
+                for (size_t i = 3; i < frame.size(); i += 4) frame[i] = 65535;
+                EXPECT_EQ(Plainly(opaque), frame);
+                ForEachLevel([&] { ASSERT_TRUE(Same(frame, opaque(), width)); });
+            }
     }
 }
 

@@ -15,7 +15,8 @@ TEST_F(CommandTest, FxHostRendersAStillThroughTheBundle) {
     std::vector<float> floats(source.pixels.size());
     const int pixels = source.width * source.height;
     FrameRowToFloat(source_.pixels.data(), FloatLayout::kArgb, floats.data(), pixels);
-    FloatRowToFrame(floats.data(), FloatLayout::kArgb, source.pixels.data(), pixels);
+    FloatRowToFrame(floats.data(), FloatLayout::kArgb, FloatRounding::kDown, source.pixels.data(),
+                    pixels);
     EXPECT_EQ(media::ReadFrame("out.png", 1).pixels, Keyed(settings, source));
 }
 

@@ -85,7 +85,7 @@ Frame<Component> ToFrame(const std::vector<Component>& picture, const std::strin
                 value = std::min(std::floor(value * full / alpha + 0.5), full);
             if (!(alpha > 0)) value = 0;
         }
-        if (kIsFloat<Component>) value = std::clamp(std::floor(value * 65535), 0.0, 65535.0);
+        if (kIsFloat<Component>) value = std::clamp(std::floor(value * 65535 + 0.5), 0.0, 65535.0);
         frame[Place<Component>(i)] = value > 0 ? static_cast<std::uint16_t>(value) : 0;
     }
     return frame;
@@ -317,6 +317,22 @@ TYPED_TEST(OfxRender, ConvertsRowsAlikeAtEveryLevel) {
             const auto plain = Plainly(convert);
             ForEachLevel([&] { EXPECT_EQ(convert(), plain) << width; });
         }
+}
+
+TEST_F(OfxPlugin, FloatsGiveBackEverySample) {
+    std::vector<std::uint16_t> samples(65536);
+    std::vector<float> pixels(samples.size());
+    for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<std::uint16_t>(i);
+    // Red, green, blue, alpha as any host would make them.
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        pixels[i] = samples[Place<float>(i)] / 65535.0f;
+    const auto check = [&] {
+        std::vector<std::uint16_t> row(samples.size());
+        ReadRow(pixels.data(), Alpha::kStraight, row.data(), static_cast<int>(row.size() / 4));
+        EXPECT_EQ(row, samples);
+    };
+    Plainly([&] { return check(), 0; });
+    ForEachLevel(check);
 }
 
 /// Reads the pixels at every level and compares with plain arithmetic.
