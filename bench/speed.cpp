@@ -125,7 +125,8 @@ std::vector<CpuLevel> LevelsNamed(const std::vector<std::string>& names) {
             if (name == "all" || name == CpuLevelName(level)) levels.push_back(level);
         }
         if (levels.size() == before)
-            throw std::runtime_error("--cpu " + name + " does not run here");
+            throw std::runtime_error("the form \"" + name +
+                                     "\" of --cpu or VELTRANE_CPU does not run here");
     }
     return levels;
 }
@@ -133,7 +134,8 @@ std::vector<CpuLevel> LevelsNamed(const std::vector<std::string>& names) {
 void PrintHelp() {
     std::puts(
         "speed [--cpu LEVEL,...|all] [--compare-ffmpeg] [--scaling]\n"
-        "  --cpu             which forms of the keyer to time; by default the best\n"
+        "  --cpu             which forms of the keyer to time; by default VELTRANE_CPU or the "
+        "best\n"
         "  --compare-ffmpeg  also time FFmpeg's filters, in turn with ours\n"
         "  --scaling         also time other sizes, in turn with the still's own\n");
     benchmark::PrintDefaultHelp();
@@ -144,7 +146,7 @@ int Main(int argc, char** argv) {
     CLI::App app;
     std::vector<std::string> cpu;
     bool compareFfmpeg = false, scaling = false;
-    app.add_option("--cpu", cpu)->delimiter(',');
+    app.add_option("--cpu", cpu)->delimiter(',')->envname("VELTRANE_CPU");
     app.add_flag("--compare-ffmpeg", compareFfmpeg);
     app.add_flag("--scaling", scaling);
     CLI11_PARSE(app, argc, argv);
