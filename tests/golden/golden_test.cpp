@@ -199,6 +199,16 @@ std::vector<Case> Cases() {
              s.smoothBG = false;
          })},
         {"BareScreen", kBare, 333, 222, Set([](Settings& s) { s.despillGray = 100; })},
+        {"BareExactly", kBare, 160, 90, Set([](Settings& s) {
+             s.smoothBG = false;
+             s.screenGain = 0;
+         })},
+        {"DeepHole", kFramed, 400, 420, Set([](Settings& s) { s.shadow = 50; })},
+        {"BlueKey", kStudio, 65, 65, Set([](Settings& s) {
+             s.keyColor = Bytes(0, 0, 200);
+             s.smoothBG = false;
+         })},
+        {"Ribbon", kStudio, 3, 30000, Set([](Settings&) {})},
         {"NoScreen", kCrowded, 333, 222, Set([](Settings& s) { s.despillSkin = 100; })},
         {"AllNoise", kNoise, 223, 141, Set([](Settings& s) { s.despillBlue = 100; })},
         {"EqualClips", kStudio, 321, 181, Set([](Settings& s) { s.clipBlack = s.clipWhite = 50; })},
@@ -249,7 +259,7 @@ std::vector<Case> Cases() {
     for (int i = 0; i < 18; ++i) {
         Noise noise(1000 + i);
         const auto& [width, height] = kSizes[i % 6];
-        const Shot shot = i % 9 == 4 ? kNoise : i % 9 == 8 ? kCrowded : kStudio;
+        const Shot shot = i % 9 == 4 ? kNoise : i % 9 == 8 ? kFramed : kStudio;
         cases.push_back({"Drawn" + std::to_string(i), shot, width, height, Draw(noise)});
     }
     return cases;

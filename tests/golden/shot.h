@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdlib>
 #include <vector>
 
 namespace veltrane::testing {
@@ -25,7 +26,9 @@ private:
     std::uint64_t state_;
 };
 
-enum class Shot { kStudio, kBare, kCrowded, kNoise };
+/// kBare shows the screen alone, a part of it without any falloff or grain; kCrowded no screen;
+/// kFramed a subject that leaves only a rim.
+enum class Shot { kStudio, kBare, kCrowded, kFramed, kNoise };
 
 /// The parts of a shot that one pixel shows, in 1024 x 1024 units of the frame.
 class ShotPainter {
@@ -34,9 +37,11 @@ public:
 
     /// Blue, green, red and alpha of full scale 65535.
     void Paint(int x, int y, int u, int v, std::uint16_t* pixel) {
-        const bool wild = shot_ == Shot::kNoise || (u < 60 && v < 200) || noise_(0, 200) == 0;
-        const int grain = u > 640 && v < 300 ? 0 : noise_(0, 9) == 0 ? 3000 : 500;
-        const int cover = shot_ == Shot::kBare ? 0 : Cover(x, y, u, v);
+        const bool still = u > 640 && v < 300;
+        const bool wild =
+            shot_ == Shot::kNoise || (u < 60 && v < 200) || (!still && noise_(0, 200) == 0);
+        const int grain = still ? 0 : noise_(0, 9) == 0 ? 3000 : 500;
+        const int cover = Cover(x, y, u, v);
         const int* subject = kSubjects[(u / 90 + v / 150) % 8];
         for (int e = 0; e < 3; ++e) {
             const int value = (Screen(e, u, v) * (256 - cover) + subject[e] * 257 * cover) / 256;
@@ -53,7 +58,8 @@ private:
     static constexpr int kScreen[3] = {70, 180, 60};
 
     /// Lit from one side, with a cast and a shadow on the floor.
-    static int Screen(int e, int u, int v) {
+    int Screen(int e, int u, int v) const {
+        if (shot_ == Shot::kBare && u > 512) return kScreen[e] * 257;
         int light = 1150 - u / 3 - v / 5;
         if (v > 860) light = light * (u < 300 ? 20 : 55) / 100;
         return kScreen[e] * 257 / 1000 * light + (e == 0 ? u * 6 : 0);
@@ -61,7 +67,10 @@ private:
 
     /// How much the subject covers, of 256: a body with a soft rim, hairs, and gauze.
     int Cover(int x, int y, int u, int v) const {
+        if (shot_ == Shot::kBare) return 0;
         if (shot_ == Shot::kCrowded) return 256;
+        if (shot_ == Shot::kFramed)
+            return std::max(std::abs(u - 512), std::abs(v - 512)) < 470 ? 256 : 0;
         const int du = u - 480;
         const int dv = v - 620;
         const int body = std::clamp((90000 - 2 * du * du - dv * dv) / 150, 0, 256);
