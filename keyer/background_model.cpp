@@ -91,18 +91,17 @@ template ReducedPlate ModelPlate(const VELTRANE_Param&, const FrameRows<unsigned
 namespace {
 
 template <class Sample>
-unsigned int KeyAgainstModel(const typename Depth<Sample>::Record* p) {
-    return p == nullptr ? 2
-                        : KeyEveryRow<Sample>(*p, Packed<Sample>(*p), true, PackedPitch(*p),
-                                              IgnoreRows<Sample>());
+Status KeyAgainstModel(const typename Depth<Sample>::Record* p) {
+    if (p == nullptr) return Status::kRefused;
+    return KeyEveryRow<Sample>(*p, Packed<Sample>(*p), true, PackedPitch(*p), IgnoreRows<Sample>());
 }
 
 }  // namespace
 
 unsigned int CVELTRANE::MakeMask64bit008_1(VELTRANE_Param16bit* p) const {
-    return KeyAgainstModel<unsigned short>(p);
+    return Number(KeyAgainstModel<unsigned short>(p));
 }
 
 unsigned int CVELTRANE::MakeMask32bit008_1(VELTRANE_Param* p) const {
-    return KeyAgainstModel<unsigned char>(p);
+    return Number(KeyAgainstModel<unsigned char>(p));
 }

@@ -7,8 +7,8 @@ namespace {
 
 using namespace veltrane;
 
+// What the drivers of C linkage answer where something is thrown.
 constexpr unsigned int kFailed = 1;
-constexpr unsigned int kInvalid = 2;
 constexpr unsigned int kMemoryException = 3;
 
 template <class Record>
@@ -31,14 +31,14 @@ bool IsValid(const Record& p) {
 }
 
 template <class Sample>
-unsigned int KeyFrame(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
-                      std::size_t pitch, const RowSink<Sample>& sink) {
+Status KeyFrame(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
+                std::size_t pitch, const RowSink<Sample>& sink) {
     if (p.smoothBG == 0 && p.deblockValue != 0) SmoothSourceChroma<Sample>(p);
     return KeyEveryRow<Sample>(p, source, p.smoothBG != 0, pitch, sink);
 }
 
 template <class Sample>
-unsigned int KeyField(const typename Depth<Sample>::Record& p) {
+Status KeyField(const typename Depth<Sample>::Record& p) {
     return KeyFrame<Sample>(p, Packed<Sample>(p), PackedPitch(p), IgnoreRows<Sample>());
 }
 
@@ -74,15 +74,16 @@ struct Field {
     }
 };
 
+/// The status is that of the even rows, of which there is always one.
 template <class Sample>
-unsigned int KeyFields(const CVELTRANE& keyer, typename Depth<Sample>::Record& p) {
+Status KeyFields(const CVELTRANE& keyer, const typename Depth<Sample>::Record& p) {
     using D = Depth<Sample>;
     Field<Sample> odd(keyer, p, p.height / 2);
     Field<Sample> even(keyer, p, p.height - p.height / 2);
     (keyer.*D::kSplitFields)(p.width, p.height, const_cast<Sample*>(p.src), odd.source.get(),
                              even.source.get());
-    KeyField<Sample>(odd.record);
-    const unsigned int status = KeyField<Sample>(even.record);
+    static_cast<void>(KeyField<Sample>(odd.record));
+    const Status status = KeyField<Sample>(even.record);
     (keyer.*D::kMergeFields)(p.width, p.height, p.dst, odd.destination.get(),
                              even.destination.get());
     return status;
@@ -90,23 +91,23 @@ unsigned int KeyFields(const CVELTRANE& keyer, typename Depth<Sample>::Record& p
 
 /// Fields that were keyed apart are refined as one frame.
 template <class Sample>
-unsigned int RunOnFields(typename Depth<Sample>::Record& p) {
-    const unsigned int status = KeyFields<Sample>(CVELTRANE(), p);
+Status RunOnFields(const typename Depth<Sample>::Record& p) {
+    const Status status = KeyFields<Sample>(CVELTRANE(), p);
     if (!NeedsWholeFrame(p)) return status;
     ChangeMatte(p.width, p.height, p.dst, [&](Sample* matte) { RefineMatte(p, matte); });
     return status;
 }
 
 template <class Sample>
-unsigned int RunOnRows(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
-                       std::size_t pitch, const RowSink<Sample>& sink) {
+Status RunOnRows(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
+                 std::size_t pitch, const RowSink<Sample>& sink) {
     if (!NeedsWholeFrame(p)) return KeyFrame<Sample>(p, source, pitch, sink);
     const std::size_t width = p.width;
     const auto matte = MakeBuffer<Sample>(width * p.height);
     const RowSink<Sample> takeMatte{
         [&](int y, const Sample* row) { TakeMatte(row, matte.get() + y * width, p.width); }};
-    const auto status = KeyFrame<Sample>(p, source, pitch, takeMatte);
-    if (status != 0) return status;
+    const Status status = KeyFrame<Sample>(p, source, pitch, takeMatte);
+    if (status != Status::kDone) return status;
     RefineMatte(p, matte.get());
     for (int y = 0; y < p.height; ++y) {
         Sample* row = p.dst + y * pitch;
@@ -116,12 +117,19 @@ unsigned int RunOnRows(const typename Depth<Sample>::Record& p, const FrameRows<
     return status;
 }
 
-/// Runs work on a valid record and turns what it throws into a status.
-template <class Record, class Work>
-unsigned int Guard(const Record& p, Work work) {
-    if (!IsValid(p)) return kInvalid;
+template <class Sample>
+Status RunInterlaced(const typename Depth<Sample>::Record& p) {
+    return IsValid(p) ? RunOnFields<Sample>(p) : Status::kRefused;
+}
+
+/// The border to C: what is thrown becomes a number.
+template <class Sample>
+unsigned int Drive(const typename Depth<Sample>::Record* p, const KORMADEL_Param* frame) {
+    if (p == nullptr || frame == nullptr) return Number(Status::kRefused);
     try {
-        return work();
+        if (frame->interlaced != 0) return Number(RunInterlaced<Sample>(*p));
+        return Number(
+            DriveRows<Sample>(*p, Packed<Sample>(*p), PackedPitch(*p), IgnoreRows<Sample>()));
     } catch (CMemoryException*) {
         return kMemoryException;
     } catch (...) {
@@ -129,28 +137,20 @@ unsigned int Guard(const Record& p, Work work) {
     }
 }
 
-template <class Sample>
-unsigned int Drive(typename Depth<Sample>::Record* p, const KORMADEL_Param* frame) {
-    if (p == nullptr || frame == nullptr) return kInvalid;
-    if (frame->interlaced == 0)
-        return DriveRows<Sample>(*p, Packed<Sample>(*p), PackedPitch(*p), IgnoreRows<Sample>());
-    return Guard(*p, [&] { return RunOnFields<Sample>(*p); });
-}
-
 }  // namespace
 
 namespace veltrane {
 
 template <class Sample>
-unsigned int DriveRows(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
-                       std::size_t pitch, const RowSink<Sample>& sink) {
-    return Guard(p, [&] { return RunOnRows<Sample>(p, source, pitch, sink); });
+Status DriveRows(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
+                 std::size_t pitch, const RowSink<Sample>& sink) {
+    return IsValid(p) ? RunOnRows<Sample>(p, source, pitch, sink) : Status::kRefused;
 }
 
-template unsigned int DriveRows(const VELTRANE_Param16bit&, const FrameRows<unsigned short>&,
-                                std::size_t, const RowSink<unsigned short>&);
-template unsigned int DriveRows(const VELTRANE_Param&, const FrameRows<unsigned char>&, std::size_t,
-                                const RowSink<unsigned char>&);
+template Status DriveRows(const VELTRANE_Param16bit&, const FrameRows<unsigned short>&, std::size_t,
+                          const RowSink<unsigned short>&);
+template Status DriveRows(const VELTRANE_Param&, const FrameRows<unsigned char>&, std::size_t,
+                          const RowSink<unsigned char>&);
 
 }  // namespace veltrane
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 #include <vector>
 
 #include "keyer/driver.h"
@@ -14,9 +13,6 @@ namespace {
 using namespace veltrane;
 
 constexpr int kLongestSide = 65535;  ///< what a record can describe
-constexpr unsigned int kDone = 0;
-constexpr unsigned int kOutOfMemory = 1;
-constexpr unsigned int kRefused = 2;
 
 /// A colour at or below one step of 255 in every channel, such as the default black, means that
 /// none has been picked.
@@ -105,32 +101,37 @@ public:
         }
     }
 
-    unsigned int Key(const Settings& s) {
-        auto record = MakeRecord<Sample>(nullptr, row_.get(), width_, height_, s);
-        const bool whole = NeedsWholeFrame(record);
-        const auto keyed = MakeBuffer<Sample>(whole ? pitch_ * height_ : pitch_);
-        record.dst = keyed.get();
-        const std::size_t pitch = whole ? pitch_ : 0;
-        if (record.deblockValue != 0) return KeySmoothed(record, pitch);
+    /// Takes the memory that Key needs of its own; the driver takes more.
+    void MakeRoom(const Settings& s) {
+        record_ = MakeRecord<Sample>(nullptr, row_.get(), width_, height_, s);
+        const std::size_t frame = pitch_ * height_;
+        keyed_ = MakeBuffer<Sample>(NeedsWholeFrame(record_) ? frame : pitch_);
+        record_.dst = keyed_.get();
+        if (record_.deblockValue == 0) return;
+        smoothed_ = MakeBuffer<Sample>(frame);
+        record_.src = smoothed_.get();
+    }
+
+    Status Key() {
+        const std::size_t pitch = NeedsWholeFrame(record_) ? pitch_ : 0;
+        if (smoothed_ != nullptr) return KeySmoothed(pitch);
         const FrameRows<Sample> source([this](int y) { return Row(y); }, host_.source);
         const auto take = [this](int y, Sample* row) {
             finish_(Row(y), row, width_);
             host_.write(y, row);
         };
-        return DriveRows<Sample>(record, source, pitch, {take, host_.target});
+        return DriveRows<Sample>(record_, source, pitch, {take, host_.target});
     }
 
 private:
-    unsigned int KeySmoothed(typename Depth<Sample>::Record& record, std::size_t pitch) {
-        const auto smoothed = MakeBuffer<Sample>(pitch_ * height_);
-        for (int y = 0; y < height_; ++y) host_.read(y, smoothed.get() + y * pitch_);
-        record.src = smoothed.get();
-        const FrameRows<Sample> source(smoothed.get(), width_, height_);
+    Status KeySmoothed(std::size_t pitch) {
+        for (int y = 0; y < height_; ++y) host_.read(y, smoothed_.get() + y * pitch_);
+        const FrameRows<Sample> source(smoothed_.get(), width_, height_);
         const auto take = [&](int y, Sample* row) {
             finish_(Depth<Sample>::kSmoothsTransparent ? source(y) : Row(y), row, width_);
             host_.write(y, row);
         };
-        return DriveRows<Sample>(record, source, pitch, {take, host_.target});
+        return DriveRows<Sample>(record_, source, pitch, {take, host_.target});
     }
 
     /// Row y, until another one is asked for.
@@ -146,84 +147,114 @@ private:
     RowFinish<Sample> finish_;
     std::unique_ptr<Sample[]> row_;
     int rowRead_ = -1;
+    typename Depth<Sample>::Record record_{};
+    std::unique_ptr<Sample[]> keyed_;     ///< a frame, or a row where that is enough
+    std::unique_ptr<Sample[]> smoothed_;  ///< the source where it is to be de-blocked, or null
 };
+
+/// The entries report nothing.
+template <class Run>
+void IgnoreOutcome(Run run) noexcept {
+    try {
+        static_cast<void>(run());
+    } catch (...) {
+    }
+}
+
+/// FinalCut, where driven tells whether the driver has been called.
+template <class Sample>
+Status Run(const HostRows<Sample>& rows, int width, int height, const Settings& s, bool& driven) {
+    if (width < 1 || height < 1) return Status::kDone;
+    HostFrame<Sample> frame(rows, width, height, s);
+    if (s.view == View::Source || !IsKeyChosen(s)) {
+        frame.PassOn(s);
+        return Status::kDone;
+    }
+    if (!FitsRecord(width, height)) return Status::kRefused;
+    frame.MakeRoom(s);
+    driven = true;
+    return frame.Key();
+}
+
+/// A frame that the driver failed to key is finished like one that it refused.
+Status RunAndFinish(const HostRows<unsigned char>& rows, int width, int height, const Settings& s) {
+    bool driven = false;
+    Status status = Status::kRefused;
+    try {
+        status = Run(rows, width, height, s, driven);
+    } catch (...) {
+        if (driven) FinishRefused(rows, width, height, s);
+        throw;
+    }
+    if (status != Status::kDone) FinishRefused(rows, width, height, s);
+    return status;
+}
 
 }  // namespace
 
 namespace veltrane {
 
 template <class Sample>
-unsigned int FinalCut(const HostRows<Sample>& rows, int width, int height, const Settings& s) {
-    if (width < 1 || height < 1) return kDone;
-    HostFrame<Sample> frame(rows, width, height, s);
-    if (s.view != View::Source && IsKeyChosen(s)) {
-        return FitsRecord(width, height) ? frame.Key(s) : kRefused;
-    }
-    frame.PassOn(s);
-    return kDone;
+Status FinalCut(const HostRows<Sample>& rows, int width, int height, const Settings& s) {
+    bool driven = false;
+    return Run(rows, width, height, s, driven);
 }
 
-template unsigned int FinalCut(const HostRows<unsigned short>&, int, int, const Settings&);
-template unsigned int FinalCut(const HostRows<unsigned char>&, int, int, const Settings&);
+template Status FinalCut(const HostRows<unsigned short>&, int, int, const Settings&);
+template Status FinalCut(const HostRows<unsigned char>&, int, int, const Settings&);
 
-unsigned int FinalCut(unsigned short* output, const unsigned short* input, int width, int height,
-                      const Settings& s) {
-    if (width < 1 || height < 1) return kDone;
+Status FinalCut(unsigned short* output, const unsigned short* input, int width, int height,
+                const Settings& s) {
+    if (width < 1 || height < 1) return Status::kDone;
     const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
-    const std::size_t bytes = pitch * height * sizeof(*input);
-    if (s.view == View::Source) {
-        std::memcpy(output, input, bytes);
-        return kDone;
-    }
+    const bool keys = s.view != View::Source && IsKeyChosen(s);
+    if (!keys) std::memcpy(output, input, pitch * height * sizeof(*input));
+    if (s.view == View::Source) return Status::kDone;
     const auto finish = FinishFor<unsigned short>(s);
     const auto finishRow = [&](int y, unsigned short* row) {
         finish(input + y * pitch, row, width);
     };
-    unsigned int status = kDone;
-    if (!IsKeyChosen(s)) {
-        std::memcpy(output, input, bytes);
-    } else if (FitsRecord(width, height)) {
-        auto record = MakeRecord(output, input, width, height, s);
+    const auto finishAll = [&] {
+        for (int y = 0; y < height; ++y) finishRow(y, output + y * pitch);
+    };
+    Status status = keys ? Status::kRefused : Status::kDone;
+    if (keys && FitsRecord(width, height)) {
+        const auto record = MakeRecord(output, input, width, height, s);
         const FrameRows<unsigned short> source(input, width, height);
-        status = DriveRows<unsigned short>(record, source, pitch, {std::cref(finishRow)});
-        if (status == kDone) return kDone;
-    } else {
-        status = kRefused;
+        try {
+            status = DriveRows<unsigned short>(record, source, pitch, {std::cref(finishRow)});
+        } catch (...) {
+            finishAll();
+            throw;
+        }
+        if (status == Status::kDone) return status;
     }
-    for (int y = 0; y < height; ++y) finishRow(y, output + y * pitch);
+    finishAll();
     return status;
 }
 
-unsigned int FinalCut(unsigned char* output, int outputWidth, int outputHeight,
-                      const unsigned char* input, int inputWidth, int inputHeight,
-                      const Settings& s) {
+Status FinalCut(unsigned char* output, int outputWidth, int outputHeight,
+                const unsigned char* input, int inputWidth, int inputHeight, const Settings& s) {
     const int width = std::min(outputWidth, inputWidth);
     const int height = std::min(outputHeight, inputHeight);
-    if (width < 1 || height < 1) return kDone;
+    if (width < 1 || height < 1) return Status::kDone;
     const std::size_t outputPitch = static_cast<std::size_t>(outputWidth) * kElements;
     const std::size_t inputPitch = static_cast<std::size_t>(inputWidth) * kElements;
+    const std::size_t size = static_cast<std::size_t>(width) * kElements;
     if (s.view == View::Source) {
         for (int y = 0; y < height; ++y) {
-            std::memcpy(output + y * outputPitch, input + y * inputPitch,
-                        static_cast<std::size_t>(width) * kElements);
+            std::memcpy(output + y * outputPitch, input + y * inputPitch, size);
         }
-        return kDone;
+        return Status::kDone;
     }
-    try {
-        const std::size_t size = static_cast<std::size_t>(width) * kElements;
-        const HostRows<unsigned char> rows{
-            {input, static_cast<std::ptrdiff_t>(inputPitch), size, height},
-            {output, static_cast<std::ptrdiff_t>(outputPitch), size, height},
-            [&](int y, unsigned char* row) { ReverseElements(input + y * inputPitch, row, width); },
-            [&](int y, const unsigned char* row) {
-                ReverseElements(row, output + y * outputPitch, width);
-            }};
-        const unsigned int status = FinalCut(rows, width, height, s);
-        if (status != kDone) FinishRefused(rows, width, height, s);
-        return status;
-    } catch (const std::bad_alloc&) {
-        return kOutOfMemory;
-    }
+    const HostRows<unsigned char> rows{
+        {input, static_cast<std::ptrdiff_t>(inputPitch), size, height},
+        {output, static_cast<std::ptrdiff_t>(outputPitch), size, height},
+        [&](int y, unsigned char* row) { ReverseElements(input + y * inputPitch, row, width); },
+        [&](int y, const unsigned char* row) {
+            ReverseElements(row, output + y * outputPitch, width);
+        }};
+    return RunAndFinish(rows, width, height, s);
 }
 
 }  // namespace veltrane
@@ -270,11 +301,14 @@ void VeltraneFinalCut16bit(unsigned short* output, const unsigned short* input, 
                            int contractThreshold, int edgeBlur, int maskBlurRadius,
                            int maskBlurValue, int skinHue, int blueHue, int despillGray,
                            int despillSkin, int despillBlue, int screenGain) {
-    FinalCut(output, input, width, height,
-             SettingsOf(view, keyRed, keyGreen, keyBlue, smoothBG, shadow, clipBlack, clipWhite,
-                        deBlocking, deBlockValue, edgeContract, contractMask, contractThreshold,
-                        edgeBlur, maskBlurRadius, maskBlurValue, skinHue, blueHue, despillGray,
-                        despillSkin, despillBlue, screenGain));
+    IgnoreOutcome([&] {
+        return FinalCut(
+            output, input, width, height,
+            SettingsOf(view, keyRed, keyGreen, keyBlue, smoothBG, shadow, clipBlack, clipWhite,
+                       deBlocking, deBlockValue, edgeContract, contractMask, contractThreshold,
+                       edgeBlur, maskBlurRadius, maskBlurValue, skinHue, blueHue, despillGray,
+                       despillSkin, despillBlue, screenGain));
+    });
 }
 
 void VeltraneFinalCut(unsigned char* output, int outputWidth, int outputHeight,
@@ -284,11 +318,14 @@ void VeltraneFinalCut(unsigned char* output, int outputWidth, int outputHeight,
                       int edgeContract, int contractMask, int contractThreshold, int edgeBlur,
                       int maskBlurRadius, int maskBlurValue, int skinHue, int blueHue,
                       int despillGray, int despillSkin, int despillBlue, int screenGain) {
-    FinalCut(output, outputWidth, outputHeight, input, inputWidth, inputHeight,
-             SettingsOf(view, keyRed, keyGreen, keyBlue, smoothBG, shadow, clipBlack, clipWhite,
-                        deBlocking, deBlockValue, edgeContract, contractMask, contractThreshold,
-                        edgeBlur, maskBlurRadius, maskBlurValue, skinHue, blueHue, despillGray,
-                        despillSkin, despillBlue, screenGain));
+    IgnoreOutcome([&] {
+        return FinalCut(
+            output, outputWidth, outputHeight, input, inputWidth, inputHeight,
+            SettingsOf(view, keyRed, keyGreen, keyBlue, smoothBG, shadow, clipBlack, clipWhite,
+                       deBlocking, deBlockValue, edgeContract, contractMask, contractThreshold,
+                       edgeBlur, maskBlurRadius, maskBlurValue, skinHue, blueHue, despillGray,
+                       despillSkin, despillBlue, screenGain));
+    });
 }
 
 double toValue(double max, double min, double percent) {

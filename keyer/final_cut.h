@@ -5,6 +5,7 @@
 
 #include "imaging/row_memory.h"
 #include "keyer/settings.h"
+#include "keyer/status.h"
 
 namespace veltrane {
 
@@ -21,20 +22,21 @@ struct HostRows {
 };
 
 /// VeltraneFinalCut16bit or VeltraneFinalCut on such a frame; rows are written once, from the top.
-/// When the outcome is not 0 (see below), nothing has been written. Throws std::bad_alloc.
+/// Refused settings and sizes and std::bad_alloc come before anything is written; whatever read and
+/// write throw passes through, and the rows written by then stay so.
 template <class Sample>
-unsigned int FinalCut(const HostRows<Sample>& rows, int width, int height,
-                      const Settings& settings);
+Status FinalCut(const HostRows<Sample>& rows, int width, int height, const Settings& settings);
 
-/// VeltraneFinalCut16bit with its outcome: 0 done, 1 out of memory, 2 settings or size refused.
-unsigned int FinalCut(unsigned short* output, const unsigned short* input, int width, int height,
-                      const Settings& settings);
+/// VeltraneFinalCut16bit with its outcome; throws std::bad_alloc once the output is what the entry
+/// leaves in it then.
+Status FinalCut(unsigned short* output, const unsigned short* input, int width, int height,
+                const Settings& settings);
 
-/// VeltraneFinalCut with its outcome. Where memory does not even suffice for the working frames,
-/// the output is left as it was.
-unsigned int FinalCut(unsigned char* output, int outputWidth, int outputHeight,
-                      const unsigned char* input, int inputWidth, int inputHeight,
-                      const Settings& settings);
+/// VeltraneFinalCut in the same way. Where memory does not even suffice for the working frames, the
+/// output is left as it was.
+Status FinalCut(unsigned char* output, int outputWidth, int outputHeight,
+                const unsigned char* input, int inputWidth, int inputHeight,
+                const Settings& settings);
 
 }  // namespace veltrane
 

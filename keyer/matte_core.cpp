@@ -4,6 +4,7 @@
 
 #include "imaging/frame_rows.h"
 #include "keyer/matte_rows.h"
+#include "keyer/status.h"
 
 namespace veltrane {
 namespace {
@@ -357,9 +358,9 @@ template const KeyRows<unsigned char>& KeyRowsInUse();
 namespace {
 
 template <class Sample>
-unsigned int KeyAgainstPlate(const typename Depth<Sample>::Record* p, const Sample* plate) {
-    if (p == nullptr) return 2;
-    if (p->width == 0 || p->height == 0) return 0;
+Status KeyAgainstPlate(const typename Depth<Sample>::Record* p, const Sample* plate) {
+    if (p == nullptr) return Status::kRefused;
+    if (p->width == 0 || p->height == 0) return Status::kDone;
     const KeyLook<Sample> look(*p);
     const KeyRows<Sample>& rows = KeyRowsInUse<Sample>();
     const std::size_t pitch = static_cast<std::size_t>(p->width) * kElements;
@@ -368,7 +369,7 @@ unsigned int KeyAgainstPlate(const typename Depth<Sample>::Record* p, const Samp
         rows.againstPixels(look, source(y), plate + y * pitch, p->dst + y * pitch, p->width,
                            {source.Memory().Rows(y + 1, y + 2), {}});
     }
-    return 0;
+    return Status::kDone;
 }
 
 }  // namespace
@@ -376,10 +377,10 @@ unsigned int KeyAgainstPlate(const typename Depth<Sample>::Record* p, const Samp
 
 unsigned int CVELTRANE::MakeChromaKeyMaskX9Core64bit14(VELTRANE_Param16bit* p,
                                                        unsigned short* plate) const {
-    return veltrane::KeyAgainstPlate(p, plate);
+    return Number(veltrane::KeyAgainstPlate(p, plate));
 }
 
 unsigned int CVELTRANE::MakeChromaKeyMaskX9Core32bit14(VELTRANE_Param* p,
                                                        unsigned char* plate) const {
-    return veltrane::KeyAgainstPlate(p, plate);
+    return Number(veltrane::KeyAgainstPlate(p, plate));
 }

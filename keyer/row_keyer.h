@@ -7,6 +7,7 @@
 #include "imaging/resample.h"
 #include "keyer/background_model.h"
 #include "keyer/matte_rows.h"
+#include "keyer/status.h"
 
 namespace veltrane {
 
@@ -78,11 +79,11 @@ RowSink<Sample> IgnoreRows() {
 
 /// Keys a frame of the record's size into rows pitch elements apart and gives each to sink. Against
 /// the model, the source is de-blocked once its plate is made; it must be the record's own then.
-/// Returns the stage's status.
+/// Refuses to model an empty frame.
 template <class Sample>
-unsigned int KeyEveryRow(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
-                         bool againstModel, std::size_t pitch, const RowSink<Sample>& sink) {
-    if (p.width == 0 || p.height == 0) return againstModel ? 2 : 0;
+Status KeyEveryRow(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
+                   bool againstModel, std::size_t pitch, const RowSink<Sample>& sink) {
+    if (p.width == 0 || p.height == 0) return againstModel ? Status::kRefused : Status::kDone;
     auto keyer = againstModel ? RowKeyer<Sample>::AgainstModel(p, source)
                               : RowKeyer<Sample>::AgainstColor(p);
     if (againstModel && p.deblockValue != 0) SmoothSourceChroma<Sample>(p);
@@ -92,7 +93,7 @@ unsigned int KeyEveryRow(const typename Depth<Sample>::Record& p, const FrameRow
                    {source.Memory().Rows(y + 1, y + 2), sink.memory.Rows(y, y + 1)});
         sink.take(y, row);
     }
-    return 0;
+    return Status::kDone;
 }
 
 }  // namespace veltrane

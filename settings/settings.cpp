@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <new>
 #include <stdexcept>
 #include <variant>
 
@@ -88,9 +87,9 @@ Settings Snapped(Settings settings) {
     return settings;
 }
 
-/// Settings and sizes are checked beforehand, so memory is all that can fail.
-void ThrowUnlessDone(unsigned status) {
-    if (status != 0) throw std::bad_alloc();
+/// Settings and sizes are checked beforehand; the keyer's own checks are no narrower.
+void ThrowUnlessDone(Status status) {
+    if (status != Status::kDone) throw std::invalid_argument("the keyer refuses these settings");
 }
 
 }  // namespace

@@ -127,11 +127,11 @@ TYPED_TEST(Allocation, EntryGivesEverythingBack) {
             try {
                 Enter(kAllOn, this->target.data(), this->kWidth, this->kHeight, this->source.data(),
                       this->kWidth, this->kHeight);
-            } catch (const std::bad_alloc&) {
+            } catch (...) {
                 threw = true;
             }
         });
-        EXPECT_FALSE(threw && sizeof(TypeParam) == 2) << "allocation " << number;
+        EXPECT_FALSE(threw) << "allocation " << number;
     }
     EXPECT_GT(number, 10);
 }

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "keyer/entry.h"
+#include "settings/host_rows.h"
 
 namespace veltrane {
 namespace {
@@ -60,6 +61,39 @@ TEST(Key, RefusesBadSettingsAndSizes) {
     EXPECT_THROW(Key({}, 1, 65536, word, word), std::invalid_argument);
     EXPECT_THROW(Key(bad, 1, 1, word, word), std::invalid_argument);
     EXPECT_THROW(Key(bad, 1, 1, byte, byte), std::invalid_argument);
+}
+
+/// Nothing that the standard knows.
+struct HostFailure {
+    int row;
+};
+
+TEST(Key, PassesOnWhatRowFunctionsThrow) {
+    constexpr int kSide = 20;
+    for (const bool everything : {false, true})
+        for (const bool reading : {false, true})
+            for (const int last : {0, 7, kSide - 1}) {
+                Settings s;
+                s.keyColor = {50 / 255.0, 180 / 255.0, 60 / 255.0};
+                s.deBlocking = s.edgeContract = s.edgeBlur = s.smoothBG = everything;
+                std::vector<int> written;
+                const auto read = [&](int y, std::uint16_t* row) {
+                    if (reading && y == last) throw HostFailure{y};
+                    std::fill_n(row, 4 * kSide, static_cast<std::uint16_t>(257 * y));
+                };
+                const auto write = [&](int y, const std::uint16_t*) {
+                    if (!reading && y == last) throw HostFailure{y};
+                    written.push_back(y);
+                };
+                try {
+                    Key(s, kSide, kSide, HostRows<std::uint16_t>{{}, {}, read, write});
+                    ADD_FAILURE() << "nothing was thrown";
+                } catch (const HostFailure& failure) {
+                    EXPECT_EQ(failure.row, last);
+                }
+                if (reading) continue;
+                EXPECT_EQ(written.size(), static_cast<std::size_t>(last));
+            }
 }
 
 // Every value differs from the others and from its default, one switch is on at a time and the key
