@@ -1,5 +1,6 @@
 extern "C" {
 #include <libavutil/avstring.h>
+#include <libavutil/cpu.h>
 #include <libavutil/opt.h>
 #include <libavutil/pixdesc.h>
 #include <libavutil/timecode.h>
@@ -231,6 +232,10 @@ void VideoWriter::OpenEncoder(const Info& source) {
     constexpr int kSmallestSliced = 64;
     if (name == "ffv1" && shortSide < kSmallestSliced) {
         av_dict_set(&settings, "slices", "1", 0);
+    }
+    // With AVX-512 x264 weighs blocks by memory it has not written, and no two files are the same.
+    if (name == "libx264" && (av_get_cpu_flags() & AV_CPU_FLAG_AVX512)) {
+        av_dict_set(&settings, "x264-params", "asm=avx2", 0);
     }
     const int opened = avcodec_open2(codec_.get(), encoder, &settings);
     av_dict_free(&settings);
