@@ -16,13 +16,15 @@ namespace veltrane::media {
     throw Error(line);
 }
 
+inline constexpr const char* kTooLittleMemory = "needs more memory than there is";
+
 /// Does what may take much memory; throws Error where there is too little.
 template <typename Action>
 auto WithinMemory(const std::string& path, Action action) {
     try {
         return action();
     } catch (const std::bad_alloc&) {
-        Fail(path, "needs more memory than there is");
+        Fail(path, kTooLittleMemory);
     }
 }
 
