@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -15,9 +13,22 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// The value as it stands in the file, safe to print whatever bytes it holds.
+// Of the order of a thousand times what all the settings take.
+constexpr std::size_t kMostBytes = 1'000'000;
+
+/// The value as it stands in the file, safe to print whatever it holds.
 std::string Shown(const Json& value) {
-    return value.dump(-1, ' ', true, Json::error_handler_t::replace);
+    if (value.is_array()) return "a list";
+    if (value.is_object()) return "an object";
+    constexpr std::size_t kLongest = 60;
+    std::string text = value.dump(-1, ' ', true, Json::error_handler_t::replace);
+    if (text.size() > kLongest) text.replace(kLongest, text.npos, "...");
+    return text;
+}
+
+/// All values there are, as a list of the file's own form.
+std::string ShownNames(const std::vector<std::string>& names) {
+    return Json(names).dump();
 }
 
 [[noreturn]] void Refuse(const Parameter& row, const std::string& allowed, const Json& value) {
@@ -29,7 +40,7 @@ int ParseChoice(const Parameter& row, const Json& value) {
     const std::vector<std::string> names = ChoiceNames(row);
     const std::string name = value.is_string() ? value.get<std::string>() : "";
     const auto found = std::find(names.begin(), names.end(), name);
-    if (found == names.end()) Refuse(row, "one of " + Shown(names), value);
+    if (found == names.end()) Refuse(row, "one of " + ShownNames(names), value);
     return static_cast<int>(found - names.begin());
 }
 
@@ -77,9 +88,22 @@ Json Value(const Settings& settings, const Parameter& row) {
     return value;
 }
 
+[[noreturn]] void RefuseSize() {
+    throw std::invalid_argument("is larger than a preset can be, " + std::to_string(kMostBytes) +
+                                " bytes");
+}
+
 Json Parse(std::string_view text) {
+    if (text.size() > kMostBytes) RefuseSize();
+    std::string place;
+    const auto remember = [&](int, Json::parse_event_t event, const Json& parsed) {
+        if (event == Json::parse_event_t::key) place = " of " + Shown(parsed);
+        return true;
+    };
     try {
-        return Json::parse(text);
+        return Json::parse(text, remember);
+    } catch (const Json::out_of_range&) {
+        throw std::invalid_argument("the number" + place + " is larger than any can be");
     } catch (const Json::parse_error& error) {
         const std::size_t end = std::min(error.byte, text.size());
         const auto line = 1 + std::count(text.begin(), text.begin() + end, '\n');
@@ -121,11 +145,11 @@ Settings FromJson(std::string_view text, const std::string& origin) {
 
 Settings ReadPreset(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    if (file) text << file.rdbuf();
-    if (!file || std::filesystem::is_directory(path))
-        throw std::runtime_error(path + ": cannot be read");
-    return FromJson(text.str(), path);
+    std::string text(kMostBytes + 1, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    if (!file.eof() && !file) throw std::runtime_error(path + ": cannot be read");
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    return FromJson(text, path);
 }
 
 void WritePreset(const std::string& path, const Settings& settings) {

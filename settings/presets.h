@@ -14,7 +14,7 @@ std::string ToJson(const Settings& settings);
 
 /// Settings from such an object; members that are missing keep their defaults. Throws
 /// std::invalid_argument with one line that names origin (a file, say) and the offending member for
-/// malformed text, unknown members, wrong types and values out of range.
+/// malformed text, unknown members, wrong types, values out of range and text beyond a megabyte.
 Settings FromJson(std::string_view text, const std::string& origin);
 
 /// FromJson on a file. Throws std::runtime_error when the file cannot be read.

@@ -33,6 +33,13 @@ TEST(Presets, RefuseWithTheMemberAndTheRange) {
         {R"({"edge-blur": 1})", "edge-blur must be true or false, not 1"},
         {R"({"key-color": "green"})",
          "key-color must be a colour such as \"#22bb44\", not \"green\""},
+        {R"({"shadow": 1e400})", "the number of \"shadow\" is larger than any can be"},
+        {"[1e400]", "the number is larger than any can be"},
+        {"{\"shadow\": " + std::string(100'000, '[') + std::string(100'000, ']') + '}',
+         "shadow must be a whole number from 0 to 100, not a list"},
+        {"{\"" + std::string(100, 's') + "\": 1}",
+         "unknown setting \"" + std::string(59, 's') + "..."},
+        {std::string(1'000'001, ' '), "is larger than a preset can be, 1000000 bytes"},
         {R"({"view": 2})", "view must be one of [\"source\",\"matte\",\"result\"], not 2"}};
     for (const char* value :
          {"140", "-1", "12.5", "true", "\"80\"", "null", "18446744073709551615"})
