@@ -1,10 +1,13 @@
 #include "media/av_support.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdarg>
 #include <cstring>
+#include <iterator>
 #include <mutex>
 #include <new>
+#include <string_view>
 
 #include "media/source_details.h"
 
@@ -17,6 +20,25 @@ void Listen(void* context, int level, const char* format, va_list) {
     if (std::strcmp(kind.class_name, "AVCodecContext") != 0) return;
     void* flag = static_cast<AVCodecContext*>(context)->opaque;
     if (flag) *static_cast<std::atomic<bool>*>(flag) = true;
+}
+
+/// The demuxers that read footage, as a list for FFmpeg. The others draw text as pictures, read
+/// samples of a size to be guessed, run scripts, or follow a list to other files.
+std::string FootageFormats() {
+    static constexpr std::string_view kOthers[] = {
+        "tty",      "bin",  "xbin",  "adf",       "idf",    "avisynth", "vapoursynth",
+        "rawvideo", "v210", "v210x", "bitpacked", "concat", "concatf",  "hls",
+        "dash",     "imf",  "sdp",   "rtsp",      "rtp",    "sap",      "ffmetadata"};
+    std::string formats;
+    void* state = nullptr;
+    while (const AVInputFormat* format = av_demuxer_iterate(&state)) {
+        const std::string_view names = format->name;
+        const std::string_view first = names.substr(0, names.find(','));
+        if (std::find(std::begin(kOthers), std::end(kOthers), first) != std::end(kOthers)) continue;
+        if (!formats.empty()) formats += ',';
+        formats += names;
+    }
+    return formats;
 }
 
 }  // namespace
@@ -51,11 +73,21 @@ int CheckAv(int result, const std::string& path, const std::string& what) {
 
 AvInput OpenInput(const std::string& path) {
     SilenceAv();
-    AVFormatContext* opened = nullptr;
+    AVFormatContext* opened = avformat_alloc_context();
+    if (!opened) throw std::bad_alloc();
+    static const std::string footage = FootageFormats();
+    opened->format_whitelist = av_strdup(footage.c_str());
+    opened->protocol_whitelist = av_strdup("file");
+    AVDictionary* options = nullptr;
+    // An image is that file alone, not a sequence to be found by its name.
+    av_dict_set(&options, "pattern_type", "none", 0);
     // The prefix keeps names with a colon from being taken for a protocol.
     const std::string url = "file:" + path;
-    CheckAv(avformat_open_input(&opened, url.c_str(), nullptr, nullptr), path,
-            "is no image or video that can be read");
+    const int result = avformat_open_input(&opened, url.c_str(), nullptr, &options);
+    av_dict_free(&options);
+    constexpr const char* kUnknown = "is no image or video that can be read";
+    if (result == AVERROR_INVALIDDATA || result == AVERROR(EINVAL)) Fail(path, kUnknown);
+    CheckAv(result, path, kUnknown);
     return AvInput(opened);
 }
 

@@ -1,11 +1,15 @@
 #include "media/file_kind.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string_view>
 
-#include "media/media.h"
+#include "media/fail.h"
 
 namespace veltrane::media {
 
@@ -34,6 +38,23 @@ std::string ImageFormatOf(const std::string& path) {
         }
     }
     return {};
+}
+
+void RequireFile(const std::string& path) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (status.type() == fs::file_type::not_found) Fail(path, "no such file");
+    if (fs::is_directory(status)) {
+        Fail(path, "is a folder; name a sequence in it such as frame.%04d.png");
+    }
+    if (error) Fail(path, "cannot be read: " + error.message());
+    if (!fs::is_regular_file(status)) {
+        Fail(path, "is a pipe or a device; frames can be read from files only");
+    }
+    if (::access(path.c_str(), R_OK) != 0) {
+        Fail(path, std::string("cannot be read: ") + std::strerror(errno));
+    }
 }
 
 std::string Extension(const std::string& path) {

@@ -8,6 +8,9 @@ namespace veltrane::media {
 /// The image library's name of the format of a file's first bytes, or empty.
 std::string ImageFormatOf(const std::string& path);
 
+/// Throws Error unless the path is that of a file that can be read, and not a folder or a pipe.
+void RequireFile(const std::string& path);
+
 /// The ending of a file's name in small letters, such as ".png".
 std::string Extension(const std::string& path);
 

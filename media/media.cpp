@@ -10,18 +10,24 @@
 #include "media/transfer.h"
 
 namespace veltrane::media {
+namespace {
+
+/// The reader's next frame. Throws Error when there is none.
+Frame FirstOf(Reader& reader) {
+    const std::shared_ptr<Fetched> fetched = reader.Fetch();
+    if (!fetched) Fail(reader.info().path, "holds no such frame");
+    return reader.Decode(*fetched);
+}
+
+}  // namespace
 
 std::unique_ptr<Reader> Open(const std::string& path, const ReadOptions& options) {
     CheckRange(path, options.frames);
     std::error_code error;
-    const auto status = std::filesystem::status(path, error);
-    if (!std::filesystem::exists(status)) {
-        if (SequencePath::Parse(path)) return OpenSequence(path, options);
-        Fail(path, "no such file");
+    if (!std::filesystem::exists(path, error) && SequencePath::Parse(path)) {
+        return OpenSequence(path, options);
     }
-    if (std::filesystem::is_directory(status)) {
-        Fail(path, "is a folder; name a sequence in it such as frame.%04d.png");
-    }
+    RequireFile(path);
     return ImageFormatOf(path).empty() ? OpenVideo(path, options) : OpenStill(path, options);
 }
 
@@ -29,13 +35,13 @@ Frame ReadFrame(const std::string& path, std::int64_t number, const ReadOptions&
     ReadOptions one = options;
     one.frames = FrameRange{number, number};
     const std::unique_ptr<Reader> reader = Open(path, one);
-    return reader->Decode(*reader->Fetch());
+    return FirstOf(*reader);
 }
 
 Frame ReadBackground(const std::string& path, int width, int height) {
     CheckSize(path, width, height);
     const std::unique_ptr<Reader> reader = Open(path);
-    Frame picture = reader->Decode(*reader->Fetch());
+    Frame picture = FirstOf(*reader);
     for (std::size_t i = 0; i < picture.pixels.size(); i += 4) {
         for (std::size_t c = i; c < i + 3; ++c) {
             picture.pixels[c] = Premultiply(picture.pixels[c], picture.pixels[i + 3]);

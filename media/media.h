@@ -34,6 +34,10 @@ enum class Association {
     Premultiplied
 };
 
+/// How the rows of a video's frames were taken. Fields are not separated: the keyer takes a frame's
+/// rows as one picture, whatever moved between them.
+enum class Scan { Progressive, TopFirst, BottomFirst };
+
 struct Rational {
     std::int64_t num = 0;
     std::int64_t den = 1;
@@ -72,6 +76,7 @@ struct Info {
                                               ///< the first kMostMissingFrames of them
     Rational frameRate{24, 1};  ///< of a video; stills and sequences give 24, which may be changed
                                 ///< before a Writer is made
+    Scan scan = Scan::Progressive;        ///< as a video says
     std::optional<std::string> timecode;  ///< of the stored video's first frame
     int audioStreams = 0;
     std::vector<std::pair<std::string, std::string>> metadata;

@@ -19,6 +19,12 @@ struct FetchedImage : Fetched {
     std::int64_t number;
 };
 
+/// Throws Error unless the file is there and begins as an image does.
+void RequireImage(const std::string& path) {
+    RequireFile(path);
+    if (ImageFormatOf(path).empty()) Fail(path, "is no image that can be read");
+}
+
 /// A still is a sequence of one file.
 class ImageReader : public Reader {
 public:
@@ -36,6 +42,7 @@ public:
 
     Frame Decode(const Fetched& fetched) override {
         const auto& image = dynamic_cast<const FetchedImage&>(fetched);
+        RequireImage(image.path);
         Frame frame =
             WithinMemory(image.path, [&] { return ReadImage(image.path, image.number, options_); });
         if (frame.width != info_.width || frame.height != info_.height) {
@@ -94,7 +101,7 @@ std::unique_ptr<Reader> OpenSequence(const std::string& pattern, const ReadOptio
                           std::to_string(range.last) + " exists");
     }
     const std::string firstPath = sequence.ForNumber(numbers.front());
-    if (ImageFormatOf(firstPath).empty()) Fail(firstPath, "is no image that can be read");
+    RequireImage(firstPath);
     Info info = DescribeImage(firstPath, options);
     info.kind = Kind::Sequence;
     info.path = pattern;

@@ -72,6 +72,36 @@ bool IsFormat(const AVFormatContext& input, std::string_view name) {
     return std::string_view(input.iformat->name).find(name) != std::string_view::npos;
 }
 
+/// The stream to be keyed; less than 0 where there is none, or only the cover of a piece of music.
+int PictureStream(AVFormatContext& input) {
+    const auto isCover = [&](int i) {
+        constexpr int kCover = AV_DISPOSITION_ATTACHED_PIC | AV_DISPOSITION_TIMED_THUMBNAILS;
+        return (input.streams[i]->disposition & kCover) != 0;
+    };
+    const int best = av_find_best_stream(&input, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (best < 0 || !isCover(best)) return best;
+    for (int i = 0; i < static_cast<int>(input.nb_streams); ++i) {
+        const bool pictures = input.streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+        if (pictures && !isCover(i)) return i;
+    }
+    return -1;
+}
+
+/// What the frame says, else what the stream does.
+Scan ScanOf(const AVFrame& frame, const AVCodecParameters& stream) {
+    if (frame.interlaced_frame) return frame.top_field_first ? Scan::TopFirst : Scan::BottomFirst;
+    switch (stream.field_order) {
+        case AV_FIELD_TT:
+        case AV_FIELD_BT:
+            return Scan::TopFirst;
+        case AV_FIELD_BB:
+        case AV_FIELD_TB:
+            return Scan::BottomFirst;
+        default:
+            return Scan::Progressive;
+    }
+}
+
 /// The frames to be shown, where the container has an index: those that its edit list leaves out
 /// are not.
 std::optional<std::int64_t> FrameCount(const AVFormatContext& input, AVStream& stream) {
@@ -145,7 +175,7 @@ VideoReader::VideoReader(const std::string& path, const ReadOptions& options)
     : path_(path), options_(options), input_(OpenInput(path)) {
     const std::vector<ColorTags> tags = ContainerTags(*input_);
     FindStreams(input_.get(), path);
-    const int index = av_find_best_stream(input_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    const int index = PictureStream(*input_);
     if (index < 0) Fail(path, "holds no picture");
     for (unsigned i = 0; i < input_->nb_streams; ++i) {
         const bool other = static_cast<int>(i) != index;
@@ -165,7 +195,7 @@ VideoReader::VideoReader(const std::string& path, const ReadOptions& options)
 
 void VideoReader::DescribeStream() {
     // Images of the formats that the image library is not asked to read come this way too.
-    const bool still = IsFormat(*input_, "_pipe");
+    const bool still = IsFormat(*input_, "_pipe") || IsFormat(*input_, "image2");
     info_.kind = still ? Kind::Still : Kind::Video;
     info_.path = path_;
     const std::string container = input_->iformat->name;
@@ -197,6 +227,7 @@ void VideoReader::Describe(const AVFrame& first) {
     const ColorTags tags = TagsOf(first);
     info_.width = placement.width;
     info_.height = placement.height;
+    info_.scan = ScanOf(first, *stream_->codecpar);
     info_.bits = format.comp[0].depth;
     info_.isFloat = format.flags & AV_PIX_FMT_FLAG_FLOAT;
     info_.hasAlpha = format.flags & AV_PIX_FMT_FLAG_ALPHA;

@@ -382,5 +382,16 @@ TEST_F(SequencesTest, FilesAppearWholeOrNotAtAll) {
     EXPECT_EQ(FileCount(), 3u) << "nothing temporary";
 }
 
+TEST_F(ImagesTest, AFrameThatVanishesIsNamed) {
+    for (const char* name : {"s.1.png", "s.2.png"}) Write(name, {MakeFrame(8, 6)});
+    const auto reader = Open(Path("s.#.png"));
+    const auto first = reader->Fetch(), second = reader->Fetch();
+    std::filesystem::remove(Path("s.2.png"));
+    EXPECT_EQ(ErrorOf([&] { reader->Decode(*second); }), "s.2.png: no such file");
+    std::filesystem::create_directory(Path("s.2.png"));
+    EXPECT_PRED_FORMAT2(IsSubstring, "s.2.png: is a folder",
+                        ErrorOf([&] { reader->Decode(*second); }));
+}
+
 }  // namespace
 }  // namespace veltrane::media

@@ -202,6 +202,34 @@ TEST_F(VideoTest, AudioFollowsThePictures) {
     }
 }
 
+TEST_F(VideoTest, OnlyFootageIsOpened) {
+    Ffmpeg("-f lavfi -i testsrc2=s=64x48:d=1 -f lavfi -i sine -t 0.2 clip.mkv");
+    Ffmpeg("-i clip.mkv -frames:v 1 -disposition:v attached_pic -c:v mjpeg -c:a mp3 cover.mp3");
+    EXPECT_PRED_FORMAT2(IsSubstring, "cover.mp3: holds no picture", ReadError("cover.mp3"));
+    std::ofstream(Path("list.mkv")) << "ffconcat version 1.0\nfile clip.mkv\n";
+    for (const char* ending : {"txt", "nfo", "srt"}) {
+        std::ofstream text(Path(std::string("text.") + ending));
+        for (int i = 1; i < 5000; ++i) text << i << "\n00:00:01,000 --> 00:00:02,000\nWords\n\n";
+    }
+    for (const char* other : {"list.mkv", "text.txt", "text.nfo", "text.srt"}) {
+        EXPECT_PRED_FORMAT2(IsSubstring, other + std::string(": "), ReadError(other));
+    }
+    // An image without a signature, and a name that looks like a sequence's.
+    Ffmpeg("-i clip.mkv -frames:v 1 -update 1 still.tga");
+    std::filesystem::rename(Path("still.tga"), Path("still%d.tga"));
+    EXPECT_EQ(Open(Path("still%d.tga"))->info().kind, Kind::Still);
+    EXPECT_EQ(Read("still%d.tga").at(0).pixels.size(), 64u * 48 * 4);
+}
+
+TEST_F(VideoTest, SaysHowFieldsLie) {
+    Ffmpeg("-f lavfi -i testsrc2=s=64x48:d=1 -c:v mpeg4 plain.mov");
+    Ffmpeg("-i plain.mov -c:v mpeg2video -flags +ilme+ildct -top 1 top.mkv");
+    Ffmpeg("-i plain.mov -c:v prores_ks -flags +ildct -vf setfield=bff -top 0 bottom.mov");
+    EXPECT_EQ(Open(Path("plain.mov"))->info().scan, Scan::Progressive);
+    EXPECT_EQ(Open(Path("top.mkv"))->info().scan, Scan::TopFirst);
+    EXPECT_EQ(Open(Path("bottom.mov"))->info().scan, Scan::BottomFirst);
+}
+
 TEST_F(VideoTest, SmallFramesComeBackWholeFromFfv1) {
     for (int side = 2; side <= 18; ++side) {
         const Frame frame = MakeFrame(side, 20 - side);
