@@ -140,7 +140,7 @@ media::FrameRange ParseFrameRange(const std::string& text) {
 }
 
 void Say(const std::string& line) {
-    std::fprintf(stderr, "veltrane: %s\n", line.c_str());
+    std::fprintf(stderr, "veltrane: %s\n", OneLine(line, kLongestLine).c_str());
 }
 
 }  // namespace veltrane::cli

@@ -31,7 +31,7 @@ media::Rational ParseRate(const std::string& text);
 /// Reads "A-B", "A" or "A-" for all from A on. Throws UsageError for anything else.
 media::FrameRange ParseFrameRange(const std::string& text);
 
-/// A line on standard error.
+/// A line on standard error, shortened to kLongestLine.
 void Say(const std::string& line);
 
 }  // namespace veltrane::cli

@@ -60,9 +60,11 @@ public:
         if (wanted != views_.end()) wanted->second = {source, result};
     }
 
+    /// Those that came: a video can hold fewer frames than it says.
     std::vector<Views> InOrder() const {
         std::vector<Views> rows;
-        for (const auto& entry : views_) rows.push_back(entry.second);
+        for (const auto& entry : views_)
+            if (!entry.second.source.pixels.empty()) rows.push_back(entry.second);
         return rows;
     }
 
@@ -141,6 +143,7 @@ void DemoCommand::Run() const {
     const std::string sample = sample_.empty() ? DefaultSample() : sample_;
     const std::unique_ptr<media::Reader> reader = media::Open(sample);
     const media::Info& info = reader->info();
+    RefuseGaps(info);
     FirstFrame first = FetchFirst(*reader);
     const KeyColor key = Resolve(FindScreen{}, LookAt(first, *reader), sample, {});
     Say("key colour " + HexText(key.color) + ' ' + key.origin);

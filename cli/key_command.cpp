@@ -35,17 +35,6 @@ void RefuseOverwriting(const std::string& input, const std::string& output) {
         throw UsageError(output + " is the input itself; give the output another name");
 }
 
-void RefuseGaps(const media::Info& info) {
-    if (info.missingFrames.empty()) return;
-    constexpr std::size_t kMostShown = 20;
-    std::string numbers;
-    for (std::size_t i = 0; i < info.missingFrames.size() && i < kMostShown; ++i)
-        numbers += (i == 0 ? "" : ", ") + std::to_string(info.missingFrames[i]);
-    if (info.missingFrames.size() > kMostShown)
-        numbers += " and " + std::to_string(info.missingFrames.size() - kMostShown) + " more";
-    throw media::Error(info.path + ": frames are missing: " + numbers);
-}
-
 /// What is put behind the result, fitted to the frame; nothing without a background.
 std::optional<media::Frame> Background(const std::string& text, const media::Info& info) {
     if (text.empty()) return std::nullopt;

@@ -1,12 +1,15 @@
+#include <fcntl.h>
 #include <malloc.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <limits>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
 
 #include "cli/common_options.h"
@@ -26,10 +29,18 @@ constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
 constexpr int kInterrupted = 130;
 
-int Complain(int status, std::string message) {
-    std::replace(message.begin(), message.end(), '\n', ' ');
+int Complain(int status, const std::string& message) {
     Say(message);
     return status;
+}
+
+/// No option means anything when it is given and empty.
+void RefuseEmptyValues(CLI::App& app) {
+    const auto check = [](const std::string& value) {
+        return value.empty() ? std::string("must not be empty") : std::string();
+    };
+    for (CLI::App* command : app.get_subcommands([](CLI::App*) { return true; }))
+        for (CLI::Option* option : command->get_options()) option->check(check);
 }
 
 void ParseAndRun(int count, char** arguments) {
@@ -47,6 +58,7 @@ void ParseAndRun(int count, char** arguments) {
     pick.AddTo(app);
     params.AddTo(app);
     info.AddTo(app);
+    RefuseEmptyValues(app);
     try {
         app.parse(count, arguments);
         if (app.get_subcommands().empty())
@@ -65,11 +77,27 @@ void KeepFreedMemory() {
     mallopt(M_TRIM_THRESHOLD, kUnbounded);
 }
 
+/// A file that is opened where a standard stream was closed would receive what is meant for the
+/// stream. Nothing can be written to what stands for the output, so that its loss is noticed.
+void HoldStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(stream, F_GETFD) < 0)
+            open("/dev/null", stream == STDERR_FILENO ? O_WRONLY : O_RDONLY);
+}
+
+void FlushOutput() {
+    std::cout.flush();
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) || !std::cout)
+        throw std::runtime_error("standard output: cannot be written");
+}
+
 int Main(int count, char** arguments) {
     KeepFreedMemory();
+    HoldStandardStreams();
     try {
         WatchForInterrupts();
         ParseAndRun(count, arguments);
+        FlushOutput();
         return kDone;
     } catch (const CLI::Error& error) {
         return Complain(kWrongUsage, std::string(error.what()) + "; see --help");

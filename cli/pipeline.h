@@ -33,6 +33,9 @@ struct Pipeline {
     bool showsSource = true;
 };
 
+/// Throws media::Error, naming them, where frames of a sequence are missing.
+void RefuseGaps(const media::Info& info);
+
 /// The reader's first frame. Throws media::Error when there is none.
 FirstFrame FetchFirst(media::Reader& reader);
 

@@ -105,6 +105,18 @@ void PrintTable() {
     }
 }
 
+const char* ScanName(media::Scan scan) {
+    switch (scan) {
+        case media::Scan::Progressive:
+            return "progressive";
+        case media::Scan::TopFirst:
+            return "interlaced, top field first";
+        case media::Scan::BottomFirst:
+            return "interlaced, bottom field first";
+    }
+    return "";
+}
+
 double Rate(media::Rational rate) {
     return static_cast<double>(rate.num) / static_cast<double>(rate.den);
 }
@@ -119,6 +131,7 @@ Json AsJson(const media::Info& info) {
     json["missing-frames"] = info.missingFrames;
     if (info.kind == media::Kind::Video) {
         json["frame-rate"] = {info.frameRate.num, info.frameRate.den};
+        json["scan"] = ScanName(info.scan);
         if (info.timecode) json["timecode"] = *info.timecode;
         json["audio-streams"] = info.audioStreams;
     }
@@ -129,7 +142,7 @@ Json AsJson(const media::Info& info) {
 }
 
 void PrintLine(const char* name, const std::string& value) {
-    std::printf("%-14s %s\n", name, value.c_str());
+    std::printf("%-14s %s\n", name, OneLine(value, kLongestLine).c_str());
 }
 
 std::string FramesText(const media::Info& info) {
@@ -154,10 +167,13 @@ void PrintInfo(const media::Info& info) {
         char rate[32];
         std::snprintf(rate, sizeof rate, "%.6g fps", Rate(info.frameRate));
         PrintLine("rate", rate);
+        PrintLine("scan", ScanName(info.scan));
         if (info.timecode) PrintLine("timecode", *info.timecode);
         PrintLine("audio", std::to_string(info.audioStreams) + " streams");
     }
-    for (const auto& [name, value] : info.metadata) PrintLine(name.c_str(), value);
+    constexpr std::size_t kLongestValue = 200;
+    for (const auto& [name, value] : info.metadata)
+        PrintLine(OneLine(name, kLongestValue).c_str(), OneLine(value, kLongestValue));
 }
 
 }  // namespace

@@ -181,6 +181,10 @@ constexpr std::tuple<int, const char*, const char*> kRefusals[] = {
     {1, "cut.mkv: truncated after frame 3; o.mkv was not written",
      "key cut.mkv o.mkv --key-color #00a020 --quiet"},
     {1, "f.#.png: frames are missing: 3, 5", "key f.#.png o.%04d.png"},
+    {1, "f.#.png: frames are missing: 3, 5", "demo d --sample f.#.png"},
+    {1, "text.txt: is no image or video", "key text.txt o.png"},
+    {1, "/dev/zero: is a pipe or a device", "info /dev/zero"},
+    {1, ".: is a folder", "pick ."},
 };
 
 TEST_F(CommandTest, RefusesInOneLineAndWritesNothing) {
@@ -191,6 +195,7 @@ TEST_F(CommandTest, RefusesInOneLineAndWritesNothing) {
     fs::remove("f.3.png");
     fs::remove("f.5.png");
     std::ofstream("text.png") << "no picture";
+    std::ofstream("text.txt") << std::string(100000, 'x');
     std::ofstream("bad.json") << R"({"shadwo": 1})";
     media::Frame grey = source_;
     std::fill(grey.pixels.begin(), grey.pixels.end(), 30000);

@@ -1,0 +1,94 @@
+#include <OpenImageIO/imagebuf.h>
+
+#include <cstdlib>
+
+#include "command.h"
+
+namespace veltrane {
+namespace {
+
+/// For what Run does not do: the exit status, and what was said in ../error.
+class TroubleTest : public CommandTest {
+protected:
+    int Shell(const std::string& arguments, const std::string& before = "") const {
+        const std::string line = before + "exec 2>../error; '" + command_ + "' " + arguments;
+        const int ended = std::system(line.c_str());
+        return WIFEXITED(ended) ? WEXITSTATUS(ended) : -1;
+    }
+
+    static void ExpectOneLine(const std::string& text) {
+        const std::string error = Contents("../error");
+        EXPECT_EQ(error.find("veltrane: "), 0) << error;
+        EXPECT_EQ(error.find('\n'), error.size() - 1) << error;
+        EXPECT_LT(error.size(), 1100u) << error;
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, text, error);
+    }
+};
+
+TEST_F(TroubleTest, OutputThatIsLostFails) {
+    for (const std::string command :
+         {"info in.png", "pick in.png --json", "params", "key in.png o.png --json --quiet",
+          "--help", "key --help", "--version"}) {
+        SCOPED_TRACE(command);
+        for (const char* to : {" > /dev/full", " >&-"}) {
+            EXPECT_EQ(Shell(command + to), 1);
+            ExpectOneLine("standard output: cannot be written");
+        }
+    }
+    // No file that is written may stand where a closed stream was.
+    EXPECT_EQ(Shell("key in.png o.png --key-color '#40b838' <&- >&- 2>&-"), 0);
+    EXPECT_EQ(media::ReadFrame("o.png", 1).pixels, Keyed(green_, source_));
+    EXPECT_EQ(Shell("params | head -n 1 > ../out"), 0);
+    EXPECT_EQ(Contents("../error"), "");
+}
+
+TEST_F(TroubleTest, NothingGivenMayBeEmptyAndNothingEchoedLong) {
+    for (const std::string empty :
+         {"info ''", "pick ''", "key ''", "key in.png ''", "demo ''", "demo d --sample ''",
+          "demo d --strip ''", "key in.png o.png --preset ''", "key in.png o.png --save-preset ''",
+          "key in.png o.png --background ''", "key in.png o.png --frames ''"}) {
+        EXPECT_EQ(Shell(empty), 2) << empty;
+        ExpectOneLine("must not be empty");
+    }
+    const std::string many(20000, 'x');
+    EXPECT_EQ(Shell("key in.png o.png --key-color " + many), 2);
+    ExpectOneLine("key-color must be auto");
+    EXPECT_EQ(Shell("key " + many + ".png o.png"), 1);
+    ExpectOneLine("File name too long");
+    OIIO::ImageBuf picture("in.png");
+    picture.specmod().attribute("ImageDescription", "a\nb\033[2J" + many);
+    ASSERT_TRUE(picture.write("described.png"));
+    const std::string shown = Run("info described.png").out;
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "ImageDescription a b [2Jxxx", shown);
+    EXPECT_LT(shown.size(), 1500u);
+}
+
+// Libraries that find no memory as they are loaded end the process in their own way.
+TEST_F(TroubleTest, TooLittleMemoryIsAnErrorOfTheFile) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "sanitizers need more addresses than any limit";
+#endif
+    for (int megabytes = 100; megabytes <= 500; megabytes += 40) {
+        const std::string limit = "ulimit -v " + std::to_string(megabytes * 1024) + "; ";
+        EXPECT_EQ(Shell("key in.png o.png", limit), 1) << megabytes;
+        ExpectOneLine("in.png: needs more memory than there is");
+    }
+}
+
+// Memory that an encoder reads before it is written would show, as each run fills it with another
+// value.
+TEST_F(TroubleTest, VideosDoNotDependOnWhatMemoryHeld) {
+    for (const std::string output : {"o.mp4", "o.mov", "o.mkv", "o.webm"}) {
+        std::set<std::string> files;
+        for (const char* value : {"1", "200"}) {
+            setenv("MALLOC_PERTURB_", value, 1);
+            Run("key ../samples/clip.mp4 " + output + " --frames 1-6 --background #203040");
+            unsetenv("MALLOC_PERTURB_");
+            files.insert(Contents(output));
+        }
+        EXPECT_EQ(files.size(), 1) << output;
+    }
+}
+
+}  // namespace
+}  // namespace veltrane
