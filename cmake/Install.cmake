@@ -3,11 +3,15 @@
 include(CMakePackageConfigHelpers)
 
 set(veltrane_headers
+  imaging/frame_rows.h
   imaging/imaging.h
+  imaging/sample.h
+  imaging/threads.h
   keyer/entry.h
   keyer/params.h
   keyer/pipeline.h
   keyer/settings.h
+  settings/frame_keyer.h
   settings/parameters.h
   settings/screen_color.h
   settings/settings.h)

@@ -3,7 +3,6 @@
 
 #include "imaging/chroma_rows.h"
 #include "imaging/chroma_smooth.h"
-#include "imaging/frame_rows.h"
 #include "imaging/imaging.h"
 #include "imaging/sample.h"
 
@@ -139,7 +138,7 @@ public:
                AverageRow average)
         : width_(width),
           down_{height, radius},
-          frame_(frame, width, height),
+          frame_(frame),
           split_(split),
           average_(average),
           ring_(width, std::min<std::int64_t>(2 * down_.radius + 2, height)),
@@ -153,19 +152,14 @@ public:
     /// The next row, from the top. The frame's rows from there up are not read again.
     ChromaRow<const Sample> Next() {
         for (; taken_ < std::min(y_ + down_.radius + 1, down_.size); ++taken_) {
-            split_(frame_(taken_), ring_[taken_], width_);
+            split_(frame_ + std::ptrdiff_t{taken_} * width_ * kElements, ring_[taken_], width_);
         }
-        Fetcher ahead(frame_.Memory().Rows(taken_, taken_ + 1), 4);
         down_.Advance(y_, [&](std::int64_t entering, std::int64_t leaving) {
-            ahead.Fetch();
             cbSums_.Slide(RowOf(entering).cb, RowOf(leaving).cb);
-            ahead.Fetch();
             crSums_.Slide(RowOf(entering).cr, RowOf(leaving).cr);
         });
         const auto counts = counts_.Of(down_.Count(y_));
-        ahead.Fetch();
         average_(cbSums_.Row(), counts, cbMeans_.data(), width_);
-        ahead.Fetch();
         average_(crSums_.Row(), counts, crMeans_.data(), width_);
         return {ring_[y_++].y, cbMeans_.data(), crMeans_.data()};
     }
@@ -177,7 +171,7 @@ private:
 
     int width_;
     ClippedWindow down_;
-    FrameRows<Sample> frame_;
+    const Sample* frame_;
     SplitRow<Sample> split_;
     AverageRow average_;
     ChromaRing<Sample> ring_;

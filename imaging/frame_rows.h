@@ -3,47 +3,59 @@
 
 #include <cstddef>
 #include <functional>
+#include <utility>
+#include <vector>
 
-#include "imaging/row_memory.h"
 #include "imaging/sample.h"
 
 namespace veltrane {
 
-/// The rows of a frame of blue, green, red, alpha: packed in memory, or made when they are asked
-/// for.
+/// Rows from first up to, but without, end.
+struct Band {
+    int first;
+    int end;
+
+    int Height() const { return end - first; }
+};
+
+/// Where the rows of a frame of blue, green, red, alpha come from: packed memory, or a function of
+/// the caller's that fills row y. Any number of threads may read at a time.
 template <class Sample>
-class FrameRows {
+struct RowSource {
+    const Sample* packed = nullptr;
+    std::function<void(int y, Sample* row)> read{};  ///< where packed is null
+};
+
+/// Where the rows of a keyed frame go: packed memory, or a function of the caller's that takes row
+/// y; that is called once for every row, downwards within a band, and by several threads at a time
+/// if several key.
+template <class Sample>
+struct RowSink {
+    Sample* packed = nullptr;
+    std::function<void(int y, const Sample* row)> write{};  ///< where packed is null
+};
+
+/// Reads the rows of a source for one thread.
+template <class Sample>
+class RowReader {
 public:
-    FrameRows(const Sample* packed, int width, int height)
-        : packed_(packed), pitch_(static_cast<std::size_t>(width) * kElements) {
-        const std::size_t bytes = pitch_ * sizeof(Sample);
-        memory_ = {packed, static_cast<std::ptrdiff_t>(bytes), bytes, height};
-    }
-    /// make(y) gives row y, which stays until the next call; it reads that row of memory.
-    FrameRows(std::function<const Sample*(int y)> make, const RowMemory& memory)
-        : make_(std::move(make)), memory_(memory) {}
+    RowReader(const RowSource<Sample>& source, int width)
+        : source_(source),
+          pitch_(static_cast<std::size_t>(width) * kElements),
+          row_(source.packed != nullptr ? 0 : pitch_) {}
 
-    /// Null where rows are made.
-    const Sample* Packed() const { return packed_; }
-    const RowMemory& Memory() const { return memory_; }
-
-    const Sample* operator()(int y) const {
-        return packed_ != nullptr ? packed_ + y * pitch_ : make_(y);
+    /// Row y, which stays until another one is asked for.
+    const Sample* operator()(int y) {
+        if (source_.packed != nullptr) return source_.packed + y * pitch_;
+        if (y != rowRead_) source_.read(rowRead_ = y, row_.data());
+        return row_.data();
     }
 
 private:
-    const Sample* packed_ = nullptr;
-    std::size_t pitch_ = 0;
-    std::function<const Sample*(int y)> make_;
-    RowMemory memory_;
-};
-
-/// Takes the rows of a frame that is being made from the top, each as soon as nothing will change
-/// it any more.
-template <class Sample>
-struct RowSink {
-    std::function<void(int y, Sample* row)> take;
-    RowMemory memory{};  ///< where it puts the row that it takes
+    const RowSource<Sample>& source_;
+    std::size_t pitch_;
+    std::vector<Sample> row_;
+    int rowRead_ = -1;
 };
 
 }  // namespace veltrane

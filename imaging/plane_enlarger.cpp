@@ -57,18 +57,21 @@ const EnlargeRows& EnlargeRowsInUse() {
 }
 
 PlaneEnlarger::PlaneEnlarger(const std::uint8_t* source, int width, std::ptrdiff_t pitch,
-                             const ResampleAxis& across, const ResampleAxis& down)
+                             const ResampleAxis& across, const StretchAxis& stretch,
+                             const ResampleAxis& down, int firstRow)
     : source_(source),
       width_(static_cast<std::size_t>(width)),
       pitch_(pitch),
       across_(across),
       down_(down),
-      stretch_(across),
+      stretch_(stretch),
       rows_(EnlargeRowsInUse()),
       planePitch_((across.taps.size() + kRowBlock - 1) / kRowBlock * kRowBlock),
       planes_(kPlanes * (width_ + StretchAxis::kWindow)),
       ring_(2 * kPlanes * planePitch_),
-      row_(kPlanes * planePitch_) {}
+      row_(kPlanes * planePitch_),
+      targetRow_(firstRow),
+      stretchedRows_(down.taps[firstRow].first) {}
 
 PlanarRow PlaneEnlarger::Next() {
     const Taps& taps = down_.taps[targetRow_++];

@@ -19,9 +19,10 @@ public:
 
     /// The source and the axes must stay.
     PlaneEnlarger(const std::uint8_t* source, int width, std::ptrdiff_t pitch,
-                  const ResampleAxis& across, const ResampleAxis& down);
+                  const ResampleAxis& across, const StretchAxis& stretch, const ResampleAxis& down,
+                  int firstRow);
 
-    /// The next target row from the top, valid until the next call.
+    /// The next target row, from the first one down, valid until the next call.
     PlanarRow Next();
 
 private:
@@ -34,14 +35,14 @@ private:
     std::ptrdiff_t pitch_;
     const ResampleAxis& across_;
     const ResampleAxis& down_;
-    StretchAxis stretch_;
+    const StretchAxis& stretch_;
     const EnlargeRows& rows_;
     std::size_t planePitch_;
     AlignedBuffer<std::uint8_t> planes_;  ///< of the source row that is stretched next
     AlignedBuffer<std::uint8_t> ring_;    ///< the last two stretched rows
     AlignedBuffer<std::uint8_t> row_;
-    int targetRow_ = 0;
-    int stretchedRows_ = 0;
+    int targetRow_;
+    int stretchedRows_;
 };
 
 }  // namespace veltrane

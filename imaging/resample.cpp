@@ -78,35 +78,32 @@ const ResampleRows<Filtered>& RowsToUse() {
     return kPlainRows<Filtered>;
 }
 
-/// A frame as a resampler reads it, from the top; pitch in elements.
+/// A frame with a pitch in elements.
 template <class Sample>
-struct SourceFrame {
+struct PitchedFrame {
     const Sample* pixels;
     int width;
     int height;
     std::ptrdiff_t pitch;
-    const FrameRows<Sample>* made = nullptr;  ///< instead of pixels, where rows are made
 
-    const Sample* Row(int y) const { return made != nullptr ? (*made)(y) : pixels + y * pitch; }
-    RowMemory Memory() const {
-        if (made != nullptr) return made->Memory();
-        return {pixels, pitch * std::ptrdiff_t{sizeof(Sample)}, sizeof(Sample) * kElements * width,
-                height};
-    }
+    const Sample* operator()(int y) const { return pixels + y * pitch; }
 };
 
-/// Reads the source once, row by row, and keeps only the rows that the next target row needs.
+/// Makes target rows from some row on, down the frame. Reads every source row that they need once,
+/// in order, by calls of source(y), and keeps only those that the next target row needs.
 template <class Source, class Filtered>
 class RowResampler {
 public:
-    RowResampler(const SourceFrame<Source>& source, const ResampleAxis& across,
-                 const ResampleAxis& down)
-        : source_(source),
+    RowResampler(Source source, int width, int height, const ResampleAxis& across,
+                 const ResampleAxis& down, int firstRow)
+        : source_(std::move(source)),
+          width_(width),
+          height_(height),
           across_(across),
           down_(down),
           pairs_(across),
           rows_(RowsToUse<Filtered>()),
-          rowSize_(static_cast<std::size_t>(source.width) * kElements),
+          rowSize_(static_cast<std::size_t>(width) * kElements),
           bytesPitch_(RoundUp(rowSize_ + kRowPadding, kRowBlock)),
           bytes_(bytesPitch_ * rows_.rowsAtOnce),
           scratch_(pairs_.TileSize(rows_.rowsAtOnce)),
@@ -114,9 +111,11 @@ public:
           pitch_(RoundUp(across.taps.size() * kElements, kRowBlock)),
           ring_(ringRows_ * pitch_),
           needed_(static_cast<std::size_t>(down.longest)),
-          row_(pitch_) {}
+          row_(pitch_),
+          targetRow_(firstRow),
+          filteredRows_(down.taps[firstRow].first / rows_.rowsAtOnce * rows_.rowsAtOnce) {}
 
-    /// The next target row from the top, four bytes a pixel, the last without meaning.
+    /// The next target row, four bytes a pixel, the last without meaning.
     const std::uint8_t* Next() {
         const Taps& taps = down_.taps[targetRow_++];
         while (filteredRows_ < taps.first + taps.count) FilterMore();
@@ -130,25 +129,27 @@ private:
 
     /// Rows below the last one are made of what is left from before; nothing reads them.
     void FilterMore() {
-        const int end = std::min(filteredRows_ + rows_.rowsAtOnce, source_.height);
+        const int end = std::min(filteredRows_ + rows_.rowsAtOnce, height_);
         for (int y = filteredRows_; y < end; ++y) {
             ReadRow(y, bytes_.data() + bytesPitch_ * (y - filteredRows_));
         }
-        const Stretch next = source_.Memory().Rows(end, end + rows_.rowsAtOnce);
-        rows_.filter({bytes_.data(), bytesPitch_, source_.width, next}, across_, pairs_,
-                     scratch_.data(), RingRow(filteredRows_), pitch_);
+        rows_.filter({bytes_.data(), bytesPitch_, width_}, across_, pairs_, scratch_.data(),
+                     RingRow(filteredRows_), pitch_);
         filteredRows_ += rows_.rowsAtOnce;
     }
 
     void ReadRow(int y, std::uint8_t* bytes) {
-        if constexpr (sizeof(Source) == 2) {
-            rows_.reduce(source_.Row(y), bytes, rowSize_);
+        const auto* row = source_(y);
+        if constexpr (sizeof(*row) == 2) {
+            rows_.reduce(row, bytes, rowSize_);
         } else {
-            std::memcpy(bytes, source_.Row(y), rowSize_);
+            std::memcpy(bytes, row, rowSize_);
         }
     }
 
-    SourceFrame<Source> source_;
+    Source source_;
+    int width_;
+    int height_;
     const ResampleAxis& across_;
     const ResampleAxis& down_;
     PairedAxis pairs_;
@@ -162,8 +163,8 @@ private:
     AlignedBuffer<Filtered> ring_;
     std::vector<const Filtered*> needed_;
     AlignedBuffer<std::uint8_t> row_;
-    int targetRow_ = 0;
-    int filteredRows_ = 0;
+    int targetRow_;
+    int filteredRows_;
 };
 
 void StoreRow(const std::uint8_t* row, std::uint16_t* target, int width) {
@@ -187,24 +188,30 @@ void StoreRow(const std::uint8_t* row, std::uint8_t* target, int width) {
     }
 }
 
+/// Whether filtered samples fit 16 bits, which is faster.
+bool AreShort(const ResampleAxis& across, const ResampleAxis& down) {
+    return across.Reach() <= kShortReach && down.Reach() <= kShortReach;
+}
+
+/// Resamples a band of the target's rows.
 template <class Filtered, class Source, class Target>
-void ResampleAs(const SourceFrame<Source>& source, const ResampleAxis& across,
-                const ResampleAxis& down, Target* target, int targetPitch) {
-    RowResampler<Source, Filtered> rows(source, across, down);
-    for (std::size_t y = 0; y < down.taps.size(); ++y) {
-        StoreRow(rows.Next(), target + static_cast<std::ptrdiff_t>(y) * targetPitch,
-                 static_cast<int>(across.taps.size()));
+void ResampleBand(const Source& source, int width, int height, const ResampleAxis& across,
+                  const ResampleAxis& down, Band band, Target* target, std::ptrdiff_t pitch) {
+    RowResampler<Source, Filtered> rows(source, width, height, across, down, band.first);
+    for (int y = band.first; y < band.end; ++y) {
+        StoreRow(rows.Next(), target + y * pitch, static_cast<int>(across.taps.size()));
     }
 }
 
 template <class Target>
-void EnlargePlanes(const SourceFrame<std::uint8_t>& source, const ResampleAxis& across,
-                   const ResampleAxis& down, Target* target, int targetPitch) {
-    PlaneEnlarger rows(source.pixels, source.width, source.pitch, across, down);
+void EnlargePlanes(const PitchedFrame<std::uint8_t>& source, const ResampleAxis& across,
+                   const ResampleAxis& down, Target* target, std::ptrdiff_t pitch) {
+    const StretchAxis stretch(across);
+    PlaneEnlarger rows(source.pixels, source.width, source.pitch, across, stretch, down, 0);
     const EnlargeRows& steps = EnlargeRowsInUse();
     const int width = static_cast<int>(across.taps.size());
     for (std::size_t y = 0; y < down.taps.size(); ++y) {
-        Target* row = target + static_cast<std::ptrdiff_t>(y) * targetPitch;
+        Target* row = target + static_cast<std::ptrdiff_t>(y) * pitch;
         if constexpr (sizeof(Target) == 1) {
             steps.store8(rows.Next(), row, width);
         } else {
@@ -213,19 +220,18 @@ void EnlargePlanes(const SourceFrame<std::uint8_t>& source, const ResampleAxis& 
     }
 }
 
-/// Chooses the narrowest form that holds what the filter can give.
 template <class Source, class Target>
-void ResampleRowsOf(const SourceFrame<Source>& source, const ResampleAxis& across,
-                    const ResampleAxis& down, Target* target, int targetPitch) {
+void ResampleFrame(const PitchedFrame<Source>& source, const ResampleAxis& across,
+                   const ResampleAxis& down, Target* target, std::ptrdiff_t pitch) {
     if constexpr (sizeof(Source) == 1) {
-        if (source.made == nullptr && PlaneEnlarger::Fits(across, down)) {
-            return EnlargePlanes(source, across, down, target, targetPitch);
-        }
+        if (PlaneEnlarger::Fits(across, down))
+            return EnlargePlanes(source, across, down, target, pitch);
     }
-    if (across.Reach() <= kShortReach && down.Reach() <= kShortReach) {
-        return ResampleAs<std::int16_t>(source, across, down, target, targetPitch);
-    }
-    ResampleAs<std::int32_t>(source, across, down, target, targetPitch);
+    const Band all{0, static_cast<int>(down.taps.size())};
+    const auto resample = AreShort(across, down)
+                              ? ResampleBand<std::int16_t, PitchedFrame<Source>, Target>
+                              : ResampleBand<std::int32_t, PitchedFrame<Source>, Target>;
+    resample(source, source.width, source.height, across, down, all, target, pitch);
 }
 
 template <class Source, class Target>
@@ -236,8 +242,8 @@ void Resample(const Source* source, int sourceWidth, int sourceHeight, int sourc
     try {
         const ResampleAxis across(sourceWidth, targetWidth, kernelType, lobes);
         const ResampleAxis down(sourceHeight, targetHeight, kernelType, lobes);
-        ResampleRowsOf<Source>({source, sourceWidth, sourceHeight, sourcePitch}, across, down,
-                               target, targetPitch);
+        ResampleFrame<Source>({source, sourceWidth, sourceHeight, sourcePitch}, across, down,
+                              target, targetPitch);
     } catch (const std::bad_alloc&) {
         AfxThrowMemoryException();
     }
@@ -246,32 +252,45 @@ void Resample(const Source* source, int sourceWidth, int sourceHeight, int sourc
 }  // namespace
 
 template <class Sample>
-void ShrinkRows(const FrameRows<Sample>& rows, int width, int height, unsigned char* target,
-                int targetWidth, int targetHeight, int targetPitch, int lobes) {
-    if (width < 1 || height < 1 || targetWidth < 1 || targetHeight < 1) return;
+void ShrinkRows(const RowSource<Sample>& rows, int width, int height, unsigned char* target,
+                int targetWidth, int targetHeight, int lobes, const Threads& threads) {
     const ResampleAxis across(width, targetWidth, 0, lobes);
     const ResampleAxis down(height, targetHeight, 0, lobes);
-    const SourceFrame<Sample> frame{rows.Packed(), width, height, width * kElements,
-                                    rows.Packed() == nullptr ? &rows : nullptr};
-    ResampleRowsOf<Sample>(frame, across, down, target, targetPitch);
+    const std::ptrdiff_t pitch = std::ptrdiff_t{kElements} * targetWidth;
+    const auto shrink = AreShort(across, down)
+                            ? ResampleBand<std::int16_t, RowReader<Sample>, unsigned char>
+                            : ResampleBand<std::int32_t, RowReader<Sample>, unsigned char>;
+    ForEachBand(threads, targetHeight, 1, [&](Band band) {
+        shrink(RowReader<Sample>(rows, width), width, height, across, down, band, target, pitch);
+    });
 }
 
-template void ShrinkRows(const FrameRows<unsigned short>&, int, int, unsigned char*, int, int, int,
-                         int);
-template void ShrinkRows(const FrameRows<unsigned char>&, int, int, unsigned char*, int, int, int,
-                         int);
+template void ShrinkRows(const RowSource<unsigned short>&, int, int, unsigned char*, int, int, int,
+                         const Threads&);
+template void ShrinkRows(const RowSource<unsigned char>&, int, int, unsigned char*, int, int, int,
+                         const Threads&);
+
+Enlargement::Enlargement(const unsigned char* pixels, int sourceWidth, int sourceHeight,
+                         int sourcePitch, int targetWidth, int targetHeight, int kernelType,
+                         int lobes)
+    : source(pixels),
+      width(sourceWidth),
+      height(sourceHeight),
+      pitch(sourcePitch),
+      across(sourceWidth, targetWidth, kernelType, lobes),
+      down(sourceHeight, targetHeight, kernelType, lobes) {
+    if (PlaneEnlarger::Fits(across, down)) stretch.emplace(across);
+}
 
 class RowEnlarger::State {
 public:
-    State(const SourceFrame<std::uint8_t>& source, int targetWidth, int targetHeight,
-          int kernelType, int lobes)
-        : across_(source.width, targetWidth, kernelType, lobes),
-          down_(source.height, targetHeight, kernelType, lobes) {
-        if (PlaneEnlarger::Fits(across_, down_)) {
-            planes_.emplace(source.pixels, source.width, source.pitch, across_, down_);
+    State(const Enlargement& e, int firstRow) {
+        if (e.stretch) {
+            planes_.emplace(e.source, e.width, e.pitch, e.across, *e.stretch, e.down, firstRow);
         } else {
-            rows_.emplace(source, across_, down_);
-            split_.resize(across_.taps.size() * kColors);
+            const PitchedFrame<std::uint8_t> source{e.source, e.width, e.height, e.pitch};
+            rows_.emplace(source, e.width, e.height, e.across, e.down, firstRow);
+            split_.resize(e.across.taps.size() * kColors);
         }
     }
 
@@ -279,7 +298,7 @@ public:
 
 private:
     PlanarRow Split(const std::uint8_t* row) {
-        const std::size_t width = across_.taps.size();
+        const std::size_t width = split_.size() / kColors;
         std::uint8_t* const planes[kColors] = {split_.data(), split_.data() + width,
                                                split_.data() + 2 * width};
         for (std::size_t x = 0; x < width; ++x, row += kElements) {
@@ -288,19 +307,14 @@ private:
         return {planes[0], planes[1], planes[2]};
     }
 
-    ResampleAxis across_;
-    ResampleAxis down_;
     std::optional<PlaneEnlarger> planes_;
-    std::optional<RowResampler<std::uint8_t, std::int32_t>> rows_;  ///< where planes will not do
+    /// Where planes will not do.
+    std::optional<RowResampler<PitchedFrame<std::uint8_t>, std::int32_t>> rows_;
     std::vector<std::uint8_t> split_;
 };
 
-RowEnlarger::RowEnlarger(const unsigned char* source, int sourceWidth, int sourceHeight,
-                         int sourcePitch, int targetWidth, int targetHeight, int kernelType,
-                         int lobes)
-    : state_(std::make_unique<State>(
-          SourceFrame<std::uint8_t>{source, sourceWidth, sourceHeight, sourcePitch}, targetWidth,
-          targetHeight, kernelType, lobes)) {}
+RowEnlarger::RowEnlarger(const Enlargement& enlargement, int firstRow)
+    : state_(std::make_unique<State>(enlargement, firstRow)) {}
 
 RowEnlarger::RowEnlarger(RowEnlarger&&) noexcept = default;
 

@@ -9,7 +9,6 @@
 #include "imaging/aligned_buffer.h"
 #include "imaging/planar_row.h"
 #include "imaging/resample_axis.h"
-#include "imaging/row_memory.h"
 
 namespace veltrane {
 
@@ -54,7 +53,6 @@ struct FilterRows {
     const std::uint8_t* pixels;
     std::size_t pitch;
     int width;
-    Stretch next;  ///< what will be read after them; fetched meanwhile
 };
 
 /// Filters rows of 8-bit pixels along them and then across them. Filtered holds what the first step

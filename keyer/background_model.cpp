@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "keyer/row_keyer.h"
+#include "imaging/resample.h"
 
 namespace {
 
@@ -58,14 +58,15 @@ void KnockOutEdges(unsigned char* image, const unsigned char* edges, Size size, 
 namespace veltrane {
 
 template <class Sample>
-ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source) {
+ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, const RowSource<Sample>& source,
+                        const Threads& threads) {
     using D = Depth<Sample>;
     const CVELTRANE keyer;
     const Size size = ReducedSize(p.width, p.height);
     const int pitch = size.width * kElements;
     const int mapPitch = keyer.Align8(size.width);
     auto image = MakeBuffer<unsigned char>(static_cast<std::size_t>(pitch) * size.height);
-    ShrinkRows(source, p.width, p.height, image.get(), size.width, size.height, pitch, 2);
+    ShrinkRows(source, p.width, p.height, image.get(), size.width, size.height, 2, threads);
 
     const std::size_t mapSize = static_cast<std::size_t>(mapPitch) * size.height;
     const auto edges = MakeBuffer<unsigned char>(mapSize);
@@ -83,25 +84,9 @@ ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, const FrameRows
     return {std::move(image), size.width, size.height};
 }
 
-template ReducedPlate ModelPlate(const VELTRANE_Param16bit&, const FrameRows<unsigned short>&);
-template ReducedPlate ModelPlate(const VELTRANE_Param&, const FrameRows<unsigned char>&);
+template ReducedPlate ModelPlate(const VELTRANE_Param16bit&, const RowSource<unsigned short>&,
+                                 const Threads&);
+template ReducedPlate ModelPlate(const VELTRANE_Param&, const RowSource<unsigned char>&,
+                                 const Threads&);
 
 }  // namespace veltrane
-
-namespace {
-
-template <class Sample>
-Status KeyAgainstModel(const typename Depth<Sample>::Record* p) {
-    if (p == nullptr) return Status::kRefused;
-    return KeyEveryRow<Sample>(*p, Packed<Sample>(*p), true, PackedPitch(*p), IgnoreRows<Sample>());
-}
-
-}  // namespace
-
-unsigned int CVELTRANE::MakeMask64bit008_1(VELTRANE_Param16bit* p) const {
-    return Number(KeyAgainstModel<unsigned short>(p));
-}
-
-unsigned int CVELTRANE::MakeMask32bit008_1(VELTRANE_Param* p) const {
-    return Number(KeyAgainstModel<unsigned char>(p));
-}

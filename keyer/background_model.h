@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "imaging/frame_rows.h"
+#include "imaging/threads.h"
 #include "keyer/depth.h"
 
 namespace veltrane {
@@ -18,7 +19,8 @@ struct ReducedPlate {
 
 /// Models the clean plate of a frame of the record's size, which has at least one pixel.
 template <class Sample>
-ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source);
+ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, const RowSource<Sample>& source,
+                        const Threads& threads);
 
 }  // namespace veltrane
 

@@ -1,7 +1,8 @@
 #include "keyer/driver.h"
 
+#include <utility>
+
 #include "imaging/matte_plane.h"
-#include "keyer/row_keyer.h"
 
 namespace {
 
@@ -22,38 +23,6 @@ int CopyParameters(const Record* source, Record* target) {
     return 1;
 }
 
-template <class Record>
-bool IsValid(const Record& p) {
-    return p.src != nullptr && p.dst != nullptr && p.skinHue[0] >= 120 && p.skinHue[0] <= 170 &&
-           p.blueHue[0] >= 250 && p.blueHue[0] <= 330 && p.screenGain[0] <= 30 &&
-           p.shadow[0] <= 100 && p.despillGray[0] <= 100 && p.despillSkin[0] <= 50 &&
-           p.despillBlue[0] <= 50 && p.contractThreshold <= 255 && p.maskBlurValue <= 100;
-}
-
-template <class Sample>
-Status KeyFrame(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
-                std::size_t pitch, const RowSink<Sample>& sink) {
-    if (p.smoothBG == 0 && p.deblockValue != 0) SmoothSourceChroma<Sample>(p);
-    return KeyEveryRow<Sample>(p, source, p.smoothBG != 0, pitch, sink);
-}
-
-template <class Sample>
-Status KeyField(const typename Depth<Sample>::Record& p) {
-    return KeyFrame<Sample>(p, Packed<Sample>(p), PackedPitch(p), IgnoreRows<Sample>());
-}
-
-/// Contraction and blur, on the matte alone.
-template <class Sample>
-void RefineMatte(const typename Depth<Sample>::Record& p, Sample* matte) {
-    if (p.contractMask != 0) {
-        ContractMatte(p.width, p.height, matte, p.contractMask,
-                      p.contractThreshold * (kFullScale<Sample> / 255));
-    }
-    if (p.maskBlurRadius != 0) {
-        SoftenMatte(p.width, p.height, matte, p.maskBlurRadius, p.maskBlurValue, p.maskBlurMode);
-    }
-}
-
 /// A field keyed as an image of its own.
 template <class Sample>
 struct Field {
@@ -71,6 +40,8 @@ struct Field {
         record.src = source.get();
         record.dst = destination.get();
         record.height = static_cast<unsigned short>(height);
+        record.contractMask = 0;
+        record.maskBlurRadius = 0;
     }
 };
 
@@ -82,54 +53,34 @@ Status KeyFields(const CVELTRANE& keyer, const typename Depth<Sample>::Record& p
     Field<Sample> even(keyer, p, p.height - p.height / 2);
     (keyer.*D::kSplitFields)(p.width, p.height, const_cast<Sample*>(p.src), odd.source.get(),
                              even.source.get());
-    static_cast<void>(KeyField<Sample>(odd.record));
-    const Status status = KeyField<Sample>(even.record);
+    static_cast<void>(KeyRecord<Sample>(odd.record));
+    const Status status = KeyRecord<Sample>(even.record);
     (keyer.*D::kMergeFields)(p.width, p.height, p.dst, odd.destination.get(),
                              even.destination.get());
     return status;
 }
 
-/// Fields that were keyed apart are refined as one frame.
+/// Fields are keyed apart and refined as one frame.
 template <class Sample>
-Status RunOnFields(const typename Depth<Sample>::Record& p) {
+Status KeyInterlaced(const typename Depth<Sample>::Record& p) {
     const Status status = KeyFields<Sample>(CVELTRANE(), p);
-    if (!NeedsWholeFrame(p)) return status;
-    ChangeMatte(p.width, p.height, p.dst, [&](Sample* matte) { RefineMatte(p, matte); });
+    if (!RefinesMatte(p)) return status;
+    ChangeMatte(p.width, p.height, p.dst,
+                [&](Sample* matte) { RefineMatte<Sample>(p, p.height, matte); });
     return status;
 }
 
-template <class Sample>
-Status RunOnRows(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
-                 std::size_t pitch, const RowSink<Sample>& sink) {
-    if (!NeedsWholeFrame(p)) return KeyFrame<Sample>(p, source, pitch, sink);
-    const std::size_t width = p.width;
-    const auto matte = MakeBuffer<Sample>(width * p.height);
-    const RowSink<Sample> takeMatte{
-        [&](int y, const Sample* row) { TakeMatte(row, matte.get() + y * width, p.width); }};
-    const Status status = KeyFrame<Sample>(p, source, pitch, takeMatte);
-    if (status != Status::kDone) return status;
-    RefineMatte(p, matte.get());
-    for (int y = 0; y < p.height; ++y) {
-        Sample* row = p.dst + y * pitch;
-        PutMatte(matte.get() + y * width, row, p.width);
-        sink.take(y, row);
-    }
-    return status;
-}
-
-template <class Sample>
-Status RunInterlaced(const typename Depth<Sample>::Record& p) {
-    return IsValid(p) ? RunOnFields<Sample>(p) : Status::kRefused;
+template <class Record>
+bool IsValid(const Record& p) {
+    return p.src != nullptr && p.dst != nullptr && TakesSettings(p);
 }
 
 /// The border to C: what is thrown becomes a number.
 template <class Sample>
 unsigned int Drive(const typename Depth<Sample>::Record* p, const KORMADEL_Param* frame) {
-    if (p == nullptr || frame == nullptr) return Number(Status::kRefused);
+    if (p == nullptr || frame == nullptr || !IsValid(*p)) return Number(Status::kRefused);
     try {
-        if (frame->interlaced != 0) return Number(RunInterlaced<Sample>(*p));
-        return Number(
-            DriveRows<Sample>(*p, Packed<Sample>(*p), PackedPitch(*p), IgnoreRows<Sample>()));
+        return Number(frame->interlaced != 0 ? KeyInterlaced<Sample>(*p) : KeyRecord<Sample>(*p));
     } catch (CMemoryException*) {
         return kMemoryException;
     } catch (...) {
@@ -141,16 +92,26 @@ unsigned int Drive(const typename Depth<Sample>::Record* p, const KORMADEL_Param
 
 namespace veltrane {
 
-template <class Sample>
-Status DriveRows(const typename Depth<Sample>::Record& p, const FrameRows<Sample>& source,
-                 std::size_t pitch, const RowSink<Sample>& sink) {
-    return IsValid(p) ? RunOnRows<Sample>(p, source, pitch, sink) : Status::kRefused;
+template <class Record>
+bool TakesSettings(const Record& p) {
+    return p.skinHue[0] >= 120 && p.skinHue[0] <= 170 && p.blueHue[0] >= 250 &&
+           p.blueHue[0] <= 330 && p.screenGain[0] <= 30 && p.shadow[0] <= 100 &&
+           p.despillGray[0] <= 100 && p.despillSkin[0] <= 50 && p.despillBlue[0] <= 50 &&
+           p.contractThreshold <= 255 && p.maskBlurValue <= 100;
 }
 
-template Status DriveRows(const VELTRANE_Param16bit&, const FrameRows<unsigned short>&, std::size_t,
-                          const RowSink<unsigned short>&);
-template Status DriveRows(const VELTRANE_Param&, const FrameRows<unsigned char>&, std::size_t,
-                          const RowSink<unsigned char>&);
+template bool TakesSettings(const VELTRANE_Param16bit&);
+template bool TakesSettings(const VELTRANE_Param&);
+
+template <class Sample>
+Status DriveFrame(const typename Depth<Sample>::Record& p, decltype(RowTarget<Sample>::take) take) {
+    return IsValid(p) ? KeyRecord<Sample>(p, std::move(take)) : Status::kRefused;
+}
+
+template Status DriveFrame<unsigned short>(const VELTRANE_Param16bit&,
+                                           decltype(RowTarget<unsigned short>::take));
+template Status DriveFrame<unsigned char>(const VELTRANE_Param&,
+                                          decltype(RowTarget<unsigned char>::take));
 
 }  // namespace veltrane
 

@@ -2,29 +2,22 @@
 #define VELTRANE_KEYER_MATTE_ROWS_H
 
 #include "imaging/planar_row.h"
-#include "imaging/row_memory.h"
 #include "keyer/matte_core.h"
 
 namespace veltrane {
-
-/// What is to be fetched while a row is keyed.
-struct Ahead {
-    Stretch read;     ///< what will be read for the next row
-    Stretch written;  ///< where the keyed row will be written
-};
 
 /// The key of a row of width pixels. source and target are interleaved pixels and may be the same.
 template <class Sample>
 struct KeyRows {
     /// Against the plate pixels behind them, components 0..255 whatever the depth.
     void (*againstPlate)(const KeyLook<Sample>& look, const Sample* source, PlanarRow plate,
-                         Sample* target, int width, const Ahead& ahead);
+                         Sample* target, int width);
     /// The same with an interleaved plate of the frame's depth.
     void (*againstPixels)(const KeyLook<Sample>& look, const Sample* source, const Sample* plate,
-                          Sample* target, int width, const Ahead& ahead);
+                          Sample* target, int width);
     /// Against one screen colour.
     void (*againstColor)(const KeyLook<Sample>& look, const KeyAxis& axis, const Sample* source,
-                         Sample* target, int width, const Ahead& ahead);
+                         Sample* target, int width);
     /// KeyLook::curve for an exponent within 1..2.
     void (*matteCurve)(double exponent, Sample* curve);
 };

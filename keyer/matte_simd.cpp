@@ -1,5 +1,6 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "keyer/matte_simd.cpp"
+#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
@@ -144,15 +145,13 @@ public:
           far2_(Splat(Square(margins.nearAxis + 1.01f))),
           clipped_(Splat(std::min(look.clipLevel, 1.0f) - 0.001f)) {}
 
-    HWY_INLINE void Key(const Sample* source, Sample* target, int width, const Ahead& ahead) const {
-        const std::size_t portions = width / kLanes + 1;
-        Fetcher read(ahead.read, portions);
-        Fetcher written(ahead.written, portions);
+    HWY_INLINE void Key(const Sample* source, Sample* target, int width) const {
+        const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
         Places places;
         int x = 0;
         for (; x + kLanes <= width; x += kLanes) {
-            read.Fetch();
-            written.Fetch();
+            // The row below in a packed frame; anywhere else this does no harm.
+            hwy::Prefetch(source + pitch + x * kElements);
             KeyAtAGlance(source, x, target, places);
             if (places.HasRoom()) continue;
             KeyClosely(screen_, source, places, target);
@@ -270,23 +269,22 @@ private:
 
 template <class Sample>
 void AgainstPlate(const KeyLook<Sample>& look, const Sample* source, PlanarRow plate,
-                  Sample* target, int width, const Ahead& ahead) {
+                  Sample* target, int width) {
     using Screen = PlanarScreen<Sample>;
-    RowKey<Sample, Screen>(look, kPlateMargins, Screen{plate}).Key(source, target, width, ahead);
+    RowKey<Sample, Screen>(look, kPlateMargins, Screen{plate}).Key(source, target, width);
 }
 
 template <class Sample>
 void AgainstPixels(const KeyLook<Sample>& look, const Sample* source, const Sample* plate,
-                   Sample* target, int width, const Ahead& ahead) {
+                   Sample* target, int width) {
     using Screen = InterleavedScreen<Sample>;
-    RowKey<Sample, Screen>(look, kPlateMargins, Screen{plate}).Key(source, target, width, ahead);
+    RowKey<Sample, Screen>(look, kPlateMargins, Screen{plate}).Key(source, target, width);
 }
 
 template <class Sample>
 void AgainstColor(const KeyLook<Sample>& look, const KeyAxis& axis, const Sample* source,
-                  Sample* target, int width, const Ahead& ahead) {
-    RowKey<Sample, OneScreen>(look, kColorMargins, OneScreen(axis))
-        .Key(source, target, width, ahead);
+                  Sample* target, int width) {
+    RowKey<Sample, OneScreen>(look, kColorMargins, OneScreen(axis)).Key(source, target, width);
 }
 
 }  // namespace

@@ -6,8 +6,6 @@
 #include <stdexcept>
 #include <variant>
 
-#include "settings/host_rows.h"
-
 namespace veltrane {
 
 namespace {
@@ -73,25 +71,6 @@ int HexDigit(char c) {
     return -1;
 }
 
-void Check(const Settings& settings, int width, int height) {
-    constexpr int kLongestSide = 65535;
-    if (width < 1 || height < 1 || width > kLongestSide || height > kLongestSide)
-        throw std::invalid_argument("frame must be 1 to 65535 pixels a side, not " +
-                                    std::to_string(width) + " x " + std::to_string(height));
-    const std::vector<std::string> problems = Problems(settings);
-    if (!problems.empty()) throw std::invalid_argument(problems.front());
-}
-
-Settings Snapped(Settings settings) {
-    settings.keyColor = SnapToByteSteps(settings.keyColor);
-    return settings;
-}
-
-/// Settings and sizes are checked beforehand; the keyer's own checks are no narrower.
-void ThrowUnlessDone(Status status) {
-    if (status != Status::kDone) throw std::invalid_argument("the keyer refuses these settings");
-}
-
 }  // namespace
 
 int ValueOf(const Settings& settings, const Parameter& parameter) {
@@ -147,34 +126,6 @@ std::optional<Color> ParseHexColor(std::string_view text) {
         bytes[i] = high * 16 + low;
     }
     return Color{bytes[0] / 255.0, bytes[1] / 255.0, bytes[2] / 255.0};
-}
-
-void Key(const Settings& settings, int width, int height, const std::uint16_t* source,
-         std::uint16_t* destination) {
-    Check(settings, width, height);
-    std::vector<std::uint16_t> smoothed;
-    if (settings.deBlocking) {
-        const std::size_t samples = std::size_t{4} * width * height;
-        smoothed.assign(source, source + samples);
-        source = smoothed.data();
-    }
-    ThrowUnlessDone(FinalCut(destination, source, width, height, Snapped(settings)));
-}
-
-void Key(const Settings& settings, int width, int height, const HostRows<std::uint16_t>& rows) {
-    Check(settings, width, height);
-    ThrowUnlessDone(FinalCut(rows, width, height, Snapped(settings)));
-}
-
-void Key(const Settings& settings, int width, int height, const HostRows<std::uint8_t>& rows) {
-    Check(settings, width, height);
-    ThrowUnlessDone(FinalCut(rows, width, height, Snapped(settings)));
-}
-
-void Key(const Settings& settings, int width, int height, const std::uint8_t* source,
-         std::uint8_t* destination) {
-    Check(settings, width, height);
-    ThrowUnlessDone(FinalCut(destination, width, height, source, width, height, Snapped(settings)));
 }
 
 }  // namespace veltrane

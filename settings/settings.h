@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "imaging/threads.h"
 #include "keyer/settings.h"
 #include "settings/parameters.h"
 
@@ -33,13 +34,13 @@ std::optional<Color> ParseHexColor(std::string_view text);
 /// rows, full scale 65535. Both frames hold width x height pixels, each side 1..65535, and do not
 /// overlap. The key colour is snapped with SnapToByteSteps. Throws std::invalid_argument for
 /// settings or sizes out of range and std::bad_alloc when memory runs out; at most two more frames
-/// are held during the call.
+/// are held during the call. Where threads are lent, they share the rows.
 void Key(const Settings& settings, int width, int height, const std::uint16_t* source,
-         std::uint16_t* destination);
+         std::uint16_t* destination, const Threads& threads = {});
 
 /// The same for 8 bits a channel in the order alpha, red, green, blue, full scale 255.
 void Key(const Settings& settings, int width, int height, const std::uint8_t* source,
-         std::uint8_t* destination);
+         std::uint8_t* destination, const Threads& threads = {});
 
 }  // namespace veltrane
 

@@ -11,7 +11,7 @@ extern "C" {
 #include <new>
 
 #include "hosts/frei0r/host_parameters.h"
-#include "settings/host_rows.h"
+#include "settings/frame_keyer.h"
 
 namespace {
 
@@ -50,13 +50,8 @@ void KeyFrame(const Instance& instance, const std::uint32_t* source, std::uint32
         SwapRedAndBlue(reinterpret_cast<const std::uint32_t*>(row), output + y * width, width);
     };
     try {
-        const std::size_t size = width * sizeof *source;
-        const auto pitch = static_cast<std::ptrdiff_t>(size);
-        const HostRows<std::uint8_t> rows{{source, pitch, size, instance.height},
-                                          {output, pitch, size, instance.height},
-                                          read,
-                                          write};
-        Key(instance.settings, instance.width, instance.height, rows);
+        Key<std::uint8_t>(instance.settings, instance.width, instance.height, {nullptr, read},
+                          {nullptr, write});
     } catch (...) {
         std::memmove(output, source, pixels * sizeof *output);
     }

@@ -7,7 +7,7 @@
 #include "hosts/ofx/controls.h"
 #include "hosts/ofx/pixels.h"
 #include "imaging/sample.h"
-#include "settings/host_rows.h"
+#include "settings/frame_keyer.h"
 
 namespace veltrane::ofx {
 
@@ -68,10 +68,7 @@ void RenderDepth(const Settings& settings, const Image& source, const Image& out
         WriteRow(keyed + std::ptrdiff_t{kElements} * (shared.x1 - frame.x1), premultiply,
                  output.Pixel<Component>(shared.x1, y), Width(shared));
     };
-    const bool isWhole = Width(shared) == Width(frame) && Height(shared) == Height(frame);
-    const RowMemory target = isWhole ? output.Rows<Component>(frame) : RowMemory{};
-    Key(settings, Width(frame), Height(frame),
-        HostRows<Sample>{source.Rows<Component>(frame), target, read, write});
+    Key<Sample>(settings, Width(frame), Height(frame), {nullptr, read}, {nullptr, write});
 }
 
 /// Calls the function with a component of the depth's type.

@@ -7,12 +7,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <thread>
 #include <type_traits>
 
 #include "imaging/cpu.h"
 #include "keyer/entry.h"
 #include "keyer/pipeline.h"
-#include "settings/host_rows.h"
+#include "settings/frame_keyer.h"
 #include "settings/settings.h"
 #include "tests/golden/digests.h"
 #include "tests/golden/shot.h"
@@ -72,10 +73,29 @@ template <class T>
 Frame<T> ByHostRows(const Case& c, const Frame<T>& source) {
     Frame<T> output(source.size());
     const std::size_t pitch = std::size_t{4} * c.width;
-    HostRows<T> rows{};
-    rows.read = [&](int y, T* row) { std::copy_n(&source[y * pitch], pitch, row); };
-    rows.write = [&](int y, const T* row) { std::copy_n(row, pitch, &output[y * pitch]); };
-    Key(c.settings, c.width, c.height, rows);
+    const RowSource<T> from{nullptr,
+                            [&](int y, T* row) { std::copy_n(&source[y * pitch], pitch, row); }};
+    const RowSink<T> to{nullptr,
+                        [&](int y, const T* row) { std::copy_n(row, pitch, &output[y * pitch]); }};
+    Key(c.settings, c.width, c.height, from, to);
+    return output;
+}
+
+/// In bands of any heights, each keyed by a thread of its own.
+template <class T>
+Frame<T> ByBands(const Case& c, const Frame<T>& source) {
+    Frame<T> output(source.size());
+    const auto sideBySide = [](int tasks, const std::function<void(int)>& task) {
+        std::vector<std::thread> threads;
+        for (int i = 0; i < tasks; ++i) threads.emplace_back(task, i);
+        for (std::thread& thread : threads) thread.join();
+    };
+    const FrameKeyer<T> keyer(c.settings, c.width, c.height, RowSource<T>{source.data()},
+                              {3, sideBySide});
+    const int borders[] = {0, c.height / 7, c.height / 7 + 1, c.height / 2, c.height};
+    sideBySide(4, [&](int i) {
+        keyer.Key({borders[i], borders[i + 1]}, RowSink<T>{output.data()});
+    });
     return output;
 }
 
@@ -285,6 +305,7 @@ protected:
         EXPECT_EQ(DigestOf(ByKey(c, source)), recorded.entry);
         EXPECT_EQ(DigestOf(ByEntry(c, source)), recorded.entry) << "by the entry";
         EXPECT_EQ(DigestOf(ByHostRows(c, source)), recorded.entry) << "by a host's rows";
+        EXPECT_EQ(DigestOf(ByBands(c, source)), recorded.entry) << "in bands";
         EXPECT_EQ(ByDriver(c, source, false), recorded.driver);
         EXPECT_EQ(ByDriver(c, source, true), recorded.fields);
     }

@@ -93,16 +93,19 @@ TEST(ResampleLevels, ReduceEverySampleOf16BitsExactly) {
     ForEachLevel(check);
 }
 
-/// All rows of an enlarger as the pixels of a frame.
-std::vector<Byte> Enlarge(const Scaling& s, const std::vector<Byte>& source) {
-    RowEnlarger made(source.data(), s.sourceWidth, s.sourceHeight, s.sourceWidth * 4, s.targetWidth,
-                     s.targetHeight, s.kernelType, s.lobes);
-    RowEnlarger rows = std::move(made);
+/// All rows of an enlargement as the pixels of a frame, made by enlargers of so many rows each.
+std::vector<Byte> Enlarge(const Scaling& s, const std::vector<Byte>& source, int rowsEach) {
+    const Enlargement enlargement(source.data(), s.sourceWidth, s.sourceHeight, s.sourceWidth * 4,
+                                  s.targetWidth, s.targetHeight, s.kernelType, s.lobes);
     std::vector<Byte> frame;
-    for (int y = 0; y < s.targetHeight; ++y) {
-        const PlanarRow row = rows.Next();
-        for (int x = 0; x < s.targetWidth; ++x)
-            frame.insert(frame.end(), {row.blue[x], row.green[x], row.red[x], 0});
+    for (int first = 0; first < s.targetHeight; first += rowsEach) {
+        RowEnlarger made(enlargement, first);
+        RowEnlarger rows = std::move(made);
+        for (int y = first; y < std::min(first + rowsEach, s.targetHeight); ++y) {
+            const PlanarRow row = rows.Next();
+            for (int x = 0; x < s.targetWidth; ++x)
+                frame.insert(frame.end(), {row.blue[x], row.green[x], row.red[x], 0});
+        }
     }
     return frame;
 }
@@ -121,30 +124,38 @@ TEST(RowEnlarger, GivesTheRowsOfTheWholeFrame) {
             return Resample(s, source,
                             std::vector<Byte>(size_t(s.targetWidth) * s.targetHeight * 4));
         });
-        const auto check = [&] { EXPECT_TRUE(Same(expected, Enlarge(s, source), s.targetWidth)); };
+        const int rowsEach = random(1, s.targetHeight);
+        const auto check = [&] {
+            EXPECT_TRUE(Same(expected, Enlarge(s, source, rowsEach), s.targetWidth));
+        };
         Plainly([&] { return check(), 0; });
         ForEachLevel(check);
         if (HasFailure()) return;
     }
 }
 
-TEST(ShrinkRows, AsksForRowsThatAreMadeOnceFromTheTop) {
+TEST(ShrinkRows, GivesTheSameRowsInAnyNumberOfBands) {
     Random random(74);
+    const auto oneByOneFromTheLast = [](int tasks, const std::function<void(int)>& task) {
+        while (tasks-- > 0) task(tasks);
+    };
     for (const Scaling& s : {Scaling{700, 90, 64, 17, 0, 2}, {33, 20, 33, 20, 0, 2}}) {
         const auto source = AnyFrame<Byte>(random, s.sourceWidth, s.sourceHeight);
-        std::vector<Byte> target(size_t(s.targetWidth) * s.targetHeight * 4, 5), row;
+        std::vector<Byte> target(size_t(s.targetWidth) * s.targetHeight * 4, 5);
         const auto expected = Resample(s, source, target);
-        int next = 0;
-        const auto make = [&](int y) {
-            EXPECT_EQ(y, next++);
-            const auto from = source.begin() + y * s.sourceWidth * 4;
-            row.assign(from, from + s.sourceWidth * 4);
-            return row.data();
-        };
-        const FrameRows<Byte> rows(make, {});
-        veltrane::ShrinkRows(rows, s.sourceWidth, s.sourceHeight, target.data(), s.targetWidth,
-                             s.targetHeight, s.targetWidth * 4, s.lobes);
-        EXPECT_TRUE(Same(expected, target, s.targetWidth));
+        for (const int bands : {1, 2, 5, 40}) {
+            int last = -1, jumps = 0;
+            const RowSource<Byte> rows{nullptr, [&](int y, Byte* row) {
+                                           jumps += y != last + 1;
+                                           last = y;
+                                           std::copy_n(&source[size_t(y) * s.sourceWidth * 4],
+                                                       s.sourceWidth * 4, row);
+                                       }};
+            veltrane::ShrinkRows(rows, s.sourceWidth, s.sourceHeight, target.data(), s.targetWidth,
+                                 s.targetHeight, s.lobes, {bands, oneByOneFromTheLast});
+            EXPECT_TRUE(Same(expected, target, s.targetWidth)) << bands;
+            EXPECT_LE(jumps, std::min(bands, s.targetHeight) - (bands == 1));
+        }
     }
 }
 

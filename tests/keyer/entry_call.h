@@ -2,7 +2,7 @@
 #define VELTRANE_TESTS_KEYER_ENTRY_CALL_H
 
 #include "keyer/entry_call.h"
-#include "keyer/final_cut.h"
+#include "keyer/settings.h"
 #include "tests/keyer/records.h"
 
 namespace veltrane::testing {

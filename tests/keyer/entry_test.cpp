@@ -125,12 +125,20 @@ TYPED_TEST(BothDepths, EntryLeavesFramesWithoutPixelsAlone) {
         }
     }
     EXPECT_EQ(output, std::vector<TypeParam>(8, 12));
-    Settings direct = kAllOn;  // would key a width of 65536 as one of 0, and call that done
-    direct.smoothBG = false;
-    std::vector<unsigned short> wide(65536 * 4), wideOutput(wide.size());
-    EXPECT_EQ(FinalCut(wideOutput.data(), wide.data(), 65536, 1, direct), Status::kRefused);
-    EXPECT_EQ(FinalCut(wideOutput.data(), wide.data(), 65535, 1, direct), Status::kDone);
     EXPECT_EQ(frame, std::vector<TypeParam>(8, 43));
+}
+
+TEST(Entry, RefusesFramesThatARecordCannotDescribe) {
+    Settings direct;  // would key a width of 65536 as one of 0, and call that done
+    direct.keyColor = {0, 1, 0};
+    direct.smoothBG = false;
+    const std::vector<unsigned short> wide(65536 * 4, 65535);
+    auto output = std::vector<unsigned short>(wide.size(), 7);
+    const auto untouched = output;
+    Enter(direct, output.data(), 65536, 1, wide.data(), 65536, 1);
+    EXPECT_EQ(output, untouched);
+    Enter(direct, output.data(), 65535, 1, wide.data(), 65535, 1);
+    EXPECT_NE(output, untouched);
 }
 
 TEST(Entry, BothDepthsAgree) {

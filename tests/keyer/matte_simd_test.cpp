@@ -102,12 +102,12 @@ std::vector<T> KeyAllWays(const Record<T>& record, const Row<T>& row) {
         std::fill_n(target, row.source.size(), T{0x5B});
         EXPECT_EQ(memory, std::vector<T>(memory.size(), T{0x5B}));
     };
-    add([&](T* to) { rows.againstPlate(look, source, row.Planes(), to, row.width, {}); });
-    add([&](T* to) { rows.againstPixels(look, source, row.pixels.data(), to, row.width, {}); });
-    add([&](T* to) { rows.againstColor(look, axis, source, to, row.width, {}); });
+    add([&](T* to) { rows.againstPlate(look, source, row.Planes(), to, row.width); });
+    add([&](T* to) { rows.againstPixels(look, source, row.pixels.data(), to, row.width); });
+    add([&](T* to) { rows.againstColor(look, axis, source, to, row.width); });
     add([&](T* to) {
         std::copy(row.source.begin(), row.source.end(), to);
-        rows.againstPlate(look, to, row.Planes(), to, row.width, {});
+        rows.againstPlate(look, to, row.Planes(), to, row.width);
     });
     return results;
 }
@@ -150,9 +150,8 @@ TYPED_TEST(BothDepths, APlanarPlateIsTheInterleavedOne) {
     const auto record = DefaultRecord<T>(row.source, planar, row.width, 1);
     const KeyLook<T> look(record);
     const KeyRows<T>& rows = KeyRowsInUse<T>();
-    rows.againstPlate(look, row.source.data(), row.Planes(), planar.data(), row.width, {});
-    rows.againstPixels(look, row.source.data(), row.pixels.data(), interleaved.data(), row.width,
-                       {});
+    rows.againstPlate(look, row.source.data(), row.Planes(), planar.data(), row.width);
+    rows.againstPixels(look, row.source.data(), row.pixels.data(), interleaved.data(), row.width);
     EXPECT_TRUE(Same(interleaved, planar, row.width));
 }
 

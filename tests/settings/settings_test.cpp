@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "keyer/entry.h"
-#include "settings/host_rows.h"
+#include "settings/frame_keyer.h"
 
 namespace veltrane {
 namespace {
@@ -86,7 +86,7 @@ TEST(Key, PassesOnWhatRowFunctionsThrow) {
                     written.push_back(y);
                 };
                 try {
-                    Key(s, kSide, kSide, HostRows<std::uint16_t>{{}, {}, read, write});
+                    Key<std::uint16_t>(s, kSide, kSide, {nullptr, read}, {nullptr, write});
                     ADD_FAILURE() << "nothing was thrown";
                 } catch (const HostFailure& failure) {
                     EXPECT_EQ(failure.row, last);

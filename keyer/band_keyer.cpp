@@ -1,0 +1,184 @@
+#include "keyer/band_keyer.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "imaging/chroma_smooth.h"
+#include "imaging/matte_plane.h"
+#include "keyer/background_model.h"
+
+namespace veltrane {
+namespace {
+
+/// A band of a frame and so many rows more at both ends, as far as there are any.
+Band Widened(Band band, int rows, int height) {
+    return {std::max(band.first - rows, 0), std::min(band.end + rows, height)};
+}
+
+/// How many rows away a sample of the keyed matte can change one of the refined matte.
+template <class Record>
+int MatteReach(const Record& p) {
+    return p.contractMask + p.maskBlurRadius;
+}
+
+/// The rows of a band as they are keyed: de-blocked where the record asks for it.
+template <class Sample>
+class SourceRows {
+public:
+    SourceRows(const typename Depth<Sample>::Record& p, const RowSource<Sample>& source, Band band)
+        : reader_(source, p.width), pitch_(static_cast<std::size_t>(p.width) * kElements) {
+        if (p.deblockValue == 0) return;
+        const Band read = Widened(band, p.deblockValue, p.height);
+        smoothed_ = MakeBuffer<Sample>(pitch_ * read.Height());
+        first_ = read.first;
+        for (int y = read.first; y < read.end; ++y)
+            std::copy_n(reader_(y), pitch_, smoothed_.get() + (y - first_) * pitch_);
+        SmoothChroma(p.width, read.Height(), smoothed_.get(), p.deblockValue);
+    }
+
+    /// Row y, until another one is asked for.
+    const Sample* operator()(int y) {
+        return smoothed_ ? smoothed_.get() + (y - first_) * pitch_ : reader_(y);
+    }
+    /// The same as the user gave it.
+    const Sample* Given(int y) {
+        return Depth<Sample>::kSmoothsTransparent ? (*this)(y) : reader_(y);
+    }
+
+private:
+    RowReader<Sample> reader_;
+    std::size_t pitch_;
+    std::unique_ptr<Sample[]> smoothed_;
+    int first_ = 0;
+};
+
+/// Where the rows of a band are keyed: the target's memory, or some of the band's own that holds
+/// all of them or, where nothing is done to them later, one.
+template <class Sample>
+class TargetRows {
+public:
+    TargetRows(const RowTarget<Sample>& target, Band band, std::size_t pitch, bool keepsAll)
+        : packed_(target.packed),
+          band_(band),
+          pitch_(pitch),
+          keeps_(packed_ == nullptr && keepsAll),
+          own_(MakeBuffer<Sample>(keeps_ ? pitch * (band.Height() + 1) : pitch)) {}
+
+    Sample* operator()(int y) const {
+        if (y < band_.first || y >= band_.end) return own_.get();
+        if (packed_ != nullptr) return packed_ + y * pitch_;
+        return keeps_ ? own_.get() + (y - band_.first + 1) * pitch_ : own_.get();
+    }
+
+private:
+    Sample* packed_;
+    Band band_;
+    std::size_t pitch_;
+    bool keeps_;
+    std::unique_ptr<Sample[]> own_;  ///< first the row that rows beyond the band share
+};
+
+}  // namespace
+
+template <class Sample>
+BandKeyer<Sample>::BandKeyer(const Record& p, const RowSource<Sample>& source,
+                             const Threads& threads)
+    : p_(p),
+      look_(p),
+      axis_(SampleToYiq(p.keyR[0], p.keyG[0], p.keyB[0]), look_.neutral, kColorMargins),
+      rows_(KeyRowsInUse<Sample>()) {
+    if (p.smoothBG == 0) return;
+    ReducedPlate plate = ModelPlate<Sample>(p, source, threads);
+    plate_ = std::move(plate.pixels);
+    enlargement_.emplace(plate_.get(), plate.width, plate.height, plate.width * kElements, p.width,
+                         p.height, 0, 1);
+}
+
+template <class Sample>
+int BandKeyer<Sample>::LeastHeight() const {
+    return 2 * (MatteReach(p_) + p_.deblockValue) + 1;
+}
+
+template <class Sample>
+void BandKeyer<Sample>::KeyRow(const Sample* source, RowEnlarger* enlarger, Sample* target) const {
+    if (enlarger != nullptr) {
+        rows_.againstPlate(look_, source, enlarger->Next(), target, p_.width);
+    } else {
+        rows_.againstColor(look_, axis_, source, target, p_.width);
+    }
+}
+
+template <class Sample>
+void BandKeyer<Sample>::Key(Band band, const RowSource<Sample>& source,
+                            const RowTarget<Sample>& target) const {
+    const std::size_t width = p_.width;
+    const bool refines = RefinesMatte(p_);
+    const Band keyed = Widened(band, MatteReach(p_), p_.height);
+    SourceRows<Sample> rows(p_, source, keyed);
+    const TargetRows<Sample> targets(target, band, width * kElements, refines);
+    std::optional<RowEnlarger> enlarger;
+    if (enlargement_) enlarger.emplace(*enlargement_, keyed.first);
+    const auto matte = MakeBuffer<Sample>(refines ? width * keyed.Height() : 0);
+    for (int y = keyed.first; y < keyed.end; ++y) {
+        Sample* row = targets(y);
+        KeyRow(rows(y), enlarger ? &*enlarger : nullptr, row);
+        if (refines) {
+            TakeMatte(row, matte.get() + (y - keyed.first) * width, p_.width);
+        } else if (target.take) {
+            target.take(y, rows.Given(y), row);
+        }
+    }
+    if (!refines) return;
+    RefineMatte<Sample>(p_, keyed.Height(), matte.get());
+    for (int y = band.first; y < band.end; ++y) {
+        Sample* row = targets(y);
+        PutMatte(matte.get() + (y - keyed.first) * width, row, p_.width);
+        if (target.take) target.take(y, rows.Given(y), row);
+    }
+}
+
+template <class Sample>
+void RefineMatte(const typename Depth<Sample>::Record& p, int height, Sample* matte) {
+    if (p.contractMask != 0) {
+        ContractMatte(p.width, height, matte, p.contractMask,
+                      p.contractThreshold * (kFullScale<Sample> / 255));
+    }
+    if (p.maskBlurRadius != 0) {
+        SoftenMatte(p.width, height, matte, p.maskBlurRadius, p.maskBlurValue, p.maskBlurMode);
+    }
+}
+
+template void RefineMatte(const VELTRANE_Param16bit&, int, unsigned short*);
+template void RefineMatte(const VELTRANE_Param&, int, unsigned char*);
+
+template class BandKeyer<unsigned short>;
+template class BandKeyer<unsigned char>;
+
+template <class Sample>
+void SmoothSourceChroma(const typename Depth<Sample>::Record& p) {
+    SmoothChroma(p.width, p.height, const_cast<Sample*>(p.src), p.deblockValue);
+}
+
+template void SmoothSourceChroma<unsigned short>(const VELTRANE_Param16bit&);
+template void SmoothSourceChroma<unsigned char>(const VELTRANE_Param&);
+
+template <class Sample>
+Status KeyRecord(const typename Depth<Sample>::Record& p, decltype(RowTarget<Sample>::take) take) {
+    const bool againstModel = p.smoothBG != 0;
+    if (p.width == 0 || p.height == 0) return againstModel ? Status::kRefused : Status::kDone;
+    auto smoothed = p;
+    smoothed.deblockValue = 0;
+    const RowSource<Sample> source{p.src};
+    if (p.deblockValue != 0 && !againstModel) SmoothSourceChroma<Sample>(p);
+    const BandKeyer<Sample> keyer(smoothed, source);
+    if (p.deblockValue != 0 && againstModel) SmoothSourceChroma<Sample>(p);
+    keyer.Key({0, p.height}, source, {p.dst, std::move(take)});
+    return Status::kDone;
+}
+
+template Status KeyRecord<unsigned short>(const VELTRANE_Param16bit&,
+                                          decltype(RowTarget<unsigned short>::take));
+template Status KeyRecord<unsigned char>(const VELTRANE_Param&,
+                                         decltype(RowTarget<unsigned char>::take));
+
+}  // namespace veltrane

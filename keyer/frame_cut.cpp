@@ -1,0 +1,93 @@
+#include "keyer/frame_cut.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "keyer/entry.h"
+
+namespace veltrane {
+namespace {
+
+template <class T>
+void SetPair(T (&pair)[2], double value) {
+    pair[0] = pair[1] = static_cast<T>(RoundHalfUp(value));
+}
+
+unsigned short WhenOn(bool on, int value) {
+    return static_cast<unsigned short>(on ? value : 0);
+}
+
+}  // namespace
+
+bool IsKeyChosen(const Settings& s) {
+    const Color& key = s.keyColor;
+    return key.red * 255 > 1.0 || key.green * 255 > 1.0 || key.blue * 255 > 1.0;
+}
+
+template <class Sample>
+typename Depth<Sample>::Record MakeRecord(const Settings& s, int width, int height) {
+    constexpr double kFull = kFullScale<Sample>;
+    typename Depth<Sample>::Record r{};
+    r.width = static_cast<unsigned short>(width);
+    r.height = static_cast<unsigned short>(height);
+    SetPair(r.keyR, s.keyColor.red * kFull);
+    SetPair(r.keyG, s.keyColor.green * kFull);
+    SetPair(r.keyB, s.keyColor.blue * kFull);
+    SetPair(r.screenGain, toValue(30, 0, s.screenGain));
+    SetPair(r.shadow, toValue(100, 0, s.shadow));
+    SetPair(r.skinHue, toValue2(170, 120, s.skinHue));
+    SetPair(r.blueHue, toValue2(330, 250, s.blueHue));
+    SetPair(r.despillGray, toValue(100, 0, s.despillGray));
+    SetPair(r.despillSkin, toValue(50, 0, s.despillSkin));
+    SetPair(r.despillBlue, toValue(50, 0, s.despillBlue));
+    r.deblockValue = WhenOn(s.deBlocking, s.deBlockValue);
+    r.contractMask = WhenOn(s.edgeContract, s.contractMask);
+    r.contractThreshold = WhenOn(s.edgeContract, s.contractThreshold);
+    r.smoothBG = static_cast<unsigned int>(s.smoothBG);
+    r.maskBlurRadius = WhenOn(s.edgeBlur, s.maskBlurRadius);
+    r.maskBlurValue = WhenOn(s.edgeBlur, s.maskBlurValue);
+    return r;
+}
+
+template VELTRANE_Param16bit MakeRecord<unsigned short>(const Settings&, int, int);
+template VELTRANE_Param MakeRecord<unsigned char>(const Settings&, int, int);
+
+template <class Sample>
+FrameCut<Sample>::FrameCut(const Settings& s, int width, int height, RowSource<Sample> source,
+                           const Threads& threads)
+    : width_(width),
+      source_(std::move(source)),
+      showsSource_(s.view == View::Source),
+      finish_(FinishFor<Sample>(s)) {
+    if (!showsSource_ && IsKeyChosen(s))
+        keyer_.emplace(MakeRecord<Sample>(s, width, height), source_, threads);
+}
+
+template <class Sample>
+void FrameCut<Sample>::Key(Band band, const RowSink<Sample>& sink) const {
+    if (!keyer_) return PassOn(band, sink);
+    const auto take = [&](int y, const Sample* source, Sample* row) {
+        finish_(source, row, width_);
+        if (sink.packed == nullptr) sink.write(y, row);
+    };
+    keyer_->Key(band, source_, {sink.packed, take});
+}
+
+template <class Sample>
+void FrameCut<Sample>::PassOn(Band band, const RowSink<Sample>& sink) const {
+    const std::size_t pitch = static_cast<std::size_t>(width_) * kElements;
+    RowReader<Sample> source(source_, width_);
+    std::vector<Sample> own(sink.packed == nullptr ? pitch : 0);
+    for (int y = band.first; y < band.end; ++y) {
+        Sample* row = sink.packed == nullptr ? own.data() : sink.packed + y * pitch;
+        std::copy_n(source(y), pitch, row);
+        if (!showsSource_) finish_(row, row, width_);
+        if (sink.packed == nullptr) sink.write(y, row);
+    }
+}
+
+template class FrameCut<unsigned short>;
+template class FrameCut<unsigned char>;
+
+}  // namespace veltrane

@@ -1,0 +1,52 @@
+#ifndef VELTRANE_KEYER_FRAME_CUT_H
+#define VELTRANE_KEYER_FRAME_CUT_H
+
+#include <optional>
+
+#include "keyer/band_keyer.h"
+#include "keyer/finish.h"
+#include "keyer/settings.h"
+
+namespace veltrane {
+
+/// Whether a colour is chosen to key with: one at or below one step of 255 in every channel, such
+/// as the default black, means that none has been picked.
+bool IsKeyChosen(const Settings& settings);
+
+/// The record of a frame without its pixels.
+template <class Sample>
+typename Depth<Sample>::Record MakeRecord(const Settings& settings, int width, int height);
+
+template <class Sample>
+RowFinish<Sample> FinishFor(const Settings& settings) {
+    return RowFinish<Sample>(settings.clipBlack, settings.clipWhite, settings.view == View::Matte);
+}
+
+/// Settings applied to a frame from its source to the rows that the user gets, in bands as
+/// BandKeyer has them. Settings and sides must lie within their ranges.
+template <class Sample>
+class FrameCut {
+public:
+    /// Looks at the whole frame. The source is kept; its memory must stay. Throws std::bad_alloc.
+    FrameCut(const Settings& settings, int width, int height, RowSource<Sample> source,
+             const Threads& threads = {});
+
+    /// Reads a row for the last time just before it is written. Throws std::bad_alloc.
+    void Key(Band band, const RowSink<Sample>& sink) const;
+
+    /// As BandKeyer's.
+    int LeastHeight() const { return keyer_ ? keyer_->LeastHeight() : 1; }
+
+private:
+    void PassOn(Band band, const RowSink<Sample>& sink) const;
+
+    int width_;
+    RowSource<Sample> source_;
+    bool showsSource_;
+    RowFinish<Sample> finish_;
+    std::optional<BandKeyer<Sample>> keyer_;  ///< nothing where rows pass unkeyed
+};
+
+}  // namespace veltrane
+
+#endif
