@@ -1,11 +1,8 @@
 #include <OpenImageIO/filesystem.h>
 #include <OpenImageIO/imageio.h>
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <array>
-#include <ctime>
 #include <mutex>
 
 #include "media/atomic_file.h"
@@ -78,20 +75,9 @@ private:
     bool half_;
     int width_;
     int height_;
-    std::string dateTime_;
     std::mutex mutex_;
     std::optional<std::int64_t> still_;
 };
-
-/// In the form of the metadata "DateTime"; empty where there is no such file.
-std::string ModificationTime(const std::string& path) {
-    struct stat status;
-    struct tm parts;
-    if (::stat(path.c_str(), &status) != 0 || !::gmtime_r(&status.st_mtime, &parts)) return {};
-    char text[32];
-    std::strftime(text, sizeof text, "%Y:%m:%d %H:%M:%S", &parts);
-    return text;
-}
 
 Transfer TransferFor(const Format& format, Transfer asked, const Info& source) {
     if (asked != Transfer::Automatic) return asked;
@@ -111,8 +97,7 @@ ImageWriter::ImageWriter(const std::string& path, const WriteOptions& options, c
                       std::string_view(format_.name) == "openexr")),
       half_(source.details && source.details->isHalf),
       width_(source.width),
-      height_(source.height),
-      dateTime_(ModificationTime(source.path)) {
+      height_(source.height) {
     if (!sequence_ && source.frameCount.value_or(1) != 1) {
         Fail(path, "holds one frame; for more name a sequence such as frame.%04d" +
                        std::string(format_.extension));
@@ -175,10 +160,9 @@ OIIO::ImageSpec ImageWriter::SpecFor(const Frame& result, const Origin* origin) 
             spec.y = spec.full_y = metadata.originY;
         }
     }
-    // Else the libraries write the time of day, and the same frame gives another file each time.
-    if (!dateTime_.empty() && !spec.find_attribute("DateTime")) {
-        spec.attribute("DateTime", dateTime_);
-    }
+    // Where there is no date the library writes the time of day, and the same frame gives another
+    // file each time; one of the wrong type it passes over.
+    if (!spec.find_attribute("DateTime")) spec.attribute("DateTime", 0);
     spec.attribute("oiio:ColorSpace", transfer_ == Transfer::Linear ? "Linear" : "sRGB");
     if (!premultiplied_ || std::string_view(format_.name) == "png") {
         spec.attribute("oiio:UnassociatedAlpha", 1);

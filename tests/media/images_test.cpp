@@ -120,6 +120,7 @@ TEST_F(ImagesTest, MetadataAndWindowsAreCarriedOver) {
     OIIO::set_roi(spec, OIIO::ROI(12, 15, 19, 21));
     OIIO::set_roi_full(spec, OIIO::ROI(10, 14, 20, 23));
     spec.attribute("Artist", "someone");
+    spec.attribute("DateTime", "2001:02:03 04:05:06");
     spec.attribute("compression", "dwaa");
     Store("m.exr", spec, std::vector<float>(18, 1.0f));
     const Pixels pixels = ReadFrame(Path("m.exr"), 1).pixels;
@@ -131,8 +132,12 @@ TEST_F(ImagesTest, MetadataAndWindowsAreCarriedOver) {
         Convert("m.exr", name);
         const ImageSpec written = OIIO::ImageInput::open(Path(name))->spec();
         EXPECT_EQ(written.get_string_attribute("Artist"), "someone") << name;
+        EXPECT_EQ(written.get_string_attribute("DateTime"), "2001:02:03 04:05:06") << name;
         EXPECT_EQ(written.get_string_attribute("compression"), "zip") << name;
         EXPECT_EQ(written.full_x * 100 + written.full_y, name[2] == 'e' ? 1020 : 0);
+        // The time of day would make each run's file another.
+        Write(name, {MakeFrame(4, 4)});
+        EXPECT_FALSE(OIIO::ImageInput::open(Path(name))->spec().find_attribute("DateTime")) << name;
     }
 }
 
