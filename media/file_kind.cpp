@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string_view>
+#include <system_error>
 
 #include "media/fail.h"
 
@@ -30,6 +31,8 @@ std::string ImageFormatOf(const std::string& path) {
         {"XPDS"sv, "dpx"},
         {"\xff\xd8\xff"sv, "jpeg"},
     };
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) return {};  // opening a pipe may never end
     char bytes[8] = {};
     std::ifstream(path, std::ios::binary).read(bytes, sizeof bytes);
     for (const Signature& signature : kSignatures) {

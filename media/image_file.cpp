@@ -5,9 +5,14 @@
 #include <cstring>
 #include <mutex>
 #include <string_view>
+#include <type_traits>
 
+#include "media/exr_layout.h"
+#include "media/file_bytes.h"
 #include "media/file_kind.h"
 #include "media/image_integrity.h"
+#include "media/png_reader.h"
+#include "media/tiff_file.h"
 #include "media/transfer.h"
 
 namespace veltrane::media {
@@ -30,6 +35,7 @@ struct OpenImage {
     bool isFloat = false;
     bool isHalf = false;
     bool premultiplied = false;
+    TiffLayout tiff;  ///< of a TIFF
     Transfer transfer = Transfer::None;
     Turn turn;
 
@@ -66,8 +72,18 @@ Channels OrderedChannels(const OIIO::ImageSpec& spec) {
     return {0, 0, 0, 1, 2, spec.nchannels > 3 ? 3 : -1};
 }
 
-Channels ChannelsOf(const std::string& path, const OIIO::ImageSpec& spec, bool named) {
-    Channels found = named ? NamedChannels(path, spec) : OrderedChannels(spec);
+/// A TIFF's extra samples are alpha only where it says so.
+Channels TiffChannels(const OIIO::ImageSpec& spec, const TiffLayout& layout) {
+    Channels found = layout.grey ? Channels{} : OrderedChannels(spec);
+    found.alpha = layout.alpha;
+    return found;
+}
+
+Channels ChannelsOf(const std::string& path, const OpenImage& image) {
+    const OIIO::ImageSpec& spec = image.spec();
+    Channels found = OrderedChannels(spec);
+    if (image.format == "openexr") found = NamedChannels(path, spec);
+    if (image.format == "tiff") found = TiffChannels(spec, image.tiff);
     auto [first, last] = std::minmax({found.red, found.green, found.blue});
     if (found.alpha >= 0) {
         first = std::min(first, found.alpha);
@@ -96,15 +112,16 @@ void FindSampleType(OpenImage& image) {
 
 bool StoredPremultiplied(const OpenImage& image, Association association) {
     if (association != Association::Automatic) return association == Association::Premultiplied;
-    if (image.format == "openexr") return true;
-    return image.format == "tiff" && !image.spec().get_int_attribute("oiio:UnassociatedAlpha");
+    return image.format == "openexr" || image.tiff.premultiplied;
 }
 
 OpenImage OpenImageFile(const std::string& path, const ReadOptions& options) {
     PrepareImageLibrary();
     OpenImage image;
     image.format = ImageFormatOf(path);
-    if (const auto damage = StructuralDamage(path, image.format)) Fail(path, *damage);
+    if (image.format.empty()) Fail(path, "is no image that can be read");
+    if (image.format == "tiff") image.tiff = TiffFile(path).Layout();
+    CheckStructure(path, image.format);
     image.input = OIIO::ImageInput::create(image.format);
     if (!image.input) Fail(path, ImageErrorText(OIIO::geterror(), path, "is no image"));
     OIIO::ImageSpec config;
@@ -118,8 +135,13 @@ OpenImage OpenImageFile(const std::string& path, const ReadOptions& options) {
     CheckSize(path, spec.width, spec.height);
     CheckSize(path, spec.full_width, spec.full_height);
     const bool isExr = image.format == "openexr";
-    image.channels = ChannelsOf(path, spec, isExr);
+    if (isExr) CheckExr(path, spec);
+    image.channels = ChannelsOf(path, image);
     FindSampleType(image);
+    const int colour = image.channels.first + image.channels.red;
+    if (isExr && !IsFloating(spec.channelformat(colour))) {
+        Fail(path, "holds whole numbers, which have no known white");
+    }
     image.premultiplied =
         image.channels.alpha >= 0 && StoredPremultiplied(image, options.association);
     image.transfer = options.transfer;
@@ -189,10 +211,25 @@ std::shared_ptr<const ImageMetadata> MetadataOf(const OpenImage& image) {
     return metadata;
 }
 
+std::vector<std::uint16_t> PngSamples(const std::string& path, const OIIO::ImageSpec& spec) {
+    const Bytes file = ReadAll(path);
+    return PngReader(path, file).Samples(spec.width, spec.height, spec.nchannels);
+}
+
+template <typename Sample>
+std::vector<Sample> FromShorts(std::vector<std::uint16_t> shorts) {
+    if constexpr (std::is_same_v<Sample, std::uint16_t>) return shorts;
+    std::vector<Sample> samples(shorts.size());
+    std::transform(shorts.begin(), shorts.end(), samples.begin(),
+                   [](std::uint16_t value) { return static_cast<Sample>(value) / 65535; });
+    return samples;
+}
+
 template <typename Sample>
 std::vector<Sample> ReadSamples(const std::string& path, const OpenImage& image) {
     const OIIO::ImageSpec& spec = image.spec();
     const Channels& channels = image.channels;
+    if (image.format == "png") return FromShorts<Sample>(PngSamples(path, spec));
     std::vector<Sample> samples(std::size_t(spec.width) * spec.height * channels.count);
     if (!image.input->read_image(0, 0, channels.first, channels.first + channels.count,
                                  OIIO::BaseTypeFromC<Sample>::value, samples.data())) {
@@ -222,7 +259,11 @@ void PlacePixels(const OpenImage& image, const std::vector<Sample>& samples,
 void ReadIntegers(const std::string& path, const OpenImage& image, const Placement& placement,
                   Frame& frame) {
     const Channels& channels = image.channels;
-    const auto samples = ReadSamples<std::uint16_t>(path, image);
+    auto samples = ReadSamples<std::uint16_t>(path, image);
+    // Of up to 8 bits the library does it.
+    if (image.tiff.whiteIsZero && image.tiff.bits > 8) {
+        for (std::uint16_t& sample : samples) sample = static_cast<std::uint16_t>(65535 - sample);
+    }
     PlacePixels(image, samples, placement, [&](std::size_t index, const std::uint16_t* stored) {
         std::uint16_t* pixel = frame.pixels.data() + index * 4;
         pixel[0] = stored[channels.blue];
@@ -285,6 +326,7 @@ void PrepareImageLibrary() {
     std::call_once(once, [] {
         OIIO::attribute("threads", 1);
         OIIO::attribute("exr_threads", -1);
+        OIIO::attribute("debug", 0);  // else it writes to the standard error stream
     });
 }
 
@@ -327,6 +369,7 @@ Info DescribeImage(const std::string& path, const ReadOptions& options) {
 
 Frame ReadImage(const std::string& path, std::int64_t number, const ReadOptions& options) {
     const OpenImage image = OpenImageFile(path, options);
+    CheckPixelData(path, image.format);
     const Placement placement(image.turn, image.spec().full_width, image.spec().full_height);
     Frame frame;
     frame.width = placement.width;

@@ -1,15 +1,21 @@
 #ifndef VELTRANE_MEDIA_IMAGE_INTEGRITY_H
 #define VELTRANE_MEDIA_IMAGE_INTEGRITY_H
 
-#include <optional>
 #include <string>
 
 namespace veltrane::media {
 
-/// What is wrong with the structure of a PNG, JPEG or DPX file, or null. Their libraries make up
-/// the missing part of a picture or write to the standard error stream, so damage has to be found
-/// before they see it. Files of other formats are not judged.
-std::optional<std::string> StructuralDamage(const std::string& path, const std::string& format);
+// The image library and those below it make up the missing part of a picture, take samples for
+// what they are not, ask for the memory that a header claims, or write to the standard error
+// stream. So a file is judged before they see it.
+
+/// Throws Error for a file of the format whose structure is damaged, that is too small for the
+/// picture it claims to hold, or whose samples are of a kind that would be read wrongly.
+void CheckStructure(const std::string& path, const std::string& format);
+
+/// Throws Error when compressed pixels disagree with their checksum; for formats where the one that
+/// decompresses does not tell.
+void CheckPixelData(const std::string& path, const std::string& format);
 
 }  // namespace veltrane::media
 

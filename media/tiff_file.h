@@ -1,0 +1,68 @@
+#ifndef VELTRANE_MEDIA_TIFF_FILE_H
+#define VELTRANE_MEDIA_TIFF_FILE_H
+
+#include <tiffio.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace veltrane::media {
+
+/// What the samples of a TIFF's picture are.
+struct TiffLayout {
+    int alpha = -1;              ///< the sample that holds it, or -1
+    bool premultiplied = false;  ///< colour is stored multiplied by alpha
+    bool grey = false;           ///< the first sample is grey; else red, green and blue come first
+    bool whiteIsZero = false;
+    int bits = 0;  ///< a sample
+};
+
+/// The first picture of a TIFF: which samples it holds, and whether its data is whole. What is
+/// stored lies in chunks, each a strip or a tile of one plane, compressed by itself.
+class TiffFile {
+public:
+    /// Reads the directory. Throws Error when it cannot be read.
+    explicit TiffFile(const std::string& path);
+
+    /// Throws Error for a picture that is not grey, a palette's or RGB, or whose samples are not of
+    /// a kind that can be keyed.
+    TiffLayout Layout() const;
+    /// Throws Error unless every chunk lies within the file and is long enough for what it has to
+    /// hold; so no more memory is taken than a file of its size may ask for.
+    void CheckExtents();
+    /// Throws Error unless every chunk decompresses to its full length and agrees with the checksum
+    /// that zip adds to it.
+    void CheckData();
+
+private:
+    struct Closer {
+        void operator()(TIFF* file) const { TIFFClose(file); }
+    };
+    static int KeepError(TIFF* file, void* self, const char* module, const char* format,
+                         va_list arguments);
+    static int KeepWarning(TIFF* file, void* self, const char* module, const char* format,
+                           va_list arguments);
+
+    std::uint32_t Number(std::uint32_t tag, std::uint32_t otherwise) const;
+    std::uint32_t ChunkCount() const;
+    std::uint64_t ChunkSize(std::uint32_t chunk) const;
+    void CheckSamples() const;
+    void CheckOrder() const;
+    void FindAlpha(int colours, TiffLayout& layout) const;
+    bool IsWhole(std::uint32_t chunk, std::vector<std::uint8_t>& stored,
+                 std::vector<std::uint8_t>& decoded);
+    bool Unzips(std::uint32_t chunk, std::vector<std::uint8_t>& stored) const;
+    bool Decodes(std::uint32_t chunk, std::vector<std::uint8_t>& decoded);
+
+    std::string path_;
+    std::uint64_t fileSize_ = 0;
+    bool complained_ = false;  ///< the library found an error
+    bool warned_ = false;
+    std::unique_ptr<TIFF, Closer> file_;
+};
+
+}  // namespace veltrane::media
+
+#endif

@@ -1,0 +1,106 @@
+#include <optional>
+
+#include "media_support.h"
+
+namespace veltrane::media {
+namespace {
+
+class DamageTest : public MediaTest {
+protected:
+    void Put(const std::string& name, const std::string& bytes) const {
+        std::ofstream(Path(name), std::ios::binary) << bytes;
+    }
+
+    /// What is read: all pixels one after another, or nothing where the file is refused.
+    std::optional<Pixels> PixelsOf(const std::string& name) const {
+        Pixels all;
+        const std::string error = ErrorOf([&] {
+            for (const Frame& frame : Read(name)) {
+                all.insert(all.end(), frame.pixels.begin(), frame.pixels.end());
+            }
+        });
+        if (!error.empty()) {
+            EXPECT_TRUE(error.starts_with(name + ": ")) << error;
+            return std::nullopt;
+        }
+        return all;
+    }
+
+    bool IsKept(const std::string& name) const {
+        const Frame frame = MakeFrame(kWidth, kHeight);
+        const auto writer = Create(Path(name), {.resume = true}, InfoFor(frame));
+        return writer->Has(1);
+    }
+
+    static constexpr int kWidth = 61, kHeight = 47;
+};
+
+void PutNumber(std::string& bytes, std::size_t at, std::uint32_t value, int count) {
+    for (int i = 0; i < count; ++i) bytes[at + i] = static_cast<char>(value >> 8 * i);
+}
+
+/// A grey TIFF whose directory stands before its one uncompressed strip.
+std::string DirectoryFirst(std::uint32_t side) {
+    const std::pair<int, std::uint32_t> entries[] = {{256, side}, {257, side},       {258, 8},
+                                                     {259, 1},    {262, 1},          {273, 110},
+                                                     {278, side}, {279, side * side}};
+    std::string bytes(110, '\0');
+    bytes.replace(0, 4, std::string("II*\0", 4));
+    PutNumber(bytes, 4, 8, 4);
+    PutNumber(bytes, 8, 8, 2);
+    std::size_t at = 10;
+    for (const auto& [tag, value] : entries) {
+        PutNumber(bytes, at, static_cast<std::uint32_t>(tag), 2);
+        PutNumber(bytes, at + 2, 4, 2);
+        PutNumber(bytes, at + 4, 1, 4);
+        PutNumber(bytes, at + 8, value, 4);
+        at += 12;
+    }
+    for (std::uint32_t i = 0; i < side * side; ++i) bytes += static_cast<char>(1 + i % 255);
+    return bytes;
+}
+
+TEST_F(DamageTest, WhatIsReadIsWholeAndResumeKeepsNothingElse) {
+    const struct {
+        const char* name;
+        double covered;  ///< the share from which on checksums cover the pixels; 1 where none do
+        int cuts = 60, flips = 200;
+    } files[] = {{"a.png", 0},    {"a.tif", 0}, {"lzw.tif", 1}, {"plain.tif", 1},
+                 {"a.exr", 0.25}, {"a.jpg", 1}, {"a.dpx", 1},   {"a.mkv", 1, 6, 20}};
+    const Frame frame = MakeFrame(kWidth, kHeight);
+    for (const char* name : {"a.png", "a.tif", "a.exr"}) Write(name, {frame});
+    Write("a.jpg", {frame}, {.opaque = true});
+    Write("a.mkv", {frame, frame});
+    Ffmpeg("-i a.png -pix_fmt rgb24 -compression_algo lzw lzw.tif");
+    Ffmpeg("-i a.png -pix_fmt gbrp10be a.dpx");
+    Put("plain.tif", DirectoryFirst(61));
+    for (const auto& file : files) {
+        const std::string name = file.name, whole = Bytes(name);
+        const auto pixels = PixelsOf(name);
+        ASSERT_TRUE(pixels) << name;
+        std::mt19937 random(7);
+        for (int i = 0; i < file.cuts; ++i) {
+            Put(name, whole.substr(0, whole.size() - 1 - random() % (whole.size() - 20)));
+            const auto read = PixelsOf(name);
+            EXPECT_TRUE(!read || *read == *pixels) << name << " cut to " << Bytes(name).size();
+            const bool ours = name == "a.png" || name == "a.tif" || name == "a.exr";
+            EXPECT_FALSE(ours && IsKept(name)) << name << " cut to " << Bytes(name).size();
+        }
+        for (int i = 0; i < file.flips; ++i) {
+            std::string flipped = whole;
+            const std::size_t at = random() % whole.size();
+            flipped[at] = static_cast<char>(flipped[at] ^ 1 << random() % 8);
+            Put(name, flipped);
+            const auto read = PixelsOf(name);
+            // A TIFF's data lies before its directory, which no checksum covers.
+            const bool covered = name == "a.tif"
+                                     ? at < whole.size() - 600
+                                     : double(at) >= file.covered * double(whole.size());
+            const bool other = read && *read != *pixels;
+            EXPECT_FALSE(covered && other) << name << " flipped at " << at;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace veltrane::media
