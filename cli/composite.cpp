@@ -62,13 +62,13 @@ media::Frame Reduced(const media::Frame& picture, int factor) {
     return reduced;
 }
 
-media::Frame Keyed(const Settings& settings, const media::Frame& source) {
+media::Frame Keyed(const Settings& settings, const media::Frame& source, const Threads& threads) {
     media::Frame result;
     result.width = source.width;
     result.height = source.height;
     result.number = source.number;
     result.pixels.resize(source.pixels.size());
-    Key(settings, source.width, source.height, source.pixels.data(), result.pixels.data());
+    Key(settings, source.width, source.height, source.pixels.data(), result.pixels.data(), threads);
     return result;
 }
 

@@ -22,7 +22,7 @@ media::Frame Checkerboard(int width, int height, int square);
 media::Frame Reduced(const media::Frame& picture, int factor);
 
 /// The frame keyed with these settings. Throws as veltrane::Key does.
-media::Frame Keyed(const Settings& settings, const media::Frame& source);
+media::Frame Keyed(const Settings& settings, const media::Frame& source, const Threads& threads);
 
 /// Puts the frame, with its straight alpha, over an opaque background of the same size; it becomes
 /// opaque. Exact to the nearest 16-bit value.

@@ -105,9 +105,9 @@ void KeyClip(media::Reader& reader, const FirstFrame& first, const Settings& set
     std::vector<media::Writer*> writers;
     for (const Video& video : videos)
         writers.push_back(owners.emplace_back(OpenVideo(video, reader.info())).get());
-    const auto render = [&](const media::Frame& source) {
+    const auto render = [&](const media::Frame& source, const Threads& lent) {
         std::vector<media::Frame> pictures(3);
-        pictures[0] = Keyed(settings, source);
+        pictures[0] = Keyed(settings, source, lent);
         pictures[1] = MattePicture(pictures[0]);
         pictures[2] = Over(pictures[0], background);
         shown.Take(source, pictures[0]);

@@ -189,9 +189,9 @@ void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first,
                            const std::optional<media::Frame>& background, media::Writer& writer,
                            Summary& summary) const {
     const Settings& settings = summary.settings;
-    const auto render = [&](const media::Frame& source) {
+    const auto render = [&](const media::Frame& source, const Threads& threads) {
         std::vector<media::Frame> pictures(1);
-        pictures[0] = Keyed(settings, source);
+        pictures[0] = Keyed(settings, source, threads);
         if (background) PutOver(pictures[0], *background);
         return pictures;
     };

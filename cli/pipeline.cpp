@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "cli/frame_threads.h"
 #include "cli/interrupt.h"
 
 namespace veltrane::cli {
@@ -80,14 +81,14 @@ void CheckSize(const media::Frame& frame, const media::Info& info) {
                        " as the first");
 }
 
-void Render(const Pipeline& pipeline, Job& job) {
+void Render(const Pipeline& pipeline, FrameThreads& threads, Job& job) {
     StepTimes& times = pipeline.times;
     const auto decode = [&] { return pipeline.reader.Decode(*job.fetched); };
     media::Frame source = job.decoded ? std::move(*job.decoded) : times.Time(Step::Decode, decode);
     job.fetched.reset();
     CheckSize(source, pipeline.reader.info());
-    const std::vector<media::Frame> pictures =
-        times.Time(Step::Key, [&] { return pipeline.render(source); });
+    const std::vector<media::Frame> pictures = times.Time(
+        Step::Key, [&] { return pipeline.render(source, FrameThreads::Share(threads).Get()); });
     if (!pipeline.showsSource) source.pixels.clear();
     for (std::size_t i = 0; i < pictures.size(); ++i)
         job.encoded.push_back(times.Time(
@@ -131,6 +132,7 @@ const media::Frame& LookAt(FirstFrame& first, media::Reader& reader) {
 void Run(const Pipeline& pipeline, FrameCounts& counts) {
     namespace tbb = oneapi::tbb;
     const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, pipeline.threads);
+    FrameThreads threads(pipeline.threads);
     Fetcher fetcher(pipeline);
     const auto fetch = [&](tbb::flow_control& control) {
         JobPtr job = fetcher();
@@ -138,7 +140,7 @@ void Run(const Pipeline& pipeline, FrameCounts& counts) {
         return job;
     };
     const auto render = [&](JobPtr job) {
-        if (job->fetched && !job->error) Guard(*job, [&] { Render(pipeline, *job); });
+        if (job->fetched && !job->error) Guard(*job, [&] { Render(pipeline, threads, *job); });
         return job;
     };
     const auto append = [&](const JobPtr& job) { Append(pipeline, *job, counts); };

@@ -8,6 +8,7 @@
 
 #include "cli/progress.h"
 #include "cli/step_times.h"
+#include "imaging/threads.h"
 #include "media/media.h"
 
 namespace veltrane::cli {
@@ -23,8 +24,10 @@ struct Pipeline {
     media::Reader& reader;
     FirstFrame first;  ///< already fetched; what is decoded is taken away
     std::vector<media::Writer*> writers;
-    /// Makes one picture for each writer of a frame as read. Called on many threads at a time.
-    std::function<std::vector<media::Frame>(const media::Frame& source)> render;
+    /// Makes one picture for each writer of a frame as read, by the threads lent to it. Called on
+    /// many threads at a time.
+    std::function<std::vector<media::Frame>(const media::Frame& source, const Threads& threads)>
+        render;
     int threads;
     Progress& progress;
     StepTimes& times;

@@ -12,6 +12,7 @@ set(veltrane_headers
   keyer/pipeline.h
   keyer/settings.h
   settings/frame_keyer.h
+  settings/frame_keyer_c.h
   settings/parameters.h
   settings/screen_color.h
   settings/settings.h)

@@ -125,6 +125,22 @@ struct MessageSuite {
     Status (*message)(void* handle, const char* type, const char* id, const char* format, ...);
 };
 
+struct MutexTag;
+
+struct ThreadSuite {
+    /// Calls work(index, count, argument) on count threads, or on fewer, and waits for them.
+    Status (*run)(void (*work)(unsigned index, unsigned count, void* argument), unsigned count,
+                  void* argument);
+    Status (*countCpus)(unsigned*);
+    Status (*index)(unsigned*);
+    int (*isSpawnedThread)();
+    Status (*mutexCreate)(MutexTag**, int locks);
+    Status (*mutexDestroy)(MutexTag*);
+    Status (*mutexLock)(MutexTag*);
+    Status (*mutexUnlock)(MutexTag*);
+    Status (*mutexTryLock)(MutexTag*);
+};
+
 }  // extern "C"
 
 static_assert(sizeof(void*) != 8 || sizeof(PluginRecord) == 48);
@@ -134,6 +150,7 @@ inline constexpr char kPropertySuite[] = "OfxPropertySuite";
 inline constexpr char kImageEffectSuite[] = "OfxImageEffectSuite";
 inline constexpr char kParameterSuite[] = "OfxParameterSuite";
 inline constexpr char kMessageSuite[] = "OfxMessageSuite";
+inline constexpr char kThreadSuite[] = "OfxMultiThreadSuite";
 
 namespace action {
 inline constexpr char kLoad[] = "OfxActionLoad";

@@ -24,6 +24,7 @@ void FetchSuites(const HostRecord* host) {
     Fetch(host, kImageEffectSuite, suites.effect);
     Fetch(host, kParameterSuite, suites.parameter);
     Fetch(host, kMessageSuite, suites.message);
+    Fetch(host, kThreadSuite, suites.threads);
     Host();
 }
 

@@ -19,6 +19,7 @@ struct Suites {
     const ImageEffectSuite* effect = nullptr;
     const ParameterSuite* parameter = nullptr;
     const MessageSuite* message = nullptr;  ///< null in hosts without messages
+    const ThreadSuite* threads = nullptr;   ///< null in hosts that lend none
 
     bool AreComplete() const { return property && effect && parameter; }
 };

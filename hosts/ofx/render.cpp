@@ -6,6 +6,7 @@
 
 #include "hosts/ofx/controls.h"
 #include "hosts/ofx/pixels.h"
+#include "hosts/ofx/threads.h"
 #include "imaging/sample.h"
 #include "settings/frame_keyer.h"
 
@@ -68,7 +69,8 @@ void RenderDepth(const Settings& settings, const Image& source, const Image& out
         WriteRow(keyed + std::ptrdiff_t{kElements} * (shared.x1 - frame.x1), premultiply,
                  output.Pixel<Component>(shared.x1, y), Width(shared));
     };
-    Key<Sample>(settings, Width(frame), Height(frame), {nullptr, read}, {nullptr, write});
+    Key<Sample>(settings, Width(frame), Height(frame), {nullptr, read}, {nullptr, write},
+                HostThreads());
 }
 
 /// Calls the function with a component of the depth's type.

@@ -479,6 +479,27 @@ TEST_F(OfxPlugin, RendersSeveralFramesOfOneInstanceAtOnce) {
     }
 }
 
+TEST_F(OfxPlugin, SharesAFrameAmongTheThreadsThatTheHostLends) {
+    for (const unsigned cpus : {1u, 2u, 5u, 100000u}) {
+        for (const bool lendsNone : {false, true}) {
+            TestHost host;
+            host.cpus = cpus;
+            host.lendsNone = lendsNone;
+            EnterLook(host);
+            const auto picture = MakePicture<std::uint16_t>(3);
+            TestImage source({kPlace, kDepth<std::uint16_t>});
+            TestImage output({kPlace, kDepth<std::uint16_t>});
+            Draw(picture, kPlace, source);
+            host.clips["Source"].image = [&](double) { return &source; };
+            host.clips["Output"].image = [&](double) { return &output; };
+            EXPECT_EQ(host.Render(0, kPlace), kOk);
+            EXPECT_TRUE(Shows(output, kPlace, Keyed(Look(), picture, kStraight, false), kPlace))
+                << cpus;
+            EXPECT_EQ(host.threadRuns > 0, cpus > 1 && !lendsNone);
+        }
+    }
+}
+
 TEST_F(OfxPlugin, RefusesImagesItCannotTake) {
     TestHost host;
     const Value null = static_cast<void*>(nullptr);

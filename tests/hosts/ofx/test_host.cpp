@@ -7,6 +7,7 @@
 #include <cstring>
 #include <mutex>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 // Names are written out here once more: a name misspelled in the plug-in's own header would
@@ -23,6 +24,7 @@ std::mutex mutex;  ///< of the faults and of the images that are out
 std::vector<std::string> faults;
 std::multiset<void*> images_out;
 thread_local std::string current_action;
+thread_local bool on_lent_thread = false;
 
 Status Fault(const std::string& what, Status status) {
     const std::lock_guard lock(mutex);
@@ -296,11 +298,39 @@ Status ShowMessage(void* handle, const char* type, const char*, const char* form
 
 const MessageSuite kMessages{ShowMessage};
 
+/// Lends a thread fewer than it is asked for, so that none can count on its share.
+Status RunThreads(void (*work)(unsigned, unsigned, void*), unsigned count, void* argument) {
+    if (on_lent_thread) return Fault("threads asked for on a lent one", kFailed);
+    if (count > host->cpus) return Fault("more threads than there are", kFailed);
+    if (host->lendsNone) return kFailed;
+    std::vector<std::thread> threads;
+    for (unsigned i = 0; i + 1 < count; ++i)
+        threads.emplace_back([=] {
+            on_lent_thread = true;
+            work(i, count - 1, argument);
+        });
+    for (std::thread& thread : threads) thread.join();
+    ++host->threadRuns;
+    return kOk;
+}
+
+const ThreadSuite kThreads = [] {
+    ThreadSuite suite{};
+    suite.run = RunThreads;
+    suite.countCpus = [](unsigned* count) {
+        *count = host->cpus;
+        return kOk;
+    };
+    suite.isSpawnedThread = [] { return on_lent_thread ? 1 : 0; };
+    return suite;
+}();
+
 const void* FetchSuite(PropertySet, const char* name, int version) {
     static const std::map<std::string, const void*> kSuites{{"OfxPropertySuite", &kProperties},
                                                             {"OfxImageEffectSuite", &kEffects},
                                                             {"OfxParameterSuite", &kParameters},
-                                                            {"OfxMessageSuite", &kMessages}};
+                                                            {"OfxMessageSuite", &kMessages},
+                                                            {"OfxMultiThreadSuite", &kThreads}};
     if (current_action != "OfxActionLoad" || version != 1) Fault(name, kFailed);
     return host->missingSuites.count(name) != 0 ? nullptr : kSuites.at(name);
 }

@@ -1,6 +1,7 @@
 #ifndef VELTRANE_TESTS_HOSTS_OFX_TEST_HOST_H
 #define VELTRANE_TESTS_HOSTS_OFX_TEST_HOST_H
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <set>
@@ -103,8 +104,11 @@ public:
     std::map<std::string, TestParam> params;
     std::vector<std::string> order;  ///< of the parameters
     std::map<std::string, TestClip> clips;
-    bool stops = false;            ///< asks renders to stop
-    bool refusesValues = false;    ///< answers an error to every parameter that is read
+    bool stops = false;          ///< asks renders to stop
+    bool refusesValues = false;  ///< answers an error to every parameter that is read
+    unsigned cpus = 1;           ///< that may work at a time on lent threads
+    bool lendsNone = false;      ///< all the same
+    std::atomic<int> threadRuns = 0;
     std::vector<std::string> log;  ///< messages shown, parameters set and brackets around them
 
 private:
