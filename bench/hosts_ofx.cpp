@@ -15,7 +15,7 @@
 #include <type_traits>
 
 #include "hosts/ofx/pixels.h"
-#include "imaging/float_frame.h"
+#include "imaging/convert/float_frame.h"
 #include "media/media.h"
 #include "settings/screen_color.h"
 #include "tests/hosts/ofx/test_host.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "imaging/cpu.h"
+#include "imaging/cpu/cpu.h"
 #include "subject.h"
 
 namespace veltrane::bench {

@@ -1,6 +1,6 @@
 #include "stages.h"
 
-#include "keyer/matte_core.h"
+#include "keyer/core/matte_core.h"
 #include "measure.h"
 
 namespace veltrane::bench {

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "imaging/cpu.h"
+#include "imaging/cpu/cpu.h"
 
 namespace veltrane::bench {
 

@@ -1,6 +1,6 @@
 #include "subject.h"
 
-#include "imaging/float_frame.h"
+#include "imaging/convert/float_frame.h"
 #include "keyer/entry_call.h"
 #include "settings/screen_color.h"
 

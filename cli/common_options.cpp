@@ -11,7 +11,7 @@
 
 #include "cli/errors.h"
 #include "cli/text.h"
-#include "imaging/cpu.h"
+#include "imaging/cpu/cpu.h"
 
 namespace veltrane::cli {
 

@@ -12,7 +12,7 @@
 #include "cli/errors.h"
 #include "cli/key_color.h"
 #include "cli/pipeline.h"
-#include "imaging/cpu.h"
+#include "imaging/cpu/cpu.h"
 #include "media/sequence_path.h"
 #include "settings/presets.h"
 

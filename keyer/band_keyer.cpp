@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "imaging/chroma_smooth.h"
-#include "imaging/matte_plane.h"
-#include "keyer/background_model.h"
+#include "imaging/chroma/chroma_blur.h"
+#include "imaging/matte/matte_plane.h"
+#include "keyer/plate/background_model.h"
 
 namespace veltrane {
 namespace {

@@ -6,9 +6,9 @@
 #include <optional>
 
 #include "imaging/frame_rows.h"
-#include "imaging/resample.h"
+#include "imaging/resample/resample.h"
 #include "imaging/threads.h"
-#include "keyer/matte_rows.h"
+#include "keyer/core/matte_rows.h"
 #include "keyer/status.h"
 
 namespace veltrane {

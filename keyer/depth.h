@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "imaging/color_math.h"
+#include "imaging/color/color_math.h"
 #include "imaging/sample.h"
 #include "keyer/pipeline.h"
 

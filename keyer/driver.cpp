@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "imaging/matte_plane.h"
+#include "imaging/matte/matte_plane.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "keyer/band_keyer.h"
-#include "keyer/finish.h"
+#include "keyer/finish/finish.h"
 #include "keyer/settings.h"
 
 namespace veltrane {

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "imaging/float_frame.h"
+#include "imaging/convert/float_frame.h"
 #include "imaging/sample.h"
 #include "keyer/entry_call.h"
 

@@ -4,7 +4,7 @@
 #include <type_traits>
 
 #include "hosts/ofx/pixel_rows.h"
-#include "imaging/float_frame.h"
+#include "imaging/convert/float_frame.h"
 #include "imaging/sample.h"
 
 namespace veltrane::ofx {

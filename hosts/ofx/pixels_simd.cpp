@@ -8,7 +8,7 @@
 #include <type_traits>
 
 #include "hosts/ofx/pixel_rows.h"
-#include "imaging/row_vectors-inl.h"
+#include "imaging/cpu/row_vectors-inl.h"
 #include "imaging/sample.h"
 
 HWY_BEFORE_NAMESPACE();

@@ -8,7 +8,7 @@
 #include <tuple>
 
 #include "command.h"
-#include "imaging/cpu.h"
+#include "imaging/cpu/cpu.h"
 #include "settings/screen_color.h"
 
 namespace veltrane {

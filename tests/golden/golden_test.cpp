@@ -10,7 +10,7 @@
 #include <thread>
 #include <type_traits>
 
-#include "imaging/cpu.h"
+#include "imaging/cpu/cpu.h"
 #include "keyer/entry.h"
 #include "keyer/pipeline.h"
 #include "settings/frame_keyer.h"

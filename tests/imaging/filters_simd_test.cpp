@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "imaging/blur_rows.h"
-#include "imaging/chroma_smooth.h"
+#include "imaging/chroma/chroma_blur.h"
 #include "imaging/imaging.h"
-#include "imaging/matte_plane.h"
+#include "imaging/matte/matte_plane.h"
+#include "imaging/matte/soften_rows.h"
 #include "tests/imaging/frames.h"
 #include "tests/imaging/levels.h"
 

@@ -1,4 +1,4 @@
-#include "imaging/float_frame.h"
+#include "imaging/convert/float_frame.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "imaging/cpu.h"
+#include "imaging/cpu/cpu.h"
 
 namespace veltrane {
 

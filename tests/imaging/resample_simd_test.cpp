@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "imaging/imaging.h"
-#include "imaging/resample.h"
+#include "imaging/resample/resample.h"
 #include "tests/imaging/frames.h"
 #include "tests/imaging/levels.h"
 

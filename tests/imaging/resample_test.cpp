@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "imaging/imaging.h"
-#include "imaging/resample_axis.h"
+#include "imaging/resample/resample_axis.h"
 #include "tests/imaging/frames.h"
 
 namespace veltrane::testing {

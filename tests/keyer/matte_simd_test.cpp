@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "keyer/matte_rows.h"
+#include "keyer/core/matte_rows.h"
 #include "tests/imaging/levels.h"
 #include "tests/keyer/records.h"
 

@@ -7,7 +7,7 @@
 #include "cli/errors.h"
 #include "cli/key_color.h"
 #include "cli/setting_options.h"
-#include "imaging/float_frame.h"
+#include "imaging/convert/float_frame.h"
 #include "imaging/sample.h"
 #include "tests/plugin/host.h"
 

@@ -1,0 +1,137 @@
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "keyer/finish/finish_simd.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include <cstdint>
+
+#include "imaging/cpu/row_vectors-inl.h"
+#include "keyer/finish/finish_rows.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace veltrane {
+namespace HWY_NAMESPACE {
+#if VELTRANE_HAS_LANES
+namespace {
+
+using ByteTag = hn::ScalableTag<std::uint8_t>;
+using IntTag = hn::RebindToSigned<WordTag>;
+using Bytes = hn::Vec<ByteTag>;
+
+template <class Sample>
+using SampleTag = hn::Repartition<Sample, ByteTag>;
+template <class Sample>
+using Samples = hn::Vec<SampleTag<Sample>>;
+
+/// A whole pixel as one lane; its matte is in the highest bits.
+template <class Sample>
+using PixelTag =
+    hn::Repartition<std::conditional_t<sizeof(Sample) == 2, std::uint64_t, std::uint32_t>, ByteTag>;
+
+/// The bits that the matte takes of a word: of every word in 8-bit pixels, of every other one in
+/// 16-bit pixels.
+template <class Sample>
+constexpr int kBits = 8 * sizeof(Sample);
+
+template <class Sample>
+Samples<Sample> MatteMask() {
+    const PixelTag<Sample> pixels;
+    using Pixel = hn::TFromD<PixelTag<Sample>>;
+    constexpr Pixel kMask =
+        static_cast<Pixel>(static_cast<Pixel>(kFullScale<Sample>) << (3 * kBits<Sample>));
+    return hn::BitCast(SampleTag<Sample>(), hn::Set(pixels, kMask));
+}
+
+/// The smaller of both mattes; the whole source pixel where its alpha is 0.
+template <class Sample>
+Samples<Sample> Limit(Samples<Sample> source, Samples<Sample> row) {
+    const PixelTag<Sample> pixels;
+    const SampleTag<Sample> samples;
+    const auto limited = hn::IfVecThenElse(MatteMask<Sample>(), hn::Min(source, row), row);
+    const auto alpha = hn::And(source, MatteMask<Sample>());
+    const auto clear = hn::Eq(hn::BitCast(pixels, alpha), hn::Zero(pixels));
+    return hn::BitCast(
+        samples, hn::IfThenElse(clear, hn::BitCast(pixels, source), hn::BitCast(pixels, limited)));
+}
+
+/// Stretches the highest sample of every word, of which only the mattes are kept.
+template <class Sample>
+Samples<Sample> Clip(const RowFinish<Sample>& finish, Samples<Sample> row) {
+    constexpr int kShift = 32 - kBits<Sample>;
+    const WordTag words;
+    const IntTag ints;
+    const FloatTag floats;
+    const auto full = hn::Set(ints, kFullScale<Sample>);
+    const auto black = hn::Set(ints, finish.black);
+    const auto value = hn::BitCast(ints, hn::ShiftRight<kShift>(hn::BitCast(words, row)));
+    const auto run = hn::ConvertTo(floats, hn::Sub(value, black));
+    const auto ramp = hn::ConvertTo(ints, hn::Mul(run, hn::Set(floats, finish.slope)));
+    const auto bounded = hn::Max(hn::Min(ramp, full), hn::Zero(ints));
+    const auto solid = hn::Set(ints, finish.white - 1);
+    const auto stretched = hn::IfThenElse(hn::Gt(value, solid), full, bounded);
+    const auto clipped = hn::IfThenElseZero(hn::Gt(value, black), stretched);
+    const auto moved = hn::ShiftLeft<kShift>(hn::BitCast(words, clipped));
+    return hn::IfVecThenElse(MatteMask<Sample>(), hn::BitCast(SampleTag<Sample>(), moved), row);
+}
+
+/// Moves bytes within each 16, the same way everywhere.
+Bytes Shuffle(Bytes bytes, const std::uint8_t* order) {
+    return hn::TableLookupBytes(bytes, hn::LoadDup128(ByteTag(), order));
+}
+
+template <class Sample>
+Samples<Sample> ShowMatte(Samples<Sample> row) {
+    alignas(16) static constexpr std::uint8_t kWide[16] = {6,  7,  6,  7,  6,  7,  6,  7,
+                                                           14, 15, 14, 15, 14, 15, 14, 15};
+    alignas(16) static constexpr std::uint8_t kNarrow[16] = {3,  3,  3,  3,  7,  7,  7,  7,
+                                                             11, 11, 11, 11, 15, 15, 15, 15};
+    const auto gray = Shuffle(hn::BitCast(ByteTag(), row), sizeof(Sample) == 2 ? kWide : kNarrow);
+    return hn::Or(hn::BitCast(SampleTag<Sample>(), gray), MatteMask<Sample>());
+}
+
+template <class Sample>
+void FinishVector(const RowFinish<Sample>& finish, const Sample* source, Sample* row) {
+    const SampleTag<Sample> samples;
+    auto pixels = Limit<Sample>(hn::LoadU(samples, source), hn::LoadU(samples, row));
+    if (finish.clips) pixels = Clip<Sample>(finish, pixels);
+    if (finish.matteView) pixels = ShowMatte<Sample>(pixels);
+    hn::StoreU(pixels, samples, row);
+}
+
+template <class Sample>
+void Finish(const RowFinish<Sample>& finish, const Sample* source, Sample* row, int width) {
+    constexpr int kLanes = hn::MaxLanes(PixelTag<Sample>());
+    const auto body = [&](const Sample* from, Sample* to) { FinishVector(finish, from, to); };
+    ForEachVector<kLanes>(width, body, Row<const Sample, kElements>{source},
+                          Row<Sample, kElements>{row});
+}
+
+void Reverse(const unsigned char* from, unsigned char* to, int width) {
+    alignas(16) static constexpr std::uint8_t kOrder[16] = {3,  2,  1, 0, 7,  6,  5,  4,
+                                                            11, 10, 9, 8, 15, 14, 13, 12};
+    const ByteTag bytes;
+    const auto body = [&](const unsigned char* source, unsigned char* target) {
+        hn::StoreU(Shuffle(hn::LoadU(bytes, source), kOrder), bytes, target);
+    };
+    ForEachVector<hn::MaxLanes(WordTag())>(width, body, Row<const unsigned char, kElements>{from},
+                                           Row<unsigned char, kElements>{to});
+}
+
+}  // namespace
+
+const FinishRows* GetFinishRows() {
+    static constexpr FinishRows kRows{Finish<unsigned short>, Finish<unsigned char>, Reverse};
+    return &kRows;
+}
+#endif
+}  // namespace HWY_NAMESPACE
+}  // namespace veltrane
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace veltrane {
+
+VELTRANE_DEFINE_ROWS(FinishRows, SimdFinishRows, GetFinishRows)
+
+}  // namespace veltrane
+#endif
