@@ -2,7 +2,9 @@
 #include <sys/resource.h>
 
 #include <csignal>
+#include <ctime>
 
+#include "media/backends.h"
 #include "media/sequence_path.h"
 #include "media/transfer.h"
 #include "media_support.h"
@@ -385,6 +387,54 @@ TEST_F(SequencesTest, FilesAppearWholeOrNotAtAll) {
         EXPECT_TRUE(error.starts_with(name + ": cannot be written")) << name << error;
     }
     EXPECT_EQ(FileCount(), 3u) << "nothing temporary";
+}
+
+// The waves have the same value at a place of the picture whatever its size; stripes of one pixel
+// become their mean.
+TEST_F(ImagesTest, BackgroundsAreScaledToFillWithoutAliasing) {
+    Frame waves;
+    waves.width = 300;
+    waves.height = 200;
+    const auto wave = [](double x, double y) { return 0.5 + 0.3 * std::sin(9 * x + 5 * y); };
+    for (int y = 0; y < 200; ++y) {
+        for (int x = 0; x < 300; ++x) {
+            const double value = wave((x + 0.5) / 200, (y + 0.5) / 200);
+            const auto stripe = static_cast<std::uint16_t>(x % 2 * 60000);
+            const auto sample = static_cast<std::uint16_t>(std::lround(65535 * value));
+            waves.pixels.insert(waves.pixels.end(), {sample, stripe, 4321, 65535});
+        }
+    }
+    Write("waves.png", {waves});
+    // Wider and narrower than the picture of 3:2, smaller and larger.
+    for (const auto& [width, height] : {std::pair{96, 48}, {40, 80}, {1000, 500}, {400, 800}}) {
+        const double scale = std::max(width / 300.0, height / 200.0) * 200;
+        const Frame scaled = ReadBackground(Path("waves.png"), width, height);
+        ASSERT_EQ(scaled.pixels.size(), std::size_t(width) * height * 4);
+        for (int y = height / 8; y < height - height / 8; ++y) {
+            for (int x = width / 8; x < width - width / 8; ++x) {
+                const std::uint16_t* pixel =
+                    scaled.pixels.data() + (std::size_t(y) * width + x) * 4;
+                const double across = 0.75 + (x + 0.5 - width / 2.0) / scale;
+                const double down = 0.5 + (y + 0.5 - height / 2.0) / scale;
+                ASSERT_NEAR(pixel[0] / 65535.0, wave(across, down), 0.02) << width << ' ' << x;
+                if (scale < 200) {
+                    ASSERT_NEAR(pixel[1], 30000, 1500) << width << " " << x;
+                }
+                ASSERT_EQ(pixel[2], 4321);
+                ASSERT_EQ(pixel[3], 65535);
+            }
+        }
+    }
+}
+
+// A plain convolution takes five seconds.
+TEST_F(ImagesTest, LargeBackgroundsAreScaledFast) {
+    constexpr int kSide = 4000;
+    const Frame large{kSide, kSide, 1, Pixels(std::size_t{4} * kSide * kSide, 30000), nullptr};
+    const std::clock_t start = std::clock();
+    const Frame scaled = ScaledToFill("large", large, 480, 270);
+    EXPECT_LT(std::clock() - start, 2 * CLOCKS_PER_SEC);
+    EXPECT_NEAR(scaled.pixels[0], 30000, 1);
 }
 
 TEST_F(ImagesTest, AFrameThatVanishesIsNamed) {
