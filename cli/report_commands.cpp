@@ -79,10 +79,8 @@ Cells CellsOf(const Parameter& row) {
     switch (row.kind) {
         case ParameterKind::Group:
             return {};
-        case ParameterKind::Choice: {
-            const std::vector<std::string> names = ChoiceNames(row);
-            return {name, Joined(names, ", "), names[row.defaultValue]};
-        }
+        case ParameterKind::Choice:
+            return {name, Joined(ChoiceNames(row), ", "), row.entries[row.defaultValue].name};
         case ParameterKind::Color:
             return {name, "a colour", "the screen's"};
         case ParameterKind::Switch:

@@ -32,7 +32,7 @@ int ParseChoice(const Parameter& row, const std::string& text) {
 
 /// The help's heading for a row's group, "Edge Blur settings" for "Edge Blur Group".
 std::string Heading(const Parameter& row) {
-    std::string_view group = Label(Row(static_cast<ParameterId>(row.group)).key);
+    std::string_view group = Label(GroupOf(row)->key);
     constexpr std::string_view kSuffix = " Group";
     if (group.ends_with(kSuffix)) group.remove_suffix(kSuffix.size());
     return std::string(group) + " settings";
@@ -62,7 +62,7 @@ void SettingOptions::AddTo(CLI::App& command) {
         } else {
             const bool choice = row.kind == ParameterKind::Choice;
             const std::string start =
-                choice ? ChoiceNames(row)[row.defaultValue] : std::to_string(row.defaultValue);
+                choice ? row.entries[row.defaultValue].name : std::to_string(row.defaultValue);
             given.option = command.add_option(flag, given.text,
                                               std::string(row.help) + " [default: " + start + "]");
             given.option->type_name(choice ? Joined(ChoiceNames(row), "|")
@@ -83,11 +83,10 @@ Settings SettingOptions::Apply(Settings base) const {
         SetValue(base, row, value);
     }
     for (const Given& given : values_) {
-        if (given.option->count() == 0 || given.row->governor == 0) continue;
-        const Parameter& governor = Row(static_cast<ParameterId>(given.row->governor));
-        if (ValueOf(base, governor) == 0)
+        const Parameter* governor = GovernorOf(*given.row);
+        if (given.option->count() != 0 && governor != nullptr && ValueOf(base, *governor) == 0)
             throw UsageError("--" + std::string(given.row->name) + " has no effect without --" +
-                             governor.name);
+                             governor->name);
     }
     return base;
 }

@@ -55,7 +55,8 @@ void AddParameter(id<FxParameterCreationAPI> host, const Parameter& row) {
             break;
         case ParameterKind::Choice: {
             NSMutableArray* entries = [NSMutableArray array];
-            for (const char* key : ChoiceKeys(row)) [entries addObject:Localised(key)];
+            for (const ChoiceEntry& entry : row.entries)
+                if (entry.hosts.Contains(Host::FxPlug)) [entries addObject:Localised(entry.key)];
             [host addPopupMenuWithName:name
                                 parmId:parmId
                           defaultValue:static_cast<UInt32>(row.defaultValue)
@@ -115,17 +116,17 @@ Color ReadColor(id host, UInt32 parmId, double time) {
     return c;
 }
 
-/// Every value at this time, in the order of the table; one that cannot be read is 0.
+/// Every value at this time, in the panel's order; one that cannot be read is 0.
 Settings ReadSettings(id<FxParameterRetrievalAPI> host, double time) {
     Settings settings;
-    for (const Parameter& row : Parameters()) {
-        const UInt32 parmId = static_cast<UInt32>(row.id);
-        if (row.kind == ParameterKind::Color) {
-            settings.keyColor = ReadColor(host, parmId, time);
-        } else if (row.kind == ParameterKind::Switch) {
-            SetValue(settings, row, ReadSwitch(host, parmId, time));
-        } else if (row.kind != ParameterKind::Group) {
-            SetValue(settings, row, ReadInteger(host, parmId, time));
+    for (const Parameter* row : Panel(Host::FxPlug)) {
+        const UInt32 parmId = static_cast<UInt32>(row->id);
+        if (row->kind == ParameterKind::Color) {
+            SetColor(settings, *row, ReadColor(host, parmId, time));
+        } else if (row->kind == ParameterKind::Switch) {
+            SetValue(settings, *row, ReadSwitch(host, parmId, time));
+        } else if (row->kind != ParameterKind::Group) {
+            SetValue(settings, *row, ReadInteger(host, parmId, time));
         }
     }
     return settings;
@@ -177,10 +178,10 @@ HostBitmap BitmapOf(FxImage* image) {
 }
 
 - (BOOL)parameterChanged:(UInt32)parmId {
-    const auto governed = [&](const Parameter& row) {
-        return row.governor != 0 && static_cast<UInt32>(row.governor) == parmId;
+    const auto governed = [&](const Parameter* row) {
+        return row->governor != 0 && static_cast<UInt32>(row->governor) == parmId;
     };
-    if (std::ranges::none_of(Parameters(), governed)) return YES;
+    if (std::ranges::none_of(Panel(Host::FxPlug), governed)) return YES;
     id<FxParameterRetrievalAPI> reader =
         [_apiManager apiForProtocol:@protocol(FxParameterRetrievalAPI)];
     id<FxCustomParameterActionAPI> action =
@@ -188,8 +189,8 @@ HostBitmap BitmapOf(FxImage* image) {
     if (reader == nil || action == nil) return YES;
     BOOL on = NO;
     if (![reader getBoolValue:&on fromParm:parmId atTime:[action currentTime]]) return YES;
-    for (const Parameter& row : Parameters()) {
-        if (governed(row)) [self EnableDisableParameter:row.id enableParam:on];
+    for (const Parameter* row : Panel(Host::FxPlug)) {
+        if (governed(row)) [self EnableDisableParameter:row->id enableParam:on];
     }
     return YES;
 }
@@ -198,17 +199,16 @@ HostBitmap BitmapOf(FxImage* image) {
     id<FxParameterCreationAPI> host =
         [_apiManager apiForProtocol:@protocol(FxParameterCreationAPI)];
     if (host == nil) return NO;
-    int group = 0;
-    const auto closeUntil = [&](int outer) {
-        for (; group != outer; group = Row(static_cast<ParameterId>(group)).group)
-            [host endParameterSubGroup];
+    const Parameter* group = nullptr;
+    const auto closeUntil = [&](const Parameter* outer) {
+        for (; group != outer; group = GroupOf(*group)) [host endParameterSubGroup];
     };
-    for (const Parameter& row : Parameters()) {
-        closeUntil(row.group);
-        AddParameter(host, row);
-        if (row.kind == ParameterKind::Group) group = row.id;
+    for (const Parameter* row : Panel(Host::FxPlug)) {
+        closeUntil(GroupOf(*row));
+        AddParameter(host, *row);
+        if (row->kind == ParameterKind::Group) group = row;
     }
-    closeUntil(0);
+    closeUntil(nullptr);
     return YES;
 }
 

@@ -1,30 +1,80 @@
 #include "settings/parameters.h"
 
 #include <algorithm>
-#include <cctype>
+#include <array>
+#include <stdexcept>
+
+#include "settings/table_rules.h"
 
 namespace veltrane {
 
 namespace {
 
+constexpr ChoiceEntry kViews[] = {
+    {static_cast<int>(View::Source), "VeltraneGreen::Source", "source", 0},
+    {static_cast<int>(View::Matte), "VeltraneGreen::Matte", "matte", 0.5},
+    {static_cast<int>(View::Result), "VeltraneGreen::Result", "result", 1},
+};
+
+constexpr ParameterId kTop{};  ///< the group of rows that are in none
+
 constexpr int Number(ParameterId id) {
     return static_cast<int>(id);
 }
 
-constexpr Parameter Group(ParameterId id, const char* key, const char* help, int group) {
-    return {Number(id), ParameterKind::Group, key, "", help, 0, 0, 0, 0, group, 0};
+constexpr Parameter Group(ParameterId id, const char* key, const char* help, ParameterId group,
+                          HostSet hosts = kEveryHost) {
+    return {Number(id), ParameterKind::Group, key, "", help, {}, 0, 0, 0, Number(group), hosts};
+}
+
+template <typename Enum>
+constexpr Parameter Choice(ParameterId id, const char* key, const char* name, const char* help,
+                           std::span<const ChoiceEntry> entries, Enum Settings::*member,
+                           ParameterId group, HostSet hosts = kEveryHost) {
+    const int last = static_cast<int>(entries.size()) - 1;
+    Parameter row{Number(id),
+                  ParameterKind::Choice,
+                  key,
+                  name,
+                  help,
+                  member,
+                  static_cast<int>(Settings().*member),
+                  0,
+                  last,
+                  Number(group),
+                  hosts};
+    row.entries = entries;
+    return row;
+}
+
+constexpr Parameter Swatch(ParameterId id, const char* key, const char* name, const char* help,
+                           Color Settings::*member, ParameterId group, HostSet hosts = kEveryHost) {
+    return {Number(id),
+            ParameterKind::Color,
+            key,
+            name,
+            help,
+            member,
+            static_cast<int>((Settings().*member).red),
+            0,
+            1,
+            Number(group),
+            hosts};
 }
 
 constexpr Parameter Switch(ParameterId id, const char* key, const char* name, const char* help,
-                           bool on, ParameterId group) {
-    return {Number(id), ParameterKind::Switch, key, name, help, on ? 1 : 0, 0, 1,
-            0,          Number(group),         0};
+                           bool Settings::*member, ParameterId group, HostSet hosts = kEveryHost) {
+    return {Number(id), ParameterKind::Switch,      key, name, help,
+            member,     Settings().*member ? 1 : 0, 0,   1,    Number(group),
+            hosts};
 }
 
 constexpr Parameter Slider(ParameterId id, const char* key, const char* name, const char* help,
-                           int value, int minimum, int maximum, ParameterId group) {
-    return {Number(id), ParameterKind::Integer, key, name, help, value, minimum, maximum,
-            0,          Number(group),          0};
+                           int minimum, int maximum, int Settings::*member, ParameterId group,
+                           HostSet hosts = kEveryHost) {
+    return {Number(id), ParameterKind::Integer, key,     name,    help,
+            member,     Settings().*member,     minimum, maximum, Number(group),
+            hosts};
 }
 
 constexpr Parameter Governed(Parameter row, ParameterId governor) {
@@ -33,83 +83,127 @@ constexpr Parameter Governed(Parameter row, ParameterId governor) {
     return row;
 }
 
+constexpr Parameter InPixels(Parameter row) {
+    row.inPixels = true;
+    return row;
+}
+
 using enum ParameterId;
 
-constexpr std::array<Parameter, 27> kParameters{{
-    Group(Basic, "VeltraneGreen::Basic", "The key itself.", 0),
-    {Number(View), ParameterKind::Choice, "VeltraneGreen::View", "view",
-     "What the output shows: the frame as it came, the matte as a grey picture, or the keyed "
-     "foreground.",
-     2, 0, 2, 0, Number(Basic), 0},
-    {Number(KeyColor), ParameterKind::Color, "VeltraneGreen::Key Color", "key-color",
-     "Colour of the screen behind the subject; black leaves frames unkeyed.", 0, 0, 1, 0,
-     Number(Basic), 0},
+constexpr Parameter kParameters[] = {
+    Group(Basic, "VeltraneGreen::Basic", "The key itself.", kTop),
+    Choice(ParameterId::View, "VeltraneGreen::View", "view",
+           "What the output shows: the frame as it came, the matte as a grey picture, or the keyed "
+           "foreground.",
+           kViews, &Settings::view, Basic),
+    Swatch(KeyColor, "VeltraneGreen::Key Color", "key-color",
+           "Colour of the screen behind the subject; black leaves frames unkeyed.",
+           &Settings::keyColor, Basic),
     Switch(SmoothBG, "VeltraneGreen::Smooth BG", "smooth-bg",
            "Keys against a clean plate modelled from the frame, for uneven screens, instead of one "
            "colour.",
-           true, Basic),
+           &Settings::smoothBG, Basic),
     Slider(Shadow, "VeltraneGreen::Shadow", "shadow",
-           "How much of the shadows that fall on the screen is kept.", 100, 0, 100, Basic),
+           "How much of the shadows that fall on the screen is kept.", 0, 100, &Settings::shadow,
+           Basic),
     Slider(ClipBlack, "VeltraneGreen::Clip Black", "clip-black",
-           "Matte level, in per cent, at and below which pixels become fully transparent.", 0, 0,
-           100, Basic),
+           "Matte level, in per cent, at and below which pixels become fully transparent.", 0, 100,
+           &Settings::clipBlack, Basic),
     Slider(ClipWhite, "VeltraneGreen::Clip White", "clip-white",
-           "Matte level, in per cent, at and above which pixels become solid.", 100, 0, 100, Basic),
+           "Matte level, in per cent, at and above which pixels become solid.", 0, 100,
+           &Settings::clipWhite, Basic),
     Group(DeBlockingGroup, "VeltraneGreen::DeBlocking Group",
-          "Repair of footage whose colour is stored coarsely.", Number(Basic)),
+          "Repair of footage whose colour is stored coarsely.", Basic),
     Switch(DeBlocking, "VeltraneGreen::DeBlocking", "deblocking",
-           "Smooths the colour, not the detail, of compressed footage before it is keyed.", false,
-           DeBlockingGroup),
-    Governed(Slider(DeBlockValue, "VeltraneGreen::DeBlock Value", "deblock-value",
-                    "Radius of that smoothing in pixels.", 1, 1, 10, DeBlockingGroup),
+           "Smooths the colour, not the detail, of compressed footage before it is keyed.",
+           &Settings::deBlocking, DeBlockingGroup),
+    Governed(InPixels(Slider(DeBlockValue, "VeltraneGreen::DeBlock Value", "deblock-value",
+                             "Radius of that smoothing in pixels.", 1, 10, &Settings::deBlockValue,
+                             DeBlockingGroup)),
              DeBlocking),
     Group(EdgeContractGroup, "VeltraneGreen::Edge Contract Group", "Shrinking of the matte.",
-          Number(Basic)),
+          Basic),
     Switch(EdgeContract, "VeltraneGreen::Edge Contract", "edge-contract",
-           "Shrinks the matte to cut off fringes.", false, EdgeContractGroup),
-    Governed(Slider(ContractMask, "VeltraneGreen::Contract Mask", "contract-mask",
-                    "How far the matte shrinks, in pixels.", 2, 1, 10, EdgeContractGroup),
+           "Shrinks the matte to cut off fringes.", &Settings::edgeContract, EdgeContractGroup),
+    Governed(InPixels(Slider(ContractMask, "VeltraneGreen::Contract Mask", "contract-mask",
+                             "How far the matte shrinks, in pixels.", 1, 10,
+                             &Settings::contractMask, EdgeContractGroup)),
              EdgeContract),
     Governed(Slider(ContractThreshold, "VeltraneGreen::Contract Threshold", "contract-threshold",
-                    "Steps of the matte up to this height stay, so that soft edges remain soft.",
-                    10, 0, 50, EdgeContractGroup),
+                    "Steps of the matte up to this height stay, so that soft edges remain soft.", 0,
+                    50, &Settings::contractThreshold, EdgeContractGroup),
              EdgeContract),
-    Group(EdgeBlurGroup, "VeltraneGreen::Edge Blur Group", "Softening of the matte.",
-          Number(Basic)),
+    Group(EdgeBlurGroup, "VeltraneGreen::Edge Blur Group", "Softening of the matte.", Basic),
     Switch(EdgeBlur, "VeltraneGreen::Edge Blur", "edge-blur",
-           "Softens the matte's edges inwards, so that no screen shows again.", false,
+           "Softens the matte's edges inwards, so that no screen shows again.", &Settings::edgeBlur,
            EdgeBlurGroup),
-    Governed(Slider(MaskBlurRadius, "VeltraneGreen::Mask Blur Radius (pixel)", "mask-blur-radius",
-                    "Width of the softened edge in pixels.", 2, 1, 100, EdgeBlurGroup),
+    Governed(InPixels(Slider(MaskBlurRadius, "VeltraneGreen::Mask Blur Radius (pixel)",
+                             "mask-blur-radius", "Width of the softened edge in pixels.", 1, 100,
+                             &Settings::maskBlurRadius, EdgeBlurGroup)),
              EdgeBlur),
     Governed(Slider(MaskBlurValue, "VeltraneGreen::Mask Blur Value", "mask-blur-value",
-                    "Strength of the softening in per cent.", 50, 0, 100, EdgeBlurGroup),
+                    "Strength of the softening in per cent.", 0, 100, &Settings::maskBlurValue,
+                    EdgeBlurGroup),
              EdgeBlur),
-    Group(HueGroup, "VeltraneGreen::Hue", "The hues that are kept solid.", Number(Basic)),
+    Group(HueGroup, "VeltraneGreen::Hue", "The hues that are kept solid.", Basic),
     Slider(SkinHue, "VeltraneGreen::skin, hair color Hue", "skin-hue",
-           "Moves the border between the screen's hues and those of skin and hair.", 0, -50, 50,
-           HueGroup),
+           "Moves the border between the screen's hues and those of skin and hair.", -50, 50,
+           &Settings::skinHue, HueGroup),
     Slider(BlueHue, "VeltraneGreen::blue Hue", "blue-hue",
-           "Moves the border between the screen's hues and those of blue objects.", 0, -50, 50,
-           HueGroup),
-    Group(Advanced, "VeltraneGreen::Advanced", "Spill and screen gain.", 0),
+           "Moves the border between the screen's hues and those of blue objects.", -50, 50,
+           &Settings::blueHue, HueGroup),
+    Group(Advanced, "VeltraneGreen::Advanced", "Spill and screen gain.", kTop),
     Group(DespillGroup, "VeltraneGreen::Despill",
-          "Removal of the screen's reflection on the subject.", Number(Advanced)),
+          "Removal of the screen's reflection on the subject.", Advanced),
     Slider(DespillGray, "VeltraneGreen::white, gray", "despill-gray",
-           "Makes white and grey areas with a cast of the screen more solid.", 20, 0, 100,
-           DespillGroup),
+           "Makes white and grey areas with a cast of the screen more solid.", 0, 100,
+           &Settings::despillGray, DespillGroup),
     Slider(DespillSkin, "VeltraneGreen::skin, hair color", "despill-skin",
-           "Widens the range of skin and hair colours that count as spill rather than screen.", 20,
-           0, 100, DespillGroup),
+           "Widens the range of skin and hair colours that count as spill rather than screen.", 0,
+           100, &Settings::despillSkin, DespillGroup),
     Slider(DespillBlue, "VeltraneGreen::blue", "despill-blue",
-           "Widens the range of blue colours that count as spill rather than screen.", 0, 0, 100,
-           DespillGroup),
+           "Widens the range of blue colours that count as spill rather than screen.", 0, 100,
+           &Settings::despillBlue, DespillGroup),
     Slider(ScreenGain, "VeltraneGreen::Screen Gain", "screen-gain",
-           "How much noise and dirt on the screen is keyed out completely.", 33, 0, 100, Advanced),
-}};
+           "How much noise and dirt on the screen is keyed out completely.", 0, 100,
+           &Settings::screenGain, Advanced),
+};
 
-constexpr std::array<const char*, 3> kViewKeys{"VeltraneGreen::Source", "VeltraneGreen::Matte",
-                                               "VeltraneGreen::Result"};
+static_assert(std::size(kParameters) <= kMostParameters);
+static_assert(IdsAreUnique(kParameters));
+static_assert(GroupsPrecedeTheirRows(kParameters));
+static_assert(GovernorsAreSwitches(kParameters));
+static_assert(NamesAreUnique(kParameters));
+static_assert(ValuesFitTheirMembers(kParameters));
+static_assert(EntriesKeepTheirNumbers(kParameters));
+static_assert(FxPlugShowsItsPanel(kParameters));
+
+struct RowList {
+    std::array<const Parameter*, std::size(kParameters)> rows{};
+    std::size_t size = 0;
+};
+
+consteval RowList RowsOf(Host host) {
+    RowList list;
+    for (const Parameter& row : kParameters)
+        if (row.hosts.Contains(host)) list.rows[list.size++] = &row;
+    return list;
+}
+
+consteval RowList ById(RowList list) {
+    std::sort(list.rows.begin(), list.rows.begin() + list.size,
+              [](const Parameter* a, const Parameter* b) { return a->id < b->id; });
+    return list;
+}
+
+constexpr RowList kFxPlugPanel = ById(RowsOf(Host::FxPlug));
+constexpr RowList kFrei0rPanel = ById(RowsOf(Host::Frei0r));
+constexpr RowList kOpenFxPanel = RowsOf(Host::OpenFx);
+
+const Parameter* FindId(int id) {
+    const auto row = std::ranges::find(kParameters, id, &Parameter::id);
+    return row == std::end(kParameters) ? nullptr : row;
+}
 
 }  // namespace
 
@@ -117,29 +211,36 @@ std::span<const Parameter> Parameters() {
     return kParameters;
 }
 
+std::span<const Parameter* const> Panel(Host host) {
+    const RowList& list = host == Host::FxPlug   ? kFxPlugPanel
+                          : host == Host::Frei0r ? kFrei0rPanel
+                                                 : kOpenFxPanel;
+    return {list.rows.data(), list.size};
+}
+
 const Parameter& Row(ParameterId id) {
-    return kParameters[static_cast<std::size_t>(id) - 1];
+    const Parameter* row = FindId(Number(id));
+    if (row == nullptr) throw std::out_of_range("no parameter " + std::to_string(Number(id)));
+    return *row;
+}
+
+const Parameter* GroupOf(const Parameter& parameter) {
+    return FindId(parameter.group);
+}
+
+const Parameter* GovernorOf(const Parameter& parameter) {
+    return FindId(parameter.governor);
 }
 
 const Parameter* FindParameter(std::string_view name) {
-    const auto row = std::find_if(kParameters.begin(), kParameters.end(), [&](const Parameter& p) {
-        return !name.empty() && name == p.name;
-    });
-    return row == kParameters.end() ? nullptr : &*row;
-}
-
-std::span<const char* const> ChoiceKeys(const Parameter& parameter) {
-    if (parameter.kind != ParameterKind::Choice) return {};
-    return kViewKeys;
+    if (name.empty()) return nullptr;
+    const auto row = std::ranges::find(kParameters, name, &Parameter::name);
+    return row == std::end(kParameters) ? nullptr : row;
 }
 
 std::vector<std::string> ChoiceNames(const Parameter& parameter) {
     std::vector<std::string> names;
-    for (const char* key : ChoiceKeys(parameter)) {
-        std::string name(Label(key));
-        for (char& c : name) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        names.push_back(std::move(name));
-    }
+    for (const ChoiceEntry& entry : parameter.entries) names.emplace_back(entry.name);
     return names;
 }
 

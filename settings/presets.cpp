@@ -73,7 +73,7 @@ void Take(Settings& settings, const Parameter& row, const Json& value) {
             SetValue(settings, row, ParseInteger(row, value));
             break;
         case ParameterKind::Color:
-            settings.keyColor = ParseColor(row, value);
+            SetColor(settings, row, ParseColor(row, value));
             break;
         case ParameterKind::Group:
             break;
@@ -81,10 +81,10 @@ void Take(Settings& settings, const Parameter& row, const Json& value) {
 }
 
 Json Value(const Settings& settings, const Parameter& row) {
-    if (row.kind == ParameterKind::Color) return HexText(settings.keyColor);
+    if (row.kind == ParameterKind::Color) return HexText(ColorOf(settings, row));
     const int value = ValueOf(settings, row);
     if (row.kind == ParameterKind::Switch) return value != 0;
-    if (row.kind == ParameterKind::Choice) return ChoiceNames(row)[value];
+    if (row.kind == ParameterKind::Choice) return row.entries[value].name;
     return value;
 }
 

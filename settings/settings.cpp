@@ -4,45 +4,27 @@
 #include <charconv>
 #include <cmath>
 #include <stdexcept>
+#include <type_traits>
+#include <utility>
 #include <variant>
 
 namespace veltrane {
 
 namespace {
 
-using Member = std::variant<View Settings::*, bool Settings::*, int Settings::*>;
+/// Whether a member holds a whole number or what counts as one.
+template <typename Member>
+constexpr bool kIsNumber =
+    !std::is_same_v<Member, std::monostate> && !std::is_same_v<Member, Color Settings::*>;
 
-struct Binding {
-    ParameterId id;
-    Member member;
-};
+[[noreturn]] void RefuseKind(const Parameter& parameter) {
+    throw std::invalid_argument(std::string(Label(parameter.key)) + " holds no such value");
+}
 
-constexpr Binding kBindings[] = {
-    {ParameterId::View, &Settings::view},
-    {ParameterId::SmoothBG, &Settings::smoothBG},
-    {ParameterId::Shadow, &Settings::shadow},
-    {ParameterId::ClipBlack, &Settings::clipBlack},
-    {ParameterId::ClipWhite, &Settings::clipWhite},
-    {ParameterId::DeBlocking, &Settings::deBlocking},
-    {ParameterId::DeBlockValue, &Settings::deBlockValue},
-    {ParameterId::EdgeContract, &Settings::edgeContract},
-    {ParameterId::ContractMask, &Settings::contractMask},
-    {ParameterId::ContractThreshold, &Settings::contractThreshold},
-    {ParameterId::EdgeBlur, &Settings::edgeBlur},
-    {ParameterId::MaskBlurRadius, &Settings::maskBlurRadius},
-    {ParameterId::MaskBlurValue, &Settings::maskBlurValue},
-    {ParameterId::SkinHue, &Settings::skinHue},
-    {ParameterId::BlueHue, &Settings::blueHue},
-    {ParameterId::DespillGray, &Settings::despillGray},
-    {ParameterId::DespillSkin, &Settings::despillSkin},
-    {ParameterId::DespillBlue, &Settings::despillBlue},
-    {ParameterId::ScreenGain, &Settings::screenGain},
-};
-
-const Member& MemberOf(const Parameter& parameter) {
-    for (const Binding& binding : kBindings)
-        if (static_cast<int>(binding.id) == parameter.id) return binding.member;
-    throw std::invalid_argument(std::string(Label(parameter.key)) + " holds no whole number");
+Color Settings::*ColorMember(const Parameter& parameter) {
+    const auto* member = std::get_if<Color Settings::*>(&parameter.member);
+    if (member == nullptr) RefuseKind(parameter);
+    return *member;
 }
 
 /// The shortest decimal form that reads back as the same value.
@@ -52,12 +34,14 @@ std::string Text(double value) {
     return {digits, end};
 }
 
-void CheckColor(const Parameter& row, const char* channel, double value,
-                std::vector<std::string>& problems) {
-    if (value >= row.minimum && value <= row.maximum) return;
-    problems.push_back(std::string(row.name) + ' ' + channel + " must be " +
-                       std::to_string(row.minimum) + " to " + std::to_string(row.maximum) +
-                       ", not " + Text(value));
+void CheckColor(const Parameter& row, const Color& color, std::vector<std::string>& problems) {
+    for (const auto& [channel, value] :
+         {std::pair("red", color.red), std::pair("green", color.green),
+          std::pair("blue", color.blue)})
+        if (!(value >= row.minimum && value <= row.maximum))
+            problems.push_back(std::string(row.name) + ' ' + channel + " must be " +
+                               std::to_string(row.minimum) + " to " + std::to_string(row.maximum) +
+                               ", not " + Text(value));
 }
 
 double ByteStep(double component) {
@@ -74,29 +58,46 @@ int HexDigit(char c) {
 }  // namespace
 
 int ValueOf(const Settings& settings, const Parameter& parameter) {
-    return std::visit([&](auto member) { return static_cast<int>(settings.*member); },
-                      MemberOf(parameter));
+    return std::visit(
+        [&](auto member) -> int {
+            if constexpr (kIsNumber<decltype(member)>)
+                return static_cast<int>(settings.*member);
+            else
+                RefuseKind(parameter);
+        },
+        parameter.member);
 }
 
 void SetValue(Settings& settings, const Parameter& parameter, int value) {
     std::visit(
         [&](auto member) {
-            settings.*member = static_cast<std::decay_t<decltype(settings.*member)>>(value);
+            if constexpr (kIsNumber<decltype(member)>)
+                settings.*member = static_cast<std::decay_t<decltype(settings.*member)>>(value);
+            else
+                RefuseKind(parameter);
         },
-        MemberOf(parameter));
+        parameter.member);
+}
+
+Color ColorOf(const Settings& settings, const Parameter& parameter) {
+    return settings.*ColorMember(parameter);
+}
+
+void SetColor(Settings& settings, const Parameter& parameter, const Color& color) {
+    settings.*ColorMember(parameter) = color;
 }
 
 std::vector<std::string> Problems(const Settings& settings) {
     std::vector<std::string> problems;
-    for (const Binding& binding : kBindings) {
-        const Parameter& row = Row(binding.id);
-        const std::string problem = ProblemWith(row, ValueOf(settings, row));
-        if (!problem.empty()) problems.push_back(problem);
+    for (const Parameter& row : Parameters()) {
+        if (row.kind == ParameterKind::Group) continue;
+        if (row.kind == ParameterKind::Color) {
+            CheckColor(row, ColorOf(settings, row), problems);
+            continue;
+        }
+        std::string problem = ProblemWith(row, ValueOf(settings, row));
+        if (!problem.empty()) problems.push_back(std::move(problem));
     }
-    const Parameter& key = Row(ParameterId::KeyColor);
-    CheckColor(key, "red", settings.keyColor.red, problems);
-    CheckColor(key, "green", settings.keyColor.green, problems);
-    CheckColor(key, "blue", settings.keyColor.blue, problems);
     return problems;
 }
 

@@ -19,6 +19,10 @@ int ValueOf(const Settings& settings, const Parameter& parameter);
 /// Sets the value of a choice, switch or integer row. The range is not checked; Problems does that.
 void SetValue(Settings& settings, const Parameter& parameter, int value);
 
+/// Reads and sets the value of a colour row; both throw std::invalid_argument for other rows.
+Color ColorOf(const Settings& settings, const Parameter& parameter);
+void SetColor(Settings& settings, const Parameter& parameter, const Color& color);
+
 /// One line for each value out of range, such as "shadow must be 0 to 100, not 140".
 std::vector<std::string> Problems(const Settings& settings);
 

@@ -9,6 +9,7 @@ extern "C" {
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <tuple>
 
 namespace veltrane::frei0r {
 
@@ -17,7 +18,7 @@ namespace {
 /// Plain characters only: hosts read the descriptions before they start the plug-in and after they
 /// stopped it, so nothing here may be allocated or destroyed.
 struct HostParameterList {
-    std::array<HostParameter, static_cast<std::size_t>(ParameterId::ScreenGain)> entries{};
+    std::array<HostParameter, kMostParameters> entries{};
     std::size_t count = 0;
 };
 
@@ -27,6 +28,7 @@ int TypeOf(const Parameter& row) {
 }
 
 double Share(const Parameter& row, int value) {
+    if (row.kind == ParameterKind::Choice) return row.entries[value].share;
     return static_cast<double>(value - row.minimum) / (row.maximum - row.minimum);
 }
 
@@ -41,14 +43,15 @@ void ExplainScale(HostParameter& shown) {
     const Parameter& row = *shown.row;
     if (row.kind == ParameterKind::Integer)
         Append(shown.explanation, " 0 to 1 stands for %d to %d.", row.minimum, row.maximum);
-    int value = row.minimum;
-    for (const char* key : ChoiceKeys(row)) {
-        const std::string_view label = Label(key);
-        Append(shown.explanation, "%s%g is %.*s", value == row.minimum ? " " : ", ",
-               Share(row, value), static_cast<int>(label.size()), label.data());
-        ++value;
+    const char* separator = " ";
+    for (const ChoiceEntry& entry : row.entries) {
+        if (!entry.hosts.Contains(Host::Frei0r)) continue;
+        const std::string_view label = Label(entry.key);
+        Append(shown.explanation, "%s%g is %.*s", separator, entry.share,
+               static_cast<int>(label.size()), label.data());
+        separator = ", ";
     }
-    if (value > row.minimum) Append(shown.explanation, ".");
+    if (!row.entries.empty()) Append(shown.explanation, ".");
 }
 
 HostParameter Describe(const Parameter& row) {
@@ -63,9 +66,28 @@ HostParameter Describe(const Parameter& row) {
 
 HostParameterList DescribeAll() {
     HostParameterList list;
-    for (const Parameter& row : Parameters())
-        if (row.kind != ParameterKind::Group) list.entries[list.count++] = Describe(row);
+    for (const Parameter* row : Panel(Host::Frei0r))
+        if (row->kind != ParameterKind::Group) list.entries[list.count++] = Describe(*row);
     return list;
+}
+
+int NearestStep(const Parameter& row, double share) {
+    const double steps = std::floor(share * (row.maximum - row.minimum) + 0.5);
+    return row.minimum + static_cast<int>(steps);
+}
+
+/// The number of the entry whose share is nearest, of two the one with the higher share.
+int NearestEntry(const Parameter& row, double share) {
+    const auto rank = [&](const ChoiceEntry& entry) {
+        return std::tuple(!entry.hosts.Contains(Host::Frei0r), std::abs(entry.share - share),
+                          -entry.share);
+    };
+    return std::ranges::min(row.entries, {}, rank).number;
+}
+
+f0r_param_color_t Floats(const Color& color) {
+    return {static_cast<float>(color.red), static_cast<float>(color.green),
+            static_cast<float>(color.blue)};
 }
 
 double Clamped(double value, double otherwise) {
@@ -82,20 +104,20 @@ std::span<const HostParameter> HostParameters() noexcept {
 void Store(Settings& settings, const Parameter& row, const void* value) noexcept {
     if (row.kind == ParameterKind::Color) {
         const auto& color = *static_cast<const f0r_param_color_t*>(value);
-        settings.keyColor = {Clamped(color.r, row.defaultValue), Clamped(color.g, row.defaultValue),
-                             Clamped(color.b, row.defaultValue)};
+        SetColor(settings, row,
+                 {Clamped(color.r, row.defaultValue), Clamped(color.g, row.defaultValue),
+                  Clamped(color.b, row.defaultValue)});
         return;
     }
     const double share = Clamped(*static_cast<const double*>(value), Share(row, row.defaultValue));
-    const double steps = std::floor(share * (row.maximum - row.minimum) + 0.5);
-    SetValue(settings, row, row.minimum + static_cast<int>(steps));
+    SetValue(
+        settings, row,
+        row.kind == ParameterKind::Choice ? NearestEntry(row, share) : NearestStep(row, share));
 }
 
 void Load(const Settings& settings, const Parameter& row, void* value) noexcept {
     if (row.kind == ParameterKind::Color)
-        *static_cast<f0r_param_color_t*>(value) = {static_cast<float>(settings.keyColor.red),
-                                                   static_cast<float>(settings.keyColor.green),
-                                                   static_cast<float>(settings.keyColor.blue)};
+        *static_cast<f0r_param_color_t*>(value) = Floats(ColorOf(settings, row));
     else
         *static_cast<double*>(value) = Share(row, ValueOf(settings, row));
 }

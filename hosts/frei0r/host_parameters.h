@@ -13,10 +13,10 @@ struct HostParameter {
     const Parameter* row;
     int type;       ///< F0R_PARAM_BOOL, F0R_PARAM_DOUBLE or F0R_PARAM_COLOR
     char name[32];  ///< the row's option name in plain words: "Despill gray"
-    char explanation[192];
+    char explanation[256];
 };
 
-/// Every row of the parameter table but the groups, in its order.
+/// The rows of frei0r's panel but the groups, in its order.
 std::span<const HostParameter> HostParameters() noexcept;
 
 /// Stores a value, given in the memory layout of the parameter's frei0r type. Values out of range

@@ -79,21 +79,20 @@ std::string ParamName(const Parameter& row) {
 Settings ReadSettings(Effect effect, double time) {
     const ParamSet params = ParamsOf(effect);
     Settings settings;
-    for (const Parameter& row : Parameters()) {
-        if (row.kind == ParameterKind::Group) continue;
-        if (row.kind == ParameterKind::Color) {
-            settings.keyColor = ReadColor(params, row, time).value_or(settings.keyColor);
-        } else if (const std::optional<int> value = ReadInt(params, row, time)) {
-            SetValue(settings, row, std::clamp(*value, row.minimum, row.maximum));
+    for (const Parameter* row : Panel(Host::OpenFx)) {
+        if (row->kind == ParameterKind::Group) continue;
+        if (row->kind == ParameterKind::Color) {
+            if (const auto color = ReadColor(params, *row, time)) SetColor(settings, *row, *color);
+        } else if (const auto value = ReadInt(params, *row, time)) {
+            SetValue(settings, *row, std::clamp(*value, row->minimum, row->maximum));
         }
     }
     return settings;
 }
 
 void ScaleRadii(Settings& settings, double scale) {
-    for (const ParameterId id :
-         {ParameterId::DeBlockValue, ParameterId::ContractMask, ParameterId::MaskBlurRadius}) {
-        const Parameter& row = Row(id);
+    for (const Parameter& row : Parameters()) {
+        if (!row.inPixels) continue;
         const double radius = std::floor(ValueOf(settings, row) * scale + 0.5);
         SetValue(settings, row,
                  static_cast<int>(std::clamp<double>(radius, row.minimum, row.maximum)));
@@ -102,18 +101,18 @@ void ScaleRadii(Settings& settings, double scale) {
 
 void UpdateGoverned(Effect effect, std::string_view switchName, double time) {
     const ParamSet params = ParamsOf(effect);
-    for (const Parameter& row : Parameters()) {
-        if (row.governor == 0) continue;
-        const Parameter& governor = Row(static_cast<ParameterId>(row.governor));
-        if (switchName == ParamName(governor)) FollowGovernor(params, row, governor, time);
+    for (const Parameter* row : Panel(Host::OpenFx)) {
+        const Parameter* governor = GovernorOf(*row);
+        if (governor != nullptr && switchName == ParamName(*governor))
+            FollowGovernor(params, *row, *governor, time);
     }
 }
 
 void UpdateAllGoverned(Effect effect) {
     const ParamSet params = ParamsOf(effect);
-    for (const Parameter& row : Parameters())
-        if (row.governor != 0)
-            FollowGovernor(params, row, Row(static_cast<ParameterId>(row.governor)), std::nullopt);
+    for (const Parameter* row : Panel(Host::OpenFx))
+        if (const Parameter* governor = GovernorOf(*row))
+            FollowGovernor(params, *row, *governor, std::nullopt);
 }
 
 void SetKeyColor(Effect effect, const Color& color) {

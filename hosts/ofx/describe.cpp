@@ -70,13 +70,12 @@ void SetRange(Properties& param, const Parameter& row) {
 void DefineRow(ParamSet params, const Parameter& row) {
     Properties param =
         DefineParam(params, TypeOf(row.kind), ParamName(row), Label(row.key), row.help);
-    int option = 0;
-    for (const char* key : ChoiceKeys(row))
-        param.Set(prop::kChoiceOption, std::string(Label(key)).c_str(), option++);
+    for (const ChoiceEntry& entry : row.entries)
+        if (entry.hosts.Contains(Host::OpenFx))
+            param.Set(prop::kChoiceOption, std::string(Label(entry.key)).c_str(), entry.number);
     SetDefault(param, row);
     SetRange(param, row);
-    if (row.group != 0)
-        param.Set(prop::kParent, ParamName(Row(static_cast<ParameterId>(row.group))).c_str());
+    if (const Parameter* group = GroupOf(row)) param.Set(prop::kParent, ParamName(*group).c_str());
     if ((row.flags & kDisabledFlag) != 0) param.Set(prop::kEnabled, 0);
 }
 
@@ -125,9 +124,9 @@ void DescribeInContext(Effect descriptor) {
     DefineClip(descriptor, kOutputClip);
     ParamSet params = nullptr;
     Require(Host().effect->getParamSet(descriptor, &params));
-    for (const Parameter& row : Parameters()) {
-        DefineRow(params, row);
-        if (row.id == static_cast<int>(ParameterId::KeyColor)) DefinePickButton(params);
+    for (const Parameter* row : Panel(Host::OpenFx)) {
+        DefineRow(params, *row);
+        if (row->id == static_cast<int>(ParameterId::KeyColor)) DefinePickButton(params);
     }
 }
 

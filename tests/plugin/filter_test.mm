@@ -69,13 +69,16 @@ protected:
 TEST_F(Filter, AddsItsPanelInOrder) {
     const std::map<int, int> groupsEnding{{10, 1}, {14, 1}, {18, 1}, {21, 2}, {26, 1}, {27, 1}};
     Lines expected;
-    for (const Parameter& row : Parameters()) {
+    for (const Parameter* each : Panel(Host::FxPlug)) {
+        const Parameter& row = *each;
         const auto number = [](int value) { return ' ' + std::to_string(value); };
         const std::string name = ' ' + Text(row.key) + number(row.id);
         const std::string value = name + number(row.defaultValue);
         const std::string range = number(row.minimum) + number(row.maximum);
         std::string choices;
-        for (const char* key : ChoiceKeys(row)) choices += (choices.empty() ? "" : "|") + Text(key);
+        for (const ChoiceEntry& entry : row.entries)
+            if (entry.hosts.Contains(Host::FxPlug))
+                choices += (choices.empty() ? "" : "|") + Text(entry.key);
         const std::string calls[] = {
             "startParameterSubGroup" + name, "addPopupMenuWithName" + value + ' ' + choices,
             "addColorParameterWithName" + name + " 0 0 0", "addToggleButtonWithName" + value,
@@ -180,10 +183,10 @@ TEST_F(Filter, HoldsItsVariablesInOrderAndLetsThemGo) {
 
 TEST_F(Filter, ReadsEveryValueOnceAtTheFramesTime) {
     Lines expected;
-    for (const Parameter& row : Parameters()) {
+    for (const Parameter* row : Panel(Host::FxPlug)) {
         const char* calls[] = {"", "getIntValue ", "getRedValue ", "getBoolValue ", "getIntValue "};
-        if (row.kind != ParameterKind::Group)
-            expected.push_back(calls[int(row.kind)] + std::to_string(row.id) + " 12.5");
+        if (row->kind != ParameterKind::Group)
+            expected.push_back(calls[int(row->kind)] + std::to_string(row->id) + " 12.5");
     }
     HostPicture picture{1, 1, {1, 0, 1, 0}};
     for (const bool later : {false, true}) {
@@ -204,7 +207,7 @@ const std::map<int, std::pair<int, int>> kValues{
 Settings With(int id, int value) {
     Settings settings;
     for (const auto& [each, values] : kValues)
-        SetValue(settings, Parameters()[std::size_t(each) - 1], each == id ? value : values.first);
+        SetValue(settings, Row(ParameterId(each)), each == id ? value : values.first);
     settings.keyColor = {kScreen[2] / 255.0, kScreen[1] / 255.0, kScreen[0] / 255.0};
     return settings;
 }
@@ -347,9 +350,10 @@ TEST_F(Filter, RendersOnTwoThreadsAtOnce) {
 TEST_F(Filter, NamesEverythingInEachLanguage) {
     std::vector<const char*> keys{"VeltraneGreen::FxPlug Group", "VeltraneGreen::FxPlug Name",
                                   "VeltraneGreen::FxPlug Description"};
-    for (const Parameter& row : Parameters()) {
-        keys.push_back(row.key);
-        for (const char* key : ChoiceKeys(row)) keys.push_back(key);
+    for (const Parameter* row : Panel(Host::FxPlug)) {
+        keys.push_back(row->key);
+        for (const ChoiceEntry& entry : row->entries)
+            if (entry.hosts.Contains(Host::FxPlug)) keys.push_back(entry.key);
     }
     const std::map<const char*, const char*> shadows{
         {"en", "Shadow"}, {"de", "Schatten"}, {"ja", "影"}};

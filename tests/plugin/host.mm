@@ -206,12 +206,12 @@ bool FxHost::AddParameters() {
 }
 
 void FxHost::Use(const Settings& settings) {
-    for (const Parameter& row : Parameters()) {
-        std::vector<double>& value = parameters[row.id].value;
-        if (row.kind == ParameterKind::Color) {
+    for (const Parameter* row : Panel(Host::FxPlug)) {
+        std::vector<double>& value = parameters[row->id].value;
+        if (row->kind == ParameterKind::Color) {
             value = {settings.keyColor.red, settings.keyColor.green, settings.keyColor.blue};
-        } else if (row.kind != ParameterKind::Group) {
-            value = {static_cast<double>(ValueOf(settings, row))};
+        } else if (row->kind != ParameterKind::Group) {
+            value = {static_cast<double>(ValueOf(settings, *row))};
         }
     }
 }

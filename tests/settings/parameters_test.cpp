@@ -3,7 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <stdexcept>
 #include <string>
+#include <tuple>
+
+#include "settings/table_rules.h"
 
 namespace veltrane {
 namespace {
@@ -17,7 +21,7 @@ struct Expected {
     int group, governor;
 };
 
-// Ids are the positions, counted from 1.
+// FxPlug's panel, which never changes. Ids are the positions, counted from 1.
 constexpr Expected kExpected[] = {
     {Group, "Basic", 0, 0, 0, 0, 0},
     {Choice, "View", 2, 0, 2, 1, 0},
@@ -48,10 +52,10 @@ constexpr Expected kExpected[] = {
     {Integer, "Screen Gain", 33, 0, 100, 22, 0},
 };
 
-TEST(Parameters, HoldTheKnownFigures) {
-    ASSERT_EQ(Parameters().size(), std::size(kExpected));
+TEST(Parameters, HoldFxPlugsPanel) {
+    ASSERT_EQ(Panel(Host::FxPlug).size(), std::size(kExpected));
     for (std::size_t i = 0; i < std::size(kExpected); ++i) {
-        const Parameter& row = Parameters()[i];
+        const Parameter& row = *Panel(Host::FxPlug)[i];
         const Expected& expected = kExpected[i];
         SCOPED_TRACE(expected.label);
         EXPECT_EQ(row.id, static_cast<int>(i) + 1);
@@ -64,17 +68,64 @@ TEST(Parameters, HoldTheKnownFigures) {
         EXPECT_EQ(row.group, expected.group);
         EXPECT_EQ(row.governor, expected.governor);
         EXPECT_EQ(FindParameter(row.name), row.kind == Group ? nullptr : &row);
+        EXPECT_EQ(&Row(static_cast<ParameterId>(row.id)), &row);
         EXPECT_STRNE(row.help, "");
     }
-    const Parameter& view = Row(ParameterId::View);
-    EXPECT_EQ(ChoiceNames(view), (std::vector<std::string>{"source", "matte", "result"}));
-    EXPECT_STREQ(ChoiceKeys(view)[1], "VeltraneGreen::Matte");
+    EXPECT_THROW(Row(ParameterId{}), std::out_of_range);
+    std::vector<const char*> views;
+    for (const ChoiceEntry& entry : Row(ParameterId::View).entries)
+        if (entry.hosts.Contains(Host::FxPlug)) views.push_back(entry.key);
+    ASSERT_EQ(views.size(), 3u);
+    EXPECT_STREQ(views[1], "VeltraneGreen::Matte");
+}
+
+TEST(Parameters, KeepWhatSavedProjectsHold) {
+    // Those who pass frei0r's values by place, too, count on the first rows.
+    const auto frei0r = Panel(Host::Frei0r), fxPlug = Panel(Host::FxPlug);
+    EXPECT_TRUE(std::ranges::is_sorted(frei0r, {}, &Parameter::id));
+    EXPECT_TRUE(std::ranges::equal(fxPlug, frei0r.first(fxPlug.size())));
+    const std::tuple<std::string, int, double> views[] = {
+        {"source", 0, 0}, {"matte", 1, 0.5}, {"result", 2, 1}};
+    for (const auto& [name, number, share] : views) {
+        const ChoiceEntry& entry = Row(ParameterId::View).entries[std::size_t(number)];
+        EXPECT_EQ(std::tuple(entry.name, entry.number, entry.share),
+                  std::tuple(name, number, share));
+    }
+}
+
+TEST(Parameters, AreRefusedWhereTheyDoNotFit) {
+    using Change = void (*)(std::vector<Parameter>&);
+    static constexpr ChoiceEntry kMovedView[] = {
+        {1, "k", "a", 0}, {0, "k", "b", 0.5}, {2, "k", "c", 1}};
+    const std::pair<bool (*)(Rows), Change> cases[] = {
+        {IdsAreUnique, [](auto& rows) { rows[3].id = 1; }},
+        {GroupsPrecedeTheirRows, [](auto& rows) { std::swap(rows[7], rows[8]); }},
+        {GroupsPrecedeTheirRows, [](auto& rows) { rows[0].hosts = {Host::OpenFx}; }},
+        {GovernorsAreSwitches, [](auto& rows) { rows[9].governor = 5; }},
+        {NamesAreUnique, [](auto& rows) { rows[5].name = rows[4].name; }},
+        {NamesAreUnique, [](auto& rows) { rows[5].name = ""; }},
+        {ValuesFitTheirMembers, [](auto& rows) { rows[5].member = rows[4].member; }},
+        {ValuesFitTheirMembers, [](auto& rows) { rows[5].member = &Settings::edgeBlur; }},
+        {ValuesFitTheirMembers, [](auto& rows) { rows[5].minimum = 1; }},
+        {EntriesKeepTheirNumbers, [](auto& rows) { rows[1].entries = kMovedView; }},
+        {FxPlugShowsItsPanel, [](auto& rows) { rows[5].id = 28; }},
+        {FxPlugShowsItsPanel, [](auto& rows) { rows[5].hosts = {Host::Frei0r}; }}};
+    for (const auto& [rule, change] : cases) {
+        std::vector<Parameter> rows(Parameters().begin(), Parameters().end());
+        EXPECT_TRUE(rule(rows));
+        change(rows);
+        EXPECT_FALSE(rule(rows)) << "case " << (&rule - &cases[0].first);
+    }
 }
 
 std::string ReadmeValues(const Parameter& row) {
     if (row.kind == Color) return "a colour | the screen's";
     if (row.kind == Switch) return row.defaultValue != 0 ? "on, off | on" : "on, off | off";
-    if (row.kind == Choice) return "source, matte, result | " + ChoiceNames(row)[row.defaultValue];
+    if (row.kind == Choice) {
+        std::string names;
+        for (const ChoiceEntry& entry : row.entries) names += std::string(", ") + entry.name;
+        return names.substr(2) + " | " + row.entries[row.defaultValue].name;
+    }
     return std::to_string(row.minimum) + " to " + std::to_string(row.maximum) + " | " +
            std::to_string(row.defaultValue);
 }

@@ -25,6 +25,13 @@ TEST(Presets, RoundTripAndDefaults) {
     EXPECT_THROW(ToJson(settings), std::invalid_argument);
 }
 
+std::string ViewNames() {
+    std::string names;
+    for (const ChoiceEntry& entry : Row(ParameterId::View).entries)
+        names += std::string(",\"") + entry.name + '"';
+    return '[' + names.substr(1) + ']';
+}
+
 TEST(Presets, RefuseWithTheMemberAndTheRange) {
     std::vector<std::pair<std::string, std::string>> refusals{
         {"{\n\"shadow\": ,}", "not valid JSON in line 2"},
@@ -40,7 +47,7 @@ TEST(Presets, RefuseWithTheMemberAndTheRange) {
         {"{\"" + std::string(100, 's') + "\": 1}",
          "unknown setting \"" + std::string(59, 's') + "..."},
         {std::string(1'000'001, ' '), "is larger than a preset can be, 1000000 bytes"},
-        {R"({"view": 2})", "view must be one of [\"source\",\"matte\",\"result\"], not 2"}};
+        {R"({"view": 2})", "view must be one of " + ViewNames() + ", not 2"}};
     for (const char* value :
          {"140", "-1", "12.5", "true", "\"80\"", "null", "18446744073709551615"})
         refusals.push_back(

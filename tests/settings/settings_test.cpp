@@ -27,20 +27,22 @@ TEST(Settings, StartAtTheDefaultsAndKeepToTheirRanges) {
             EXPECT_EQ(Problems(settings), Problem{});
         }
     }
+    Settings settings;
+    EXPECT_THROW(SetValue(settings, Row(ParameterId::KeyColor), 1), std::invalid_argument);
+    EXPECT_THROW(ColorOf(settings, Row(ParameterId::Shadow)), std::invalid_argument);
 }
 
 TEST(Settings, ProblemsNameEveryBadValue) {
     Settings settings;
-    settings.view = static_cast<View>(3);
+    settings.view = static_cast<View>(-1);
     settings.shadow = 140;
     settings.skinHue = -51;
     settings.keyColor = {1.5, std::nan(""), -1};
     EXPECT_EQ(
         Problems(settings),
-        (Problem{"view must be 0 to 2, not 3", "shadow must be 0 to 100, not 140",
-                 "skin-hue must be -50 to 50, not -51", "key-color red must be 0 to 1, not 1.5",
-                 "key-color green must be 0 to 1, not nan",
-                 "key-color blue must be 0 to 1, not -1"}));
+        (Problem{ProblemWith(Row(ParameterId::View), -1), "key-color red must be 0 to 1, not 1.5",
+                 "key-color green must be 0 to 1, not nan", "key-color blue must be 0 to 1, not -1",
+                 "shadow must be 0 to 100, not 140", "skin-hue must be -50 to 50, not -51"}));
 }
 
 TEST(Settings, ColorsSnapAndReadAsHex) {
@@ -96,9 +98,10 @@ TEST(Key, PassesOnWhatRowFunctionsThrow) {
             }
 }
 
-// Every value differs from the others and from its default, one switch is on at a time and the key
-// colour lies a little off its byte steps, so that nothing can stand in for anything else. The
-// entries take any number but 0 as on and any view but source and matte as the result.
+// Every value that the entries take differs from the others and from its default, one switch is on
+// at a time and the key colour lies a little off its byte steps, so that nothing can stand in for
+// anything else. The entries take any number but 0 as on and any view but source and matte as the
+// result.
 TEST(Key, HandsEveryValueToItsArgument) {
     constexpr int kSide = 48;
     std::mt19937 random(11);
@@ -123,9 +126,9 @@ TEST(Key, HandsEveryValueToItsArgument) {
         const int number = view < 2 ? view : 3 * round - 25, yes = round - 20;
         const int values[] = {61, 3, 88, 2, 4, 37, 5, 29, 17, -23, 31, 43, 53, 77};
         int integers = 0, switches = 0;
-        for (const Parameter& row : Parameters()) {
-            if (row.kind == ParameterKind::Integer) SetValue(s, row, values[integers++]);
-            if (row.kind == ParameterKind::Switch) SetValue(s, row, on == switches++);
+        for (const Parameter* row : Panel(Host::FxPlug)) {
+            if (row->kind == ParameterKind::Integer) SetValue(s, *row, values[integers++]);
+            if (row->kind == ParameterKind::Switch) SetValue(s, *row, on == switches++);
         }
         const auto keyBy = [&](auto entry, auto... frames) {
             entry(frames..., 0, 0, number, 50 / 255.0, 180 / 255.0, 60 / 255.0, on == 0 ? yes : 0,

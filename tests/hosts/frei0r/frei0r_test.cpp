@@ -18,6 +18,7 @@ extern "C" {
 #include <thread>
 
 #include "settings/presets.h"
+#include "tests/settings/unusual_look.h"
 
 namespace veltrane {
 namespace {
@@ -27,24 +28,18 @@ namespace fs = std::filesystem;
 /// The rows that are parameters.
 std::vector<Parameter> Rows() {
     std::vector<Parameter> rows;
-    for (const Parameter& row : Parameters())
-        if (row.kind != ParameterKind::Group) rows.push_back(row);
+    for (const Parameter* row : Panel(Host::Frei0r))
+        if (row->kind != ParameterKind::Group) rows.push_back(*row);
     return rows;
 }
 
-/// A value's place in its range, 0 to 1.
+/// A value's place in its range, 0 to 1, or that of a choice's entry.
 double Share(const Parameter& row, int value) {
+    if (row.kind == ParameterKind::Choice) return row.entries[std::size_t(value)].share;
     return double(value - row.minimum) / (row.maximum - row.minimum);
 }
 
-/// Settings in which nearly every value is other than its default.
-const Settings kEverything = FromJson(
-    R"({"key-color": "#41c144", "shadow": 61, "clip-black": 7, "clip-white": 93,
-        "deblocking": true, "deblock-value": 2, "edge-contract": true, "contract-mask": 4,
-        "contract-threshold": 7, "edge-blur": true, "mask-blur-radius": 3, "mask-blur-value": 35,
-        "skin-hue": -8, "blue-hue": 11, "despill-gray": 33, "despill-skin": 44,
-        "despill-blue": 55, "screen-gain": 66})",
-    "");
+const Settings kEverything = UnusualLook();
 const Settings kMatte =
     FromJson(R"({"key-color": "#40b838", "view": "matte", "smooth-bg": false})", "");
 
@@ -124,8 +119,8 @@ TEST(Frei0rInterface, DescribesItselfAndItsParameters) {
     EXPECT_EQ(shown[12].type, F0R_PARAM_DOUBLE);
     EXPECT_STREQ(shown[12].name, "Mask blur radius");
     EXPECT_TRUE(std::string(shown[12].explanation).ends_with(". 0 to 1 stands for 1 to 100."));
-    EXPECT_TRUE(
-        std::string(shown[0].explanation).ends_with(". 0 is Source, 0.5 is Matte, 1 is Result."));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, ". 0 is Source, 0.5 is Matte, 1 is Result",
+                        shown[0].explanation);
 }
 
 TEST(Frei0rInterface, ReachesEveryValueFromSixDecimals) {
@@ -187,7 +182,7 @@ TEST(Frei0rInterface, TakesSenselessCallsCalmly) {
     const f0r_instance_t filter = construct(1, 1);
     f0r_param_info_t info{"", 77, nullptr};
     double value = 0.25;
-    for (const int index : {-1, 20, 1 << 30}) {
+    for (const int index : {-1, int(Rows().size()), 1 << 30}) {
         get_param_info(&info, index);
         set_param_value(filter, &value, index);
         get_param_value(filter, &value, index);

@@ -12,6 +12,7 @@
 #include "settings/screen_color.h"
 #include "tests/hosts/ofx/test_host.h"
 #include "tests/imaging/levels.h"
+#include "tests/settings/unusual_look.h"
 
 namespace veltrane::ofx::test {
 namespace {
@@ -144,9 +145,8 @@ void Connect(TestHost& host, TestImage& source, TestImage& output) {
 
 /// Everything on.
 Settings Look() {
-    Settings settings;
+    Settings settings = UnusualLook();
     settings.keyColor = {51 / 255.0, 180 / 255.0, 65 / 255.0};
-    settings.deBlocking = settings.edgeContract = settings.edgeBlur = true;
     settings.deBlockValue = 3;
     settings.contractMask = 4;
     settings.maskBlurRadius = 5;
@@ -155,12 +155,29 @@ Settings Look() {
     return settings;
 }
 
+/// The host's name of each row by its id; the button is none.
+std::map<int, std::string> NamesIn(const TestHost& host) {
+    std::map<int, std::string> names;
+    auto name = host.order.begin();
+    for (const Parameter* row : Panel(Host::OpenFx)) {
+        if (*name == "pickScreenColor") ++name;
+        names[row->id] = *name++;
+    }
+    EXPECT_EQ(name, host.order.end());
+    return names;
+}
+
 void EnterLook(TestHost& host) {
-    const std::map<std::string, double> values{
-        {"deblocking", 1}, {"deblockValue", 3},   {"edgeContract", 1}, {"contractMask", 4},
-        {"edgeBlur", 1},   {"maskBlurRadius", 5}, {"clipBlack", 5},    {"clipWhite", 90}};
-    for (const auto& [name, value] : values) host.params.at(name).keys = {{0, {value}}};
-    host.params.at("keyColor").keys = {{0, {51 / 255.0, 180 / 255.0, 65 / 255.0}}};
+    const Settings look = Look();
+    const std::map<int, std::string> names = NamesIn(host);
+    for (const Parameter* row : Panel(Host::OpenFx)) {
+        if (row->kind == ParameterKind::Group) continue;
+        auto& keys = host.params.at(names.at(row->id)).keys;
+        if (row->kind == ParameterKind::Color)
+            keys = {{0, {look.keyColor.red, look.keyColor.green, look.keyColor.blue}}};
+        else
+            keys = {{0, {double(ValueOf(look, *row))}}};
+    }
 }
 
 Texts TextsOf(const Bag& bag, const std::string& name) {
@@ -194,36 +211,53 @@ TEST_F(OfxPlugin, DescribesItself) {
 TEST_F(OfxPlugin, OffersTheTableInBothContexts) {
     for (const char* context : {"OfxImageEffectContextFilter", "OfxImageEffectContextGeneral"}) {
         const TestHost host(context, {}, true);
-        auto name = host.order.begin();
-        std::map<int, std::string> groups{{0, ""}};
-        for (const Parameter& row : Parameters()) {
-            if (*name == "pickScreenColor") ++name;
-            SCOPED_TRACE(*name);
-            const Bag& param = host.params.at(*name).bag;
-            if (row.kind == ParameterKind::Group) groups[row.id] = *name;
-            EXPECT_EQ(param.Get("OfxPropLabel"), Label(row.key));
-            EXPECT_EQ(param.Get("OfxParamPropHint"), row.help);
-            EXPECT_EQ(param.Get("OfxParamPropParent"), groups.at(row.group));
-            EXPECT_EQ(param.Get<int>("OfxParamPropEnabled"), row.governor == 0);
-            if (row.kind == ParameterKind::Integer) {
-                EXPECT_EQ(param.Get<int>("OfxParamPropMin"), row.minimum);
-                EXPECT_EQ(param.Get<int>("OfxParamPropDisplayMax"), row.maximum);
+        std::map<int, std::string> names = NamesIn(host);
+        for (const Parameter* row : Panel(Host::OpenFx)) {
+            SCOPED_TRACE(names[row->id]);
+            const Bag& param = host.params.at(names[row->id]).bag;
+            EXPECT_EQ(param.Get("OfxPropLabel"), Label(row->key));
+            EXPECT_EQ(param.Get("OfxParamPropHint"), row->help);
+            EXPECT_EQ(param.Get("OfxParamPropParent"), names[row->group]);
+            EXPECT_EQ(param.Get<int>("OfxParamPropEnabled"), row->governor == 0);
+            if (row->kind == ParameterKind::Integer) {
+                EXPECT_EQ(param.Get<int>("OfxParamPropMin"), row->minimum);
+                EXPECT_EQ(param.Get<int>("OfxParamPropDisplayMax"), row->maximum);
             }
-            ++name;
         }
-        EXPECT_EQ(name, host.order.end());
-        // Saved projects hold these.
-        EXPECT_EQ(
-            host.order,
-            (Texts{"basic",           "view",           "keyColor",          "pickScreenColor",
-                   "smoothBg",        "shadow",         "clipBlack",         "clipWhite",
-                   "deBlockingGroup", "deblocking",     "deblockValue",      "edgeContractGroup",
-                   "edgeContract",    "contractMask",   "contractThreshold", "edgeBlurGroup",
-                   "edgeBlur",        "maskBlurRadius", "maskBlurValue",     "hue",
-                   "skinHue",         "blueHue",        "advanced",          "despill",
-                   "despillGray",     "despillSkin",    "despillBlue",       "screenGain"}));
-        EXPECT_EQ(TextsOf(host.params.at("view").bag, "OfxParamPropChoiceOption"),
-                  (Texts{"Source", "Matte", "Result"}));
+        // Saved projects hold these, by id.
+        const Texts saved{"basic",
+                          "view",
+                          "keyColor",
+                          "smoothBg",
+                          "shadow",
+                          "clipBlack",
+                          "clipWhite",
+                          "deBlockingGroup",
+                          "deblocking",
+                          "deblockValue",
+                          "edgeContractGroup",
+                          "edgeContract",
+                          "contractMask",
+                          "contractThreshold",
+                          "edgeBlurGroup",
+                          "edgeBlur",
+                          "maskBlurRadius",
+                          "maskBlurValue",
+                          "hue",
+                          "skinHue",
+                          "blueHue",
+                          "advanced",
+                          "despill",
+                          "despillGray",
+                          "despillSkin",
+                          "despillBlue",
+                          "screenGain"};
+        for (std::size_t i = 0; i < saved.size(); ++i)
+            EXPECT_EQ(names[static_cast<int>(i) + 1], saved[i]);
+        EXPECT_EQ(host.order.at(3), "pickScreenColor");
+        Texts views = TextsOf(host.params.at("view").bag, "OfxParamPropChoiceOption");
+        views.resize(3);
+        EXPECT_EQ(views, (Texts{"Source", "Matte", "Result"}));
     }
 }
 
