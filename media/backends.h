@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "files/unfinished.h"
 #include "media/media.h"
 
 namespace veltrane::media {
@@ -25,17 +26,20 @@ std::unique_ptr<Reader> OpenVideo(const std::string& path, const ReadOptions& op
 std::unique_ptr<Writer> CreateVideo(const std::string& path, const WriteOptions& options,
                                     const Info& source);
 
-/// The functions for image files, as a module hands them out.
+/// The functions for image files, as a module hands them out, and what gives its copy of files/ the
+/// program's list of unfinished files.
 struct ImageBackend {
     decltype(&OpenStill) openStill;
     decltype(&OpenSequence) openSequence;
     decltype(&CreateImages) createImages;
     decltype(&ScaledToFill) scaledToFill;
+    decltype(&files::Unfinished::Share) shareUnfinished;
 };
 
 struct VideoBackend {
     decltype(&OpenVideo) openVideo;
     decltype(&CreateVideo) createVideo;
+    decltype(&files::Unfinished::Share) shareUnfinished;
 };
 
 /// The one name that each module shows.

@@ -1,7 +1,6 @@
 #ifndef VELTRANE_MEDIA_FAIL_H
 #define VELTRANE_MEDIA_FAIL_H
 
-#include <algorithm>
 #include <new>
 #include <string>
 
@@ -9,12 +8,7 @@
 
 namespace veltrane::media {
 
-/// Throws Error with "path: what" on one line.
-[[noreturn]] inline void Fail(const std::string& path, const std::string& what) {
-    std::string line = path + ": " + what;
-    std::replace(line.begin(), line.end(), '\n', ' ');
-    throw Error(line);
-}
+using files::Fail;
 
 inline constexpr const char* kTooLittleMemory = "needs more memory than there is";
 

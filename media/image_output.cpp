@@ -5,7 +5,7 @@
 #include <array>
 #include <mutex>
 
-#include "media/atomic_file.h"
+#include "files/whole_file.h"
 #include "media/backends.h"
 #include "media/file_kind.h"
 #include "media/image_file.h"
@@ -63,6 +63,7 @@ private:
                                         OIIO::TypeDesc type, const void* samples) const;
     void WriteFile(const std::string& path, const OIIO::ImageSpec& spec, OIIO::TypeDesc type,
                    const void* samples) const;
+    void Complete(files::WholeFile& file) const;
     void WritePng(const std::string& path, OIIO::ImageSpec spec,
                   const std::vector<std::uint16_t>& pixels) const;
 
@@ -102,7 +103,8 @@ ImageWriter::ImageWriter(const std::string& path, const WriteOptions& options, c
         Fail(path, "holds one frame; for more name a sequence such as frame.%04d" +
                        std::string(format_.extension));
     }
-    const AtomicFile writable(PathOf(source.firstFrame));
+    files::RemoveAbandoned(PathOf(source.firstFrame));
+    const files::WholeFile writable(PathOf(source.firstFrame));
 }
 
 std::string ImageWriter::PathOf(std::int64_t number) const {
@@ -233,13 +235,20 @@ std::vector<unsigned char> ImageWriter::InMemory(const std::string& path,
     return memory.buffer();
 }
 
+/// A sequence does not wait for the disk after each frame: resuming finds what a power cut damaged.
+void ImageWriter::Complete(files::WholeFile& file) const {
+    if (!sequence_) file.Sync();
+    file.Commit();
+}
+
 /// The JPEG and EXR libraries meet a full disk with silence or an exit, so they write to memory;
 /// the TIFF library reads while it writes, so it needs a file.
 void ImageWriter::WriteFile(const std::string& path, const OIIO::ImageSpec& spec,
                             OIIO::TypeDesc type, const void* samples) const {
-    AtomicFile file(path);
+    files::WholeFile file(path);
     if (std::string_view(format_.name) != "tiff") {
-        file.Write(InMemory(path, spec, type, samples));
+        const std::vector<unsigned char> bytes = InMemory(path, spec, type, samples);
+        file.Write(bytes.data(), bytes.size());
     } else {
         const auto output = Output(path);
         const bool encoded = output->open(file.temporaryPath(), spec) &&
@@ -248,7 +257,7 @@ void ImageWriter::WriteFile(const std::string& path, const OIIO::ImageSpec& spec
             Fail(path, "cannot be written; the disk may be full");
         }
     }
-    file.Commit();
+    Complete(file);
 }
 
 /// Compression by the PNG library would take longer than all else together, so it writes only the
@@ -259,9 +268,10 @@ void ImageWriter::WritePng(const std::string& path, OIIO::ImageSpec spec,
     spec.width = spec.height = spec.full_width = spec.full_height = 1;
     const PngBytes metadata =
         MetadataChunks(InMemory(path, spec, OIIO::TypeDesc::UINT16, pixels.data()));
-    AtomicFile file(path);
-    file.Write(EncodePng(pixels, width, height, spec.nchannels == 4, metadata));
-    file.Commit();
+    const PngBytes bytes = EncodePng(pixels, width, height, spec.nchannels == 4, metadata);
+    files::WholeFile file(path);
+    file.Write(bytes.data(), bytes.size());
+    Complete(file);
 }
 
 std::shared_ptr<Encoded> ImageWriter::Encode(const Frame& result, const Frame& source) {

@@ -2,6 +2,7 @@
 
 namespace veltrane::media {
 
-const ImageBackend veltraneImages{OpenStill, OpenSequence, CreateImages, ScaledToFill};
+const ImageBackend veltraneImages{OpenStill, OpenSequence, CreateImages, ScaledToFill,
+                                  files::Unfinished::Share};
 
 }  // namespace veltrane::media

@@ -4,18 +4,15 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "files/error.h"
+
 namespace veltrane::media {
 
-/// What went wrong with a file, in one line that names it.
-class Error : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+using files::Error;
 
 enum class Kind { Still, Sequence, Video };
 
@@ -143,7 +140,9 @@ struct Encoded;
 
 /// Writes a still, a sequence or a video. What is written appears under its name only when it is
 /// complete: each frame of a sequence by itself, a video at Finish. Destroying an unfinished writer
-/// removes its temporary files and leaves finished ones.
+/// removes its temporary files and leaves finished ones. Symbolic links are followed; what dead
+/// processes left unfinished in the folder is removed. Whether an output is one of the sources is
+/// for the caller to see to.
 class Writer {
 public:
     virtual ~Writer() = default;

@@ -50,7 +50,9 @@ const Backend& Loaded(const std::string& path, const char* file, const char* nam
     void* module = dlopen(file, RTLD_LAZY | RTLD_LOCAL);
     const void* backend = module ? dlsym(module, name) : nullptr;
     if (!backend) throw Error(std::string("a part of the program cannot be loaded: ") + dlerror());
-    return *static_cast<const Backend*>(backend);
+    const auto& functions = *static_cast<const Backend*>(backend);
+    functions.shareUnfinished(files::Unfinished::Here());
+    return functions;
 }
 
 // The modules with their libraries take 380 and 180 MB of addresses, and their threads more.

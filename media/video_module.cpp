@@ -2,6 +2,6 @@
 
 namespace veltrane::media {
 
-const VideoBackend veltraneVideo{OpenVideo, CreateVideo};
+const VideoBackend veltraneVideo{OpenVideo, CreateVideo, files::Unfinished::Share};
 
 }  // namespace veltrane::media

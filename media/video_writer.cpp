@@ -13,7 +13,7 @@ extern "C" {
 #include <numeric>
 #include <string_view>
 
-#include "media/atomic_file.h"
+#include "files/whole_file.h"
 #include "media/audio_track.h"
 #include "media/av_support.h"
 #include "media/backends.h"
@@ -144,7 +144,7 @@ private:
     Rational frameRate_;
     Rational stampBase_{0, 1};  ///< of the source's timestamps
     AVRational timeBase_;       ///< of the times given to the encoder
-    AtomicFile file_;
+    files::WholeFile file_;
     std::unique_ptr<AVFormatContext, OutputDeleter> output_;
     AVStream* stream_ = nullptr;
     AvCodec codec_;
@@ -165,6 +165,7 @@ VideoWriter::VideoWriter(const std::string& path, const WriteOptions& options, c
       timeBase_(ToAv(TimeBaseFor(source))),
       file_(path) {
     SilenceAv();
+    files::RemoveAbandoned(path);
     if (transfer_ == Transfer::Automatic) {
         const bool sameKind = source.kind == Kind::Video;
         transfer_ = sameKind ? source.transfer : Transfer::None;
@@ -360,6 +361,7 @@ void VideoWriter::Finish() {
     CheckAv(av_write_trailer(output_.get()), path_, "cannot be written");
     CheckOutput();
     CheckAv(avio_closep(&output_->pb), path_, "cannot be written");
+    file_.Sync();
     file_.Commit();
 }
 

@@ -5,7 +5,8 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
-#include <system_error>
+
+#include "files/whole_file.h"
 
 namespace veltrane {
 
@@ -154,17 +155,11 @@ Settings ReadPreset(const std::string& path) {
 
 void WritePreset(const std::string& path, const Settings& settings) {
     const std::string text = ToJson(settings);
-    const std::string partial = path + ".part";
-    std::ofstream file(partial, std::ios::binary);
-    file << text;
-    file.close();
-    std::error_code error;
-    if (file) std::filesystem::rename(partial, path, error);
-    if (!file || error) {
-        std::error_code ignored;
-        std::filesystem::remove(partial, ignored);
-        throw std::runtime_error(path + ": cannot be written");
-    }
+    files::RemoveAbandoned(path);
+    files::WholeFile file(path);
+    file.Write(text.data(), text.size());
+    file.Sync();
+    file.Commit();
 }
 
 }  // namespace veltrane

@@ -20,7 +20,8 @@ Settings FromJson(std::string_view text, const std::string& origin);
 /// FromJson on a file. Throws std::runtime_error when the file cannot be read.
 Settings ReadPreset(const std::string& path);
 
-/// Writes the file whole or not at all. Throws std::runtime_error when it cannot.
+/// Writes the file whole or not at all, as files::WholeFile does. Throws std::runtime_error when it
+/// cannot.
 void WritePreset(const std::string& path, const Settings& settings);
 
 }  // namespace veltrane
