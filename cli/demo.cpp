@@ -13,12 +13,17 @@
 #include "cli/errors.h"
 #include "cli/key_color.h"
 #include "cli/pipeline.h"
+#include "cli/places.h"
 
 namespace veltrane::cli {
 
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* kPictures[] = {
+    "result.mov", "matte.mp4",  "over-background.mp4", "source.png",
+    "matte.png",  "result.png", "over-background.png", "contact-sheet.png"};
 
 /// The sample beside the command where it is installed, else that of the source tree.
 std::string DefaultSample() {
@@ -138,11 +143,19 @@ void DemoCommand::AddTo(CLI::App& app) {
     command->callback([this] { Run(); });
 }
 
+void DemoCommand::CheckPlaces(const std::string& sample, const media::Info& info) const {
+    Places places;
+    places.Reads(sample);
+    for (const char* name : kPictures) places.Writes(fs::path(folder_) / name, FramesOf(info));
+    if (!strip_.empty()) places.Writes(strip_, FramesOf(info));
+}
+
 void DemoCommand::Run() const {
     UseCpu(cpu_);
     const std::string sample = sample_.empty() ? DefaultSample() : sample_;
     const std::unique_ptr<media::Reader> reader = media::Open(sample);
     const media::Info& info = reader->info();
+    CheckPlaces(sample, info);
     RefuseGaps(info);
     FirstFrame first = FetchFirst(*reader);
     const KeyColor key = Resolve(FindScreen{}, LookAt(first, *reader), sample, {});
@@ -150,10 +163,10 @@ void DemoCommand::Run() const {
     Settings settings;
     settings.keyColor = key.color;
 
+    const auto path = [&](const char* name) { return (fs::path(folder_) / name).string(); };
     std::error_code error;
     fs::create_directories(folder_, error);
     if (error) throw media::Error(folder_ + ": cannot be made: " + error.message());
-    const auto path = [&](const char* name) { return (fs::path(folder_) / name).string(); };
     const media::Frame background = Evening(info.width, info.height);
     Shown shown(info);
     KeyClip(*reader, first, settings, background,

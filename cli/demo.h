@@ -4,6 +4,8 @@
 #include <CLI/CLI.hpp>
 #include <string>
 
+#include "media/media.h"
+
 namespace veltrane::cli {
 
 /// `veltrane demo`: keys the sample clip and leaves pictures and videos to look at.
@@ -12,6 +14,8 @@ public:
     void AddTo(CLI::App& app);
 
 private:
+    void CheckPlaces(const std::string& sample, const media::Info& info) const;
+
     void Run() const;
 
     std::string folder_ = "demo-out";

@@ -12,6 +12,7 @@
 #include "cli/errors.h"
 #include "cli/key_color.h"
 #include "cli/pipeline.h"
+#include "cli/places.h"
 #include "imaging/cpu/cpu.h"
 #include "media/sequence_path.h"
 #include "settings/presets.h"
@@ -19,21 +20,6 @@
 namespace veltrane::cli {
 
 namespace {
-
-namespace fs = std::filesystem;
-
-/// The same place under one spelling; a sequence stands as its first frame.
-fs::path Place(const std::string& path) {
-    const auto sequence = media::SequencePath::Parse(path);
-    const fs::path file = fs::absolute(sequence ? sequence->ForNumber(0) : path);
-    return fs::weakly_canonical(file.parent_path()) / file.filename();
-}
-
-void RefuseOverwriting(const std::string& input, const std::string& output) {
-    std::error_code ignored;
-    if (Place(input) == Place(output) || fs::equivalent(input, output, ignored))
-        throw UsageError(output + " is the input itself; give the output another name");
-}
 
 /// What is put behind the result, fitted to the frame; nothing without a background.
 std::optional<media::Frame> Background(const std::string& text, const media::Info& info) {
@@ -165,10 +151,17 @@ std::string KeyCommand::KeyColorText(const Settings& settings) const {
     return IsBlack(settings.keyColor) ? "auto" : HexText(settings.keyColor);
 }
 
-void KeyCommand::CheckPlaces() const {
-    RefuseOverwriting(input_, output_);
+void KeyCommand::CheckPlaces(const media::Info& info) const {
     if (resume_ && !media::SequencePath::Parse(output_))
         throw UsageError("--resume is for sequences, and " + output_ + " is one file");
+    Places places;
+    for (const std::string& source : {input_, background_, preset_})
+        if (!source.empty()) places.Reads(source);
+    places.Writes(output_, FramesOf(info));
+    // The preset has been read to its end, so it may be saved under the same name.
+    std::error_code ignored;
+    const bool same = std::filesystem::equivalent(preset_, savePreset_, ignored);
+    if (!savePreset_.empty() && !same) places.Writes(savePreset_, {0, 0});
 }
 
 void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader,
@@ -215,9 +208,9 @@ void KeyCommand::Run() const {
     summary.settings = settings_.Apply(BaseSettings());
     const Settings& settings = summary.settings;
     const KeyColorRequest request = ParseKeyColor(KeyColorText(settings));
-    CheckPlaces();
     const std::unique_ptr<media::Reader> reader = media::Open(input_, ReadOptions());
     const media::Info& info = reader->info();
+    CheckPlaces(info);
     RefuseGaps(info);
     const std::optional<media::Frame> background = Background(background_, info);
     const std::unique_ptr<media::Writer> writer =

@@ -26,7 +26,7 @@ private:
     media::ReadOptions ReadOptions() const;
     media::WriteOptions WriteOptions(View view) const;
     std::string KeyColorText(const Settings& settings) const;
-    void CheckPlaces() const;
+    void CheckPlaces(const media::Info& info) const;
     void ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader, FirstFrame& first,
                         Summary& summary) const;
     void KeyFrames(media::Reader& reader, const FirstFrame& first,

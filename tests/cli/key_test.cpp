@@ -159,8 +159,6 @@ constexpr std::tuple<int, const char*, const char*> kRefusals[] = {
     {2, "--fps is for stills", "key ../samples/clip.mp4 o.mov --fps 25"},
     {2, "background must be an image or #rrggbb, not #12", "key in.png o.png --background #12"},
     {2, "--resume is for sequences", "key in.png o.png --resume"},
-    {2, "in.png is the input itself", "key in.png in.png"},
-    {2, "f.%04d.png is the input itself", "key f.####.png x/../f.%04d.png"},
     {2, "key-color must be auto, #rrggbb", "key in.png o.png --key-color green"},
     {2, "key-color must be auto, #rrggbb", "key in.png o.png --key-color 4,4@"},
     {2, "key-color blue must be 0 to 1, not 1.5", "key in.png o.png --key-color 0,0,1.5"},
