@@ -3,8 +3,10 @@
 
 namespace veltrane::cli {
 
-/// From now on the first SIGINT or SIGTERM only asks for an orderly stop, and a second one ends the
-/// process at once. A signal that the parent chose to ignore stays ignored.
+/// From now on the first SIGINT, SIGTERM or SIGHUP only asks for an orderly stop. A second one, and
+/// every other signal that ends the process and can be caught, first removes the unfinished files.
+/// A file that outgrows its limit is an error like a full disk, not a signal. Signals that the
+/// parent chose to ignore stay ignored.
 void WatchForInterrupts();
 
 /// Throws Interruption once a stop has been asked for.
