@@ -88,14 +88,20 @@ protected:
     /// called when the command has started.
     Outcome Run(const std::string& arguments, int status = 0,
                 const std::function<void(pid_t)>& meanwhile = nullptr) const {
-        const pid_t child = fork();
-        if (child == 0) Execute(arguments);
+        const pid_t child = Start(arguments);
         if (meanwhile) meanwhile(child);
         int ended = 0;
         waitpid(child, &ended, 0);
         const Outcome outcome{Contents("../out"), Contents("../error")};
         EXPECT_EQ(WIFEXITED(ended) ? WEXITSTATUS(ended) : -1, status) << arguments << outcome.error;
         return outcome;
+    }
+
+    /// The process of a command that runs beside the test.
+    pid_t Start(const std::string& arguments) const {
+        const pid_t child = fork();
+        if (child == 0) Execute(arguments);
+        return child;
     }
 
     nlohmann::json Json(const std::string& arguments) const {
