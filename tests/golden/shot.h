@@ -6,25 +6,9 @@
 #include <cstdlib>
 #include <vector>
 
+#include "tests/imaging/frames.h"
+
 namespace veltrane::testing {
-
-/// Whole numbers that are the same on every machine and with every library.
-class Noise {
-public:
-    explicit Noise(std::uint64_t seed) : state_(seed) { (*this)(0, 1); }
-    int operator()(int low, int high) {
-        state_ = state_ * 6364136223846793005u + 1442695040888963407u;
-        return low + static_cast<int>((state_ >> 33) % static_cast<unsigned>(high - low + 1));
-    }
-    /// Now and then one of the ends.
-    int Biased(int low, int high) {
-        const int pick = (*this)(0, 5);
-        return pick == 0 ? low : pick == 1 ? high : (*this)(low, high);
-    }
-
-private:
-    std::uint64_t state_;
-};
 
 /// kBare shows the screen alone, a part of it without any falloff or grain; kCrowded no screen;
 /// kFramed a subject that leaves only a rim.
@@ -85,7 +69,7 @@ private:
     }
 
     Shot shot_;
-    Noise noise_;
+    Random noise_;
 };
 
 inline std::vector<std::uint16_t> MakeShot(Shot shot, int width, int height, std::uint64_t seed) {

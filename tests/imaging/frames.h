@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
+#include <cstdint>
 #include <vector>
 
 namespace veltrane::testing {
@@ -30,11 +30,13 @@ constexpr auto ByDepth(Sixteen sixteen, Eight eight) {
     }
 }
 
+/// Whole numbers that are the same on every machine and with every library.
 class Random {
 public:
-    explicit Random(unsigned seed) : engine(seed) {}
+    explicit Random(std::uint64_t seed) : state_(seed) { (*this)(0, 1); }
     int operator()(int low, int high) {
-        return std::uniform_int_distribution<int>(low, high)(engine);
+        state_ = state_ * 6364136223846793005u + 1442695040888963407u;
+        return low + static_cast<int>((state_ >> 33) % static_cast<unsigned>(high - low + 1));
     }
     bool OneIn(int n) { return (*this)(1, n) == 1; }
     /// low and high a sixth of the time each, else anything between.
@@ -44,7 +46,7 @@ public:
     }
 
 private:
-    std::mt19937 engine;
+    std::uint64_t state_;
 };
 
 template <typename T>

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "imaging/cpu/cpu.h"
 
 namespace veltrane {
@@ -31,6 +33,19 @@ void ForEachLevel(Check check) {
         SCOPED_TRACE(CpuLevelName(level));
         check();
     }
+}
+
+/// get gives a family's row functions at the level in use: none at the plain one and others at each
+/// of the rest, without which tests of the levels would compare the plain form with itself.
+template <class Rows>
+void ExpectRowsOfEveryLevel(const Rows* (*get)()) {
+    const ScopedLevel scope(CpuLevel::Plain);
+    EXPECT_EQ(get(), nullptr);
+    std::set<const Rows*> seen;
+    ForEachLevel([&] {
+        EXPECT_NE(get(), nullptr);
+        EXPECT_TRUE(seen.insert(get()).second) << "another level's rows";
+    });
 }
 
 /// What make returns at the plain level.

@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdint>
-
 #include "imaging/imaging.h"
-#include "imaging/resample/resample_axis.h"
+#include "imaging/resample/resample.h"
 #include "tests/imaging/frames.h"
+#include "tests/imaging/levels.h"
 
 namespace veltrane::testing {
 namespace {
@@ -14,125 +12,127 @@ using Byte = unsigned char;
 using Word = unsigned short;
 const CImagingORV imaging;
 
-float Lanczos(double t, int lobes, int kernelType) {
-    constexpr double kPi = 3.141592653589793;
-    if (std::fabs(t) < 2.220446049250313e-16) return 1.0f;
-    if (std::fabs(t) >= lobes) return 0.0f;
-    const double narrow = (kernelType == 1 ? 2.670353755551324 : kPi) * t, wide = kPi * t / lobes;
-    return static_cast<float>(std::sin(narrow) / narrow * std::sin(wide) / wide);
-}
-
-/// The source samples (1-based) behind one target sample, with weights in 1/65536.
-struct Taps {
-    int first;
-    std::vector<int> weights;
-};
-
-Taps TapsAt(int x, int source, int target, int lobes, int kernelType) {
-    const double S = source, D = target;
-    const bool enlarge = source < target;
-    const double f = enlarge ? 1.0 : D / S, m = enlarge ? -S / D : -1.0;
-    const double offset = enlarge ? S / (2 * D) - 0.5 : 0.5 - D / (2 * S);
-    const float reach = enlarge ? float(lobes) : float(lobes) * (float(source) / float(target));
-    const double centre = (2 * x - 1) * (S / (2 * D));
-    Taps taps{std::max(1, int(centre - reach + 0.5 + 1.0)), {}};
-    std::vector<float> kernel;
-    for (int i = taps.first; i <= std::min(source, int(centre + reach + 0.5)); ++i)
-        kernel.push_back(Lanczos(i * f + x * m + offset, lobes, kernelType));
-    float sum = 0;
-    for (float weight : kernel) sum += weight;
-    for (float weight : kernel) taps.weights.push_back(int(weight / sum * 65536.0f));
-    return taps;
-}
-
-int64_t Floor16(int64_t sum) {
-    return static_cast<int64_t>(std::floor(sum / 65536.0));
-}
-
-/// One element of one target pixel on the 8-bit scale; sample(x, y) reads the source.
-template <typename Sample>
-int PlainResample(const Taps& across, const Taps& down, Sample sample) {
-    int64_t column = 0;
-    for (size_t k = 0; k < down.weights.size(); ++k) {
-        int64_t row = 0;
-        for (size_t i = 0; i < across.weights.size(); ++i)
-            row += int64_t(sample(across.first - 1 + i, down.first - 1 + k)) * across.weights[i];
-        column += Floor16(row) * down.weights[k];
+/// Noise, extremes alone, a calm shot, or one colour.
+template <typename T>
+std::vector<T> AnyFrame(Random& random, int width, int height) {
+    const int kind = random(0, 3);
+    if (kind == 0) return CalmFrame<T>(random, width, height);
+    auto frame = RandomSamples<T>(random, size_t(width) * height * 4);
+    for (size_t i = 0; i < frame.size(); ++i) {
+        if (kind == 1) frame[i] = static_cast<T>(random.OneIn(2) ? kFull<T> : 0);
+        if (kind == 2) frame[i] = frame[i % 4];
     }
-    return static_cast<int>(std::clamp<int64_t>(Floor16(column + 32768), 0, 255));
+    return frame;
 }
 
-struct Side {
-    int source;
-    int target;
+struct Scaling {
+    int sourceWidth, sourceHeight, targetWidth, targetHeight, kernelType, lobes;
 };
 
-/// Resamples random samples with the member for the two types and compares with the plain form.
+std::ostream& operator<<(std::ostream& out, const Scaling& s) {
+    return out << s.sourceWidth << "x" << s.sourceHeight << " to " << s.targetWidth << "x"
+               << s.targetHeight << " type " << s.kernelType << " lobes " << s.lobes;
+}
+
+/// Any two sizes, often far apart, and what the keyer asks for: 2 lobes to shrink, 1 to enlarge.
+Scaling AnyScaling(Random& random) {
+    const auto side = [&] { return random.OneIn(6) ? random(71, 900) : random(1, 70); };
+    Scaling s{side(), random(1, 60), side(), random(1, 60), 0, random(1, 2)};
+    if (random.OneIn(3)) s = {s.sourceWidth, s.sourceHeight, s.targetWidth, s.targetHeight, 1, 3};
+    return s;
+}
+
+/// The target, row after row with what lies between them, as a member leaves it.
 template <typename From, typename To>
-void Check(Random& random, Side width, Side height, int kernelType, int lobes) {
-    const int sourcePitch = width.source * 4 + random(0, 5);
-    const int targetPitch = width.target * 4 + random(0, 5);
-    auto source = RandomSamples<From>(random, size_t(sourcePitch) * height.source);
-    auto target = RandomSamples<To>(random, size_t(targetPitch) * height.target), expected = target;
-    for (int y = 0; y < height.target; ++y) {
-        const Taps down = TapsAt(y + 1, height.source, height.target, lobes, kernelType);
-        for (int x = 0; x < width.target; ++x) {
-            const Taps across = TapsAt(x + 1, width.source, width.target, lobes, kernelType);
-            for (int e = 0; e < 3; ++e) {
-                const auto sample = [&](size_t column, size_t row) {
-                    return (source[row * sourcePitch + column * 4 + e] + kUnit<From> / 2) /
-                           kUnit<From>;
-                };
-                expected[y * targetPitch + x * 4 + e] =
-                    static_cast<To>(PlainResample(across, down, sample) * kUnit<To>);
-            }
-        }
-    }
+std::vector<To> Resample(const Scaling& s, std::vector<From> source, std::vector<To> target) {
     constexpr auto member =
         ByDepth<From>(&CImagingORV::DF_WH64bitTo32bit5_1,
                       ByDepth<To>(&CImagingORV::DF_WH32bitTo64bit5_1, &CImagingORV::DF_WH32bit5_1));
-    (imaging.*member)(source.data(), width.source, height.source, sourcePitch, target.data(),
-                      width.target, height.target, targetPitch, kernelType, lobes);
-    EXPECT_TRUE(Same(expected, target, targetPitch, 1))
-        << width.source << "x" << height.source << " to " << width.target << "x" << height.target
-        << " type " << kernelType << " lobes " << lobes << " bits " << 8 * sizeof(From) << " to "
-        << 8 * sizeof(To);
+    const int sourcePitch = static_cast<int>(source.size()) / s.sourceHeight;
+    const int targetPitch = static_cast<int>(target.size()) / s.targetHeight;
+    (imaging.*member)(source.data(), s.sourceWidth, s.sourceHeight, sourcePitch, target.data(),
+                      s.targetWidth, s.targetHeight, targetPitch, s.kernelType, s.lobes);
+    return target;
 }
 
-TEST(Resample, MatchesThePlainForm) {
-    Random random(21);
-    for (int n = 0; n < 12 * 12 * 6 && !HasFailure(); ++n) {
-        const int S = n % 12 + 1, D = n / 12 % 12 + 1, lobes = n / 144 % 2 + 1, type = n / 288;
-        Check<Word, Byte>(random, {S, D}, {D, S}, type, lobes);
-        Check<Byte, Word>(random, {S, D}, {D, S}, type, lobes);
-        Check<Byte, Byte>(random, {S, D}, {D, S}, type, lobes);
-    }
-    for (const auto& [S, D] : {Side{97, 13}, {13, 97}, {640, 3}, {3, 640}, {50, 1}}) {
-        Check<Word, Byte>(random, {S, D}, {7, 5}, 0, 2);
-        Check<Byte, Word>(random, {5, 9}, {S, D}, 0, 1);
-        Check<Byte, Byte>(random, {S, D}, {D, S}, 1, 3);
-    }
-}
-
-TEST(Resample, FiltersOfLargeFramesHaveExactWeights) {
-    struct Filter {
-        Side side;
-        int lobes, kernelType;
+TEST(ResampleLevels, ReduceEverySampleOf16BitsExactly) {
+    const auto check = [] {
+        std::vector<Word> source(65536 * 4);
+        for (size_t i = 0; i < source.size(); ++i) source[i] = static_cast<Word>(i / 4);
+        const auto target =
+            Resample({256, 256, 256, 256, 0, 2}, source, std::vector<Byte>(source.size(), 7));
+        for (int v = 0; v < 65536; ++v) {
+            const auto reduced = static_cast<Byte>(v / 257.0f + 0.5f);
+            const auto at = target.begin() + 4 * v;
+            ASSERT_TRUE(std::count(at, at + 3, reduced) == 3 && at[3] == 7) << v;
+        }
     };
-    const Filter filters[] = {{{1920, 320}, 2, 0}, {{1080, 180}, 2, 0},  {{4096, 320}, 2, 0},
-                              {{1998, 320}, 2, 0}, {{65535, 320}, 2, 0}, {{320, 1920}, 1, 0},
-                              {{180, 1080}, 1, 0}, {{320, 65535}, 1, 0}, {{65535, 65535}, 1, 0},
-                              {{331, 1997}, 2, 1}, {{2160, 168}, 3, 1},  {{300, 299}, 2, 0}};
-    for (const auto& [side, lobes, type] : filters) {
-        SCOPED_TRACE(::testing::Message() << side.source << " to " << side.target);
-        const ResampleAxis axis(side.source, side.target, type, lobes);
-        ASSERT_EQ(axis.taps.size(), size_t(side.target));
-        for (int x = 0; x < side.target; ++x) {
-            const veltrane::Taps& taps = axis.taps[x];
-            const Taps expected = TapsAt(x + 1, side.source, side.target, lobes, type);
-            const int32_t* weights = axis.Weights(taps);
-            ASSERT_EQ(taps.first, expected.first - 1) << x;
-            ASSERT_EQ(std::vector<int>(weights, weights + taps.count), expected.weights) << x;
+    Plainly([&] { return check(), 0; });
+    ForEachLevel(check);
+}
+
+/// All rows of an enlargement as the pixels of a frame, made by enlargers of so many rows each.
+std::vector<Byte> Enlarge(const Scaling& s, const std::vector<Byte>& source, int rowsEach) {
+    const Enlargement enlargement(source.data(), s.sourceWidth, s.sourceHeight, s.sourceWidth * 4,
+                                  s.targetWidth, s.targetHeight, s.kernelType, s.lobes);
+    std::vector<Byte> frame;
+    for (int first = 0; first < s.targetHeight; first += rowsEach) {
+        RowEnlarger made(enlargement, first);
+        RowEnlarger rows = std::move(made);
+        for (int y = first; y < std::min(first + rowsEach, s.targetHeight); ++y) {
+            const PlanarRow row = rows.Next();
+            for (int x = 0; x < s.targetWidth; ++x)
+                frame.insert(frame.end(), {row.blue[x], row.green[x], row.red[x], 0});
+        }
+    }
+    return frame;
+}
+
+TEST(RowEnlarger, GivesTheRowsOfTheWholeFrame) {
+    Random random(72);
+    std::vector<Scaling> scalings{{320, 2, 65535, 1, 0, 1},
+                                  {2, 320, 1, 65535, 0, 1},
+                                  {320, 180, 337, 190, 0, 1},
+                                  {40, 30, 40, 30, 0, 1}};
+    while (scalings.size() < 150) scalings.push_back(AnyScaling(random));
+    for (const Scaling& s : scalings) {
+        SCOPED_TRACE(::testing::Message() << s);
+        const auto source = AnyFrame<Byte>(random, s.sourceWidth, s.sourceHeight);
+        const auto expected = Plainly([&] {
+            return Resample(s, source,
+                            std::vector<Byte>(size_t(s.targetWidth) * s.targetHeight * 4));
+        });
+        const int rowsEach = random(1, s.targetHeight);
+        const auto check = [&] {
+            EXPECT_TRUE(Same(expected, Enlarge(s, source, rowsEach), s.targetWidth));
+        };
+        Plainly([&] { return check(), 0; });
+        ForEachLevel(check);
+        if (HasFailure()) return;
+    }
+}
+
+TEST(ShrinkRows, GivesTheSameRowsInAnyNumberOfBands) {
+    Random random(74);
+    const auto oneByOneFromTheLast = [](int tasks, const std::function<void(int)>& task) {
+        while (tasks-- > 0) task(tasks);
+    };
+    for (const Scaling& s : {Scaling{700, 90, 64, 17, 0, 2}, {33, 20, 33, 20, 0, 2}}) {
+        const auto source = AnyFrame<Byte>(random, s.sourceWidth, s.sourceHeight);
+        std::vector<Byte> target(size_t(s.targetWidth) * s.targetHeight * 4, 5);
+        const auto expected = Resample(s, source, target);
+        for (const int bands : {1, 2, 5, 40}) {
+            int last = -1, jumps = 0;
+            const RowSource<Byte> rows{nullptr, [&](int y, Byte* row) {
+                                           jumps += y != last + 1;
+                                           last = y;
+                                           std::copy_n(&source[size_t(y) * s.sourceWidth * 4],
+                                                       s.sourceWidth * 4, row);
+                                       }};
+            veltrane::ShrinkRows(rows, s.sourceWidth, s.sourceHeight, target.data(), s.targetWidth,
+                                 s.targetHeight, s.lobes, {bands, oneByOneFromTheLast});
+            EXPECT_TRUE(Same(expected, target, s.targetWidth)) << bands;
+            EXPECT_LE(jumps, std::min(bands, s.targetHeight) - (bands == 1));
         }
     }
 }

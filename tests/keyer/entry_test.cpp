@@ -9,67 +9,6 @@ namespace {
 
 TYPED_TEST_SUITE(BothDepths, Depths);
 
-/// round(percent of 0..high) in whole numbers.
-int Scale(int high, int percent) {
-    return (high * percent + 50) / 100;
-}
-
-template <typename T>
-Record<T> PlainRecord(const Settings& s, const std::vector<T>& source, std::vector<T>& target,
-                      int width, int height) {
-    auto r = DefaultRecord(source, target, width, height);
-    SetPair(r.keyR, int(std::floor(s.keyColor.red * kFull<T> + 0.5)));
-    SetPair(r.keyG, int(std::floor(s.keyColor.green * kFull<T> + 0.5)));
-    SetPair(r.keyB, int(std::floor(s.keyColor.blue * kFull<T> + 0.5)));
-    SetPair(r.screenGain, Scale(30, s.screenGain));
-    SetPair(r.shadow, s.shadow);
-    SetPair(r.skinHue, 120 + Scale(50, s.skinHue + 50));
-    SetPair(r.blueHue, 250 + Scale(80, s.blueHue + 50));
-    SetPair(r.despillGray, s.despillGray);
-    SetPair(r.despillSkin, Scale(50, s.despillSkin));
-    SetPair(r.despillBlue, Scale(50, s.despillBlue));
-    r.deblockValue = static_cast<unsigned short>(s.deBlocking * s.deBlockValue);
-    r.contractMask = static_cast<unsigned short>(s.edgeContract * s.contractMask);
-    r.contractThreshold = static_cast<unsigned short>(s.edgeContract * s.contractThreshold);
-    r.smoothBG = s.smoothBG;
-    r.maskBlurRadius = static_cast<unsigned short>(s.edgeBlur * s.maskBlurRadius);
-    r.maskBlurValue = static_cast<unsigned short>(s.edgeBlur * s.maskBlurValue);
-    return r;
-}
-
-template <typename T>
-T PlainClip(int black, int white, int alpha) {
-    if (white >= 100 && black <= 0) return static_cast<T>(alpha);
-    const int high = Scale(kFull<T>, white), low = Scale(kFull<T>, black) + (black == white);
-    if (alpha <= low) return 0;
-    if (alpha >= high) return static_cast<T>(kFull<T>);
-    return static_cast<T>(float(alpha - low) * (float(kFull<T>) / float(high - low)));
-}
-
-/// The entry in blue, green, red, alpha: input is smoothed in place as the driver does it; output
-/// goes in as the driver finds it.
-template <typename T>
-void PlainEntry(const Settings& s, std::vector<T>& input, std::vector<T>& output, int width,
-                int height) {
-    const auto untouched = input;
-    auto record = PlainRecord(s, input, output, width, height);
-    if (s.view == View::Source ||
-        std::max({s.keyColor.red, s.keyColor.green, s.keyColor.blue}) * 255 <= 1.0) {
-        output = input;
-    } else if (std::max(width, height) < 65536) {
-        Drive<T>(record);
-    }
-    for (size_t i = 0; i < output.size() && s.view != View::Source; i += 4) {
-        const auto& transparent = sizeof(T) == 2 ? input : untouched;
-        if (input[i + 3] == 0) std::copy_n(&transparent[i], 4, &output[i]);
-        output[i + 3] =
-            PlainClip<T>(s.clipBlack, s.clipWhite, std::min(input[i + 3], output[i + 3]));
-        if (s.view == View::Result) continue;
-        std::fill_n(&output[i], 3, output[i + 3]);
-        output[i + 3] = static_cast<T>(kFull<T>);
-    }
-}
-
 /// The top left width x height pixels; at 8 bits with the elements of each turned round (between
 /// the host's order alpha, red, green, blue and the working order).
 template <typename T>
@@ -79,38 +18,6 @@ std::vector<T> Crop(const std::vector<T>& frame, int frameWidth, int width, int 
         cropped.push_back(frame[(i / (width * 4) * frameWidth + i / 4 % width) * 4 +
                                 (sizeof(T) == 2 ? i % 4 : 3 - i % 4)]);
     return cropped;
-}
-
-TYPED_TEST(BothDepths, EntryMatchesThePlainFormOnTheOverlap) {
-    using T = TypeParam;
-    for (unsigned seed = 0; seed < 250; ++seed) {
-        Random random(seed);
-        const int limit = seed % 32 ? 50 : 65537;  // a side that no record holds, passed unkeyed
-        const int inWidth = seed % 64 ? random.Biased(1, limit == 50 ? 50 : 2) : limit;
-        const int inHeight = seed % 64 == 32 ? limit : random.Biased(1, seed % 64 ? 30 : 1);
-        const bool same = sizeof(T) == 2 || limit > 50 || random.OneIn(2);
-        const int outWidth = same ? inWidth : random(1, 50), width = std::min(inWidth, outWidth);
-        const int outHeight = same ? inHeight : random(1, 30);
-        const int height = std::min(inHeight, outHeight);
-        const Settings call = AnySettings(random);
-        auto input = random.OneIn(2) ? StudioFrame<T>(random, inWidth, inHeight)
-                                     : CalmFrame<T>(random, inWidth, inHeight);
-        for (size_t i = sizeof(T) == 2 ? 3 : 0; i < input.size(); i += 4)
-            if (random.OneIn(5)) input[i] = static_cast<T>(random.Biased(0, kFull<T>));
-        // The rows behind the output are guards.
-        auto output = RandomSamples<T>(random, size_t(outWidth) * (outHeight + 2) * 4);
-        auto expected = output, working = Crop(input, inWidth, width, height), kept = input;
-        auto keyed = sizeof(T) == 2 ? Crop(output, outWidth, width, height)
-                                    : std::vector<T>(working.size(), 0);
-        PlainEntry(call, working, keyed, width, height);
-        keyed = Crop(keyed, width, width, height);
-        for (int y = 0; y < height; ++y)
-            std::copy_n(&keyed[y * width * 4], width * 4, &expected[y * outWidth * 4]);
-        SCOPED_TRACE("seed " + std::to_string(seed) + " " + ::testing::PrintToString(call));
-        Enter(call, output.data(), outWidth, outHeight, input.data(), inWidth, inHeight);
-        ASSERT_TRUE(Same(expected, output, outWidth));
-        ASSERT_TRUE(Same(sizeof(T) == 2 ? working : kept, input, inWidth)) << "in the input";
-    }
 }
 
 TYPED_TEST(BothDepths, EntryLeavesFramesWithoutPixelsAlone) {

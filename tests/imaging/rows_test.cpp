@@ -1,0 +1,68 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+#include "tests/imaging/levels.h"
+
+// Declared here, so that the test depends on nothing but the families' names.
+namespace veltrane {
+
+struct EnlargeRows;
+struct FinishRows;
+struct FloatFrameRows;
+struct PlateRows;
+struct ScreenRows;
+template <class Sample>
+struct BlurRows;
+template <class Sample>
+struct BoxRows;
+template <class Sample>
+struct ChromaRows;
+template <class Sample>
+struct KeyRows;
+template <class Sample>
+struct MattePlaneRows;
+template <class Filtered>
+struct ResampleRows;
+
+const EnlargeRows* SimdEnlargeRows();
+const FinishRows* SimdFinishRows();
+const FloatFrameRows* SimdFloatFrameRows();
+const PlateRows* SimdPlateRows();
+const ScreenRows* SimdScreenRows();
+const ResampleRows<std::int16_t>* SimdResampleRows();
+template <class Sample>
+const BlurRows<Sample>* SimdBlurRows();
+template <class Sample>
+const BoxRows<Sample>* SimdBoxRows();
+template <class Sample>
+const ChromaRows<Sample>* SimdChromaRows();
+template <class Sample>
+const KeyRows<Sample>* SimdKeyRows();
+template <class Sample>
+const MattePlaneRows<Sample>* SimdMattePlaneRows();
+
+namespace {
+
+template <class Sample>
+void ExpectRowsOfDepth() {
+    ExpectRowsOfEveryLevel(SimdBlurRows<Sample>);
+    ExpectRowsOfEveryLevel(SimdBoxRows<Sample>);
+    ExpectRowsOfEveryLevel(SimdChromaRows<Sample>);
+    ExpectRowsOfEveryLevel(SimdKeyRows<Sample>);
+    ExpectRowsOfEveryLevel(SimdMattePlaneRows<Sample>);
+}
+
+TEST(Rows, AreHandedOutForEveryLevel) {
+    ExpectRowsOfEveryLevel(SimdEnlargeRows);
+    ExpectRowsOfEveryLevel(SimdFinishRows);
+    ExpectRowsOfEveryLevel(SimdFloatFrameRows);
+    ExpectRowsOfEveryLevel(SimdPlateRows);
+    ExpectRowsOfEveryLevel(SimdScreenRows);
+    ExpectRowsOfEveryLevel(SimdResampleRows);
+    ExpectRowsOfDepth<unsigned short>();
+    ExpectRowsOfDepth<unsigned char>();
+}
+
+}  // namespace
+}  // namespace veltrane
