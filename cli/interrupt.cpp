@@ -1,10 +1,14 @@
 #include "cli/interrupt.h"
 
 #include <signal.h>
+#include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <iterator>
+#include <string_view>
 
 #include "cli/errors.h"
 #include "files/unfinished.h"
@@ -26,8 +30,41 @@ void End(int signal) {
     raise(signal);
 }
 
+// How long an orderly stop may take, in nanoseconds: libraries and waits for the system know
+// nothing of it.
+constexpr long kPatience = 700'000'000;
+timer_t patience;
+bool limited = false;
+
 void AskToStop(int signal) {
     if (stopAsked.exchange(true)) End(signal);
+    if (!limited) return;
+    const int error = errno;
+    const itimerspec once{{0, 0}, {0, kPatience}};
+    timer_settime(patience, 0, &once, nullptr);
+    errno = error;
+}
+
+void StopNow(int) {
+    files::Unfinished::Here().RemoveAll();
+    constexpr std::string_view kLine = "veltrane: interrupted\n";
+    [[maybe_unused]] const auto written = write(STDERR_FILENO, kLine.data(), kLine.size());
+    _exit(kInterrupted);
+}
+
+void LimitPatience() {
+    struct sigaction action = {};
+    action.sa_handler = StopNow;
+    sigfillset(&action.sa_mask);
+    sigaction(SIGALRM, &action, nullptr);
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    sigprocmask(SIG_UNBLOCK, &alarm, nullptr);
+    sigevent event = {};
+    event.sigev_notify = SIGEV_SIGNAL;
+    event.sigev_signo = SIGALRM;
+    limited = timer_create(CLOCK_MONOTONIC, &event, &patience) == 0;
 }
 
 /// Leaves alone what is ignored or, as a sanitizer's, handled already.
@@ -43,6 +80,7 @@ void Handle(int signal, void (*handler)(int)) {
 }  // namespace
 
 void WatchForInterrupts() {
+    LimitPatience();
     Handle(SIGXFSZ, SIG_IGN);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) Handle(signal, AskToStop);
     for (int signal = 1; signal <= SIGRTMAX; ++signal) {

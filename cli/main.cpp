@@ -27,7 +27,6 @@ namespace {
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kWrongUsage = 2;
-constexpr int kInterrupted = 130;
 
 int Complain(int status, const std::string& message) {
     Say(message);

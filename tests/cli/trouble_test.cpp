@@ -1,6 +1,10 @@
 #include <OpenImageIO/imagebuf.h>
+#include <sys/stat.h>
 
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
+#include <thread>
 
 #include "command.h"
 
@@ -72,6 +76,23 @@ TEST_F(TroubleTest, TooLittleMemoryIsAnErrorOfTheFile) {
         const std::string limit = "ulimit -v " + std::to_string(megabytes * 1024) + "; ";
         EXPECT_EQ(Shell("key in.png o.png", limit), 1) << megabytes;
         ExpectOneLine("in.png: needs more memory than there is");
+    }
+}
+
+// Opening a pipe that nobody writes to never ends.
+TEST_F(TroubleTest, TheFirstSignalEndsAnyWait) {
+    mkfifo("wait.json", 0600);
+    using Clock = std::chrono::steady_clock;
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Clock::time_point sent;
+        const auto stop = [&](pid_t child) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            sent = Clock::now();
+            kill(child, signal);
+        };
+        EXPECT_EQ(Run("key in.png out.png --preset wait.json", 130, stop).error,
+                  "veltrane: interrupted\n");
+        EXPECT_LT(Clock::now() - sent, std::chrono::milliseconds(1500));
     }
 }
 
