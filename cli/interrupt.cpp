@@ -32,7 +32,7 @@ void End(int signal) {
 
 // How long an orderly stop may take, in nanoseconds: libraries and waits for the system know
 // nothing of it.
-constexpr long kPatience = 700'000'000;
+constexpr long kPatience = 500'000'000;
 timer_t patience;
 bool limited = false;
 
