@@ -1,8 +1,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "imaging/box/box_filter.h"
-#include "imaging/box/plate_rows.h"
+#include "imaging/box/box_sums.h"
 #include "imaging/imaging.h"
 #include "imaging/sample.h"
 
@@ -18,33 +17,20 @@ std::vector<float> ElementWeights(const ClippedWindow& axis) {
     return weights;
 }
 
-/// For every pixel of a row the totals of the windows' rows from the left up to it: zeros before
-/// the row and the whole total behind it, so that every window finds both its ends.
 template <class Sum>
-class RowTotals {
-public:
-    explicit RowTotals(const ClippedWindow& axis)
-        : reach_(static_cast<std::size_t>(std::min(axis.radius, axis.size)) * kElements),
-          columns_(static_cast<int>(axis.size > axis.radius ? axis.size : axis.size - 1)),
-          totals_(axis.size * kElements + 2 * reach_ + kElements, 0) {}
-
-    template <class SlideRow>
-    void Slide(SlideRow slide, const std::uint8_t* entering, const std::uint8_t* leaving) {
-        slide(entering, leaving, totals_.data() + reach_ + kElements, columns_);
-        for (auto at = reach_ + (columns_ + std::size_t{1}) * kElements; at < totals_.size();
-             ++at) {
-            totals_[at] = totals_[at - kElements];
-        }
+void Average(const Sum* ends, const Sum* begins, const float* across, float down, std::uint8_t* row,
+             std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i) {
+        const auto sum =
+            static_cast<float>(static_cast<std::make_signed_t<Sum>>(ends[i] - begins[i]));
+        row[i] = static_cast<std::uint8_t>(static_cast<int>(sum * across[i] * down + 0.5f));
     }
+}
 
-    const Sum* Begins() const { return totals_.data(); }
-    const Sum* Ends() const { return totals_.data() + 2 * reach_ + kElements; }
+template <class Sum>
+using PixelSums = BoxSums<std::uint8_t, Sum, kElements>;
 
-private:
-    std::size_t reach_;
-    int columns_;
-    std::vector<Sum> totals_;
-};
+constexpr PixelBoxRows kPlainRows{PixelSums<std::uint32_t>::SlidePlainly, Average<std::uint32_t>};
 
 /// The rows of a frame without what lies between them.
 std::unique_ptr<unsigned char[]> CopyRows(const unsigned char* frame, std::size_t size, int height,
@@ -65,12 +51,13 @@ void Blur(unsigned char* frame, std::ptrdiff_t pitch, const ClippedWindow& acros
     const auto source = CopyRows(frame, size, static_cast<int>(downAxis.size), pitch);
     const std::vector<unsigned char> none(size, 0);
     const auto row = [&](std::int64_t y) { return y < 0 ? none.data() : source.get() + y * size; };
-    RowTotals<Sum> totals(acrossAxis);
+    PixelSums<Sum> sums(acrossAxis, slide);
     for (std::int64_t y = 0; y < downAxis.size; ++y) {
         downAxis.Advance(y, [&](std::int64_t entering, std::int64_t leaving) {
-            totals.Slide(slide, row(entering), row(leaving));
+            sums.Move(row(entering), row(leaving));
         });
-        average(totals.Ends(), totals.Begins(), across.data(), down[y], frame + y * pitch, size);
+        const WindowSums<Sum> windows = sums.Row();
+        average(windows.end, windows.begin, across.data(), down[y], frame + y * pitch, size);
     }
 }
 
@@ -82,10 +69,10 @@ void CImagingORV::AverageBlurCore32bit6(unsigned char* frame, int width, int hei
     const ClippedWindow across{width, radius};
     const ClippedWindow down{height, radius};
     if (MostSamples(across, down) <= INT32_MAX / kFullScale<unsigned char>) {
-        const PlateRows& steps = PlateRowsInUse();
-        Blur<std::uint32_t>(frame, pitch, across, down, steps.slide, steps.average);
+        const PixelBoxRows& rows = InUse<SimdPixelBoxRows>(kPlainRows);
+        Blur<std::uint32_t>(frame, pitch, across, down, rows.slide, rows.average);
     } else {
-        Blur<std::uint64_t>(frame, pitch, across, down, SlideTotals<std::uint64_t>,
-                            AverageTotals<std::uint64_t>);
+        Blur<std::uint64_t>(frame, pitch, across, down, PixelSums<std::uint64_t>::SlidePlainly,
+                            Average<std::uint64_t>);
     }
 }

@@ -5,6 +5,7 @@
 
 #include "imaging/box/box_rows.h"
 #include "imaging/cpu/row_vectors-inl.h"
+#include "imaging/sample.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace veltrane {
@@ -52,7 +53,43 @@ void Slide(const Sample* entering, const Sample* leaving, std::uint32_t* totals,
                               Row<std::uint32_t>{totals});
 }
 
+void SlidePixels(const std::uint8_t* entering, const std::uint8_t* leaving, std::uint32_t* totals,
+                 int width) {
+    const hn::Full128<std::uint32_t> pixel;
+    const auto load = [&](const std::uint8_t* at) {
+        return hn::PromoteTo(pixel, hn::LoadU(hn::Rebind<std::uint8_t, decltype(pixel)>(), at));
+    };
+    auto change = hn::Zero(pixel);
+    for (std::ptrdiff_t x = 0; x < width; ++x, totals += kElements) {
+        change =
+            hn::Add(change, hn::Sub(load(entering + x * kElements), load(leaving + x * kElements)));
+        hn::StoreU(hn::Add(hn::LoadU(pixel, totals), change), pixel, totals);
+    }
+}
+
+void Average(const std::uint32_t* ends, const std::uint32_t* begins, const float* across,
+             float down, std::uint8_t* row, std::size_t size) {
+    const WordTag words;
+    const FloatTag floats;
+    const auto average = [&](const std::uint32_t* end, const std::uint32_t* begin,
+                             const float* weights, std::uint8_t* to) {
+        const auto sum = ToFloats(hn::Sub(hn::LoadU(words, end), hn::LoadU(words, begin)));
+        const auto mean = hn::Mul(hn::Mul(sum, hn::LoadU(floats, weights)), hn::Set(floats, down));
+        const auto rounded =
+            hn::ConvertTo(hn::RebindToSigned<WordTag>(), hn::Add(mean, hn::Set(floats, 0.5f)));
+        StoreLowBits(hn::BitCast(words, rounded), to);
+    };
+    ForEachVector<kWordLanes>(size, average, Row<const std::uint32_t>{ends},
+                              Row<const std::uint32_t>{begins}, Row<const float>{across},
+                              Row<std::uint8_t>{row});
+}
+
 }  // namespace
+
+const PixelBoxRows* GetPixelBoxRows() {
+    static constexpr PixelBoxRows kRows{SlidePixels, Average};
+    return &kRows;
+}
 
 template <class Sample>
 const BoxRows<Sample>* GetBoxRows() {
@@ -68,6 +105,7 @@ HWY_AFTER_NAMESPACE();
 namespace veltrane {
 
 VELTRANE_DEFINE_ROWS_OF_BOTH_DEPTHS(BoxRows, SimdBoxRows, GetBoxRows)
+VELTRANE_DEFINE_ROWS(PixelBoxRows, SimdPixelBoxRows, GetPixelBoxRows)
 
 }  // namespace veltrane
 #endif

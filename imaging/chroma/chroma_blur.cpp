@@ -3,6 +3,7 @@
 
 #include "imaging/chroma/chroma_blur.h"
 #include "imaging/chroma/chroma_rows.h"
+#include "imaging/cpu/in_use.h"
 #include "imaging/imaging.h"
 #include "imaging/sample.h"
 
@@ -56,10 +57,7 @@ constexpr ChromaRows<Sample> kPlainRows{Split<Sample>, Average<Sample, std::uint
 
 template <class Sample>
 const ChromaRows<Sample>& Rows() {
-#ifdef VELTRANE_SIMD
-    if (const ChromaRows<Sample>* rows = SimdChromaRows<Sample>()) return *rows;
-#endif
-    return kPlainRows<Sample>;
+    return InUse<SimdChromaRows<Sample>>(kPlainRows<Sample>);
 }
 
 /// Takes frames that hold Y, Cb, Cr already apart, and puts them together.
@@ -145,8 +143,8 @@ public:
           none_(width, 0),
           cbMeans_(width),
           crMeans_(width),
-          cbSums_({width, radius}),
-          crSums_({width, radius}),
+          cbSums_({width, radius}, SlideInUse<Sample, Sum>()),
+          crSums_({width, radius}, SlideInUse<Sample, Sum>()),
           counts_({width, radius}) {}
 
     /// The next row, from the top. The frame's rows from there up are not read again.
@@ -155,8 +153,8 @@ public:
             split_(frame_ + std::ptrdiff_t{taken_} * width_ * kElements, ring_[taken_], width_);
         }
         down_.Advance(y_, [&](std::int64_t entering, std::int64_t leaving) {
-            cbSums_.Slide(RowOf(entering).cb, RowOf(leaving).cb);
-            crSums_.Slide(RowOf(entering).cr, RowOf(leaving).cr);
+            cbSums_.Move(RowOf(entering).cb, RowOf(leaving).cb);
+            crSums_.Move(RowOf(entering).cr, RowOf(leaving).cr);
         });
         const auto counts = counts_.Of(down_.Count(y_));
         average_(cbSums_.Row(), counts, cbMeans_.data(), width_);
@@ -188,7 +186,8 @@ private:
 /// Calls give(y, row, pixels) for every row of a frame, where row holds its luma and its blurred
 /// colour differences. A radius below 1 leaves them as they are.
 template <class Sample, class Give>
-void BlurRows(int width, int height, Sample* frame, int radius, SplitRow<Sample> split, Give give) {
+void BlurChromaRows(int width, int height, Sample* frame, int radius, SplitRow<Sample> split,
+                    Give give) {
     if (width < 1 || height < 1) return;
     radius = std::max(radius, 0);
     const auto blur = [&](auto rows) {
@@ -212,7 +211,7 @@ void BlurPackedChroma(int width, int height, Sample* frame, Sample* work, int ra
     const auto give = [&](std::int64_t y, const ChromaRow<const Sample>& row, Sample* pixels) {
         Pack(row, pixels, work + y * pitch, width);
     };
-    BlurRows(width, height, frame, radius, Unpack<Sample>, give);
+    BlurChromaRows(width, height, frame, radius, Unpack<Sample>, give);
     std::memcpy(frame, work, pitch * height * sizeof(Sample));
 }
 
@@ -225,7 +224,7 @@ void SmoothWithWork(int width, int height, Sample* frame, Sample* work, int radi
         if (radius >= 1) Pack(row, pixels, work + y * pitch, width);
         rows.join(row, pixels, width);
     };
-    BlurRows(width, height, frame, radius, rows.split, give);
+    BlurChromaRows(width, height, frame, radius, rows.split, give);
 }
 
 }  // namespace
@@ -236,7 +235,7 @@ void SmoothChroma(int width, int height, Sample* frame, int radius) {
     const auto give = [&](std::int64_t, const ChromaRow<const Sample>& row, Sample* pixels) {
         rows.join(row, pixels, width);
     };
-    BlurRows(width, height, frame, radius, rows.split, give);
+    BlurChromaRows(width, height, frame, radius, rows.split, give);
 }
 
 template void SmoothChroma(int, int, unsigned short*, int);

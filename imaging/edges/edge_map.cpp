@@ -1,7 +1,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "imaging/box/plate_rows.h"
+#include "imaging/cpu/in_use.h"
+#include "imaging/edges/edge_rows.h"
 #include "imaging/imaging.h"
 #include "imaging/sample.h"
 
@@ -10,6 +11,27 @@ namespace {
 using namespace veltrane;
 
 constexpr int kGreatestMean = 8 * 255;  ///< of an edge's strength over the colours
+
+void SumRows(const std::uint8_t* const* rows, std::int16_t* sums, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i) {
+        sums[i] = static_cast<std::int16_t>(rows[0][i] + rows[1][i] + rows[2][i]);
+    }
+}
+
+/// A sample's rise above its surroundings counts in ninths of their mean; falls do not count.
+void FindEdges(const std::uint8_t* row, const std::int16_t* sums, int limit, std::uint8_t* edges,
+               int width) {
+    for (int x = 0; x < width; ++x, row += kElements, sums += kElements) {
+        int strength = 0;
+        for (int e = 0; e < kAlpha; ++e) {
+            const int around = sums[e] + sums[e + kElements] + sums[e + 2 * kElements];
+            strength += std::max(9 * row[e] - around, 0);
+        }
+        edges[x] = static_cast<std::uint8_t>(strength >= limit ? strength / 24 : 0);
+    }
+}
+
+constexpr EdgeRows kPlainRows{SumRows, FindEdges};
 
 /// Brings a neighbour's coordinate back inside: mirrored about the first sample at the low end,
 /// the last sample repeated at the high end.
@@ -23,7 +45,7 @@ int Reflect(int i, int size) {
 void CImagingORV::Laplacian32bit8(unsigned char* source, int width, int height, int sourcePitch,
                                   unsigned char* map, int, int, int mapPitch, int threshold) const {
     if (width < 1) return;
-    const PlateRows& steps = PlateRowsInUse();
+    const EdgeRows& steps = InUse<SimdEdgeRows>(kPlainRows);
     // The mean is the strength divided by 3 and rounded down.
     const int limit = 3 * std::clamp(threshold, 0, kGreatestMean + 1);
     const std::size_t size = static_cast<std::size_t>(width) * kElements;

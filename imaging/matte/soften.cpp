@@ -1,5 +1,6 @@
 #include <cstdint>
 
+#include "imaging/cpu/in_use.h"
 #include "imaging/imaging.h"
 #include "imaging/matte/matte_plane.h"
 #include "imaging/matte/soften_rows.h"
@@ -21,14 +22,14 @@ void ChangeByWindowSums(int width, int height, Sample* plane, int radius, Change
     std::vector<Sample> kept(keptRows * pitch);
     const auto rowOf = [&](std::int64_t y) { return plane + y * pitch; };
     const auto keptRowOf = [&](std::int64_t y) { return kept.data() + y % keptRows * pitch; };
-    BoxSums<Sample, Sum> sums({width, radius});
+    BoxSums<Sample, Sum> sums({width, radius}, SlideInUse<Sample, Sum>());
     for (std::int64_t y = 0; y < height; ++y) {
         down.Advance(y, [&](std::int64_t entering, std::int64_t leaving) {
             const Sample* in = entering < 0 ? none.data() : rowOf(entering);
             const Sample* out = leaving < 0 ? none.data() : keptRowOf(leaving);
             // The inverse of a row enters where the row itself leaves.
             if (inverse) std::swap(in, out);
-            sums.Slide(in, out);
+            sums.Move(in, out);
         });
         std::copy_n(rowOf(y), width, keptRowOf(y));
         change(y, sums.Row(), rowOf(y));
@@ -80,15 +81,17 @@ void SoftenRow(const WindowSums<Sum>& sums, const Softening& s, Sample* matte, i
     }
 }
 
+template <class Sample>
+constexpr SoftenRows<Sample> kPlainRows{SoftenRow<Sample, std::uint32_t>};
+
 /// The wide sums have the plain form only.
 template <class Sample, class Sum>
 auto SoftenRowInUse() {
-#ifdef VELTRANE_SIMD
     if constexpr (std::is_same_v<Sum, std::uint32_t>) {
-        if (const BlurRows<Sample>* rows = SimdBlurRows<Sample>()) return rows->soften;
+        return InUse<SimdSoftenRows<Sample>>(kPlainRows<Sample>).soften;
+    } else {
+        return SoftenRow<Sample, Sum>;
     }
-#endif
-    return SoftenRow<Sample, Sum>;
 }
 
 template <class Sum, class Sample>

@@ -27,9 +27,9 @@ struct FullScaleFactors {
     static constexpr float kSteepness = 4 / kFull;
 };
 
-/// The work of blur.cpp that has a vector form.
+/// The work of soften.cpp that has a vector form.
 template <class Sample>
-struct BlurRows {
+struct SoftenRows {
     /// Softens a row of the matte, given the window sums of the matte's inverse.
     void (*soften)(const WindowSums<std::uint32_t>& sums, const Softening& softening, Sample* matte,
                    int width);
@@ -37,7 +37,7 @@ struct BlurRows {
 
 /// The vector form in use, or null when the plain one is.
 template <class Sample>
-const BlurRows<Sample>* SimdBlurRows();
+const SoftenRows<Sample>* SimdSoftenRows();
 
 }  // namespace veltrane
 

@@ -70,8 +70,8 @@ void Soften(const WindowSums<std::uint32_t>& windows, const Softening& s, Sample
 }  // namespace
 
 template <class Sample>
-const BlurRows<Sample>* GetBlurRows() {
-    static constexpr BlurRows<Sample> kRows{Soften<Sample>};
+const SoftenRows<Sample>* GetSoftenRows() {
+    static constexpr SoftenRows<Sample> kRows{Soften<Sample>};
     return &kRows;
 }
 #endif
@@ -82,7 +82,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-VELTRANE_DEFINE_ROWS_OF_BOTH_DEPTHS(BlurRows, SimdBlurRows, GetBlurRows)
+VELTRANE_DEFINE_ROWS_OF_BOTH_DEPTHS(SoftenRows, SimdSoftenRows, GetSoftenRows)
 
 }  // namespace veltrane
 #endif

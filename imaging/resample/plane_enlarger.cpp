@@ -1,5 +1,6 @@
 #include "imaging/resample/plane_enlarger.h"
 
+#include "imaging/cpu/in_use.h"
 #include "imaging/sample.h"
 
 namespace veltrane {
@@ -50,10 +51,7 @@ constexpr EnlargeRows kPlainRows{Split, Stretch, Blend, Store<std::uint8_t>, Sto
 }  // namespace
 
 const EnlargeRows& EnlargeRowsInUse() {
-#ifdef VELTRANE_SIMD
-    if (const EnlargeRows* rows = SimdEnlargeRows()) return *rows;
-#endif
-    return kPlainRows;
+    return InUse<SimdEnlargeRows>(kPlainRows);
 }
 
 PlaneEnlarger::PlaneEnlarger(const std::uint8_t* source, int width, std::ptrdiff_t pitch,

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "imaging/aligned_buffer.h"
+#include "imaging/cpu/in_use.h"
 #include "imaging/imaging.h"
 #include "imaging/resample/plane_enlarger.h"
 #include "imaging/resample/resample.h"
@@ -70,11 +71,7 @@ constexpr ResampleRows<Filtered> kPlainRows{1, ReduceSamples, FilterRow<Filtered
 
 template <class Filtered>
 const ResampleRows<Filtered>& RowsToUse() {
-#ifdef VELTRANE_SIMD
-    if constexpr (sizeof(Filtered) == 2) {
-        if (const auto* rows = SimdResampleRows()) return *rows;
-    }
-#endif
+    if constexpr (sizeof(Filtered) == 2) return InUse<SimdResampleRows>(kPlainRows<Filtered>);
     return kPlainRows<Filtered>;
 }
 

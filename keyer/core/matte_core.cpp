@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "imaging/cpu/in_use.h"
 #include "keyer/core/matte_rows.h"
 #include "keyer/status.h"
 
@@ -84,7 +85,7 @@ bool IsForeground(const Position& at, const KeyLook<Sample>& look, const KeyMarg
 
 /// The construction of foreground colours for one mixed pixel: a protection line runs through
 /// neutral and is given by its normal.
-struct Mixture {
+struct MixedPixel {
     const KeyAxis& axis;
     const Position& at;
     Chroma toNeutral;  ///< from the pixel
@@ -120,7 +121,7 @@ float BandWeight(float distance, const KeyMargins& margins) {
 }
 
 template <class Sample>
-Foreground BlueSideForeground(const Mixture& mix, const KeyLook<Sample>& look,
+Foreground BlueSideForeground(const MixedPixel& mix, const KeyLook<Sample>& look,
                               const KeyMargins& margins) {
     const float distance = std::fabs(mix.at.across);
     const Chroma level = mix.LevelWithNeutral();
@@ -138,7 +139,7 @@ Foreground BlueSideForeground(const Mixture& mix, const KeyLook<Sample>& look,
 }
 
 template <class Sample>
-Foreground SkinSideForeground(const Mixture& mix, const KeyLook<Sample>& look,
+Foreground SkinSideForeground(const MixedPixel& mix, const KeyLook<Sample>& look,
                               const KeyMargins& margins) {
     const float distance = std::fabs(mix.at.across);
     const Chroma level = mix.LevelWithNeutral();
@@ -201,7 +202,7 @@ void WriteBackground(const KeyLook<Sample>& look, float luma, float screenLuma, 
 template <class Sample>
 void WriteMixed(const KeyLook<Sample>& look, const KeyMargins& margins, const KeyAxis& axis,
                 const Position& at, Sample* target) {
-    const Mixture mix{axis, at, look.neutral - at.chroma};
+    const MixedPixel mix{axis, at, look.neutral - at.chroma};
     const Foreground chroma = at.across > 0 ? BlueSideForeground(mix, look, margins)
                                             : SkinSideForeground(mix, look, margins);
     const float luma = at.color.Y;
@@ -345,10 +346,7 @@ template struct KeyLook<unsigned char>;
 
 template <class Sample>
 const KeyRows<Sample>& KeyRowsInUse() {
-#ifdef VELTRANE_SIMD
-    if (const KeyRows<Sample>* rows = SimdKeyRows<Sample>()) return *rows;
-#endif
-    return kPlainRows<Sample>;
+    return InUse<SimdKeyRows<Sample>>(kPlainRows<Sample>);
 }
 
 template const KeyRows<unsigned short>& KeyRowsInUse();

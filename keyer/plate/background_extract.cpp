@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "imaging/color/color_math.h"
+#include "imaging/cpu/in_use.h"
 #include "keyer/pipeline.h"
 #include "keyer/plate/screen_rows.h"
 
@@ -130,10 +131,7 @@ void Extract(const ScreenLook& look, unsigned char* pixel, unsigned char* marks,
 constexpr ScreenRows kPlainRows{Extract};
 
 const ScreenRows& Rows() {
-#ifdef VELTRANE_SIMD
-    if (const ScreenRows* rows = SimdScreenRows()) return *rows;
-#endif
-    return kPlainRows;
+    return InUse<SimdScreenRows>(kPlainRows);
 }
 
 }  // namespace

@@ -1,10 +1,10 @@
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "imaging/box/plate_simd.cpp"
+#define HWY_TARGET_INCLUDE "imaging/edges/edge_simd.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
-#include "imaging/box/plate_rows.h"
 #include "imaging/cpu/row_vectors-inl.h"
+#include "imaging/edges/edge_rows.h"
 #include "imaging/sample.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -73,40 +73,10 @@ void FindEdges(const std::uint8_t* row, const std::int16_t* sums, int limit, std
                               Row<std::uint8_t>{edges});
 }
 
-void Slide(const std::uint8_t* entering, const std::uint8_t* leaving, std::uint32_t* totals,
-           int width) {
-    const hn::Full128<std::uint32_t> pixel;
-    const auto load = [&](const std::uint8_t* at) {
-        return hn::PromoteTo(pixel, hn::LoadU(hn::Rebind<std::uint8_t, decltype(pixel)>(), at));
-    };
-    auto change = hn::Zero(pixel);
-    for (std::ptrdiff_t x = 0; x < width; ++x, totals += kElements) {
-        change =
-            hn::Add(change, hn::Sub(load(entering + x * kElements), load(leaving + x * kElements)));
-        hn::StoreU(hn::Add(hn::LoadU(pixel, totals), change), pixel, totals);
-    }
-}
-
-void Average(const std::uint32_t* ends, const std::uint32_t* begins, const float* across,
-             float down, std::uint8_t* row, std::size_t size) {
-    const WordTag words;
-    const FloatTag floats;
-    const auto average = [&](const std::uint32_t* end, const std::uint32_t* begin,
-                             const float* weights, std::uint8_t* to) {
-        const auto sum = ToFloats(hn::Sub(hn::LoadU(words, end), hn::LoadU(words, begin)));
-        const auto mean = hn::Mul(hn::Mul(sum, hn::LoadU(floats, weights)), hn::Set(floats, down));
-        const auto rounded = hn::ConvertTo(IntTag(), hn::Add(mean, hn::Set(floats, 0.5f)));
-        StoreLowBits(hn::BitCast(words, rounded), to);
-    };
-    ForEachVector<kWordLanes>(size, average, Row<const std::uint32_t>{ends},
-                              Row<const std::uint32_t>{begins}, Row<const float>{across},
-                              Row<std::uint8_t>{row});
-}
-
 }  // namespace
 
-const PlateRows* GetPlateRows() {
-    static constexpr PlateRows kRows{SumRows, FindEdges, Slide, Average};
+const EdgeRows* GetEdgeRows() {
+    static constexpr EdgeRows kRows{SumRows, FindEdges};
     return &kRows;
 }
 #endif
@@ -117,7 +87,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-VELTRANE_DEFINE_ROWS(PlateRows, SimdPlateRows, GetPlateRows)
+VELTRANE_DEFINE_ROWS(EdgeRows, SimdEdgeRows, GetEdgeRows)
 
 }  // namespace veltrane
 #endif
