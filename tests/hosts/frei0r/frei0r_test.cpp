@@ -304,9 +304,12 @@ TEST_F(Frei0rHost, Melt) {
         name[0] = char(std::toupper(name[0]));
         return " '" + name + '=' + value + '\'';
     };
-    ExpectLibrary("melt -profile $PWD/profile in.mov -attach frei0r.veltrane_green", spell,
+    // Now and then melt misses the end of a clip as short as this one and waits for ever; its file
+    // is whole by then.
+    ExpectLibrary("timeout 30 melt -profile $PWD/profile in.mov -attach frei0r.veltrane_green",
+                  spell,
                   " -consumer avformat:out.rgba f=rawvideo vcodec=rawvideo pix_fmt=rgba"
-                  " mlt_image_format=rgba real_time=-1 an=1");
+                  " mlt_image_format=rgba real_time=-1 an=1 || [ $? = 124 ]");
 }
 
 TEST_F(Frei0rHost, GStreamer) {
