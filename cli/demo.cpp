@@ -11,8 +11,8 @@
 #include "cli/composite.h"
 #include "cli/contact_sheet.h"
 #include "cli/errors.h"
+#include "cli/frame_pipeline.h"
 #include "cli/key_color.h"
-#include "cli/pipeline.h"
 #include "cli/places.h"
 
 namespace veltrane::cli {

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "cli/frame_pipeline.h"
 #include "cli/key_color.h"
-#include "cli/pipeline.h"
 #include "cli/setting_options.h"
 #include "media/media.h"
 

@@ -7,8 +7,8 @@
 
 #include "cli/common_options.h"
 #include "cli/errors.h"
+#include "cli/frame_pipeline.h"
 #include "cli/key_color.h"
-#include "cli/pipeline.h"
 #include "cli/text.h"
 #include "settings/parameters.h"
 

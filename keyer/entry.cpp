@@ -55,7 +55,7 @@ void Cut(unsigned short* output, const unsigned short* input, int width, int hei
 
 /// A host's frame, alpha first, with rows of its own length.
 template <class Byte>
-struct HostFrame {
+struct ArgbFrame {
     Byte* pixels;
     int width;
     int height;
@@ -63,10 +63,10 @@ struct HostFrame {
     Byte* Row(int y) const { return pixels + y * Pitch(width); }
 };
 
-using HostInput = HostFrame<const unsigned char>;
-using HostOutput = HostFrame<unsigned char>;
+using ArgbInput = ArgbFrame<const unsigned char>;
+using ArgbOutput = ArgbFrame<unsigned char>;
 
-Status KeyHostFrame(const HostInput& input, const HostOutput& output, int width, int height,
+Status KeyArgbFrame(const ArgbInput& input, const ArgbOutput& output, int width, int height,
                     const Settings& s) {
     const bool keys = s.view != View::Source && IsKeyChosen(s);
     const auto record = MakeRecord<unsigned char>(s, width, height);
@@ -81,7 +81,7 @@ Status KeyHostFrame(const HostInput& input, const HostOutput& output, int width,
 }
 
 /// What the host sees of a frame that was not keyed: the empty matte, finished.
-Status FinishUnkeyed(const HostInput& input, const HostOutput& output, int width, int height,
+Status FinishUnkeyed(const ArgbInput& input, const ArgbOutput& output, int width, int height,
                      const Settings& s) {
     std::vector<unsigned char> source(Pitch(width));
     std::vector<unsigned char> row(Pitch(width));
@@ -94,11 +94,11 @@ Status FinishUnkeyed(const HostInput& input, const HostOutput& output, int width
     return Status::kDone;
 }
 
-void Cut(const HostOutput& output, const HostInput& input, const Settings& s) {
+void Cut(const ArgbOutput& output, const ArgbInput& input, const Settings& s) {
     const int width = std::min(output.width, input.width);
     const int height = std::min(output.height, input.height);
     if (width < 1 || height < 1) return;
-    if (Succeeds([&] { return KeyHostFrame(input, output, width, height, s); })) return;
+    if (Succeeds([&] { return KeyArgbFrame(input, output, width, height, s); })) return;
     Succeeds([&] { return FinishUnkeyed(input, output, width, height, s); });
 }
 
@@ -156,7 +156,7 @@ void VeltraneFinalCut(unsigned char* output, int outputWidth, int outputHeight,
                       int edgeContract, int contractMask, int contractThreshold, int edgeBlur,
                       int maskBlurRadius, int maskBlurValue, int skinHue, int blueHue,
                       int despillGray, int despillSkin, int despillBlue, int screenGain) {
-    Cut(HostOutput{output, outputWidth, outputHeight}, HostInput{input, inputWidth, inputHeight},
+    Cut(ArgbOutput{output, outputWidth, outputHeight}, ArgbInput{input, inputWidth, inputHeight},
         SettingsOf(view, keyRed, keyGreen, keyBlue, smoothBG, shadow, clipBlack, clipWhite,
                    deBlocking, deBlockValue, edgeContract, contractMask, contractThreshold,
                    edgeBlur, maskBlurRadius, maskBlurValue, skinHue, blueHue, despillGray,

@@ -1,4 +1,4 @@
-#include "cli/pipeline.h"
+#include "cli/frame_pipeline.h"
 
 #include <oneapi/tbb/global_control.h>
 #include <oneapi/tbb/parallel_pipeline.h>

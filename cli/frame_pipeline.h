@@ -1,5 +1,5 @@
-#ifndef VELTRANE_CLI_PIPELINE_H
-#define VELTRANE_CLI_PIPELINE_H
+#ifndef VELTRANE_CLI_FRAME_PIPELINE_H
+#define VELTRANE_CLI_FRAME_PIPELINE_H
 
 #include <cstdint>
 #include <functional>
