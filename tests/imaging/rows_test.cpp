@@ -10,10 +10,11 @@ namespace veltrane {
 struct EnlargeRows;
 struct FinishRows;
 struct FloatFrameRows;
-struct PlateRows;
+struct EdgeRows;
+struct PixelBoxRows;
 struct ScreenRows;
 template <class Sample>
-struct BlurRows;
+struct SoftenRows;
 template <class Sample>
 struct BoxRows;
 template <class Sample>
@@ -28,11 +29,12 @@ struct ResampleRows;
 const EnlargeRows* SimdEnlargeRows();
 const FinishRows* SimdFinishRows();
 const FloatFrameRows* SimdFloatFrameRows();
-const PlateRows* SimdPlateRows();
+const EdgeRows* SimdEdgeRows();
+const PixelBoxRows* SimdPixelBoxRows();
 const ScreenRows* SimdScreenRows();
 const ResampleRows<std::int16_t>* SimdResampleRows();
 template <class Sample>
-const BlurRows<Sample>* SimdBlurRows();
+const SoftenRows<Sample>* SimdSoftenRows();
 template <class Sample>
 const BoxRows<Sample>* SimdBoxRows();
 template <class Sample>
@@ -46,7 +48,7 @@ namespace {
 
 template <class Sample>
 void ExpectRowsOfDepth() {
-    ExpectRowsOfEveryLevel(SimdBlurRows<Sample>);
+    ExpectRowsOfEveryLevel(SimdSoftenRows<Sample>);
     ExpectRowsOfEveryLevel(SimdBoxRows<Sample>);
     ExpectRowsOfEveryLevel(SimdChromaRows<Sample>);
     ExpectRowsOfEveryLevel(SimdKeyRows<Sample>);
@@ -57,7 +59,8 @@ TEST(Rows, AreHandedOutForEveryLevel) {
     ExpectRowsOfEveryLevel(SimdEnlargeRows);
     ExpectRowsOfEveryLevel(SimdFinishRows);
     ExpectRowsOfEveryLevel(SimdFloatFrameRows);
-    ExpectRowsOfEveryLevel(SimdPlateRows);
+    ExpectRowsOfEveryLevel(SimdEdgeRows);
+    ExpectRowsOfEveryLevel(SimdPixelBoxRows);
     ExpectRowsOfEveryLevel(SimdScreenRows);
     ExpectRowsOfEveryLevel(SimdResampleRows);
     ExpectRowsOfDepth<unsigned short>();
