@@ -51,7 +51,7 @@ void ExplainScale(HostParameter& shown) {
                static_cast<int>(label.size()), label.data());
         separator = ", ";
     }
-    if (!row.entries.empty()) Append(shown.explanation, ".");
+    if (!row.entries.empty()) Append(shown.explanation, "%s", ".");
 }
 
 HostParameter Describe(const Parameter& row) {

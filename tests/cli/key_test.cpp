@@ -237,10 +237,10 @@ TEST_F(CommandTest, AnInterruptLeavesNothingHalfWritten) {
         fs::create_symlink("../samples/still.jpg", "s." + std::to_string(number) + ".jpg");
     for (const auto& [signal, output] :
          {std::pair{SIGINT, "out/o.mov"}, {SIGTERM, "out/o.%04d.tif"}}) {
-        const auto stop = [&](pid_t child) {
+        const auto stop = [&, sent = signal](pid_t child) {
             for (int i = 0; i < 30000 && fs::is_empty("out"); ++i)
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            kill(child, signal);
+            kill(child, sent);
         };
         const Outcome outcome = Run(std::string("key s.%04d.jpg ") + output, 130, stop);
         EXPECT_PRED_FORMAT2(testing::IsSubstring, "veltrane: interrupted\n", outcome.error);

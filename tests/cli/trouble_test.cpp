@@ -69,7 +69,7 @@ TEST_F(TroubleTest, NothingGivenMayBeEmptyAndNothingEchoedLong) {
 
 // Libraries that find no memory as they are loaded end the process in their own way.
 TEST_F(TroubleTest, TooLittleMemoryIsAnErrorOfTheFile) {
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef VELTRANE_SANITIZED
     GTEST_SKIP() << "sanitizers need more addresses than any limit";
 #endif
     for (int megabytes = 100; megabytes <= 500; megabytes += 40) {

@@ -122,7 +122,7 @@ TEST(Routines, Interpolation) {
 template <class T>
 void Blur(Digest& digest, Random& random, int n) {
     const Size size(random, n);
-    const auto [width, height] = size;
+    const int width = size.width, height = size.height;
     const int radius = random.OneIn(2) ? random(-1, 12) : random(0, n % 9 == 0 ? 300 : 100);
     const int amount = random.OneIn(9) ? random(-300, 300) : random.Biased(0, 100);
     const int offset = random.OneIn(3) ? random(-kFull<T>, kFull<T>) : 0;
@@ -154,7 +154,7 @@ void Blur(Digest& digest, Random& random, int n) {
 template <class T>
 void Contract(Digest& digest, Random& random, int n) {
     const Size size(random, n);
-    const auto [width, height] = size;
+    const int width = size.width, height = size.height;
     const int passes = random(-1, 11), threshold = random.Biased(0, 255);
     AddChanged(digest, MatteFrame<T>(random, size), [&](T* frame) {
         const auto contract = ByDepth<T>(&Keyer::ContGray7_64, &Keyer::ContGray7);
@@ -202,7 +202,7 @@ Frame<Byte> HoledFrame(Random& random, const Size& size) {
 void ModelPlate(Digest& digest, Random& random, int n) {
     Size size(random, n);
     if (n % 50 == 0) size.height = 640;  // with holes deeper than sums are kept for
-    const auto [width, height] = size;
+    const int width = size.width, height = size.height;
     const int pitch = width * 4, mapPitch = stages.Align8(width);
     const int lower = random.Biased(120, 170), upper = random.Biased(250, 330);
     const auto near = [&](int e) {

@@ -23,10 +23,6 @@ extern "C" const char* __asan_default_options() {
     return "fast_unwind_on_malloc=0:allocator_may_return_null=1";
 }
 
-extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libobjc.so\n";
-}
-
 namespace veltrane::testing {
 namespace {
 
