@@ -41,8 +41,15 @@ bool Runs(CpuLevel level) {
 }
 #endif
 
+/// Needs no memory, so that asking for the level cannot fail.
+CpuLevel Highest() {
+    int level = kCpuLevels - 1;
+    while (!Runs(static_cast<CpuLevel>(level))) --level;
+    return static_cast<CpuLevel>(level);
+}
+
 std::atomic<CpuLevel>& Chosen() {
-    static std::atomic<CpuLevel> level = CpuLevels().back();
+    static std::atomic<CpuLevel> level = Highest();
     return level;
 }
 
