@@ -86,7 +86,8 @@ BandKeyer<Sample>::BandKeyer(const Record& p, const RowSource<Sample>& source,
     : p_(p),
       look_(p),
       axis_(SampleToYiq(p.keyR[0], p.keyG[0], p.keyB[0]), look_.neutral, kColorMargins),
-      rows_(KeyRowsInUse<Sample>()) {
+      rows_(KeyRowsInUse<Sample>()),
+      matteRows_(MattePlaneRowsInUse<Sample>()) {
     if (p.smoothBG == 0) return;
     ReducedPlate plate = ModelPlate<Sample>(p, source, threads);
     plate_ = std::move(plate.pixels);
@@ -123,7 +124,7 @@ void BandKeyer<Sample>::Key(Band band, const RowSource<Sample>& source,
         Sample* row = targets(y);
         KeyRow(rows(y), enlarger ? &*enlarger : nullptr, row);
         if (refines) {
-            TakeMatte(row, matte.get() + (y - keyed.first) * width, p_.width);
+            matteRows_.take(row, matte.get() + (y - keyed.first) * width, p_.width);
         } else if (target.take) {
             target.take(y, rows.Given(y), row);
         }
@@ -132,7 +133,7 @@ void BandKeyer<Sample>::Key(Band band, const RowSource<Sample>& source,
     RefineMatte<Sample>(p_, keyed.Height(), matte.get());
     for (int y = band.first; y < band.end; ++y) {
         Sample* row = targets(y);
-        PutMatte(matte.get() + (y - keyed.first) * width, row, p_.width);
+        matteRows_.put(matte.get() + (y - keyed.first) * width, row, p_.width);
         if (target.take) target.take(y, rows.Given(y), row);
     }
 }

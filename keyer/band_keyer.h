@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "imaging/frame_rows.h"
+#include "imaging/matte/matte_plane_rows.h"
 #include "imaging/resample/resample.h"
 #include "imaging/threads.h"
 #include "keyer/core/matte_rows.h"
@@ -50,6 +51,7 @@ private:
     KeyLook<Sample> look_;
     KeyAxis axis_;  ///< of the record's key colour
     const KeyRows<Sample>& rows_;
+    const MattePlaneRows<Sample>& matteRows_;
     std::unique_ptr<unsigned char[]> plate_;
     std::optional<Enlargement> enlargement_;  ///< of the plate, where there is one
 };

@@ -51,14 +51,6 @@ template <class Sample>
 constexpr MattePlaneRows<Sample> kPlainRows{ContractCross<Sample>, ContractSquare<Sample>,
                                             Take<Sample>, Put<Sample>};
 
-template <class Sample>
-const MattePlaneRows<Sample>& Rows() {
-#ifdef VELTRANE_SIMD
-    if (const MattePlaneRows<Sample>* rows = SimdMattePlaneRows<Sample>()) return *rows;
-#endif
-    return kPlainRows<Sample>;
-}
-
 /// A pass of the contraction and the last three rows that it was given.
 template <class Sample>
 class ContractPass {
@@ -99,7 +91,8 @@ private:
 template <class Sample>
 void Sweep(int width, int height, Sample* matte, int first, int last, int threshold) {
     // Below 0, the threshold may lead out of the scale; only the plain form follows there.
-    const MattePlaneRows<Sample>& rows = threshold < 0 ? kPlainRows<Sample> : Rows<Sample>();
+    const MattePlaneRows<Sample>& rows =
+        threshold < 0 ? kPlainRows<Sample> : MattePlaneRowsInUse<Sample>();
     std::vector<ContractPass<Sample>> passes;
     for (int i = first; i < last; ++i) {
         passes.emplace_back(width, height, i % 2 != 0 ? rows.square : rows.cross, threshold);
@@ -145,21 +138,17 @@ void ContractMatte(int width, int height, Sample* matte, int iterations, int thr
 }
 
 template <class Sample>
-void TakeMatte(const Sample* row, Sample* matte, int width) {
-    Rows<Sample>().take(row, matte, width);
-}
-
-template <class Sample>
-void PutMatte(const Sample* matte, Sample* row, int width) {
-    Rows<Sample>().put(matte, row, width);
+const MattePlaneRows<Sample>& MattePlaneRowsInUse() {
+#ifdef VELTRANE_SIMD
+    if (const MattePlaneRows<Sample>* rows = SimdMattePlaneRows<Sample>()) return *rows;
+#endif
+    return kPlainRows<Sample>;
 }
 
 template void ContractMatte(int, int, unsigned short*, int, int);
 template void ContractMatte(int, int, unsigned char*, int, int);
-template void TakeMatte(const unsigned short*, unsigned short*, int);
-template void TakeMatte(const unsigned char*, unsigned char*, int);
-template void PutMatte(const unsigned short*, unsigned short*, int);
-template void PutMatte(const unsigned char*, unsigned char*, int);
+template const MattePlaneRows<unsigned short>& MattePlaneRowsInUse();
+template const MattePlaneRows<unsigned char>& MattePlaneRowsInUse();
 
 }  // namespace veltrane
 

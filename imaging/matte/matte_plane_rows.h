@@ -3,7 +3,7 @@
 
 namespace veltrane {
 
-/// The work of matte_plane.cpp that has a vector form.
+/// The work on rows of the matte.
 template <class Sample>
 struct MattePlaneRows {
     /// Contracts a row between two others; its first and last sample are not written. out is none
@@ -13,9 +13,15 @@ struct MattePlaneRows {
 
     Contract cross;
     Contract square;
+    /// Copies the alphas of a row of width pixels to a row of the matte.
     void (*take)(const Sample* row, Sample* matte, int width);
+    /// Copies a row of the matte over the alphas of a row of width pixels.
     void (*put)(const Sample* matte, Sample* row, int width);
 };
+
+/// The form in use; ask once a frame.
+template <class Sample>
+const MattePlaneRows<Sample>& MattePlaneRowsInUse();
 
 /// The vector form in use, or null when the plain one is.
 template <class Sample>

@@ -62,8 +62,7 @@ void ExpectRecorded(const std::string& name, Make16 make16, Make8 make8) {
         EXPECT_EQ(make16(), recorded->sixteen) << "16 bits";
         EXPECT_EQ(make8(), recorded->eight) << "8 bits";
     };
-    Plainly([&] { return check(), 0; });
-    ForEachLevel(check);
+    AtEveryLevel(check);
 }
 
 }  // namespace veltrane::testing

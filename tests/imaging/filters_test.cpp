@@ -60,8 +60,7 @@ TYPED_TEST(BothDepths, ChromaMeansDropTheLargestFractions) {
                 ASSERT_TRUE(Same(expected, frame, side)) << "radius " << radius;
             }
         };
-        Plainly([&] { return check(), 0; });
-        ForEachLevel(check);
+        AtEveryLevel(check);
     }
 }
 

@@ -55,6 +55,13 @@ auto Plainly(Make make) {
     return make();
 }
 
+/// Runs check at the plain and every vector level.
+template <class Check>
+void AtEveryLevel(Check check) {
+    Plainly([&] { return check(), 0; });
+    ForEachLevel(check);
+}
+
 }  // namespace veltrane
 
 #endif

@@ -67,8 +67,7 @@ TEST(ResampleLevels, ReduceEverySampleOf16BitsExactly) {
             ASSERT_TRUE(std::count(at, at + 3, reduced) == 3 && at[3] == 7) << v;
         }
     };
-    Plainly([&] { return check(), 0; });
-    ForEachLevel(check);
+    AtEveryLevel(check);
 }
 
 /// All rows of an enlargement as the pixels of a frame, made by enlargers of so many rows each.
@@ -106,8 +105,7 @@ TEST(RowEnlarger, GivesTheRowsOfTheWholeFrame) {
         const auto check = [&] {
             EXPECT_TRUE(Same(expected, Enlarge(s, source, rowsEach), s.targetWidth));
         };
-        Plainly([&] { return check(), 0; });
-        ForEachLevel(check);
+        AtEveryLevel(check);
         if (HasFailure()) return;
     }
 }

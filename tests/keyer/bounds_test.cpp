@@ -99,8 +99,7 @@ TEST(Bounds, RoutinesKeepToPartsOfWiderFrames) {
         CheckPart(edges, frame, kWidth);
         CheckPart(plate, frame, kTargetRow);
     };
-    Plainly([&] { return check(), 0; });
-    ForEachLevel(check);
+    AtEveryLevel(check);
 }
 
 TEST(Bounds, SumsOfHugeWindowsDoNotOverflow) {
