@@ -14,8 +14,7 @@
 #include <stdexcept>
 #include <type_traits>
 
-#include "hosts/ofx/pixels.h"
-#include "imaging/convert/float_frame.h"
+#include "imaging/convert/convert.h"
 #include "media/media.h"
 #include "settings/screen_color.h"
 #include "tests/hosts/ofx/test_host.h"
@@ -90,17 +89,18 @@ void KeyWhole(const Settings& settings, ofx::test::TestImage& source,
     const int width = Still().width;
     const int height = Still().height;
     const std::size_t pitch = std::size_t{4} * width;
+    const PixelReader<float> reader({PixelOrder::kRgba});
     for (int y = 0; y < height; ++y)
-        FloatRowToFrame(reinterpret_cast<const float*>(source.At(0, height - 1 - y)),
-                        FloatLayout::kRgba, FloatRounding::kNearest, &frame[y * pitch], width);
+        reader(reinterpret_cast<const float*>(source.At(0, height - 1 - y)), &frame[y * pitch],
+               width);
     Key(settings, width, height, frame.data(), keyed.data());
-    for (int y = 0; y < height; ++y)
-        FrameRowToFloat(&keyed[y * pitch], FloatLayout::kRgba, &result[y * pitch], width);
+    const PixelWriter<float> writer({PixelOrder::kRgba});
+    for (int y = 0; y < height; ++y) writer(&keyed[y * pitch], &result[y * pitch], width);
 }
 
 template <class Component>
 void Compare(benchmark::State& state, const char* depth, const std::string& alpha) {
-    using Sample = std::conditional_t<sizeof(Component) == 1, std::uint8_t, std::uint16_t>;
+    using Sample = SampleFor<Component>;
     Settings settings;
     settings.keyColor =
         FindScreenColor(Still().width, Still().height, Still().pixels.data()).value().color;
@@ -115,10 +115,11 @@ void Compare(benchmark::State& state, const char* depth, const std::string& alph
 
     std::vector<Sample> frame(Still().pixels.size());
     const std::size_t pitch = std::size_t{4} * Still().width;
+    const PixelReader<Component> reader(
+        {PixelOrder::kRgba, alpha == kMatted ? AlphaState::kPremultiplied : AlphaState::kOpaque});
     for (int y = 0; y < Still().height; ++y)
-        ofx::ReadRow(reinterpret_cast<const Component*>(source.At(0, Still().height - 1 - y)),
-                     alpha == kMatted ? ofx::Alpha::kPremultiplied : ofx::Alpha::kOpaque,
-                     &frame[y * pitch], Still().width);
+        reader(reinterpret_cast<const Component*>(source.At(0, Still().height - 1 - y)),
+               &frame[y * pitch], Still().width);
     // The bare call takes bytes in the order alpha, red, green, blue.
     for (std::size_t i = 0; sizeof(Sample) == 1 && i < frame.size(); i += 4)
         std::reverse(frame.begin() + i, frame.begin() + i + 4);

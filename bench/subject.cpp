@@ -1,6 +1,6 @@
 #include "subject.h"
 
-#include "imaging/convert/float_frame.h"
+#include "imaging/convert/convert.h"
 #include "keyer/entry_call.h"
 #include "settings/screen_color.h"
 
@@ -38,15 +38,9 @@ void HostForms::KeyBytes(const Settings& s) {
 }
 
 void HostForms::ConvertFloats() {
-    for (int y = 0; y < height; ++y) {
-        const std::size_t at = static_cast<std::size_t>(y) * width * 4;
-        FloatRowToFrame(floats.data() + at, FloatLayout::kRgba, FloatRounding::kNearest,
-                        frame.data() + at, width);
-    }
-    for (int y = 0; y < height; ++y) {
-        const std::size_t at = static_cast<std::size_t>(y) * width * 4;
-        FrameRowToFloat(frame.data() + at, FloatLayout::kRgba, floatOutput.data() + at, width);
-    }
+    const std::ptrdiff_t pixels = std::ptrdiff_t{width} * height;
+    PixelReader<float>({PixelOrder::kRgba})(floats.data(), frame.data(), pixels);
+    PixelWriter<float>({PixelOrder::kRgba})(frame.data(), floatOutput.data(), pixels);
 }
 
 Subject& Still() {

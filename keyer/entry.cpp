@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include "imaging/convert/convert.h"
 #include "keyer/driver.h"
 #include "keyer/frame_cut.h"
 
@@ -12,6 +13,7 @@ namespace {
 using namespace veltrane;
 
 constexpr int kLongestSide = 65535;  ///< what a record can describe
+constexpr PixelFormat kHostFormat{PixelOrder::kArgb};
 
 std::size_t Pitch(int width) {
     return static_cast<std::size_t>(width) * kElements;
@@ -71,11 +73,12 @@ Status KeyArgbFrame(const ArgbInput& input, const ArgbOutput& output, int width,
     const bool keys = s.view != View::Source && IsKeyChosen(s);
     const auto record = MakeRecord<unsigned char>(s, width, height);
     if (keys && !(FitsRecord(width, height) && TakesSettings(record))) return Status::kRefused;
+    const PixelReader<unsigned char> reader(kHostFormat);
+    const PixelWriter<unsigned char> writer(kHostFormat);
     const RowSource<unsigned char> source{
-        nullptr, [&](int y, unsigned char* row) { ReverseElements(input.Row(y), row, width); }};
-    const RowSink<unsigned char> sink{nullptr, [&](int y, const unsigned char* row) {
-                                          ReverseElements(row, output.Row(y), width);
-                                      }};
+        nullptr, [&](int y, unsigned char* row) { reader(input.Row(y), row, width); }};
+    const RowSink<unsigned char> sink{
+        nullptr, [&](int y, const unsigned char* row) { writer(row, output.Row(y), width); }};
     FrameCut<unsigned char>(s, width, height, source).Key({0, height}, sink);
     return Status::kDone;
 }
@@ -83,13 +86,16 @@ Status KeyArgbFrame(const ArgbInput& input, const ArgbOutput& output, int width,
 /// What the host sees of a frame that was not keyed: the empty matte, finished.
 Status FinishUnkeyed(const ArgbInput& input, const ArgbOutput& output, int width, int height,
                      const Settings& s) {
+    const PixelReader<unsigned char> reader(kHostFormat);
+    const PixelWriter<unsigned char> writer(kHostFormat);
+    const auto finish = FinishFor<unsigned char>(s);
     std::vector<unsigned char> source(Pitch(width));
     std::vector<unsigned char> row(Pitch(width));
     for (int y = 0; y < height; ++y) {
-        ReverseElements(input.Row(y), source.data(), width);
+        reader(input.Row(y), source.data(), width);
         std::fill(row.begin(), row.end(), static_cast<unsigned char>(0));
-        FinishFor<unsigned char>(s)(source.data(), row.data(), width);
-        ReverseElements(row.data(), output.Row(y), width);
+        finish(source.data(), row.data(), width);
+        writer(row.data(), output.Row(y), width);
     }
     return Status::kDone;
 }

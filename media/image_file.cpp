@@ -1,4 +1,5 @@
 #include "media/image_file.h"
+#include "imaging/convert/convert.h"
 
 #include <algorithm>
 #include <array>
@@ -284,14 +285,14 @@ void ReadFloats(const std::string& path, const OpenImage& image, const Placement
     colour.assign(frame.pixels.size() / 4 * 3, 0.0f);
     PlacePixels(image, samples, placement, [&](std::size_t index, const float* stored) {
         const float alpha = channels.alpha < 0 ? 1.0f : stored[channels.alpha];
-        const float divisor = image.premultiplied && alpha > 0 ? alpha : 1.0f;
+        const float divisor = image.premultiplied ? alpha : 1.0f;
         float* straight = colour.data() + index * 3;
-        straight[0] = stored[channels.red] / divisor;
-        straight[1] = stored[channels.green] / divisor;
-        straight[2] = stored[channels.blue] / divisor;
+        straight[0] = Unpremultiplied(stored[channels.red], divisor);
+        straight[1] = Unpremultiplied(stored[channels.green], divisor);
+        straight[2] = Unpremultiplied(stored[channels.blue], divisor);
         std::uint16_t* pixel = frame.pixels.data() + index * 4;
         for (int c = 0; c < 3; ++c) pixel[c] = curve.ToWorking(straight[2 - c]);
-        pixel[3] = Quantize(alpha);
+        pixel[3] = ToSample(alpha);
     });
 }
 

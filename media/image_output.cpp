@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "files/whole_file.h"
+#include "imaging/convert/convert.h"
 #include "media/backends.h"
 #include "media/file_kind.h"
 #include "media/image_file.h"
@@ -190,10 +191,11 @@ std::vector<float> ImageWriter::StoredFloats(const Frame& result, const Frame& s
             const float* original = origin->colour.data() + i * 3;
             for (int c = 0; c < 3; ++c) stored[c] = Converted(original[c], from, transfer_);
         } else {
-            const float factor = premultiplied_ && !opaque ? pixel[3] / 65535.0f : 1.0f;
-            for (int c = 0; c < 3; ++c) stored[c] = curve.ToStored(pixel[2 - c]) * factor;
+            const float factor = premultiplied_ && !opaque ? ToFloat(pixel[3]) : 1.0f;
+            for (int c = 0; c < 3; ++c)
+                stored[c] = Premultiplied(curve.ToStored(pixel[2 - c]), factor);
         }
-        if (channels == 4) stored[3] = pixel[3] / 65535.0f;
+        if (channels == 4) stored[3] = ToFloat(pixel[3]);
     }
     return samples;
 }

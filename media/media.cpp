@@ -5,6 +5,7 @@
 
 #include "media/backends.h"
 #include "media/file_kind.h"
+#include "media/pixels.h"
 #include "media/sequence_path.h"
 #include "media/source_details.h"
 #include "media/transfer.h"
@@ -42,12 +43,8 @@ Frame ReadBackground(const std::string& path, int width, int height) {
     CheckSize(path, width, height);
     const std::unique_ptr<Reader> reader = Open(path);
     Frame picture = FirstOf(*reader);
-    for (std::size_t i = 0; i < picture.pixels.size(); i += 4) {
-        for (std::size_t c = i; c < i + 3; ++c) {
-            picture.pixels[c] = Premultiply(picture.pixels[c], picture.pixels[i + 3]);
-        }
-        picture.pixels[i + 3] = 65535;
-    }
+    Premultiply(picture.pixels);
+    for (std::size_t i = 3; i < picture.pixels.size(); i += 4) picture.pixels[i] = 65535;
     return ScaledToFill(path, picture, width, height);
 }
 

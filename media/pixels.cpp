@@ -1,11 +1,16 @@
 #include "media/pixels.h"
 
-#include <algorithm>
 #include <cstdlib>
 
+#include "imaging/convert/convert.h"
 #include "media/transfer.h"
 
 namespace veltrane::media {
+namespace {
+
+constexpr PixelFormat kPremultiplied{PixelOrder::kBgra, AlphaState::kPremultiplied};
+
+}  // namespace
 
 Turn Turn::FromOrientation(int orientation) {
     switch (orientation) {
@@ -47,14 +52,13 @@ Placement::Placement(const Turn& turn, int storedWidth, int storedHeight)
 }
 
 void Unpremultiply(std::vector<std::uint16_t>& pixels) {
-    for (std::size_t i = 0; i + 3 < pixels.size(); i += 4) {
-        const std::uint32_t alpha = pixels[i + 3];
-        if (alpha == 0 || alpha == 65535) continue;
-        for (std::size_t c = i; c < i + 3; ++c) {
-            const std::uint32_t straight = (pixels[c] * 65535u + alpha / 2) / alpha;
-            pixels[c] = static_cast<std::uint16_t>(std::min(straight, 65535u));
-        }
-    }
+    const PixelReader<std::uint16_t> reader(kPremultiplied);
+    reader(pixels.data(), pixels.data(), std::ssize(pixels) / 4);
+}
+
+void Premultiply(std::vector<std::uint16_t>& pixels) {
+    const PixelWriter<std::uint16_t> writer(kPremultiplied);
+    writer(pixels.data(), pixels.data(), std::ssize(pixels) / 4);
 }
 
 void ApplyToColour(const std::vector<std::uint16_t>& table, std::vector<std::uint16_t>& pixels) {
@@ -70,10 +74,7 @@ const std::vector<std::uint16_t>& StoredPixels(const Frame& frame, Transfer tran
     if (!linear && !premultiplied) return frame.pixels;
     room = frame.pixels;
     if (linear) ApplyToColour(WorkingToLinearTable(), room);
-    if (!premultiplied) return room;
-    for (std::size_t i = 0; i + 3 < room.size(); i += 4) {
-        for (std::size_t c = i; c < i + 3; ++c) room[c] = Premultiply(room[c], room[i + 3]);
-    }
+    if (premultiplied) Premultiply(room);
     return room;
 }
 

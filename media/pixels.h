@@ -39,8 +39,9 @@ struct Placement {
     std::ptrdiff_t stepY;
 };
 
-/// Colour divided by alpha where alpha is neither 0 nor full; nearest, at most full scale.
+/// Colour divided or multiplied by alpha, as PixelReader and PixelWriter do it.
 void Unpremultiply(std::vector<std::uint16_t>& pixels);
+void Premultiply(std::vector<std::uint16_t>& pixels);
 /// Applies a table of 65536 values to blue, green and red.
 void ApplyToColour(const std::vector<std::uint16_t>& table, std::vector<std::uint16_t>& pixels);
 

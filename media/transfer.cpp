@@ -4,6 +4,8 @@
 #include <bit>
 #include <cmath>
 
+#include "imaging/convert/convert.h"
+
 namespace veltrane::media {
 namespace {
 
@@ -42,12 +44,6 @@ float Converted(float value, Transfer from, Transfer to) {
     const double size = std::abs(double{value});
     const double converted = to == Transfer::Linear ? LinearFromSrgb(size) : SrgbFromLinear(size);
     return static_cast<float>(std::copysign(converted, value));
-}
-
-std::uint16_t Quantize(float value) {
-    const float scaled = value * kFullScale;
-    if (!(scaled > 0)) return 0;
-    return static_cast<std::uint16_t>(std::min(scaled, float{kFullScale}) + 0.5f);
 }
 
 TransferCurve::TransferCurve(bool linear) {
@@ -90,7 +86,7 @@ const std::vector<std::uint16_t>& LinearToWorkingTable() {
 
 const std::vector<std::uint16_t>& WorkingToLinearTable() {
     static const std::vector<std::uint16_t> table = TableOf([](int k) {
-        return Quantize(
+        return ToSample(
             TransferCurve::For(Transfer::Linear).ToStored(static_cast<std::uint16_t>(k)));
     });
     return table;

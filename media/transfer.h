@@ -17,9 +17,6 @@ double LinearFromSrgb(double encoded);
 /// curve goes on, and negative values mirror positive ones.
 float Converted(float value, Transfer from, Transfer to);
 
-/// A 0..1 value on the 16-bit scale, nearest; what lies outside is clamped and NaN gives 0.
-std::uint16_t Quantize(float value);
-
 /// Conversion between stored float values and working 16-bit values. Converting a working value to
 /// a float and back gives the value itself.
 class TransferCurve {
@@ -41,11 +38,6 @@ private:
 /// For 16-bit files and videos: all 65536 stored values as working values, and the reverse.
 const std::vector<std::uint16_t>& LinearToWorkingTable();
 const std::vector<std::uint16_t>& WorkingToLinearTable();
-
-/// Multiplies a 16-bit component by a 16-bit alpha, nearest.
-inline std::uint16_t Premultiply(std::uint16_t component, std::uint16_t alpha) {
-    return static_cast<std::uint16_t>((std::uint32_t{component} * alpha + 32767u) / 65535u);
-}
 
 }  // namespace veltrane::media
 

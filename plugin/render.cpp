@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "imaging/convert/float_frame.h"
+#include "imaging/convert/convert.h"
 #include "imaging/sample.h"
 #include "keyer/entry_call.h"
 
@@ -43,18 +43,23 @@ bool RenderBitmap(const Settings& settings, const HostFrame& frame, const HostBi
     const WorkingFrame source = Uninitialised(pitch * height);
     if (!source) return false;
     const int columns = static_cast<int>(width);
-    for (std::size_t y = 0; y < height; ++y) {
-        FloatRowToFrame(input.pixels + y * input.width * kElements, FloatLayout::kArgb,
-                        FloatRounding::kDown, source.get() + y * pitch, columns);
-    }
+    const PixelReader<float> reader(
+        {PixelOrder::kArgb, AlphaState::kStraight, FloatRounding::kDown});
+    for (std::size_t y = 0; y < height; ++y)
+        reader(input.pixels + y * input.width * kElements, source.get() + y * pitch, columns);
     const WorkingFrame keyed = Cleared(pitch * height);
     if (!keyed) return false;
     CallEntry(VeltraneFinalCut16bit, settings, {frame.scaleX, frame.scaleY}, keyed.get(),
               source.get(), columns, static_cast<int>(height));
-    const auto toHost = frame.premultiplied ? FrameRowToLinearPremultiplied : FrameRowToFloat;
+    const PixelWriter<float> writer({PixelOrder::kArgb});
     for (std::size_t y = 0; y < height; ++y) {
-        toHost(keyed.get() + y * pitch, FloatLayout::kArgb,
-               output.pixels + y * output.width * kElements, columns);
+        const std::uint16_t* row = keyed.get() + y * pitch;
+        float* pixels = output.pixels + y * output.width * kElements;
+        if (frame.premultiplied) {
+            WriteLinearPremultiplied(row, PixelOrder::kArgb, pixels, columns);
+        } else {
+            writer(row, pixels, columns);
+        }
     }
     return true;
 }

@@ -16,7 +16,7 @@ struct HostBitmap {
 
 /// What the host tells of a frame beside its pictures.
 struct HostFrame {
-    bool premultiplied;  ///< the output is composited as FrameRowToLinearPremultiplied makes it
+    bool premultiplied;  ///< the output is composited as WriteLinearPremultiplied makes it
     double scaleX;
     double scaleY;
 };

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "imaging/convert/convert.h"
 #include "keyer/frame_cut.h"
 
 namespace veltrane {
@@ -73,11 +74,12 @@ void Key(const Settings& settings, int width, int height, const std::uint16_t* s
 void Key(const Settings& settings, int width, int height, const std::uint8_t* source,
          std::uint8_t* destination, const Threads& threads) {
     const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
-    const RowSource<std::uint8_t> rows{nullptr, [=](int y, std::uint8_t* row) {
-                                           ReverseElements(source + y * pitch, row, width);
-                                       }};
+    const PixelReader<std::uint8_t> reader({PixelOrder::kArgb});
+    const PixelWriter<std::uint8_t> writer({PixelOrder::kArgb});
+    const RowSource<std::uint8_t> rows{
+        nullptr, [=](int y, std::uint8_t* row) { reader(source + y * pitch, row, width); }};
     const RowSink<std::uint8_t> sink{nullptr, [=](int y, const std::uint8_t* row) {
-                                         ReverseElements(row, destination + y * pitch, width);
+                                         writer(row, destination + y * pitch, width);
                                      }};
     Key(settings, width, height, rows, sink, threads);
 }

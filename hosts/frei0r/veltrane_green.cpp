@@ -5,12 +5,12 @@ extern "C" {
 #include <frei0r.h>
 }
 
-#include <bit>
 #include <cstring>
 #include <memory>
 #include <new>
 
 #include "hosts/frei0r/host_parameters.h"
+#include "imaging/convert/convert.h"
 #include "settings/frame_keyer.h"
 
 namespace {
@@ -23,17 +23,6 @@ struct Instance {
     Settings settings;
 };
 
-/// Red, green, blue, alpha in memory to blue, green, red, alpha, or back.
-void SwapRedAndBlue(const std::uint32_t* from, std::uint32_t* to, std::size_t pixels) {
-    constexpr bool kLittle = std::endian::native == std::endian::little;
-    constexpr std::uint32_t kFirst = kLittle ? 0x000000FF : 0xFF000000;
-    constexpr std::uint32_t kThird = kLittle ? 0x00FF0000 : 0x0000FF00;
-    for (std::size_t i = 0; i < pixels; ++i) {
-        const std::uint32_t swapped = std::rotl(from[i], 16);
-        to[i] = (from[i] & ~(kFirst | kThird)) | (swapped & (kFirst | kThird));
-    }
-}
-
 const frei0r::HostParameter* Find(int index) {
     const auto parameters = frei0r::HostParameters();
     if (index < 0 || static_cast<std::size_t>(index) >= parameters.size()) return nullptr;
@@ -42,18 +31,19 @@ const frei0r::HostParameter* Find(int index) {
 
 void KeyFrame(const Instance& instance, const std::uint32_t* source, std::uint32_t* output) {
     const std::size_t width = instance.width;
-    const std::size_t pixels = width * instance.height;
+    const PixelReader<std::uint8_t> reader({PixelOrder::kRgba});
+    const PixelWriter<std::uint8_t> writer({PixelOrder::kRgba});
     const auto read = [&](int y, std::uint8_t* row) {
-        SwapRedAndBlue(source + y * width, reinterpret_cast<std::uint32_t*>(row), width);
+        reader(reinterpret_cast<const std::uint8_t*>(source + y * width), row, instance.width);
     };
     const auto write = [&](int y, const std::uint8_t* row) {
-        SwapRedAndBlue(reinterpret_cast<const std::uint32_t*>(row), output + y * width, width);
+        writer(row, reinterpret_cast<std::uint8_t*>(output + y * width), instance.width);
     };
     try {
         Key<std::uint8_t>(instance.settings, instance.width, instance.height, {nullptr, read},
                           {nullptr, write});
     } catch (...) {
-        std::memmove(output, source, pixels * sizeof *output);
+        std::memmove(output, source, width * instance.height * sizeof *output);
     }
 }
 

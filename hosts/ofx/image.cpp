@@ -32,9 +32,9 @@ bool IsSideGood(int from, int to) {
 
 }  // namespace
 
-Alpha AlphaOf(std::string_view word) {
-    if (word == value::kOpaque) return Alpha::kOpaque;
-    return word == value::kStraight ? Alpha::kStraight : Alpha::kPremultiplied;
+AlphaState AlphaOf(std::string_view word) {
+    if (word == value::kOpaque) return AlphaState::kOpaque;
+    return word == value::kStraight ? AlphaState::kStraight : AlphaState::kPremultiplied;
 }
 
 RectI Intersection(const RectI& a, const RectI& b) {

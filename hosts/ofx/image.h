@@ -4,16 +4,14 @@
 #include <cstddef>
 
 #include "hosts/ofx/host.h"
+#include "imaging/convert/convert.h"
 
 namespace veltrane::ofx {
 
 enum class Depth { kByte, kShort, kFloat };
 
-/// How an image's colour stands to its alpha. An opaque one has no alpha worth reading.
-enum class Alpha { kOpaque, kPremultiplied, kStraight };
-
-/// The host's word for it; premultiplied for any other text, as that is the interface's default.
-Alpha AlphaOf(std::string_view word);
+/// What the host's word says; premultiplied for any other text, as that is the interface's default.
+AlphaState AlphaOf(std::string_view word);
 
 inline int Width(const RectI& r) {
     return r.x2 - r.x1;
@@ -37,7 +35,7 @@ public:
 
     explicit operator bool() const { return set_ != nullptr; }
     Depth depth() const { return depth_; }
-    Alpha alpha() const { return alpha_; }
+    AlphaState alpha() const { return alpha_; }
     double scale() const { return scale_; }
 
     /// The pixels held, and of these the ones that exist.
@@ -62,7 +60,7 @@ private:
     RectI bounds_{};
     RectI picture_{};
     Depth depth_ = Depth::kByte;
-    Alpha alpha_ = Alpha::kPremultiplied;
+    AlphaState alpha_ = AlphaState::kPremultiplied;
     double scale_ = 1;
 };
 

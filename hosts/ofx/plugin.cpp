@@ -80,8 +80,8 @@ Status InstanceChanged(const Call& call) {
 Status GetClipPreferences(const Call& call) {
     PropertySet source = nullptr;
     Require(Host().effect->clipGetPropertySet(FindClip(call.effect, kSourceClip), &source));
-    const Alpha alpha = AlphaOf(Properties(source).String(prop::kPremultiplication));
-    const bool straight = DeliveredAlpha(alpha) == Alpha::kStraight;
+    const AlphaState alpha = AlphaOf(Properties(source).String(prop::kPremultiplication));
+    const bool straight = DeliveredAlpha(alpha) == AlphaState::kStraight;
     Properties(call.out).Set(prop::kPremultiplication,
                              straight ? value::kStraight : value::kPremultiplied);
     return kOk;

@@ -1,11 +1,9 @@
 #include "hosts/ofx/render.h"
 
 #include <algorithm>
-#include <type_traits>
 #include <vector>
 
 #include "hosts/ofx/controls.h"
-#include "hosts/ofx/pixels.h"
 #include "hosts/ofx/threads.h"
 #include "imaging/sample.h"
 #include "settings/frame_keyer.h"
@@ -14,17 +12,27 @@ namespace veltrane::ofx {
 
 namespace {
 
-/// What a host's component is keyed as.
+/// Gives rows of an image's picture counted from the top, as the keyer's result depends on the
+/// order.
 template <class Component>
-using SampleFor =
-    std::conditional_t<std::is_same_v<Component, std::uint8_t>, std::uint8_t, std::uint16_t>;
+auto RowsFrom(const Image& image) {
+    const PixelReader<Component> reader({PixelOrder::kRgba, image.alpha()});
+    return [&image, reader](int y, SampleFor<Component>* row) {
+        const RectI& frame = image.picture();
+        reader(image.Pixel<const Component>(frame.x1, frame.y2 - 1 - y), row, Width(frame));
+    };
+}
 
-/// Row y of the picture counted from the top, as the keyer's result depends on the order.
-template <class Component, class Sample>
-void ReadPictureRow(const Image& image, int y, Sample* row) {
-    const RectI& frame = image.picture();
-    ReadRow(image.Pixel<const Component>(frame.x1, frame.y2 - 1 - y), image.alpha(), row,
-            Width(frame));
+/// Takes rows of the source's picture counted from the top; shared is what of them is asked for.
+template <class Component>
+auto RowsTo(const Image& output, AlphaState alpha, const RectI& frame, const RectI& shared) {
+    const PixelWriter<Component> writer({PixelOrder::kRgba, alpha});
+    return [&, writer](int row, const SampleFor<Component>* keyed) {
+        const int y = frame.y2 - 1 - row;
+        if (IsEmpty(shared) || y < shared.y1 || y >= shared.y2) return;
+        writer(keyed + kElements * (shared.x1 - frame.x1), output.Pixel<Component>(shared.x1, y),
+               Width(shared));
+    };
 }
 
 template <class Component>
@@ -48,9 +56,8 @@ void ClearAround(const RectI& frame, const Image& output, const RectI& window) {
     }
 }
 
-bool IsPremultiplied(const Image& output, Alpha source) {
-    const Alpha alpha = output.alpha() == Alpha::kOpaque ? DeliveredAlpha(source) : output.alpha();
-    return alpha == Alpha::kPremultiplied;
+AlphaState WrittenAlpha(const Image& output, AlphaState source) {
+    return output.alpha() == AlphaState::kOpaque ? DeliveredAlpha(source) : output.alpha();
 }
 
 template <class Component>
@@ -61,16 +68,9 @@ void RenderDepth(const Settings& settings, const Image& source, const Image& out
     ClearAround<Component>(frame, output, window);
     if (IsEmpty(frame)) return;
     const RectI shared = Intersection(frame, window);
-    const bool premultiply = IsPremultiplied(output, source.alpha());
-    const auto read = [&](int y, Sample* row) { ReadPictureRow<Component>(source, y, row); };
-    const auto write = [&](int row, const Sample* keyed) {
-        const int y = frame.y2 - 1 - row;
-        if (IsEmpty(shared) || y < shared.y1 || y >= shared.y2) return;
-        WriteRow(keyed + std::ptrdiff_t{kElements} * (shared.x1 - frame.x1), premultiply,
-                 output.Pixel<Component>(shared.x1, y), Width(shared));
-    };
-    Key<Sample>(settings, Width(frame), Height(frame), {nullptr, read}, {nullptr, write},
-                HostThreads());
+    const AlphaState alpha = WrittenAlpha(output, source.alpha());
+    Key<Sample>(settings, Width(frame), Height(frame), {nullptr, RowsFrom<Component>(source)},
+                {nullptr, RowsTo<Component>(output, alpha, frame, shared)}, HostThreads());
 }
 
 /// Calls the function with a component of the depth's type.
@@ -98,8 +98,8 @@ void RequireMatch(const Image& source, const Image& output, const RectI& window)
 
 }  // namespace
 
-Alpha DeliveredAlpha(Alpha source) {
-    return source == Alpha::kStraight ? Alpha::kStraight : Alpha::kPremultiplied;
+AlphaState DeliveredAlpha(AlphaState source) {
+    return source == AlphaState::kStraight ? AlphaState::kStraight : AlphaState::kPremultiplied;
 }
 
 void Render(Effect effect, double time, const RectI& window) {
@@ -122,13 +122,11 @@ std::optional<ScreenColor> FindScreen(Effect effect, double time) {
     const std::size_t pitch = static_cast<std::size_t>(Width(frame)) * kElements;
     std::vector<std::uint16_t> picture(pitch * Height(frame));
     WithDepth(source.depth(), [&]<class Component>(Component) {
-        using Sample = SampleFor<Component>;
-        std::vector<Sample> row(pitch);
+        const auto read = RowsFrom<Component>(source);
+        std::vector<SampleFor<Component>> row(pitch);
         for (int y = 0; y < Height(frame); ++y) {
-            ReadPictureRow<Component>(source, y, row.data());
-            std::transform(row.begin(), row.end(), picture.begin() + y * pitch, [](Sample sample) {
-                return static_cast<std::uint16_t>(sample * (65535 / kFullScale<Sample>));
-            });
+            read(y, row.data());
+            WidenRow(row.data(), picture.data() + y * pitch, Width(frame));
         }
     });
     return FindScreenColor(Width(frame), Height(frame), picture.data());

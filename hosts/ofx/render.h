@@ -17,7 +17,7 @@ void Render(Effect effect, double time, const RectI& window);
 
 /// The alpha state of the output for a source of this state: straight frames stay straight, all
 /// others come out premultiplied, ready to be laid over something.
-Alpha DeliveredAlpha(Alpha source);
+AlphaState DeliveredAlpha(AlphaState source);
 
 /// The screen's colour in the source's frame at a time, or nothing when no screen is seen there.
 /// Throws Refusal when the source has no image.

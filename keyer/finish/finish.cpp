@@ -35,19 +35,12 @@ void FinishPlainly(const RowFinish<Sample>& finish, const Sample* source, Sample
     }
 }
 
-void ReversePlainly(const unsigned char* from, unsigned char* to, int width) {
-    for (int x = 0; x < width; ++x, from += kElements, to += kElements) {
-        std::reverse_copy(from, from + kElements, to);
-    }
-}
-
-const FinishRows& Rows() {
+template <class Sample>
+typename RowFinish<Sample>::Form FormInUse() {
 #ifdef VELTRANE_SIMD
-    if (const FinishRows* rows = SimdFinishRows()) return *rows;
+    if (const FinishRows<Sample>* rows = SimdFinishRows<Sample>()) return rows->finish;
 #endif
-    static constexpr FinishRows kPlainRows{FinishPlainly<unsigned short>,
-                                           FinishPlainly<unsigned char>, ReversePlainly};
-    return kPlainRows;
+    return FinishPlainly<Sample>;
 }
 
 }  // namespace
@@ -57,29 +50,14 @@ RowFinish<Sample>::RowFinish(int clipBlack, int clipWhite, bool showMatte)
     : clips(clipWhite<100 || clipBlack> 0),
       black(MatteLevel<Sample>(clipBlack)),
       white(MatteLevel<Sample>(clipWhite)),
-      matteView(showMatte) {
+      matteView(showMatte),
+      form(FormInUse<Sample>()) {
     // Equal levels are set one step apart.
     if (black == white) black = white + 1;
     slope = static_cast<float>(kFullScale<Sample>) / static_cast<float>(white - black);
 }
 
-template <>
-void RowFinish<unsigned short>::operator()(const unsigned short* source, unsigned short* row,
-                                           int width) const {
-    Rows().finish16(*this, source, row, width);
-}
-
-template <>
-void RowFinish<unsigned char>::operator()(const unsigned char* source, unsigned char* row,
-                                          int width) const {
-    Rows().finish8(*this, source, row, width);
-}
-
 template struct RowFinish<unsigned short>;
 template struct RowFinish<unsigned char>;
-
-void ReverseElements(const unsigned char* from, unsigned char* to, int width) {
-    Rows().reverse(from, to, width);
-}
 
 }  // namespace veltrane

@@ -19,11 +19,13 @@ struct RowFinish {
     bool matteView;
 
     /// Finishes a row of width pixels in place; source holds the pixels that it was keyed from.
-    void operator()(const Sample* source, Sample* row, int width) const;
-};
+    void operator()(const Sample* source, Sample* row, int width) const {
+        form(*this, source, row, width);
+    }
 
-/// Alpha, red, green, blue to blue, green, red, alpha, or back.
-void ReverseElements(const unsigned char* from, unsigned char* to, int width);
+    using Form = void (*)(const RowFinish& finish, const Sample* source, Sample* row, int width);
+    Form form;  ///< chosen when the finish is made
+};
 
 }  // namespace veltrane
 

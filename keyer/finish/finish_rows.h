@@ -6,18 +6,14 @@
 namespace veltrane {
 
 /// The work of finish.h that has a vector form.
+template <class Sample>
 struct FinishRows {
-    template <class Sample>
-    using Finish = void (*)(const RowFinish<Sample>& finish, const Sample* source, Sample* row,
-                            int width);
-
-    Finish<unsigned short> finish16;
-    Finish<unsigned char> finish8;
-    void (*reverse)(const unsigned char* from, unsigned char* to, int width);
+    typename RowFinish<Sample>::Form finish;
 };
 
 /// The vector form in use, or null when the plain one is.
-const FinishRows* SimdFinishRows();
+template <class Sample>
+const FinishRows<Sample>* SimdFinishRows();
 
 }  // namespace veltrane
 

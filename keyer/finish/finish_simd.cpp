@@ -16,7 +16,6 @@ namespace {
 
 using ByteTag = hn::ScalableTag<std::uint8_t>;
 using IntTag = hn::RebindToSigned<WordTag>;
-using Bytes = hn::Vec<ByteTag>;
 
 template <class Sample>
 using SampleTag = hn::Repartition<Sample, ByteTag>;
@@ -74,18 +73,14 @@ Samples<Sample> Clip(const RowFinish<Sample>& finish, Samples<Sample> row) {
     return hn::IfVecThenElse(MatteMask<Sample>(), hn::BitCast(SampleTag<Sample>(), moved), row);
 }
 
-/// Moves bytes within each 16, the same way everywhere.
-Bytes Shuffle(Bytes bytes, const std::uint8_t* order) {
-    return hn::TableLookupBytes(bytes, hn::LoadDup128(ByteTag(), order));
-}
-
 template <class Sample>
 Samples<Sample> ShowMatte(Samples<Sample> row) {
     alignas(16) static constexpr std::uint8_t kWide[16] = {6,  7,  6,  7,  6,  7,  6,  7,
                                                            14, 15, 14, 15, 14, 15, 14, 15};
     alignas(16) static constexpr std::uint8_t kNarrow[16] = {3,  3,  3,  3,  7,  7,  7,  7,
                                                              11, 11, 11, 11, 15, 15, 15, 15};
-    const auto gray = Shuffle(hn::BitCast(ByteTag(), row), sizeof(Sample) == 2 ? kWide : kNarrow);
+    const auto order = hn::LoadDup128(ByteTag(), sizeof(Sample) == 2 ? kWide : kNarrow);
+    const auto gray = hn::TableLookupBytes(hn::BitCast(ByteTag(), row), order);
     return hn::Or(hn::BitCast(SampleTag<Sample>(), gray), MatteMask<Sample>());
 }
 
@@ -106,21 +101,11 @@ void Finish(const RowFinish<Sample>& finish, const Sample* source, Sample* row, 
                           Row<Sample, kElements>{row});
 }
 
-void Reverse(const unsigned char* from, unsigned char* to, int width) {
-    alignas(16) static constexpr std::uint8_t kOrder[16] = {3,  2,  1, 0, 7,  6,  5,  4,
-                                                            11, 10, 9, 8, 15, 14, 13, 12};
-    const ByteTag bytes;
-    const auto body = [&](const unsigned char* source, unsigned char* target) {
-        hn::StoreU(Shuffle(hn::LoadU(bytes, source), kOrder), bytes, target);
-    };
-    ForEachVector<hn::MaxLanes(WordTag())>(width, body, Row<const unsigned char, kElements>{from},
-                                           Row<unsigned char, kElements>{to});
-}
-
 }  // namespace
 
-const FinishRows* GetFinishRows() {
-    static constexpr FinishRows kRows{Finish<unsigned short>, Finish<unsigned char>, Reverse};
+template <class Sample>
+const FinishRows<Sample>* GetFinishRows() {
+    static constexpr FinishRows<Sample> kRows{Finish<Sample>};
     return &kRows;
 }
 #endif
@@ -131,7 +116,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace veltrane {
 
-VELTRANE_DEFINE_ROWS(FinishRows, SimdFinishRows, GetFinishRows)
+VELTRANE_DEFINE_ROWS_OF_BOTH_DEPTHS(FinishRows, SimdFinishRows, GetFinishRows)
 
 }  // namespace veltrane
 #endif

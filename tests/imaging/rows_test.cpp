@@ -8,8 +8,6 @@
 namespace veltrane {
 
 struct EnlargeRows;
-struct FinishRows;
-struct FloatFrameRows;
 struct EdgeRows;
 struct PixelBoxRows;
 struct ScreenRows;
@@ -19,6 +17,10 @@ template <class Sample>
 struct BoxRows;
 template <class Sample>
 struct ChromaRows;
+template <class Component>
+struct ConvertRows;
+template <class Sample>
+struct FinishRows;
 template <class Sample>
 struct KeyRows;
 template <class Sample>
@@ -27,8 +29,6 @@ template <class Filtered>
 struct ResampleRows;
 
 const EnlargeRows* SimdEnlargeRows();
-const FinishRows* SimdFinishRows();
-const FloatFrameRows* SimdFloatFrameRows();
 const EdgeRows* SimdEdgeRows();
 const PixelBoxRows* SimdPixelBoxRows();
 const ScreenRows* SimdScreenRows();
@@ -39,6 +39,10 @@ template <class Sample>
 const BoxRows<Sample>* SimdBoxRows();
 template <class Sample>
 const ChromaRows<Sample>* SimdChromaRows();
+template <class Component>
+const ConvertRows<Component>* SimdConvertRows();
+template <class Sample>
+const FinishRows<Sample>* SimdFinishRows();
 template <class Sample>
 const KeyRows<Sample>* SimdKeyRows();
 template <class Sample>
@@ -51,16 +55,17 @@ void ExpectRowsOfDepth() {
     ExpectRowsOfEveryLevel(SimdSoftenRows<Sample>);
     ExpectRowsOfEveryLevel(SimdBoxRows<Sample>);
     ExpectRowsOfEveryLevel(SimdChromaRows<Sample>);
+    ExpectRowsOfEveryLevel(SimdConvertRows<Sample>);
+    ExpectRowsOfEveryLevel(SimdFinishRows<Sample>);
     ExpectRowsOfEveryLevel(SimdKeyRows<Sample>);
     ExpectRowsOfEveryLevel(SimdMattePlaneRows<Sample>);
 }
 
 TEST(Rows, AreHandedOutForEveryLevel) {
     ExpectRowsOfEveryLevel(SimdEnlargeRows);
-    ExpectRowsOfEveryLevel(SimdFinishRows);
-    ExpectRowsOfEveryLevel(SimdFloatFrameRows);
     ExpectRowsOfEveryLevel(SimdEdgeRows);
     ExpectRowsOfEveryLevel(SimdPixelBoxRows);
+    ExpectRowsOfEveryLevel(SimdConvertRows<float>);
     ExpectRowsOfEveryLevel(SimdScreenRows);
     ExpectRowsOfEveryLevel(SimdResampleRows);
     ExpectRowsOfDepth<unsigned short>();

@@ -7,7 +7,7 @@
 #include "cli/errors.h"
 #include "cli/key_color.h"
 #include "cli/setting_options.h"
-#include "imaging/convert/float_frame.h"
+#include "imaging/convert/convert.h"
 #include "imaging/sample.h"
 #include "tests/plugin/host.h"
 
@@ -19,19 +19,17 @@ HostPicture ToHost(const media::Frame& frame) {
     HostPicture picture{static_cast<std::size_t>(frame.width),
                         static_cast<std::size_t>(frame.height),
                         std::vector<float>(frame.pixels.size())};
-    const std::size_t pitch = picture.width * kElements;
-    for (std::size_t at = 0; at < frame.pixels.size(); at += pitch)
-        FrameRowToFloat(&frame.pixels[at], FloatLayout::kArgb, &picture.pixels[at], frame.width);
+    const PixelWriter<float> writer({PixelOrder::kArgb});
+    writer(frame.pixels.data(), picture.pixels.data(),
+           static_cast<std::ptrdiff_t>(frame.pixels.size()) / kElements);
     return picture;
 }
 
 /// The frame with the picture's pixels, each to the nearest step.
 void FromHost(const HostPicture& picture, media::Frame& frame) {
-    for (std::size_t i = 0; i < frame.pixels.size(); ++i) {
-        const std::size_t turned = i - i % kElements + kAlpha - i % kElements;
-        const int sample = RoundHalfUp(picture.pixels[turned] * 65535.0);
-        frame.pixels[i] = static_cast<std::uint16_t>(Clamp(sample, 0, 65535));
-    }
+    const PixelReader<float> reader({PixelOrder::kArgb});
+    reader(picture.pixels.data(), frame.pixels.data(),
+           static_cast<std::ptrdiff_t>(frame.pixels.size()) / kElements);
 }
 
 media::Frame Rendered(const Settings& settings, const media::Frame& source) {

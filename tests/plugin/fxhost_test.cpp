@@ -1,4 +1,4 @@
-#include "imaging/convert/float_frame.h"
+#include "imaging/convert/convert.h"
 #include "tests/cli/command.h"
 
 namespace veltrane {
@@ -14,9 +14,11 @@ TEST_F(CommandTest, FxHostRendersAStillThroughTheBundle) {
     media::Frame source = source_;
     std::vector<float> floats(source.pixels.size());
     const int pixels = source.width * source.height;
-    FrameRowToFloat(source_.pixels.data(), FloatLayout::kArgb, floats.data(), pixels);
-    FloatRowToFrame(floats.data(), FloatLayout::kArgb, FloatRounding::kDown, source.pixels.data(),
-                    pixels);
+    const PixelFormat format{PixelOrder::kArgb, AlphaState::kStraight, FloatRounding::kDown};
+    const PixelWriter<float> writer(format);
+    const PixelReader<float> reader(format);
+    writer(source_.pixels.data(), floats.data(), pixels);
+    reader(floats.data(), source.pixels.data(), pixels);
     EXPECT_EQ(media::ReadFrame("out.png", 1).pixels, Keyed(settings, source));
 }
 

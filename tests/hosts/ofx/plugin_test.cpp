@@ -8,10 +8,8 @@
 #include <thread>
 #include <type_traits>
 
-#include "hosts/ofx/pixels.h"
 #include "settings/screen_color.h"
 #include "tests/hosts/ofx/test_host.h"
-#include "tests/imaging/levels.h"
 #include "tests/settings/unusual_look.h"
 
 namespace veltrane::ofx::test {
@@ -79,12 +77,11 @@ Frame<Component> ToFrame(const std::vector<Component>& picture, const std::strin
         const Component alpha = picture[i | 3];
         double value = picture[i];
         if (state == kOpaque && i % 4 == 3) value = full;
-        if (state == kPremultiplied && i % 4 != 3) {
+        if (state == kPremultiplied && i % 4 != 3 && alpha > 0) {
             if (kIsFloat<Component>)
                 value = picture[i] / alpha;
             else
                 value = std::min(std::floor(value * full / alpha + 0.5), full);
-            if (!(alpha > 0)) value = 0;
         }
         if (kIsFloat<Component>) value = std::clamp(std::floor(value * 65535 + 0.5), 0.0, 65535.0);
         frame[Place<Component>(i)] = value > 0 ? static_cast<std::uint16_t>(value) : 0;
@@ -332,82 +329,6 @@ TYPED_TEST(OfxRender, PicksTheScreensColor) {
     EXPECT_EQ(host.params.at("keyColor").keys.at(0),
               (std::vector{found.red, found.green, found.blue}));
     EXPECT_EQ(host.log, (Texts{"begin Pick screen colour", "keyColor", "end"}));
-}
-
-// The level in use where the tests run is held against plain arithmetic above.
-TYPED_TEST(OfxRender, ConvertsRowsAlikeAtEveryLevel) {
-    std::mt19937 random(5);
-    for (const int width : {1, 7, 65, 1030})
-        for (const bool flag : {false, true}) {
-            Frame<TypeParam> row(4 * width + 4);
-            for (auto& sample : row) sample = random() % 3 == 0 ? random() : random() % 2 * 65535;
-            const auto convert = [&] {
-                std::vector<TypeParam> pixels(row.size());
-                Frame<TypeParam> back(row.size());
-                WriteRow(&row[4], flag, &pixels[4], width);
-                ReadRow(&pixels[4], flag ? Alpha::kOpaque : Alpha::kStraight, &back[4], width);
-                return std::pair(pixels, back);
-            };
-            const auto plain = Plainly(convert);
-            ForEachLevel([&] { EXPECT_EQ(convert(), plain) << width; });
-        }
-}
-
-TEST_F(OfxPlugin, FloatsGiveBackEverySample) {
-    std::vector<std::uint16_t> samples(65536);
-    std::vector<float> pixels(samples.size());
-    for (std::size_t i = 0; i < samples.size(); ++i) samples[i] = static_cast<std::uint16_t>(i);
-    // Red, green, blue, alpha as any host would make them.
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        pixels[i] = samples[Place<float>(i)] / 65535.0f;
-    const auto check = [&] {
-        std::vector<std::uint16_t> row(samples.size());
-        ReadRow(pixels.data(), Alpha::kStraight, row.data(), static_cast<int>(row.size() / 4));
-        EXPECT_EQ(row, samples);
-    };
-    Plainly([&] { return check(), 0; });
-    ForEachLevel(check);
-}
-
-/// Reads the pixels at every level and compares with plain arithmetic.
-template <class Component>
-void ExpectDivided(const std::vector<Component>& pixels) {
-    auto expected = ToFrame(pixels, kPremultiplied);
-    // The library's frames of bytes begin with alpha, the rows inside it end with it.
-    for (std::size_t i = 0; kIsByte<Component> && i < expected.size(); i += 4)
-        std::reverse(&expected[i], &expected[i] + 4);
-    const auto check = [&] {
-        Frame<Component> row(pixels.size());
-        ReadRow(pixels.data(), Alpha::kPremultiplied, row.data(),
-                static_cast<int>(pixels.size() / 4));
-        EXPECT_EQ(row, expected);
-    };
-    Plainly([&] { return check(), 0; });
-    ForEachLevel(check);
-}
-
-TEST_F(OfxPlugin, DividesByAlphaToTheNearestStep) {
-    std::vector<std::uint8_t> bytes;
-    for (int alpha = 0; alpha < 256; ++alpha)
-        for (int value = 0; value < 256; ++value)
-            bytes.insert(bytes.end(), {std::uint8_t(value), std::uint8_t(255 - value),
-                                       std::uint8_t(value ^ 85), std::uint8_t(alpha)});
-    ExpectDivided(bytes);
-    std::mt19937 random(7);
-    std::vector<std::uint16_t> shorts;
-    std::vector<float> floats;
-    for (int i = 0; i < 100003; ++i) {
-        const unsigned alpha = random() >> (16 + random() % 16);
-        // Where quotients lie next to the middle between two steps, and now and then anywhere.
-        const auto near = [&] {
-            const double middle = (random() % 65535 + 0.5) * alpha / 65535;
-            return std::uint16_t(i % 8 == 0 ? random() : unsigned(middle) + random() % 2);
-        };
-        shorts.insert(shorts.end(), {near(), near(), near(), std::uint16_t(alpha)});
-        for (int e = 0; e < 4; ++e) floats.push_back((shorts[4 * i + e] - 1000) / 60000.0f);
-    }
-    ExpectDivided(shorts);
-    ExpectDivided(floats);
 }
 
 TEST_F(OfxPlugin, SaysWhenThereIsNoScreenToPick) {
