@@ -20,12 +20,23 @@ struct Threads {
     std::function<void(int tasks, const std::function<void(int index)>& task)> run{};
 };
 
-/// Calls work(band) for as many bands of a frame's rows as there are threads, none of them shorter
-/// than leastHeight but where the frame is. Throws what the first of them threw.
+/// Into how many bands a frame is cut: more than there are threads, since some bands take longer
+/// than others, but where that would make them so short that what they have in common costs more,
+/// as many; and none shorter than leastHeight.
+inline int BandCount(const Threads& threads, int height, int leastHeight) {
+    constexpr int kAThread = 4;
+    constexpr int kAmple = 8;  // of the least height costs little more than one band would
+    const int shortest = height / std::max(leastHeight, 1);
+    const int count = std::clamp(shortest, 1, std::max(threads.count, 1));
+    return std::clamp(shortest / kAmple, count, kAThread * count);
+}
+
+/// Calls work(band) for the bands of a frame's rows. Throws what the first of them threw.
 template <class Work>
 void ForEachBand(const Threads& threads, int height, int leastHeight, const Work& work) {
-    const int bands = std::clamp(height / std::max(leastHeight, 1), 1, std::max(threads.count, 1));
-    if (bands == 1 || !threads.run) return work(Band{0, height});
+    const int bands =
+        threads.count > 1 && threads.run ? BandCount(threads, height, leastHeight) : 1;
+    if (bands == 1) return work(Band{0, height});
     std::vector<std::exception_ptr> errors(bands);
     threads.run(bands, [&](int i) {
         const auto border = [&](int j) {

@@ -32,12 +32,14 @@ Threads HostThreads() {
     if (suite == nullptr || suite->isSpawnedThread() != 0 || suite->countCpus(&count) != kOk)
         return {};
     constexpr unsigned kMost = 256;
-    const auto run = [suite](int tasks, const std::function<void(int index)>& task) {
+    count = std::clamp(count, 1u, kMost);
+    const auto run = [suite, count](int tasks, const std::function<void(int index)>& task) {
         Work work{task, tasks};
-        static_cast<void>(suite->run(HelpHost, static_cast<unsigned>(tasks), &work));
+        const auto helpers = std::min(static_cast<unsigned>(tasks), count);
+        static_cast<void>(suite->run(HelpHost, helpers, &work));
         work.Help();  // what a host that refused, or ran fewer threads, left undone
     };
-    return {static_cast<int>(std::clamp(count, 1u, kMost)), run};
+    return {static_cast<int>(count), run};
 }
 
 }  // namespace veltrane::ofx

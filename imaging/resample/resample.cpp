@@ -257,7 +257,9 @@ void ShrinkRows(const RowSource<Sample>& rows, int width, int height, unsigned c
     const auto shrink = AreShort(across, down)
                             ? ResampleBand<std::int16_t, RowReader<Sample>, unsigned char>
                             : ResampleBand<std::int32_t, RowReader<Sample>, unsigned char>;
-    ForEachBand(threads, targetHeight, 1, [&](Band band) {
+    // The taps of neighbouring bands overlap.
+    const int leastHeight = 4 * lobes;
+    ForEachBand(threads, targetHeight, leastHeight, [&](Band band) {
         shrink(RowReader<Sample>(rows, width), width, height, across, down, band, target, pitch);
     });
 }
