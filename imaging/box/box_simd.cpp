@@ -28,10 +28,10 @@ Words SpreadMiddle(Words v) {
 /// Sums from the first lane up to each: in every 128 bits, then across them.
 Words SumsAlong(Words v) {
     const WordTag words;
-    v = hn::Add(v, hn::ShiftLeftLanes<1>(words, v));
-    v = hn::Add(v, hn::ShiftLeftLanes<2>(words, v));
-    if constexpr (kWordLanes > 4) v = hn::Add(v, SpreadMiddle<8>(v));
-    if constexpr (kWordLanes > 8) v = hn::Add(v, SpreadMiddle<16>(v));
+    v = v + hn::ShiftLeftLanes<1>(words, v);
+    v = v + hn::ShiftLeftLanes<2>(words, v);
+    if constexpr (kWordLanes > 4) v = v + SpreadMiddle<8>(v);
+    if constexpr (kWordLanes > 8) v = v + SpreadMiddle<16>(v);
     return v;
 }
 
@@ -45,9 +45,9 @@ void Slide(const Sample* entering, const Sample* leaving, std::uint32_t* totals,
     const WordTag words;
     auto before = hn::Zero(words);
     const auto slide = [&](const Sample* in, const Sample* out, std::uint32_t* at) {
-        const auto change = SumsAlong(hn::Sub(LoadWords(in), LoadWords(out)));
-        hn::StoreU(hn::Add(hn::LoadU(words, at), hn::Add(before, change)), words, at);
-        before = hn::Add(before, SpreadLast(change));
+        const auto change = SumsAlong(LoadWords(in) - LoadWords(out));
+        hn::StoreU(hn::LoadU(words, at) + (before + change), words, at);
+        before = before + SpreadLast(change);
     };
     ForEachVector<kWordLanes>(count, slide, Row<const Sample>{entering}, Row<const Sample>{leaving},
                               Row<std::uint32_t>{totals});
@@ -61,9 +61,8 @@ void SlidePixels(const std::uint8_t* entering, const std::uint8_t* leaving, std:
     };
     auto change = hn::Zero(pixel);
     for (std::ptrdiff_t x = 0; x < width; ++x, totals += kElements) {
-        change =
-            hn::Add(change, hn::Sub(load(entering + x * kElements), load(leaving + x * kElements)));
-        hn::StoreU(hn::Add(hn::LoadU(pixel, totals), change), pixel, totals);
+        change = change + (load(entering + x * kElements) - load(leaving + x * kElements));
+        hn::StoreU(hn::LoadU(pixel, totals) + change, pixel, totals);
     }
 }
 
@@ -73,10 +72,10 @@ void Average(const std::uint32_t* ends, const std::uint32_t* begins, const float
     const FloatTag floats;
     const auto average = [&](const std::uint32_t* end, const std::uint32_t* begin,
                              const float* weights, std::uint8_t* to) {
-        const auto sum = ToFloats(hn::Sub(hn::LoadU(words, end), hn::LoadU(words, begin)));
-        const auto mean = hn::Mul(hn::Mul(sum, hn::LoadU(floats, weights)), hn::Set(floats, down));
+        const auto sum = ToFloats(hn::LoadU(words, end) - hn::LoadU(words, begin));
+        const auto mean = sum * hn::LoadU(floats, weights) * hn::Set(floats, down);
         const auto rounded =
-            hn::ConvertTo(hn::RebindToSigned<WordTag>(), hn::Add(mean, hn::Set(floats, 0.5f)));
+            hn::ConvertTo(hn::RebindToSigned<WordTag>(), mean + hn::Set(floats, 0.5f));
         StoreLowBits(hn::BitCast(words, rounded), to);
     };
     ForEachVector<kWordLanes>(size, average, Row<const std::uint32_t>{ends},

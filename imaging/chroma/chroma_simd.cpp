@@ -54,7 +54,7 @@ Colors LoadColors(const unsigned char* pixels) {
 /// even[first], odd[first], even[first + 1], odd[first + 1] and so on.
 Words Interleave(Words even, Words odd, unsigned first) {
     const WordTag words;
-    const auto source = hn::Add(hn::ShiftRight<1>(hn::Iota(words, 0)), hn::Set(words, first));
+    const auto source = hn::ShiftRight<1>(hn::Iota(words, 0)) + hn::Set(words, first);
     const auto indices = hn::IndicesFromVec(words, source);
     return hn::OddEven(hn::TableLookupLanes(odd, indices), hn::TableLookupLanes(even, indices));
 }
@@ -84,11 +84,11 @@ void StoreColors(const Colors& colors, unsigned char* pixels) {
 }
 
 Floats Scaled(Floats value, float factor) {
-    return hn::Mul(value, hn::Set(FloatTag(), factor));
+    return value * hn::Set(FloatTag(), factor);
 }
 
 Floats Plus(Floats value, float term) {
-    return hn::Add(value, hn::Set(FloatTag(), term));
+    return value + hn::Set(FloatTag(), term);
 }
 
 /// Without clamps: each of the three rises or falls steadily with every colour, and with all
@@ -98,12 +98,12 @@ void Split(const Sample* pixels, const ChromaRow<Sample>& row, int width) {
     constexpr float kOffset = ChromaScale<Sample>::kOffset;
     const auto split = [&](const Sample* from, Sample* y, Sample* cb, Sample* cr) {
         const auto [b, g, r] = LoadColors(from);
-        const Floats greenRed = hn::Add(Scaled(r, 0.299f), Scaled(g, 0.587f));
-        const Floats luma = hn::Add(Scaled(b, 0.114f), greenRed);
-        const Floats blueLess = hn::Add(Scaled(r, -0.1687f), Scaled(g, -0.3313f));
-        const Floats blueness = hn::Add(blueLess, Scaled(b, 0.5f));
-        const Floats redLess = hn::Add(Scaled(g, -0.4187f), Scaled(r, 0.5f));
-        const Floats redness = hn::Add(Scaled(b, -0.0813f), redLess);
+        const Floats greenRed = Scaled(r, 0.299f) + Scaled(g, 0.587f);
+        const Floats luma = Scaled(b, 0.114f) + greenRed;
+        const Floats blueLess = Scaled(r, -0.1687f) + Scaled(g, -0.3313f);
+        const Floats blueness = blueLess + Scaled(b, 0.5f);
+        const Floats redLess = Scaled(g, -0.4187f) + Scaled(r, 0.5f);
+        const Floats redness = Scaled(b, -0.0813f) + redLess;
         StoreLowBits(WholeBits(Plus(luma, 0.5f)), y);
         StoreLowBits(WholeBits(Plus(blueness, kOffset)), cb);
         StoreLowBits(WholeBits(Plus(redness, kOffset)), cr);
@@ -128,9 +128,9 @@ void Join(const ChromaRow<const Sample>& row, Sample* pixels, int width) {
         const Floats y = ToFloats(LoadWords(ys));
         const Floats cb = Plus(ToFloats(LoadWords(cbs)), -kOffset);
         const Floats cr = Plus(ToFloats(LoadWords(crs)), -kOffset);
-        const Floats b = hn::Add(Scaled(cb, 1.772f), y);
-        const Floats g = hn::Add(Scaled(cr, -0.71414f), hn::Add(Scaled(cb, -0.34414f), y));
-        const Floats r = hn::Add(Scaled(cr, 1.402f), y);
+        const Floats b = Scaled(cb, 1.772f) + y;
+        const Floats g = Scaled(cr, -0.71414f) + (Scaled(cb, -0.34414f) + y);
+        const Floats r = Scaled(cr, 1.402f) + y;
         StoreColors({ColorBack<Sample>(b), ColorBack<Sample>(g), ColorBack<Sample>(r)}, to);
     };
     ForEachVector<kWordLanes>(width, join, Row<const Sample>{row.y}, Row<const Sample>{row.cb},
@@ -142,10 +142,10 @@ void Join(const ChromaRow<const Sample>& row, Sample* pixels, int width) {
 Words Mean(Words sum, Words count, Floats weight) {
     const WordTag words;
     const hn::RebindToSigned<WordTag> ints;
-    const Floats estimate = hn::Mul(hn::ConvertTo(FloatTag(), sum), weight);
+    const Floats estimate = hn::ConvertTo(FloatTag(), sum) * weight;
     const Words most = hn::And(WholeBits(Plus(estimate, 1.0f)), hn::Set(words, 0xFFFF));
-    const Words rest = hn::Sub(sum, hn::Mul(most, count));
-    return hn::Add(most, hn::BitCast(words, hn::BroadcastSignBit(hn::BitCast(ints, rest))));
+    const Words rest = sum - most * count;
+    return most + hn::BitCast(words, hn::BroadcastSignBit(hn::BitCast(ints, rest)));
 }
 
 template <class Sample>
@@ -154,7 +154,7 @@ void Average(const WindowSums<std::uint32_t>& sums, const WindowCounts<std::uint
     const WordTag words;
     const auto average = [&](const std::uint32_t* end, const std::uint32_t* begin,
                              const std::uint32_t* count, const float* weight, Sample* to) {
-        const Words sum = hn::Sub(hn::LoadU(words, end), hn::LoadU(words, begin));
+        const Words sum = hn::LoadU(words, end) - hn::LoadU(words, begin);
         StoreLowBits(Mean(sum, hn::LoadU(words, count), hn::LoadU(FloatTag(), weight)), to);
     };
     using Sums = Row<const std::uint32_t>;

@@ -93,15 +93,15 @@ Words Divided(Words colors, Words alphas) {
     const FloatTag floats;
     const auto alpha = hn::Max(hn::BitCast(ints, alphas), hn::Set(ints, 1));
     const auto color = hn::Min(hn::BitCast(ints, colors), alpha);
-    const auto scaled = hn::Mul(hn::ConvertTo(floats, color), hn::Set(floats, full));
-    const auto near = hn::NearestInt(hn::Div(scaled, hn::ConvertTo(floats, alpha)));
-    const auto product = hn::Mul(hn::BitCast(words, color), hn::Set(words, full));
-    const auto rest = hn::BitCast(
-        ints, hn::Sub(product, hn::Mul(hn::BitCast(words, near), hn::BitCast(words, alpha))));
-    const auto twice = hn::Add(rest, rest);
-    const auto more = hn::VecFromMask(ints, hn::Gt(twice, hn::Sub(alpha, hn::Set(ints, 1))));
+    const auto scaled = hn::ConvertTo(floats, color) * hn::Set(floats, full);
+    const auto near = hn::NearestInt(scaled / hn::ConvertTo(floats, alpha));
+    const auto product = hn::BitCast(words, color) * hn::Set(words, full);
+    const auto rest =
+        hn::BitCast(ints, product - hn::BitCast(words, near) * hn::BitCast(words, alpha));
+    const auto twice = rest + rest;
+    const auto more = hn::VecFromMask(ints, hn::Gt(twice, alpha - hn::Set(ints, 1)));
     const auto less = hn::VecFromMask(ints, hn::Lt(twice, hn::Neg(alpha)));
-    const auto quotients = hn::BitCast(words, hn::Add(hn::Sub(near, more), less));
+    const auto quotients = hn::BitCast(words, near - more + less);
     return hn::IfThenElse(hn::Eq(alphas, hn::Zero(words)), colors, quotients);
 }
 
@@ -149,14 +149,14 @@ Floats Unpremultiplied(Floats pixels) {
     const Floats divisors = hn::IfVecThenElse(
         AlphaMask<float>(), one, hn::IfThenElse(hn::Gt(alphas, hn::Zero(floats)), alphas, one));
     if (hn::AllTrue(floats, hn::Eq(divisors, one))) return pixels;
-    return hn::Div(pixels, divisors);
+    return pixels / divisors;
 }
 
 /// Products of two bytes in 16 bits, over 255.
 Shorts BytesMultiplied(Shorts colors, Shorts factors) {
     const Tag<std::uint16_t> shorts;
-    const Shorts product = hn::Add(hn::Mul(colors, factors), hn::Set(shorts, 128));
-    return hn::ShiftRight<8>(hn::Add(product, hn::ShiftRight<8>(product)));
+    const Shorts product = colors * factors + hn::Set(shorts, 128);
+    return hn::ShiftRight<8>(product + hn::ShiftRight<8>(product));
 }
 
 /// Blue and red, then green and alpha, which is multiplied by full scale.
@@ -175,16 +175,16 @@ Vector<std::uint8_t> Premultiplied(Vector<std::uint8_t> pixels) {
 Shorts Premultiplied(Shorts pixels) {
     const Tag<std::uint16_t> shorts;
     const Shorts factor = hn::Or(Alphas<std::uint16_t>(pixels), AlphaMask<std::uint16_t>());
-    const Shorts product = hn::Mul(pixels, factor);
-    const Shorts low = hn::Add(product, hn::Set(shorts, 0x8000));
-    const Shorts high = hn::Add(hn::MulHigh(pixels, factor), hn::ShiftRight<15>(product));
-    const auto carry = hn::VecFromMask(shorts, hn::Lt(hn::Add(low, high), low));
-    return hn::Sub(high, carry);
+    const Shorts product = pixels * factor;
+    const Shorts low = product + hn::Set(shorts, 0x8000);
+    const Shorts high = hn::MulHigh(pixels, factor) + hn::ShiftRight<15>(product);
+    const auto carry = hn::VecFromMask(shorts, hn::Lt(low + high, low));
+    return high - carry;
 }
 
 Floats Premultiplied(Floats pixels) {
     const auto one = hn::Set(FloatTag(), 1);
-    return hn::Mul(pixels, hn::IfVecThenElse(AlphaMask<float>(), one, Alphas<float>(pixels)));
+    return pixels * hn::IfVecThenElse(AlphaMask<float>(), one, Alphas<float>(pixels));
 }
 
 #if HWY_NATIVE_FMA
@@ -215,16 +215,16 @@ Words WholeSamples(Floats value) {
     const auto one = hn::Set(floats, 1.0f);
     const auto half = hn::Set(floats, 0.5f);
     const auto number = hn::IfThenElseZero(hn::Gt(value, hn::Zero(floats)), hn::Min(value, one));
-    const auto scaled = hn::Mul(number, hn::Set(floats, 65536.0f));
+    const auto scaled = number * hn::Set(floats, 65536.0f);
     auto whole = hn::Floor(scaled);
-    auto fraction = hn::Sub(scaled, whole);
+    auto fraction = scaled - whole;
     if constexpr (rounding == FloatRounding::kNearest) {
-        const auto above = hn::Ge(hn::Sub(fraction, half), number);
-        whole = hn::Add(whole, hn::IfThenElseZero(above, one));
-        fraction = hn::Add(fraction, half);
+        const auto above = hn::Ge(fraction - half, number);
+        whole = whole + hn::IfThenElseZero(above, one);
+        fraction = fraction + half;
     }
     const auto borrow = hn::IfThenElseZero(hn::Lt(fraction, number), one);
-    return hn::BitCast(WordTag(), hn::Add(hn::Sub(whole, borrow), hn::Set(floats, 0x1p23f)));
+    return hn::BitCast(WordTag(), whole - borrow + hn::Set(floats, 0x1p23f));
 }
 #endif
 

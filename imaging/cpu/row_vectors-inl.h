@@ -89,7 +89,7 @@ inline Floats ToFloats(Words words) {
 inline Words WholeBits(Floats value) {
     constexpr float kOnes = 0x1p23f;
     const FloatTag floats;
-    return hn::BitCast(WordTag(), hn::Add(hn::Floor(value), hn::Set(floats, kOnes)));
+    return hn::BitCast(WordTag(), hn::Floor(value) + hn::Set(floats, kOnes));
 }
 
 /// The low bits of every word.

@@ -27,7 +27,7 @@ void SumRows(const std::uint8_t* const* rows, std::int16_t* sums, std::size_t si
     using Source = Row<const std::uint8_t>;
     const auto sum = [](const std::uint8_t* a, const std::uint8_t* b, const std::uint8_t* c,
                         std::int16_t* to) {
-        const auto total = hn::Add(hn::Add(LoadShorts(a), LoadShorts(b)), LoadShorts(c));
+        const auto total = LoadShorts(a) + LoadShorts(b) + LoadShorts(c);
         hn::StoreU(total, ShortTag(), to);
     };
     ForEachVector<kShortLanes>(size, sum, Source{rows[0]}, Source{rows[1]}, Source{rows[2]},
@@ -38,9 +38,9 @@ void SumRows(const std::uint8_t* const* rows, std::int16_t* sums, std::size_t si
 Shorts Rises(const std::uint8_t* pixels, const std::int16_t* sums) {
     const ShortTag shorts;
     const auto at = [&](int pixel) { return hn::LoadU(shorts, sums + pixel * kElements); };
-    const auto around = hn::Add(hn::Add(at(0), at(1)), at(2));
-    const auto own = hn::Mul(LoadShorts(pixels), hn::Set(shorts, 9));
-    return hn::Max(hn::Sub(own, around), hn::Zero(shorts));
+    const auto around = at(0) + at(1) + at(2);
+    const auto own = LoadShorts(pixels) * hn::Set(shorts, 9);
+    return hn::Max(own - around, hn::Zero(shorts));
 }
 
 /// Blue and green together and red alone, for every pixel.
@@ -60,10 +60,9 @@ void FindEdges(const std::uint8_t* row, const std::int16_t* sums, int limit, std
                           std::uint8_t* to) {
         const Ints left = ColorSums(Rises(pixels, around));
         const Ints right = ColorSums(Rises(pixels + kShortLanes, around + kShortLanes));
-        const Ints strength =
-            hn::Add(hn::ConcatEven(ints, right, left), hn::ConcatOdd(ints, right, left));
+        const Ints strength = hn::ConcatEven(ints, right, left) + hn::ConcatOdd(ints, right, left);
         // Up to 6120, multiplying by 2^20 / 24 rounded up divides exactly.
-        const Ints scaled = hn::ShiftRight<20>(hn::Mul(strength, hn::Set(ints, 43691)));
+        const Ints scaled = hn::ShiftRight<20>(strength * hn::Set(ints, 43691));
         const auto strong = hn::Gt(strength, hn::Set(ints, limit - 1));
         const hn::Rebind<std::uint8_t, IntTag> bytes;
         hn::StoreU(hn::DemoteTo(bytes, hn::IfThenElseZero(strong, scaled)), bytes, to);

@@ -18,8 +18,8 @@ constexpr float kFull = kFullScale<Sample>;
 template <class Sample>
 Floats OfFullScale(Floats value) {
     const FloatTag floats;
-    return hn::Add(hn::Mul(value, hn::Set(floats, FullScaleFactors<Sample>::kMost)),
-                   hn::Mul(value, hn::Set(floats, FullScaleFactors<Sample>::kRest)));
+    return value * hn::Set(floats, FullScaleFactors<Sample>::kMost) +
+           value * hn::Set(floats, FullScaleFactors<Sample>::kRest);
 }
 
 /// The blurred inverse, steepened; 0 and full scale come out as they are.
@@ -29,18 +29,18 @@ Floats Shaped(Floats mean) {
     const auto full = hn::Set(floats, kFull<Sample>);
     const auto steepness = hn::Set(floats, FullScaleFactors<Sample>::kSteepness);
     const auto inverse = hn::Floor(hn::Min(mean, full));
-    return hn::Floor(hn::Min(hn::Mul(hn::Mul(inverse, inverse), steepness), full));
+    return hn::Floor(hn::Min(inverse * inverse * steepness, full));
 }
 
 template <class Sample>
 Floats Softened(Floats matte, Floats inverse, Floats strength, Floats offset) {
     const FloatTag floats;
     const auto full = hn::Set(floats, kFull<Sample>);
-    const auto taken = hn::Div(hn::Mul(inverse, strength), hn::Neg(full));
-    const auto kept = hn::Add(taken, hn::Set(floats, 1.0f));
-    const auto left = hn::Mul(hn::Mul(kept, OfFullScale<Sample>(matte)), full);
-    const auto reduction = hn::Max(hn::Sub(hn::Sub(matte, left), offset), hn::Zero(floats));
-    const auto softened = hn::Add(hn::Sub(matte, reduction), hn::Set(floats, 0.499f));
+    const auto taken = (inverse * strength) / hn::Neg(full);
+    const auto kept = taken + hn::Set(floats, 1.0f);
+    const auto left = kept * OfFullScale<Sample>(matte) * full;
+    const auto reduction = hn::Max(matte - left - offset, hn::Zero(floats));
+    const auto softened = matte - reduction + hn::Set(floats, 0.499f);
     return hn::Min(hn::Max(softened, hn::Zero(floats)), full);
 }
 
@@ -56,9 +56,9 @@ void Soften(const WindowSums<std::uint32_t>& windows, const Softening& s, Sample
                             const float* across, Sample* at) {
         const Words value = LoadWords(at);
         if (hn::AllTrue(words, hn::Eq(value, hn::Zero(words)))) return;  // stays 0
-        const Words sum = hn::Sub(hn::LoadU(words, end), hn::LoadU(words, begin));
-        const Floats mean = hn::Mul(hn::ConvertTo(floats, sum), hn::LoadU(floats, across));
-        const Floats inverse = Shaped<Sample>(hn::Mul(mean, down));
+        const Words sum = hn::LoadU(words, end) - hn::LoadU(words, begin);
+        const Floats mean = hn::ConvertTo(floats, sum) * hn::LoadU(floats, across);
+        const Floats inverse = Shaped<Sample>(mean * down);
         const Floats softened = Softened<Sample>(ToFloats(value), inverse, strength, offset);
         StoreLowBits(WholeBits(softened), at);
     };

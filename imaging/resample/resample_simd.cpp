@@ -141,7 +141,7 @@ HWY_INLINE void FilterPixel(const PairedAxis::Target& target, const PairedAxis& 
     }
     for (int v = 0; v < kVectors; ++v) {
         sums[v] = hn::ShiftRight<16>(lowSums[v].Get());
-        if constexpr (kHasHigh) sums[v] = hn::Add(sums[v], highSums[v].Get());
+        if constexpr (kHasHigh) sums[v] = sums[v] + highSums[v].Get();
     }
 }
 
@@ -212,12 +212,12 @@ void Blend(const std::int16_t* const* rows, const std::int32_t* weights, int cou
             const std::int16_t* from = rows[k] + i;
             const Ints weight = hn::Set(ints, weights[k]);
             const auto weighted = [&](std::size_t at) {
-                return hn::Mul(hn::PromoteTo(ints, hn::LoadU(shorts, from + at)), weight);
+                return hn::PromoteTo(ints, hn::LoadU(shorts, from + at)) * weight;
             };
-            sum0 = hn::Add(sum0, weighted(0));
-            sum1 = hn::Add(sum1, weighted(kLanes));
-            sum2 = hn::Add(sum2, weighted(2 * kLanes));
-            sum3 = hn::Add(sum3, weighted(3 * kLanes));
+            sum0 = sum0 + weighted(0);
+            sum1 = sum1 + weighted(kLanes);
+            sum2 = sum2 + weighted(2 * kLanes);
+            sum3 = sum3 + weighted(3 * kLanes);
         }
         const auto store = [&](Ints sum, std::size_t at) {
             hn::StoreU(hn::DemoteTo(bytes, hn::ShiftRight<16>(sum)), bytes, row + i + at);
@@ -258,7 +258,7 @@ void Stretch(const std::uint8_t* const* planes, const ResampleAxis&, const Stret
             PairSums highSums;
             lowSums.Add(pairs, low);
             highSums.Add(pairs, high);
-            const auto sums = hn::Add(hn::ShiftRight<16>(lowSums.Get()), highSums.Get());
+            const auto sums = hn::ShiftRight<16>(lowSums.Get()) + highSums.Get();
             hn::StoreU(hn::DemoteTo(bytes, sums), bytes, stretched + e * pitch + x);
         }
     }
@@ -268,12 +268,12 @@ void Stretch(const std::uint8_t* const* planes, const ResampleAxis&, const Stret
 /// most 32768; its negative fits.
 Shorts Mixed(Shorts near, Shorts far, Shorts minusWeight, Shorts missing) {
     const SampleTag words;
-    const auto difference = hn::Sub(near, far);
+    const auto difference = near - far;
     const auto whole = hn::MulHigh(difference, minusWeight);
-    const auto fraction = hn::BitCast(words, hn::Mul(difference, minusWeight));
-    const auto lost = hn::BitCast(words, hn::Mul(near, missing));
+    const auto fraction = hn::BitCast(words, difference * minusWeight);
+    const auto lost = hn::BitCast(words, near * missing);
     const auto carry = hn::ShiftRight<15>(hn::SaturatedSub(fraction, lost));
-    return hn::Add(hn::Add(near, whole), hn::BitCast(ShortTag(), carry));
+    return near + whole + hn::BitCast(ShortTag(), carry);
 }
 
 void BlendPlanes(const std::uint8_t* upper, const std::uint8_t* lower, int upperWeight,

@@ -68,7 +68,7 @@ HWY_INLINE Doubles ChooseLess(Doubles a, Doubles b, Doubles yes, Doubles no) {
 }
 
 HWY_INLINE Words operator+(Words a, Words b) {
-    return {hn::Add(a.lower, b.lower), hn::Add(a.upper, b.upper)};
+    return {a.lower + b.lower, a.upper + b.upper};
 }
 HWY_INLINE Words operator&(Words a, Words b) {
     return {hn::And(a.lower, b.lower), hn::And(a.upper, b.upper)};

@@ -63,8 +63,8 @@ Samples<Sample> Clip(const RowFinish<Sample>& finish, Samples<Sample> row) {
     const auto full = hn::Set(ints, kFullScale<Sample>);
     const auto black = hn::Set(ints, finish.black);
     const auto value = hn::BitCast(ints, hn::ShiftRight<kShift>(hn::BitCast(words, row)));
-    const auto run = hn::ConvertTo(floats, hn::Sub(value, black));
-    const auto ramp = hn::ConvertTo(ints, hn::Mul(run, hn::Set(floats, finish.slope)));
+    const auto run = hn::ConvertTo(floats, value - black);
+    const auto ramp = hn::ConvertTo(ints, run * hn::Set(floats, finish.slope));
     const auto bounded = hn::Max(hn::Min(ramp, full), hn::Zero(ints));
     const auto solid = hn::Set(ints, finish.white - 1);
     const auto stretched = hn::IfThenElse(hn::Gt(value, solid), full, bounded);

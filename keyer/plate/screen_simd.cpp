@@ -20,9 +20,8 @@ using Ints = hn::Vec<IntTag>;
 /// A weighted sum of red, green and blue in 16 fractional bits, rounded down.
 Ints Weighted(const Ints (&rgb)[3], int red, int green, int blue) {
     const IntTag ints;
-    const Ints sum =
-        hn::Add(hn::Mul(rgb[0], hn::Set(ints, red)), hn::Mul(rgb[1], hn::Set(ints, green)));
-    return hn::ShiftRight<16>(hn::Add(sum, hn::Mul(rgb[2], hn::Set(ints, blue))));
+    const Ints sum = rgb[0] * hn::Set(ints, red) + rgb[1] * hn::Set(ints, green);
+    return hn::ShiftRight<16>(sum + rgb[2] * hn::Set(ints, blue));
 }
 
 void Extract(const ScreenLook& look, std::uint8_t* pixels, std::uint8_t* marks, int width) {
@@ -42,11 +41,11 @@ void Extract(const ScreenLook& look, std::uint8_t* pixels, std::uint8_t* marks, 
         const Ints q = Weighted(rgb, 13894, -34275, 20382);
         const Floats fi = hn::ConvertTo(floats, i);
         const Floats fq = hn::ConvertTo(floats, q);
-        const auto outside = hn::Or(hn::Le(hn::Mul(fi, hn::Set(floats, look.lowerSlope)), fq),
-                                    hn::Le(hn::Mul(fi, hn::Set(floats, look.upperSlope)), fq));
-        const Ints di = hn::Sub(i, hn::GatherIndex(ints, look.i, y));
-        const Ints dq = hn::Sub(q, hn::GatherIndex(ints, look.q, y));
-        const Ints distance = hn::Add(hn::Mul(di, di), hn::Mul(dq, dq));
+        const auto outside = hn::Or(hn::Le(fi * hn::Set(floats, look.lowerSlope), fq),
+                                    hn::Le(fi * hn::Set(floats, look.upperSlope), fq));
+        const Ints di = i - hn::GatherIndex(ints, look.i, y);
+        const Ints dq = q - hn::GatherIndex(ints, look.q, y);
+        const Ints distance = di * di + dq * dq;
         const auto far = hn::Gt(distance, hn::Set(ints, look.squaredDistance));
         const auto emptied = hn::Or(hn::RebindMask(ints, outside), far);
         const auto colors = hn::IfThenElseZero(emptied, hn::Set(ints, 0x00FFFFFF));
