@@ -62,7 +62,7 @@ void TimeSize(int width, int height, int threads) {
     settings.keyColor = subject.screen;
     std::vector<std::uint16_t> alone(subject.frame.size()), shared(subject.frame.size());
     Best one, several;
-    for (int round = 0; round < 12; ++round) {
+    for (int round = 0; round < 40; ++round) {
         one.Time(subject, settings, 1, alone);
         several.Time(subject, settings, threads, shared);
         if (alone != shared) throw std::runtime_error("threads change the result");

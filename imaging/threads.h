@@ -24,7 +24,7 @@ struct Threads {
 /// than others, but where that would make them so short that what they have in common costs more,
 /// as many; and none shorter than leastHeight.
 inline int BandCount(const Threads& threads, int height, int leastHeight) {
-    constexpr int kAThread = 4;
+    constexpr int kAThread = 2;
     constexpr int kAmple = 8;  // of the least height costs little more than one band would
     const int shortest = height / std::max(leastHeight, 1);
     const int count = std::clamp(shortest, 1, std::max(threads.count, 1));
