@@ -5,6 +5,7 @@ include(CMakePackageConfigHelpers)
 set(veltrane_headers
   imaging/frame_rows.h
   imaging/imaging.h
+  imaging/row_memory.h
   imaging/sample.h
   imaging/threads.h
   keyer/entry.h

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "imaging/row_memory.h"
 #include "imaging/sample.h"
 
 namespace veltrane {
@@ -24,6 +25,14 @@ template <class Sample>
 struct RowSource {
     const Sample* packed = nullptr;
     std::function<void(int y, Sample* row)> read{};  ///< where packed is null
+    RowMemory memory{};                              ///< what it reads; may be left out
+
+    /// Where rows of width pixels lie, if that is known.
+    RowMemory Memory(int width) const {
+        if (packed == nullptr) return memory;
+        const std::size_t size = static_cast<std::size_t>(width) * kElements * sizeof(Sample);
+        return {packed, static_cast<std::ptrdiff_t>(size), size};
+    }
 };
 
 /// Where the rows of a keyed frame go: packed memory, or a function of the caller's that takes row
@@ -33,6 +42,7 @@ template <class Sample>
 struct RowSink {
     Sample* packed = nullptr;
     std::function<void(int y, const Sample* row)> write{};  ///< where packed is null
+    RowMemory memory{};                                     ///< what it writes; may be left out
 };
 
 /// Reads the rows of a source for one thread.

@@ -101,11 +101,12 @@ int BandKeyer<Sample>::LeastHeight() const {
 }
 
 template <class Sample>
-void BandKeyer<Sample>::KeyRow(const Sample* source, RowEnlarger* enlarger, Sample* target) const {
+void BandKeyer<Sample>::KeyRow(const Sample* source, RowEnlarger* enlarger, Sample* target,
+                               const Ahead& ahead) const {
     if (enlarger != nullptr) {
-        rows_.againstPlate(look_, source, enlarger->Next(), target, p_.width);
+        rows_.againstPlate(look_, source, enlarger->Next(), target, p_.width, ahead);
     } else {
-        rows_.againstColor(look_, axis_, source, target, p_.width);
+        rows_.againstColor(look_, axis_, source, target, p_.width, ahead);
     }
 }
 
@@ -122,7 +123,10 @@ void BandKeyer<Sample>::Key(Band band, const RowSource<Sample>& source,
     const auto matte = MakeBuffer<Sample>(refines ? width * keyed.Height() : 0);
     for (int y = keyed.first; y < keyed.end; ++y) {
         Sample* row = targets(y);
-        KeyRow(rows(y), enlarger ? &*enlarger : nullptr, row);
+        Ahead ahead;
+        if (y + 1 < keyed.end) ahead.read = {source.Memory(p_.width), y + 1};
+        if (!refines) ahead.written = {target.memory, y};
+        KeyRow(rows(y), enlarger ? &*enlarger : nullptr, row, ahead);
         if (refines) {
             matteRows_.take(row, matte.get() + (y - keyed.first) * width, p_.width);
         } else if (target.take) {

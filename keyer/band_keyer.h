@@ -22,6 +22,7 @@ struct RowTarget {
     Sample* packed =
         nullptr;  ///< the whole frame's memory; where null, rows go once they are taken
     std::function<void(int y, const Sample* source, Sample* row)> take{};  ///< may be empty
+    RowMemory memory{};  ///< where it puts the row; may be left out
 };
 
 /// Keys the rows of one frame in bands. What is to be known of the whole frame is found out when it
@@ -45,7 +46,8 @@ public:
     int LeastHeight() const;
 
 private:
-    void KeyRow(const Sample* source, RowEnlarger* enlarger, Sample* target) const;
+    void KeyRow(const Sample* source, RowEnlarger* enlarger, Sample* target,
+                const Ahead& ahead) const;
 
     Record p_;
     KeyLook<Sample> look_;

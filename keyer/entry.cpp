@@ -63,6 +63,10 @@ struct ArgbFrame {
     int height;
 
     Byte* Row(int y) const { return pixels + y * Pitch(width); }
+    /// Where so many pixels of each row lie.
+    RowMemory Rows(int count) const {
+        return {pixels, static_cast<std::ptrdiff_t>(Pitch(width)), Pitch(count)};
+    }
 };
 
 using ArgbInput = ArgbFrame<const unsigned char>;
@@ -76,9 +80,11 @@ Status KeyArgbFrame(const ArgbInput& input, const ArgbOutput& output, int width,
     const PixelReader<unsigned char> reader(kHostFormat);
     const PixelWriter<unsigned char> writer(kHostFormat);
     const RowSource<unsigned char> source{
-        nullptr, [&](int y, unsigned char* row) { reader(input.Row(y), row, width); }};
+        nullptr, [&](int y, unsigned char* row) { reader(input.Row(y), row, width); },
+        input.Rows(width)};
     const RowSink<unsigned char> sink{
-        nullptr, [&](int y, const unsigned char* row) { writer(row, output.Row(y), width); }};
+        nullptr, [&](int y, const unsigned char* row) { writer(row, output.Row(y), width); },
+        output.Rows(width)};
     FrameCut<unsigned char>(s, width, height, source).Key({0, height}, sink);
     return Status::kDone;
 }

@@ -71,7 +71,7 @@ void FrameCut<Sample>::Key(Band band, const RowSink<Sample>& sink) const {
         finish_(source, row, width_);
         if (sink.packed == nullptr) sink.write(y, row);
     };
-    keyer_->Key(band, source_, {sink.packed, take});
+    keyer_->Key(band, source_, {sink.packed, take, sink.memory});
 }
 
 template <class Sample>

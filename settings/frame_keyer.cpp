@@ -76,11 +76,15 @@ void Key(const Settings& settings, int width, int height, const std::uint8_t* so
     const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
     const PixelReader<std::uint8_t> reader({PixelOrder::kArgb});
     const PixelWriter<std::uint8_t> writer({PixelOrder::kArgb});
+    const auto step = static_cast<std::ptrdiff_t>(pitch);
     const RowSource<std::uint8_t> rows{
-        nullptr, [=](int y, std::uint8_t* row) { reader(source + y * pitch, row, width); }};
-    const RowSink<std::uint8_t> sink{nullptr, [=](int y, const std::uint8_t* row) {
-                                         writer(row, destination + y * pitch, width);
-                                     }};
+        nullptr,
+        [=](int y, std::uint8_t* row) { reader(source + y * pitch, row, width); },
+        {source, step, pitch}};
+    const RowSink<std::uint8_t> sink{
+        nullptr,
+        [=](int y, const std::uint8_t* row) { writer(row, destination + y * pitch, width); },
+        {destination, step, pitch}};
     Key(settings, width, height, rows, sink, threads);
 }
 

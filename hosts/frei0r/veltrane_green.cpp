@@ -40,8 +40,11 @@ void KeyFrame(const Instance& instance, const std::uint32_t* source, std::uint32
         writer(row, reinterpret_cast<std::uint8_t*>(output + y * width), instance.width);
     };
     try {
-        Key<std::uint8_t>(instance.settings, instance.width, instance.height, {nullptr, read},
-                          {nullptr, write});
+        const std::size_t size = width * sizeof *source;
+        const auto pitch = static_cast<std::ptrdiff_t>(size);
+        Key<std::uint8_t>(instance.settings, instance.width, instance.height,
+                          {nullptr, read, {source, pitch, size}},
+                          {nullptr, write, {output, pitch, size}});
     } catch (...) {
         std::memmove(output, source, width * instance.height * sizeof *output);
     }

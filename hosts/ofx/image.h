@@ -5,6 +5,7 @@
 
 #include "hosts/ofx/host.h"
 #include "imaging/convert/convert.h"
+#include "imaging/row_memory.h"
 
 namespace veltrane::ofx {
 
@@ -49,6 +50,13 @@ public:
             (static_cast<std::ptrdiff_t>(y) - bounds_.y1) * rowBytes_ +
             (static_cast<std::ptrdiff_t>(x) - bounds_.x1) * std::ptrdiff_t{4 * sizeof(Component)};
         return reinterpret_cast<Component*>(data_ + offset);
+    }
+
+    /// Where the rows of a part within the bounds lie, from the top.
+    template <class Component>
+    RowMemory Rows(const RectI& part) const {
+        return {Pixel<const Component>(part.x1, part.y2 - 1), -rowBytes_,
+                4 * sizeof(Component) * Width(part)};
     }
 
 private:

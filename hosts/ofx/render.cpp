@@ -69,8 +69,11 @@ void RenderDepth(const Settings& settings, const Image& source, const Image& out
     if (IsEmpty(frame)) return;
     const RectI shared = Intersection(frame, window);
     const AlphaState alpha = WrittenAlpha(output, source.alpha());
-    Key<Sample>(settings, Width(frame), Height(frame), {nullptr, RowsFrom<Component>(source)},
-                {nullptr, RowsTo<Component>(output, alpha, frame, shared)}, HostThreads());
+    const bool isWhole = Width(shared) == Width(frame) && Height(shared) == Height(frame);
+    const RowMemory written = isWhole ? output.Rows<Component>(frame) : RowMemory{};
+    Key<Sample>(settings, Width(frame), Height(frame),
+                {nullptr, RowsFrom<Component>(source), source.Rows<Component>(frame)},
+                {nullptr, RowsTo<Component>(output, alpha, frame, shared), written}, HostThreads());
 }
 
 /// Calls the function with a component of the depth's type.

@@ -253,7 +253,7 @@ void KeyRow(const KeyLook<Sample>& look, const Sample* source, ScreenAt screenAt
 
 template <class Sample>
 void PlainAgainstPlate(const KeyLook<Sample>& look, const Sample* source, PlanarRow plate,
-                       Sample* target, int width) {
+                       Sample* target, int width, const Ahead&) {
     const auto screenAt = [&](int x) {
         return SampleToYiq(plate.red[x], plate.green[x], plate.blue[x]);
     };
@@ -262,14 +262,14 @@ void PlainAgainstPlate(const KeyLook<Sample>& look, const Sample* source, Planar
 
 template <class Sample>
 void PlainAgainstPixels(const KeyLook<Sample>& look, const Sample* source, const Sample* plate,
-                        Sample* target, int width) {
+                        Sample* target, int width, const Ahead&) {
     const auto screenAt = [&](std::size_t x) { return PixelToYiq(plate + x * kElements); };
     KeyRow(look, source, screenAt, target, width);
 }
 
 template <class Sample>
 void PlainAgainstColor(const KeyLook<Sample>& look, const KeyAxis& axis, const Sample* source,
-                       Sample* target, int width) {
+                       Sample* target, int width, const Ahead&) {
     for (const Sample* end = source + static_cast<std::size_t>(width) * kElements; source != end;
          source += kElements, target += kElements) {
         KeyPixel(look, kColorMargins, axis, source, target);
@@ -363,7 +363,7 @@ Status KeyAgainstPlate(const typename Depth<Sample>::Record* p, const Sample* pl
     const std::size_t pitch = static_cast<std::size_t>(p->width) * kElements;
     for (int y = 0; y < p->height; ++y) {
         rows.againstPixels(look, p->src + y * pitch, plate + y * pitch, p->dst + y * pitch,
-                           p->width);
+                           p->width, {});
     }
     return Status::kDone;
 }

@@ -2,6 +2,7 @@
 #define VELTRANE_KEYER_CORE_MATTE_ROWS_H
 
 #include "imaging/resample/planar_row.h"
+#include "imaging/row_memory.h"
 #include "keyer/core/matte_core.h"
 
 namespace veltrane {
@@ -11,13 +12,13 @@ template <class Sample>
 struct KeyRows {
     /// Against the plate pixels behind them, components 0..255 whatever the depth.
     void (*againstPlate)(const KeyLook<Sample>& look, const Sample* source, PlanarRow plate,
-                         Sample* target, int width);
+                         Sample* target, int width, const Ahead& ahead);
     /// The same with an interleaved plate of the frame's depth.
     void (*againstPixels)(const KeyLook<Sample>& look, const Sample* source, const Sample* plate,
-                          Sample* target, int width);
+                          Sample* target, int width, const Ahead& ahead);
     /// Against one screen colour.
     void (*againstColor)(const KeyLook<Sample>& look, const KeyAxis& axis, const Sample* source,
-                         Sample* target, int width);
+                         Sample* target, int width, const Ahead& ahead);
     /// KeyLook::curve for an exponent within 1..2.
     void (*matteCurve)(double exponent, Sample* curve);
 };

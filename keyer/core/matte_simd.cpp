@@ -1,6 +1,5 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "keyer/core/matte_simd.cpp"
-#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
@@ -145,13 +144,15 @@ public:
           far2_(Splat(Square(margins.nearAxis + 1.01f))),
           clipped_(Splat(std::min(look.clipLevel, 1.0f) - 0.001f)) {}
 
-    HWY_INLINE void Key(const Sample* source, Sample* target, int width) const {
-        const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
+    HWY_INLINE void Key(const Sample* source, Sample* target, int width, const Ahead& ahead) const {
+        const std::size_t portions = width / kLanes + 1;
+        Fetcher read(ahead.read, portions);
+        Fetcher written(ahead.written, portions);
         Places places;
         int x = 0;
         for (; x + kLanes <= width; x += kLanes) {
-            // The row below in a packed frame; anywhere else this does no harm.
-            hwy::Prefetch(source + pitch + x * kElements);
+            read.Fetch();
+            written.Fetch();
             KeyAtAGlance(source, x, target, places);
             if (places.HasRoom()) continue;
             KeyClosely(screen_, source, places, target);
@@ -269,22 +270,23 @@ private:
 
 template <class Sample>
 void AgainstPlate(const KeyLook<Sample>& look, const Sample* source, PlanarRow plate,
-                  Sample* target, int width) {
+                  Sample* target, int width, const Ahead& ahead) {
     using Screen = PlanarScreen<Sample>;
-    RowKey<Sample, Screen>(look, kPlateMargins, Screen{plate}).Key(source, target, width);
+    RowKey<Sample, Screen>(look, kPlateMargins, Screen{plate}).Key(source, target, width, ahead);
 }
 
 template <class Sample>
 void AgainstPixels(const KeyLook<Sample>& look, const Sample* source, const Sample* plate,
-                   Sample* target, int width) {
+                   Sample* target, int width, const Ahead& ahead) {
     using Screen = InterleavedScreen<Sample>;
-    RowKey<Sample, Screen>(look, kPlateMargins, Screen{plate}).Key(source, target, width);
+    RowKey<Sample, Screen>(look, kPlateMargins, Screen{plate}).Key(source, target, width, ahead);
 }
 
 template <class Sample>
 void AgainstColor(const KeyLook<Sample>& look, const KeyAxis& axis, const Sample* source,
-                  Sample* target, int width) {
-    RowKey<Sample, OneScreen>(look, kColorMargins, OneScreen(axis)).Key(source, target, width);
+                  Sample* target, int width, const Ahead& ahead) {
+    RowKey<Sample, OneScreen>(look, kColorMargins, OneScreen(axis))
+        .Key(source, target, width, ahead);
 }
 
 }  // namespace
