@@ -71,8 +71,9 @@ TEST_F(CommandTest, DemoLeavesEverythingItNames) {
     EXPECT_EQ(media::Open("strip.png")->info().width, 3 * 64 + 4 * 8);
     EXPECT_EQ(media::ReadFrame("show/here/source.png", 1).pixels,
               media::ReadFrame("clip.mov", 3).pixels);
-    EXPECT_EQ(media::ReadFrame("show/here/matte.png", 1).pixels[0],
-              media::ReadFrame("show/here/result.png", 1).pixels[3]);
+    const media::Frame matte = media::ReadFrame("show/here/matte.png", 1);
+    const std::uint16_t alpha = media::ReadFrame("show/here/result.png", 1).pixels[3];
+    for (int channel = 0; channel < 3; ++channel) EXPECT_EQ(matte.pixels[channel], alpha);
 }
 
 // Mean absolute difference between the matte and the true coverage, as parts of full scale. Shadows

@@ -64,6 +64,16 @@ TYPED_TEST(BothDepths, ChromaMeansDropTheLargestFractions) {
     }
 }
 
+TEST(EdgeMap, ThresholdsReachUpToTheGreatestStrength) {
+    std::vector<unsigned char> frame(9 * 4, 0), map(9);
+    std::fill_n(&frame[4 * 4], 4, static_cast<unsigned char>(255));
+    for (const auto& [threshold, edge] : {std::pair{2040, 255}, {2041, 0}, {1 << 30, 0}}) {
+        CImagingORV().Laplacian32bit8(frame.data(), 3, 3, 12, map.data(), 3, 3, 3, threshold);
+        EXPECT_EQ(map[4], edge) << threshold;
+        EXPECT_EQ(std::count(map.begin(), map.end(), 0), edge == 0 ? 9 : 8);
+    }
+}
+
 TEST(ChromaBlur, WideWindowsDoNotOverflow) {
     constexpr int kSide = 260;  // 259 x 259 x 65535 needs more than 32 bits
     std::vector<unsigned short> wide(kSide * kSide * 4, 65535), work = wide;

@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "media/backends.h"
+#include "media/pixels.h"
 #include "media/sequence_path.h"
 #include "media/transfer.h"
 #include "media_support.h"
@@ -51,6 +52,14 @@ TEST(Transfer, IsTheNearestValueOfTheCurveAndComesBack) {
     const float infinity = std::numeric_limits<float>::infinity();
     for (float low : {-1.0f, -infinity, std::nanf("")}) EXPECT_EQ(curve.ToWorking(low), 0);
     for (float high : {7.5f, infinity}) EXPECT_EQ(curve.ToWorking(high), 65535);
+}
+
+TEST(Pixels, AreDividedByAlphaToTheNearestStep) {
+    // 32767.5 goes up, 65532.8 up, 21844.3 down, and 98302.5 to full scale.
+    std::vector<std::uint16_t> pixels{1, 2, 3, 2, 60000, 20000, 1, 60002, 5, 6, 7, 0};
+    Unpremultiply(pixels);
+    EXPECT_EQ(pixels, (std::vector<std::uint16_t>{32768, 65535, 65535, 2, 65533, 21844, 1, 60002, 5,
+                                                  6, 7, 0}));
 }
 
 TEST_F(ImagesTest, FloatOriginalsComeBackWhereNothingChanged) {

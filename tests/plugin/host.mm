@@ -12,6 +12,9 @@ using veltrane::testing::HostPicture;
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
     return "leak:libobjc.so\nleak:libgnustep-base.so\n";
 }
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_options() {
+    return "print_suppressions=0";
+}
 
 namespace {
 

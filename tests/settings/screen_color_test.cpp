@@ -90,9 +90,9 @@ TEST(ScreenColor, RefusesFramesWithoutAScreen) {
     };
     const Scene text = [](int x, int y) { return Color{0, x % 7 < 2 && y % 13 < 8 ? 1. : 0., 0}; };
     std::vector<Scene> scenes{foliage, sky, shirt, text};
-    // Black, pale green, blue and a taxi's yellow are no screens either.
-    for (const Color c :
-         {kGrey, kSkin, Color{0, 0, 0}, Color{0.7, 0.8, 0.7}, Color{0, 0.2, 0.9}, Color{1, 0.8, 0}})
+    // Black, pale green, blue, a pool's cyan and a taxi's yellow are no screens either.
+    for (const Color c : {kGrey, kSkin, Color{0, 0, 0}, Color{0.7, 0.8, 0.7}, Color{0, 0.2, 0.9},
+                          Color{0.05, 0.7, 0.72}, Color{1, 0.8, 0}})
         scenes.push_back(Plain(c));
     for (std::size_t i = 0; i < scenes.size(); ++i)
         for (const double noise : {0.0, 0.03})

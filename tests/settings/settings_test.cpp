@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 #include <stdexcept>
 
 #include "keyer/entry.h"
 #include "settings/frame_keyer.h"
+#include "tests/imaging/frames.h"
 
 namespace veltrane {
 namespace {
@@ -104,21 +104,12 @@ TEST(Key, PassesOnWhatRowFunctionsThrow) {
 // result.
 TEST(Key, HandsEveryValueToItsArgument) {
     constexpr int kSide = 48;
-    std::mt19937 random(11);
-    Words words;
-    Bytes bytes;
-    for (int i = 0; i < kSide * kSide; ++i) {
-        // Grainy screen on the left, anything on the right.
-        std::uint8_t bgr[] = {60, 180, 50};
-        for (std::uint8_t& channel : bgr) {
-            channel = i % kSide < kSide / 2 ? channel + random() % 4 : random() % 256;
-            words.push_back(257 * channel);
-        }
-        words.push_back(65535);
-        bytes.insert(bytes.end(), {255, bgr[2], bgr[1], bgr[0]});
-    }
+    testing::Random random(11);
+    const Words words = testing::StudioFrame<std::uint16_t>(random, kSide, kSide);
+    Bytes bytes = testing::StudioFrame<std::uint8_t>(random, kSide, kSide);
+    std::reverse(bytes.begin(), bytes.end());  // alpha, red, green, blue
     Settings s;
-    s.keyColor = {50.3 / 255, 179.8 / 255, 60.4 / 255};
+    s.keyColor = {60.3 / 255, 179.8 / 255, 70.4 / 255};
     for (int round = 0; round < 12; ++round) {
         SCOPED_TRACE(round);
         const int view = round / 4, on = round % 4;
@@ -131,7 +122,7 @@ TEST(Key, HandsEveryValueToItsArgument) {
             if (row->kind == ParameterKind::Switch) SetValue(s, *row, on == switches++);
         }
         const auto keyBy = [&](auto entry, auto... frames) {
-            entry(frames..., 0, 0, number, 50 / 255.0, 180 / 255.0, 60 / 255.0, on == 0 ? yes : 0,
+            entry(frames..., 0, 0, number, 60 / 255.0, 180 / 255.0, 70 / 255.0, on == 0 ? yes : 0,
                   61, 3, 88, on == 1 ? yes : 0, 2, on == 2 ? yes : 0, 4, 37, on == 3 ? yes : 0, 5,
                   29, 17, -23, 31, 43, 53, 77);
         };
