@@ -176,6 +176,9 @@ bool StillHolds(const OIIO::ParamValue& attribute) {
                                                "Exif:CompressedBitsPerPixel",
                                                "Software"};
     const OIIO::string_view name = attribute.name();
+    // Over an empty text the image library ends the program when it writes it for IPTC.
+    const bool text = attribute.type() == OIIO::TypeDesc::STRING;
+    if (text && attribute.get_ustring().empty()) return false;
     return std::none_of(kStalePrefixes.begin(), kStalePrefixes.end(), [&](const char* prefix) {
         return OIIO::Strutil::istarts_with(name, prefix);
     });

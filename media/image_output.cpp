@@ -10,6 +10,8 @@
 #include "media/backends.h"
 #include "media/file_kind.h"
 #include "media/image_file.h"
+#include "media/image_integrity.h"
+#include "media/jpeg_metadata.h"
 #include "media/png_file.h"
 #include "media/sequence_path.h"
 #include "media/transfer.h"
@@ -62,9 +64,12 @@ private:
     std::unique_ptr<OIIO::ImageOutput> Output(const std::string& path) const;
     std::vector<unsigned char> InMemory(const std::string& path, const OIIO::ImageSpec& spec,
                                         OIIO::TypeDesc type, const void* samples) const;
+    std::vector<unsigned char> Jpeg(const std::string& path, OIIO::ImageSpec spec,
+                                    const void* samples) const;
     void WriteFile(const std::string& path, const OIIO::ImageSpec& spec, OIIO::TypeDesc type,
                    const void* samples) const;
     void Complete(files::WholeFile& file) const;
+    void WriteFrame(const std::string& path, const Frame& result, const Frame& source) const;
     void WritePng(const std::string& path, OIIO::ImageSpec spec,
                   const std::vector<std::uint16_t>& pixels) const;
 
@@ -158,6 +163,9 @@ OIIO::ImageSpec ImageWriter::SpecFor(const Frame& result, const Origin* origin) 
             spec.erase_attribute("ICCProfile");
             spec.erase_attribute("chromaticities");
         }
+        if (std::string_view(format_.name) == "jpeg") {
+            LeaveOutWhatJpegCannotHold(spec.extra_attribs);
+        }
         if (exr) {
             spec.x = spec.full_x = metadata.originX;
             spec.y = spec.full_y = metadata.originY;
@@ -211,11 +219,15 @@ std::vector<std::uint16_t> InFileOrder(const std::vector<std::uint16_t>& pixels,
     return samples;
 }
 
-/// True when the file can be read to its end; its library reports not every failed write.
-bool IsReadable(const std::string& path, const OIIO::ImageSpec& spec) {
-    const auto input = OIIO::ImageInput::open(path);
-    std::vector<unsigned char> samples(spec.image_bytes());
-    return input && input->read_image(0, 0, 0, spec.nchannels, spec.format, samples.data());
+/// True when all of a TIFF is in its file; its library reports not every failed write.
+bool IsWhole(const std::string& path) {
+    try {
+        CheckStructure(path, "tiff");
+        CheckPixelData(path, "tiff");
+        return true;
+    } catch (const Error&) {
+        return false;
+    }
 }
 
 std::unique_ptr<OIIO::ImageOutput> ImageWriter::Output(const std::string& path) const {
@@ -243,19 +255,32 @@ void ImageWriter::Complete(files::WholeFile& file) const {
     file.Commit();
 }
 
+std::vector<unsigned char> ImageWriter::Jpeg(const std::string& path, OIIO::ImageSpec spec,
+                                             const void* samples) const {
+    OIIO::ParamValue profile;
+    const OIIO::ParamValue* found = spec.find_attribute("ICCProfile");
+    if (found) profile = *found;
+    spec.erase_attribute("ICCProfile");
+    std::vector<unsigned char> file = InMemory(path, spec, OIIO::TypeDesc::UINT16, samples);
+    if (profile.data()) AddJpegProfile(file, profile);
+    return file;
+}
+
 /// The JPEG and EXR libraries meet a full disk with silence or an exit, so they write to memory;
 /// the TIFF library reads while it writes, so it needs a file.
 void ImageWriter::WriteFile(const std::string& path, const OIIO::ImageSpec& spec,
                             OIIO::TypeDesc type, const void* samples) const {
     files::WholeFile file(path);
-    if (std::string_view(format_.name) != "tiff") {
-        const std::vector<unsigned char> bytes = InMemory(path, spec, type, samples);
+    const std::string_view name = format_.name;
+    if (name != "tiff") {
+        const std::vector<unsigned char> bytes =
+            name == "jpeg" ? Jpeg(path, spec, samples) : InMemory(path, spec, type, samples);
         file.Write(bytes.data(), bytes.size());
     } else {
         const auto output = Output(path);
         const bool encoded = output->open(file.temporaryPath(), spec) &&
                              output->write_image(type, samples) && output->close();
-        if (!encoded || !IsReadable(file.temporaryPath(), spec)) {
+        if (!encoded || !IsWhole(file.temporaryPath())) {
             Fail(path, "cannot be written; the disk may be full");
         }
     }
@@ -279,11 +304,17 @@ void ImageWriter::WritePng(const std::string& path, OIIO::ImageSpec spec,
 std::shared_ptr<Encoded> ImageWriter::Encode(const Frame& result, const Frame& source) {
     ClaimStill(result.number);
     const std::string path = PathOf(result.number);
+    WithinMemory(path, [&] { WriteFrame(path, result, source); });
+    return std::make_shared<EncodedImage>();
+}
+
+void ImageWriter::WriteFrame(const std::string& path, const Frame& result,
+                             const Frame& source) const {
     const OIIO::ImageSpec spec = SpecFor(result, source.origin.get());
     const std::string_view name = format_.name;
     if (name == "openexr") {
         WriteFile(path, spec, OIIO::TypeDesc::FLOAT, StoredFloats(result, source).data());
-        return std::make_shared<EncodedImage>();
+        return;
     }
     const bool multiply = premultiplied_ && !options_.opaque;
     std::vector<std::uint16_t> room;
@@ -294,7 +325,6 @@ std::shared_ptr<Encoded> ImageWriter::Encode(const Frame& result, const Frame& s
         const auto samples = InFileOrder(pixels, !options_.opaque);
         WriteFile(path, spec, OIIO::TypeDesc::UINT16, samples.data());
     }
-    return std::make_shared<EncodedImage>();
 }
 
 }  // namespace

@@ -82,7 +82,7 @@ std::vector<std::int64_t> Within(const std::vector<std::int64_t>& numbers, Frame
 
 std::unique_ptr<Reader> OpenStill(const std::string& path, const ReadOptions& options) {
     RangeWithin(path, options.frames, {1, 1});
-    Info info = DescribeImage(path, options);
+    Info info = WithinMemory(path, [&] { return DescribeImage(path, options); });
     info.kind = Kind::Still;
     info.firstFrame = 1;
     info.frameCount = 1;
@@ -102,7 +102,7 @@ std::unique_ptr<Reader> OpenSequence(const std::string& pattern, const ReadOptio
     }
     const std::string firstPath = sequence.ForNumber(numbers.front());
     RequireImage(firstPath);
-    Info info = DescribeImage(firstPath, options);
+    Info info = WithinMemory(firstPath, [&] { return DescribeImage(firstPath, options); });
     info.kind = Kind::Sequence;
     info.path = pattern;
     info.firstFrame = numbers.front();

@@ -4,41 +4,18 @@
 #include <csignal>
 #include <ctime>
 
+#include "images_support.h"
 #include "media/backends.h"
 #include "media/pixels.h"
 #include "media/sequence_path.h"
 #include "media/transfer.h"
-#include "media_support.h"
 
 namespace veltrane::media {
 namespace {
 
-using OIIO::ImageSpec;
-using OIIO::TypeDesc;
-
 double Linear(double v) {
     return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
 }
-
-class ImagesTest : public MediaTest {
-protected:
-    /// Writes a file by the image library alone, so that what it holds is known.
-    template <typename Sample>
-    void Store(const std::string& name, const ImageSpec& spec, const std::vector<Sample>& samples) {
-        const auto output = OIIO::ImageOutput::create(name);
-        ASSERT_TRUE(output && output->open(Path(name), spec)) << OIIO::geterror();
-        ASSERT_TRUE(output->write_image(OIIO::BaseTypeFromC<Sample>::value, samples.data()));
-        ASSERT_TRUE(output->close());
-    }
-
-    /// Reads one by the image library alone.
-    std::vector<float> Stored(const std::string& name) {
-        const auto input = OIIO::ImageInput::open(Path(name));
-        std::vector<float> samples(input->spec().image_pixels() * input->spec().nchannels);
-        EXPECT_TRUE(input->read_image(0, 0, 0, -1, TypeDesc::FLOAT, samples.data()));
-        return samples;
-    }
-};
 
 TEST(Transfer, IsTheNearestValueOfTheCurveAndComesBack) {
     const TransferCurve& curve = TransferCurve::For(Transfer::Linear);
@@ -149,6 +126,56 @@ TEST_F(ImagesTest, MetadataAndWindowsAreCarriedOver) {
         // The time of day would make each run's file another.
         Write(name, {MakeFrame(4, 4)});
         EXPECT_FALSE(OIIO::ImageInput::open(Path(name))->spec().find_attribute("DateTime")) << name;
+    }
+}
+
+TEST_F(ImagesTest, MetadataOfEveryLengthIsCarriedOrLeftOut) {
+    for (const std::size_t length : {0u, 1u, 65'530u, 300'000u}) {
+        for (const char letter : {'x', '&'}) {
+            ImageSpec spec(2, 2, 3, TypeDesc::UINT16);
+            const std::string text(length, letter),
+                few(std::min<std::size_t>(length, 5000), letter);
+            for (const char* name : {"ImageDescription", "IPTC:Caption", "Exif:UserComment", "own"})
+                spec.attribute(name, text);
+            for (const char* name : {"Artist", "Copyright"}) spec.attribute(name, few);
+            spec.attribute(std::string(200, 'n'), few);
+            spec.attribute("  odd\n", few);
+            Store("m.exr", spec, Pixels(12));
+            Store("m.png", spec, Pixels(12));
+            if (length > 0) Store("m.tif", spec, Pixels(12));
+            for (const char* from : {"m.exr", "m.png", "m.tif"}) {
+                if (length == 0 && from[2] == 't') continue;
+                for (const char* to : {"o.jpg", "o.png", "o.tif", "o.exr"}) {
+                    Convert(from, to, {.write = {.opaque = true}});
+                    const ImageSpec written = OIIO::ImageInput::open(Path(to))->spec();
+                    const bool fits = to[2] != 'j' || (length < 5000 && letter == 'x');
+                    if (!fits) continue;
+                    // A TIFF holds it a second time, in a field of at most 64 kB.
+                    const std::string back = written.get_string_attribute("ImageDescription");
+                    EXPECT_GE(back.size(), std::min<std::size_t>(length, 65535)) << from << to;
+                    EXPECT_TRUE(text.starts_with(back)) << from << to << length;
+                }
+            }
+        }
+    }
+}
+
+TEST_F(ImagesTest, ColourProfilesOfEveryLengthComeBack) {
+    for (const int length : {200, 65519, 65520, 200'001}) {
+        std::vector<unsigned char> profile(static_cast<std::size_t>(length));
+        std::mt19937 random(3);
+        for (unsigned char& byte : profile) byte = static_cast<unsigned char>(random());
+        ImageSpec spec(2, 2, 3, TypeDesc::UINT16);
+        spec.attribute("ICCProfile", TypeDesc(TypeDesc::UINT8, length), profile.data());
+        Store("m.tif", spec, Pixels(12));
+        for (const char* name : {"o.jpg", "o.tif"}) {
+            Convert("m.tif", name, {.write = {.opaque = true}});
+            const auto input = OIIO::ImageInput::open(Path(name));
+            const OIIO::ParamValue* found = input->spec().find_attribute("ICCProfile");
+            ASSERT_TRUE(found && found->type().size() == profile.size()) << name << length;
+            const auto* bytes = static_cast<const unsigned char*>(found->data());
+            EXPECT_TRUE(std::equal(profile.begin(), profile.end(), bytes)) << name << length;
+        }
     }
 }
 
