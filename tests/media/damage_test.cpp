@@ -1,5 +1,6 @@
 #include <optional>
 
+#include "media/png_file.h"
 #include "media_support.h"
 
 namespace veltrane::media {
@@ -99,6 +100,32 @@ TEST_F(DamageTest, WhatIsReadIsWholeAndResumeKeepsNothingElse) {
             const bool other = read && *read != *pixels;
             EXPECT_FALSE(covered && other) << name << " flipped at " << at;
         }
+    }
+}
+
+/// Checksums are right here, so it is the PNG library that finds the fault.
+TEST_F(DamageTest, OneLineIsAllThatIsSaid) {
+    Write("a.png", {MakeFrame(kWidth, kHeight)});
+    const std::string whole = Bytes("a.png");
+    const auto sumOf = [](const std::string& chunk) {
+        const auto* bytes = reinterpret_cast<const std::uint8_t*>(chunk.data());
+        const std::uint32_t sum = PngChecksum(bytes, chunk.size());
+        std::string text;
+        for (int shift = 24; shift >= 0; shift -= 8) text += static_cast<char>(sum >> shift);
+        return text;
+    };
+    std::string header = whole.substr(12, 17);
+    header[12] = 7;
+    const std::size_t data = whole.find("IDAT"), name = 4;
+    const std::string empty = std::string(4, '\0') + "IDAT" + sumOf("IDAT");
+    const std::string cases[] = {
+        whole.substr(0, 12) + header + sumOf(header) + whole.substr(33),
+        whole.substr(0, data - name) + empty + whole.substr(whole.size() - 12)};
+    for (const std::string& bytes : cases) {
+        Put("a.png", bytes);
+        ::testing::internal::CaptureStderr();
+        EXPECT_PRED_FORMAT2(IsSubstring, "a.png: is damaged: ", ReadError("a.png"));
+        EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
     }
 }
 

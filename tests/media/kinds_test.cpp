@@ -1,0 +1,118 @@
+#include <sys/resource.h>
+
+#include <array>
+
+#include "images_support.h"
+
+namespace veltrane::media {
+namespace {
+
+using KindsTest = ImagesTest;
+
+TEST_F(KindsTest, EveryKindOfPngIsReadAsTheImageLibraryDoes) {
+    Write("in.png", {MakeFrame(61, 47)});
+    for (const std::string format : {"pal8", "monob", "gray", "gray16be", "ya8", "ya16be", "rgb24",
+                                     "rgba", "rgb48be", "rgba64be"}) {
+        for (const char* order : {"", " -flags +ildct"}) {
+            Ffmpeg("-i in.png -pix_fmt " + format + order + " k.png");
+            const std::vector<float> stored = Stored("k.png");
+            const Pixels pixels = ReadFrame(Path("k.png"), 1).pixels;
+            const std::size_t channels = stored.size() / (pixels.size() / 4);
+            const bool grey = channels < 3, alpha = channels % 2 == 0;
+            for (std::size_t i = 0; i < pixels.size(); ++i) {
+                const float* pixel = &stored[i / 4 * channels];
+                const std::size_t colour = grey ? 0 : 2 - i % 4;
+                const float opaque = alpha ? pixel[channels - 1] : 1;
+                const float expected = i % 4 == 3 ? opaque : pixel[colour];
+                ASSERT_EQ(pixels[i], std::lround(expected * 65535)) << format << order << i;
+            }
+        }
+    }
+}
+
+TEST_F(KindsTest, SamplesOfNoUseAreRefused) {
+    const std::vector<float> samples(3 * 4, 0.5f);
+    ImageSpec spec(2, 2, 3, TypeDesc::HALF);
+    spec.channelnames = {"BY", "RY", "Y"};
+    Store("y.exr", spec, samples);
+    EXPECT_PRED_FORMAT2(IsSubstring, "y.exr: holds luma and chroma", ReadError("y.exr"));
+    Store("u.exr", ImageSpec(2, 2, 3, TypeDesc::UINT), samples);
+    EXPECT_PRED_FORMAT2(IsSubstring, "u.exr: holds whole numbers", ReadError("u.exr"));
+    spec.channelnames = {"left.B", "left.G", "left.R"};
+    Store("l.exr", spec, samples);
+    EXPECT_EQ(ReadError("l.exr"), "l.exr: holds no channels R, G and B");
+
+    Write("in.png", {MakeFrame(61, 47)});
+    Ffmpeg("-i in.png -pix_fmt gbrp10be whole.dpx");
+    const struct {
+        int at;
+        std::string bytes;
+        const char* what;
+    } changes[] = {{771, "\2", "several elements"},   {783, "\1", "signed samples"},
+                   {800, "\1", "of the kind 1;"},     {800, "\64", "of the kind 52;"},
+                   {800, "\x64", "of the kind 100;"}, {803, "\1", "samples of 1 bits"},
+                   {807, "\1", "run-length encoded"}};
+    for (const auto& change : changes) {
+        Run("cp whole.dpx a.dpx");
+        Overwrite("a.dpx", change.at, change.bytes);
+        EXPECT_PRED_FORMAT2(IsSubstring, change.what, ReadError("a.dpx"));
+    }
+    Ffmpeg("-i in.png a.jpg");
+    const std::size_t frame = Bytes("a.jpg").find("\xff\xc0");
+    Overwrite("a.jpg", static_cast<std::streamoff>(frame + 9), "\4");
+    EXPECT_PRED_FORMAT2(IsSubstring, "a.jpg: holds inks (CMYK)", ReadError("a.jpg"));
+}
+
+/// Where a number stands in a file, and in how many bytes, smallest first or last.
+struct Field {
+    std::size_t at;
+    int bytes;
+    bool smallestFirst;
+};
+
+TEST_F(KindsTest, ClaimsAreRefusedBeforeMemoryIsTaken) {
+    const Frame frame = MakeFrame(16, 16);
+    for (const char* name : {"a.exr", "a.tif"}) Write(name, {frame});
+    Write("a.jpg", {frame}, {.opaque = true});
+    Write("in.png", {frame});
+    Ffmpeg("-i in.png a.dpx");
+    const std::string exr = Bytes("a.exr"), tiff = Bytes("a.tif"), jpeg = Bytes("a.jpg");
+    const std::size_t window = exr.find("dataWindow") + 27,
+                      display = exr.find("displayWindow") + 30;
+    const std::size_t begin = jpeg.find("\xff\xc0");
+    // A TIFF's entries hold a tag, a type, a count and a number.
+    const auto entry = [&](std::uint16_t tag) {
+        const std::string bytes{static_cast<char>(tag & 255), static_cast<char>(tag >> 8)};
+        return tiff.rfind(bytes + std::string("\3\0\1\0\0\0", 6)) + 8;
+    };
+    const std::pair<const char*, std::vector<Field>> claims[] = {
+        {"a.exr",
+         {{window + 8, 4, true},
+          {window + 12, 4, true},
+          {display + 8, 4, true},
+          {display + 12, 4, true}}},
+        {"a.tif", {{entry(256), 2, true}, {entry(257), 2, true}, {entry(278), 2, true}}},
+        {"a.jpg", {{begin + 5, 2, false}, {begin + 7, 2, false}}},
+        {"a.dpx", {{772, 4, false}, {776, 4, false}}}};
+    rlimit before{};
+    ::getrlimit(RLIMIT_AS, &before);
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    const rlimit little{pages * 4096 + (std::size_t{200} << 20), before.rlim_max};
+    for (const auto& [name, fields] : claims) {
+        for (const Field& field : fields) {
+            std::string number;
+            for (int i = 0; i < field.bytes; ++i) number += static_cast<char>(15000 >> 8 * i);
+            if (!field.smallestFirst) std::reverse(number.begin(), number.end());
+            Overwrite(name, static_cast<std::streamoff>(field.at), number);
+        }
+        ::setrlimit(RLIMIT_AS, &little);
+        const std::string error = ReadError(name);
+        ::setrlimit(RLIMIT_AS, &before);
+        EXPECT_TRUE(error.starts_with(std::string(name) + ": ")) << error;
+        EXPECT_EQ(error.find("memory"), error.npos) << error;
+    }
+}
+
+}  // namespace
+}  // namespace veltrane::media
