@@ -20,7 +20,7 @@ std::unique_ptr<Writer> CreateImages(const std::string& path, const WriteOptions
                                      const Info& source);
 /// The picture scaled to fill a frame of the given size, with what overhangs cut off evenly. path
 /// is for messages.
-Frame ScaledToFill(const std::string& path, Frame picture, int width, int height);
+Frame ScaledToFill(const std::string& path, const Frame& picture, int width, int height);
 
 std::unique_ptr<Reader> OpenVideo(const std::string& path, const ReadOptions& options);
 std::unique_ptr<Writer> CreateVideo(const std::string& path, const WriteOptions& options,

@@ -158,7 +158,7 @@ private:
 
 }  // namespace
 
-Frame ScaledToFill(const std::string& path, Frame picture, int width, int height) {
+Frame ScaledToFill(const std::string& path, const Frame& picture, int width, int height) {
     Frame frame;
     frame.width = width;
     frame.height = height;

@@ -83,8 +83,8 @@ std::unique_ptr<Writer> CreateImages(const std::string& path, const WriteOptions
     return Images(path).createImages(path, options, source);
 }
 
-Frame ScaledToFill(const std::string& path, Frame picture, int width, int height) {
-    return Images(path).scaledToFill(path, std::move(picture), width, height);
+Frame ScaledToFill(const std::string& path, const Frame& picture, int width, int height) {
+    return Images(path).scaledToFill(path, picture, width, height);
 }
 
 std::unique_ptr<Reader> OpenVideo(const std::string& path, const ReadOptions& options) {
