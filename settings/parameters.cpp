@@ -218,7 +218,7 @@ std::span<const Parameter* const> Panel(Host host) {
     return {list.rows.data(), list.size};
 }
 
-const Parameter& Row(ParameterId id) {
+const Parameter& ParameterOf(ParameterId id) {
     const Parameter* row = FindId(Number(id));
     if (row == nullptr) throw std::out_of_range("no parameter " + std::to_string(Number(id)));
     return *row;

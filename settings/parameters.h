@@ -114,7 +114,7 @@ std::span<const Parameter> Parameters();
 std::span<const Parameter* const> Panel(Host host);
 
 /// The row with this id; throws std::out_of_range when there is none.
-const Parameter& Row(ParameterId id);
+const Parameter& ParameterOf(ParameterId id);
 
 /// The group that holds a row and the switch that enables it, or null.
 const Parameter* GroupOf(const Parameter& parameter);

@@ -117,7 +117,7 @@ void UpdateAllGoverned(Effect effect) {
 
 void SetKeyColor(Effect effect, const Color& color) {
     const ParamSet params = ParamsOf(effect);
-    const Param param = FindParam(params, Row(ParameterId::KeyColor));
+    const Param param = FindParam(params, ParameterOf(ParameterId::KeyColor));
     if (param == nullptr) throw Refusal{kFailed};
     const ParameterSuite& suite = *Host().parameter;
     suite.editBegin(params, kPickLabel);

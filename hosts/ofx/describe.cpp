@@ -83,7 +83,7 @@ void DefinePickButton(ParamSet params) {
     Properties button =
         DefineParam(params, value::kPushButton, kPickButton, kPickLabel,
                     "Finds the screen in the current frame and makes its colour the key colour.");
-    button.Set(prop::kParent, ParamName(Row(ParameterId::Basic)).c_str());
+    button.Set(prop::kParent, ParamName(ParameterOf(ParameterId::Basic)).c_str());
 }
 
 }  // namespace

@@ -10,15 +10,15 @@ namespace {
 
 constexpr std::int64_t kLongestSide = 65535;  ///< what the keyer takes
 
-Depth DepthOf(std::string_view word) {
-    if (word == value::kByte) return Depth::kByte;
-    if (word == value::kShort) return Depth::kShort;
-    if (word == value::kFloat) return Depth::kFloat;
+PixelDepth PixelDepthOf(std::string_view word) {
+    if (word == value::kByte) return PixelDepth::kByte;
+    if (word == value::kShort) return PixelDepth::kShort;
+    if (word == value::kFloat) return PixelDepth::kFloat;
     throw Refusal{kBadImageFormat};
 }
 
-int ComponentBytes(Depth depth) {
-    return depth == Depth::kByte ? 1 : depth == Depth::kShort ? 2 : 4;
+int ComponentBytes(PixelDepth depth) {
+    return depth == PixelDepth::kByte ? 1 : depth == PixelDepth::kShort ? 2 : 4;
 }
 
 void RequireFormat(bool isGood) {
@@ -69,7 +69,7 @@ Image::~Image() {
 void Image::Read() {
     const Properties image(set_);
     RequireFormat(image.String(prop::kComponents) == value::kRgba);
-    depth_ = DepthOf(image.String(prop::kDepth));
+    depth_ = PixelDepthOf(image.String(prop::kDepth));
     const std::optional<RectI> bounds = image.Rect(prop::kBounds);
     if (!bounds) throw Refusal{kFailed};
     bounds_ = *bounds;

@@ -9,7 +9,7 @@
 
 namespace veltrane::ofx {
 
-enum class Depth { kByte, kShort, kFloat };
+enum class PixelDepth { kByte, kShort, kFloat };
 
 /// What the host's word says; premultiplied for any other text, as that is the interface's default.
 AlphaState AlphaOf(std::string_view word);
@@ -35,7 +35,7 @@ public:
     Image& operator=(const Image&) = delete;
 
     explicit operator bool() const { return set_ != nullptr; }
-    Depth depth() const { return depth_; }
+    PixelDepth depth() const { return depth_; }
     AlphaState alpha() const { return alpha_; }
     double scale() const { return scale_; }
 
@@ -67,7 +67,7 @@ private:
     std::ptrdiff_t rowBytes_ = 0;
     RectI bounds_{};
     RectI picture_{};
-    Depth depth_ = Depth::kByte;
+    PixelDepth depth_ = PixelDepth::kByte;
     AlphaState alpha_ = AlphaState::kPremultiplied;
     double scale_ = 1;
 };

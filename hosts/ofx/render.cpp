@@ -78,13 +78,13 @@ void RenderDepth(const Settings& settings, const Image& source, const Image& out
 
 /// Calls the function with a component of the depth's type.
 template <class Function>
-void WithDepth(Depth depth, const Function& function) {
+void WithDepth(PixelDepth depth, const Function& function) {
     switch (depth) {
-        case Depth::kByte:
+        case PixelDepth::kByte:
             return function(std::uint8_t{});
-        case Depth::kShort:
+        case PixelDepth::kShort:
             return function(std::uint16_t{});
-        case Depth::kFloat:
+        case PixelDepth::kFloat:
             return function(float{});
     }
 }

@@ -203,7 +203,7 @@ const std::map<int, std::pair<int, int>> kValues{
 Settings With(int id, int value) {
     Settings settings;
     for (const auto& [each, values] : kValues)
-        SetValue(settings, Row(ParameterId(each)), each == id ? value : values.first);
+        SetValue(settings, ParameterOf(ParameterId(each)), each == id ? value : values.first);
     settings.keyColor = {kScreen[2] / 255.0, kScreen[1] / 255.0, kScreen[0] / 255.0};
     return settings;
 }

@@ -68,12 +68,12 @@ TEST(Parameters, HoldFxPlugsPanel) {
         EXPECT_EQ(row.group, expected.group);
         EXPECT_EQ(row.governor, expected.governor);
         EXPECT_EQ(FindParameter(row.name), row.kind == Group ? nullptr : &row);
-        EXPECT_EQ(&Row(static_cast<ParameterId>(row.id)), &row);
+        EXPECT_EQ(&ParameterOf(static_cast<ParameterId>(row.id)), &row);
         EXPECT_STRNE(row.help, "");
     }
-    EXPECT_THROW(Row(ParameterId{}), std::out_of_range);
+    EXPECT_THROW(ParameterOf(ParameterId{}), std::out_of_range);
     std::vector<const char*> views;
-    for (const ChoiceEntry& entry : Row(ParameterId::View).entries)
+    for (const ChoiceEntry& entry : ParameterOf(ParameterId::View).entries)
         if (entry.hosts.Contains(Host::FxPlug)) views.push_back(entry.key);
     ASSERT_EQ(views.size(), 3u);
     EXPECT_STREQ(views[1], "VeltraneGreen::Matte");
@@ -87,7 +87,7 @@ TEST(Parameters, KeepWhatSavedProjectsHold) {
     const std::tuple<std::string, int, double> views[] = {
         {"source", 0, 0}, {"matte", 1, 0.5}, {"result", 2, 1}};
     for (const auto& [name, number, share] : views) {
-        const ChoiceEntry& entry = Row(ParameterId::View).entries[std::size_t(number)];
+        const ChoiceEntry& entry = ParameterOf(ParameterId::View).entries[std::size_t(number)];
         EXPECT_EQ(std::tuple(entry.name, entry.number, entry.share),
                   std::tuple(name, number, share));
     }

@@ -27,7 +27,7 @@ TEST(Presets, RoundTripAndDefaults) {
 
 std::string ViewNames() {
     std::string names;
-    for (const ChoiceEntry& entry : Row(ParameterId::View).entries)
+    for (const ChoiceEntry& entry : ParameterOf(ParameterId::View).entries)
         names += std::string(",\"") + entry.name + '"';
     return '[' + names.substr(1) + ']';
 }

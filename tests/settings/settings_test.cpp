@@ -28,8 +28,8 @@ TEST(Settings, StartAtTheDefaultsAndKeepToTheirRanges) {
         }
     }
     Settings settings;
-    EXPECT_THROW(SetValue(settings, Row(ParameterId::KeyColor), 1), std::invalid_argument);
-    EXPECT_THROW(ColorOf(settings, Row(ParameterId::Shadow)), std::invalid_argument);
+    EXPECT_THROW(SetValue(settings, ParameterOf(ParameterId::KeyColor), 1), std::invalid_argument);
+    EXPECT_THROW(ColorOf(settings, ParameterOf(ParameterId::Shadow)), std::invalid_argument);
 }
 
 TEST(Settings, ProblemsNameEveryBadValue) {
@@ -40,9 +40,10 @@ TEST(Settings, ProblemsNameEveryBadValue) {
     settings.keyColor = {1.5, std::nan(""), -1};
     EXPECT_EQ(
         Problems(settings),
-        (Problem{ProblemWith(Row(ParameterId::View), -1), "key-color red must be 0 to 1, not 1.5",
-                 "key-color green must be 0 to 1, not nan", "key-color blue must be 0 to 1, not -1",
-                 "shadow must be 0 to 100, not 140", "skin-hue must be -50 to 50, not -51"}));
+        (Problem{ProblemWith(ParameterOf(ParameterId::View), -1),
+                 "key-color red must be 0 to 1, not 1.5", "key-color green must be 0 to 1, not nan",
+                 "key-color blue must be 0 to 1, not -1", "shadow must be 0 to 100, not 140",
+                 "skin-hue must be -50 to 50, not -51"}));
 }
 
 TEST(Settings, ColorsSnapAndReadAsHex) {
