@@ -81,15 +81,15 @@ private:
 }  // namespace
 
 template <class Sample>
-BandKeyer<Sample>::BandKeyer(const Record& p, const RowSource<Sample>& source,
+BandKeyer<Sample>::BandKeyer(const Record& p, Screen screen, const RowSource<Sample>& source,
                              const Threads& threads)
     : p_(p),
-      look_(p),
-      axis_(SampleToYiq(p.keyR[0], p.keyG[0], p.keyB[0]), look_.neutral, kColorMargins),
+      look_(p, screen),
+      axis_(SampleToYiq(p.keyR[0], p.keyG[0], p.keyB[0]), look_.neutral, look_.turn, kColorMargins),
       rows_(KeyRowsInUse<Sample>()),
       matteRows_(MattePlaneRowsInUse<Sample>()) {
     if (p.smoothBG == 0) return;
-    ReducedPlate plate = ModelPlate<Sample>(p, source, threads);
+    ReducedPlate plate = ModelPlate<Sample>(p, screen, source, threads);
     plate_ = std::move(plate.pixels);
     enlargement_.emplace(plate_.get(), plate.width, plate.height, plate.width * kElements, p.width,
                          p.height, 0, 1);
@@ -168,22 +168,23 @@ template void SmoothSourceChroma<unsigned short>(const VELTRANE_Param16bit&);
 template void SmoothSourceChroma<unsigned char>(const VELTRANE_Param&);
 
 template <class Sample>
-Status KeyRecord(const typename Depth<Sample>::Record& p, decltype(RowTarget<Sample>::take) take) {
+Status KeyRecord(const typename Depth<Sample>::Record& p, Screen screen,
+                 decltype(RowTarget<Sample>::take) take) {
     const bool againstModel = p.smoothBG != 0;
     if (p.width == 0 || p.height == 0) return againstModel ? Status::kRefused : Status::kDone;
     auto smoothed = p;
     smoothed.deblockValue = 0;
     const RowSource<Sample> source{p.src};
     if (p.deblockValue != 0 && !againstModel) SmoothSourceChroma<Sample>(p);
-    const BandKeyer<Sample> keyer(smoothed, source);
+    const BandKeyer<Sample> keyer(smoothed, screen, source);
     if (p.deblockValue != 0 && againstModel) SmoothSourceChroma<Sample>(p);
     keyer.Key({0, p.height}, source, {p.dst, std::move(take)});
     return Status::kDone;
 }
 
-template Status KeyRecord<unsigned short>(const VELTRANE_Param16bit&,
+template Status KeyRecord<unsigned short>(const VELTRANE_Param16bit&, Screen,
                                           decltype(RowTarget<unsigned short>::take));
-template Status KeyRecord<unsigned char>(const VELTRANE_Param&,
+template Status KeyRecord<unsigned char>(const VELTRANE_Param&, Screen,
                                          decltype(RowTarget<unsigned char>::take));
 
 }  // namespace veltrane

@@ -10,6 +10,7 @@
 #include "imaging/resample/resample.h"
 #include "imaging/threads.h"
 #include "keyer/core/matte_rows.h"
+#include "keyer/settings.h"
 #include "keyer/status.h"
 
 namespace veltrane {
@@ -36,7 +37,8 @@ public:
 
     /// For a frame of the record's size, which has at least one pixel. The record's frames are not
     /// used. Throws std::bad_alloc.
-    BandKeyer(const Record& p, const RowSource<Sample>& source, const Threads& threads = {});
+    BandKeyer(const Record& p, Screen screen, const RowSource<Sample>& source,
+              const Threads& threads = {});
 
     /// Reads rows of the band, and of some beyond it, up to three times, the last time just before
     /// they are taken. Throws std::bad_alloc.
@@ -76,7 +78,7 @@ void SmoothSourceChroma(const typename Depth<Sample>::Record& p);
 /// RowTarget does. De-blocks src in place, after the plate is made. Refuses an empty frame that is
 /// to be keyed against a model. Throws std::bad_alloc and whatever take throws.
 template <class Sample>
-Status KeyRecord(const typename Depth<Sample>::Record& p,
+Status KeyRecord(const typename Depth<Sample>::Record& p, Screen screen,
                  decltype(RowTarget<Sample>::take) take = {});
 
 }  // namespace veltrane

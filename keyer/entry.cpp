@@ -46,7 +46,7 @@ void Cut(unsigned short* output, const unsigned short* input, int width, int hei
         auto record = MakeRecord<unsigned short>(s, width, height);
         record.src = input;
         record.dst = output;
-        const auto drive = [&] { return DriveFrame<unsigned short>(record, finishRow); };
+        const auto drive = [&] { return DriveFrame<unsigned short>(record, s.screen, finishRow); };
         if (FitsRecord(width, height) && Succeeds(drive)) return;
     } else {
         std::memcpy(output, input, pitch * height * sizeof(*input));
@@ -76,7 +76,8 @@ Status KeyArgbFrame(const ArgbInput& input, const ArgbOutput& output, int width,
                     const Settings& s) {
     const bool keys = s.view != View::Source && IsKeyChosen(s);
     const auto record = MakeRecord<unsigned char>(s, width, height);
-    if (keys && !(FitsRecord(width, height) && TakesSettings(record))) return Status::kRefused;
+    if (keys && !(FitsRecord(width, height) && TakesSettings(record, s.screen)))
+        return Status::kRefused;
     const PixelReader<unsigned char> reader(kHostFormat);
     const PixelWriter<unsigned char> writer(kHostFormat);
     const RowSource<unsigned char> source{
@@ -125,6 +126,7 @@ Settings SettingsOf(int view, double keyRed, double keyGreen, double keyBlue, in
         view == static_cast<int>(View::Source) || view == static_cast<int>(View::Matte);
     return {.view = known ? static_cast<View>(view) : View::Result,
             .keyColor = {keyRed, keyGreen, keyBlue},
+            .screen = Screen::Green,
             .smoothBG = smoothBG != 0,
             .shadow = shadow,
             .clipBlack = clipBlack,

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "keyer/entry.h"
+#include "keyer/screen_kind.h"
 
 namespace veltrane {
 namespace {
@@ -12,6 +13,11 @@ namespace {
 template <class T>
 void SetPair(T (&pair)[2], double value) {
     pair[0] = pair[1] = static_cast<T>(RoundHalfUp(value));
+}
+
+/// Where a slider of -50..50 puts a bound.
+double HueAt(const HueRange& range, int value) {
+    return toValue2(range.high, range.low, value);
 }
 
 unsigned short WhenOn(bool on, int value) {
@@ -28,6 +34,7 @@ bool IsKeyChosen(const Settings& s) {
 template <class Sample>
 typename Depth<Sample>::Record MakeRecord(const Settings& s, int width, int height) {
     constexpr double kFull = kFullScale<Sample>;
+    const ScreenKind& kind = KindOf(s.screen);
     typename Depth<Sample>::Record r{};
     r.width = static_cast<unsigned short>(width);
     r.height = static_cast<unsigned short>(height);
@@ -36,8 +43,8 @@ typename Depth<Sample>::Record MakeRecord(const Settings& s, int width, int heig
     SetPair(r.keyB, s.keyColor.blue * kFull);
     SetPair(r.screenGain, toValue(30, 0, s.screenGain));
     SetPair(r.shadow, toValue(100, 0, s.shadow));
-    SetPair(r.skinHue, toValue2(170, 120, s.skinHue));
-    SetPair(r.blueHue, toValue2(330, 250, s.blueHue));
+    SetPair(r.skinHue, HueAt(kind.skin, s.skinHue));
+    SetPair(r.blueHue, HueAt(kind.neighbour, s.blueHue));
     SetPair(r.despillGray, toValue(100, 0, s.despillGray));
     SetPair(r.despillSkin, toValue(50, 0, s.despillSkin));
     SetPair(r.despillBlue, toValue(50, 0, s.despillBlue));
@@ -61,7 +68,7 @@ FrameCut<Sample>::FrameCut(const Settings& s, int width, int height, RowSource<S
       showsSource_(s.view == View::Source),
       finish_(FinishFor<Sample>(s)) {
     if (!showsSource_ && IsKeyChosen(s))
-        keyer_.emplace(MakeRecord<Sample>(s, width, height), source_, threads);
+        keyer_.emplace(MakeRecord<Sample>(s, width, height), s.screen, source_, threads);
 }
 
 template <class Sample>

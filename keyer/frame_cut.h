@@ -13,7 +13,8 @@ namespace veltrane {
 /// as the default black, means that none has been picked.
 bool IsKeyChosen(const Settings& settings);
 
-/// The record of a frame without its pixels.
+/// The record of a frame without its pixels. For a blue screen blueHue and despillBlue are of
+/// green.
 template <class Sample>
 typename Depth<Sample>::Record MakeRecord(const Settings& settings, int width, int height);
 

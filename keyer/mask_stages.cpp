@@ -18,7 +18,7 @@ Record StageRecord(const Record& p, bool againstModel) {
 template <class Sample>
 unsigned int KeyStage(const typename Depth<Sample>::Record* p, bool againstModel) {
     if (p == nullptr) return Number(Status::kRefused);
-    return Number(KeyRecord<Sample>(StageRecord(*p, againstModel)));
+    return Number(KeyRecord<Sample>(StageRecord(*p, againstModel), Screen::Green));
 }
 
 }  // namespace

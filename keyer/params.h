@@ -63,6 +63,65 @@ struct VELTRANE_Param {
     unsigned short maskBlurMode;
 };
 
+/// The same for a blue screen, whose neighbour is green.
+struct VELTRANE_ParamBlue16bit {
+    const unsigned short* src;
+    unsigned short* dst;
+    void* reservedPtr;
+    unsigned short width;
+    unsigned short height;
+    unsigned short keyR[2];
+    unsigned short keyG[2];
+    unsigned short keyB[2];
+    unsigned short screenGain[2];
+    unsigned short shadow[2];
+    unsigned short skinHue[2];   ///< degrees, 60..140
+    unsigned short greenHue[2];  ///< degrees, 220..300
+    unsigned short despillGray[2];
+    unsigned short despillSkin[2];
+    unsigned short despillGreen[2];
+    unsigned short reservedPair[2];
+    unsigned short deblockValue;
+    unsigned short contractMask;
+    unsigned short contractThreshold;
+    unsigned int smoothBG;
+    unsigned int reservedInt1;
+    unsigned int reservedInt2;
+    unsigned short reservedWords[4];
+    unsigned short maskBlurRadius;
+    unsigned short maskBlurValue;
+    unsigned short maskBlurMode;
+};
+
+struct VELTRANE_ParamBlue {
+    const unsigned char* src;
+    unsigned char* dst;
+    void* reservedPtr;
+    unsigned short width;
+    unsigned short height;
+    unsigned char keyR[2];
+    unsigned char keyG[2];
+    unsigned char keyB[2];
+    unsigned short screenGain[2];
+    unsigned short shadow[2];
+    unsigned short skinHue[2];
+    unsigned short greenHue[2];
+    unsigned short despillGray[2];
+    unsigned short despillSkin[2];
+    unsigned short despillGreen[2];
+    unsigned short reservedPair[2];
+    unsigned short deblockValue;
+    unsigned short contractMask;
+    unsigned short contractThreshold;
+    unsigned int smoothBG;
+    unsigned int reservedInt1;
+    unsigned int reservedInt2;
+    unsigned short reservedWords[4];
+    unsigned short maskBlurRadius;
+    unsigned short maskBlurValue;
+    unsigned short maskBlurMode;
+};
+
 /// Describes the frame beside the key record.
 struct KORMADEL_Param {
     unsigned int interlaced;  ///< nonzero keys the two fields apart

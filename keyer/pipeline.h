@@ -72,6 +72,12 @@ unsigned int VELTRANE_MakeMaskGreenBack64bit(VELTRANE_Param16bit* param, KORMADE
                                              unsigned int reserved);
 unsigned int VELTRANE_MakeMaskGreenBack32bit(VELTRANE_Param* param, KORMADEL_Param* frame,
                                              unsigned int reserved);
+
+/// The same pipeline for a blue screen.
+unsigned int VELTRANE_MakeMaskBlueBack64bit(VELTRANE_ParamBlue16bit* param, KORMADEL_Param* frame,
+                                            unsigned int reserved);
+unsigned int VELTRANE_MakeMaskBlueBack32bit(VELTRANE_ParamBlue* param, KORMADEL_Param* frame,
+                                            unsigned int reserved);
 }
 
 #endif

@@ -6,6 +6,9 @@ namespace veltrane {
 /// What the output shows. Hosts' projects hold the numbers, so they never change.
 enum class View { Source = 0, Matte = 1, Result = 2 };
 
+/// The screen behind the subject. Hosts' projects hold the numbers.
+enum class Screen { Green = 0, Blue = 1 };
+
 /// A display-referred colour, each component 0..1.
 struct Color {
     double red;
@@ -20,6 +23,7 @@ struct Color {
 struct Settings {
     View view = View::Result;
     Color keyColor = {0, 0, 0};  ///< black: no key chosen yet, frames pass unkeyed
+    Screen screen = Screen::Green;
     bool smoothBG = true;
     int shadow = 100;
     int clipBlack = 0;

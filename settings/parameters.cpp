@@ -16,6 +16,14 @@ constexpr ChoiceEntry kViews[] = {
     {static_cast<int>(View::Result), "VeltraneGreen::Result", "result", 1},
 };
 
+constexpr ChoiceEntry kScreens[] = {
+    {static_cast<int>(Screen::Green), "VeltraneGreen::Green", "green", 0},
+    {static_cast<int>(Screen::Blue), "VeltraneGreen::Blue", "blue", 1},
+};
+
+/// FxPlug's panel is closed.
+constexpr HostSet kOpenHosts{Host::Frei0r, Host::OpenFx};
+
 constexpr ParameterId kTop{};  ///< the group of rows that are in none
 
 constexpr int Number(ParameterId id) {
@@ -99,6 +107,8 @@ constexpr Parameter kParameters[] = {
     Swatch(KeyColor, "VeltraneGreen::Key Color", "key-color",
            "Colour of the screen behind the subject; black leaves frames unkeyed.",
            &Settings::keyColor, Basic),
+    Choice(ParameterId::Screen, "VeltraneGreen::Screen", "screen", "What kind of screen that is.",
+           kScreens, &Settings::screen, Basic, kOpenHosts),
     Switch(SmoothBG, "VeltraneGreen::Smooth BG", "smooth-bg",
            "Keys against a clean plate modelled from the frame, for uneven screens, instead of one "
            "colour.",

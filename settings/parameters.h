@@ -45,6 +45,7 @@ enum class ParameterId {
     DespillSkin = 25,
     DespillBlue = 26,
     ScreenGain = 27,
+    Screen = 28,
 };
 
 /// The interfaces of the plug-ins.
@@ -80,8 +81,8 @@ struct ChoiceEntry {
 };
 
 /// Where Settings holds a row's value: nowhere for a group.
-using Member = std::variant<std::monostate, View Settings::*, Color Settings::*, bool Settings::*,
-                            int Settings::*>;
+using Member = std::variant<std::monostate, View Settings::*, Screen Settings::*, Color Settings::*,
+                            bool Settings::*, int Settings::*>;
 
 /// One row of the parameter table.
 struct Parameter {

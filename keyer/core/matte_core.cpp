@@ -60,7 +60,7 @@ struct Position {
     YIQ color;
     Chroma chroma;
     Chroma fromScreen;
-    float across;  ///< signed distance from the key axis; above 0 on the side of blue
+    float across;  ///< signed distance from the key axis; above 0 on the neighbour's side
     float along;   ///< 0 at the screen colour, 1 level with neutral
 };
 
@@ -79,7 +79,7 @@ bool WithinTruncated(float value, int limit) {
 template <class Sample>
 bool IsForeground(const Position& at, const KeyLook<Sample>& look, const KeyMargins& margins) {
     if (at.across < 0 && Dot(look.skinNormal, at.chroma) > 0) return false;
-    if (at.across >= 0 && Dot(look.blueNormal, at.chroma) > 0) return false;
+    if (at.across >= 0 && Dot(look.neighbourNormal, at.chroma) > 0) return false;
     return !(WithinTruncated(at.across, margins.nearAxis) && at.along < 1);
 }
 
@@ -121,20 +121,20 @@ float BandWeight(float distance, const KeyMargins& margins) {
 }
 
 template <class Sample>
-Foreground BlueSideForeground(const MixedPixel& mix, const KeyLook<Sample>& look,
-                              const KeyMargins& margins) {
+Foreground NeighbourSideForeground(const MixedPixel& mix, const KeyLook<Sample>& look,
+                                   const KeyMargins& margins) {
     const float distance = std::fabs(mix.at.across);
     const Chroma level = mix.LevelWithNeutral();
     if (distance <= margins.bandLow) return {level, level};
 
-    const Chroma tilted = mix.AlongAxis(look.tiltedBlueNormal);
+    const Chroma tilted = mix.AlongAxis(look.tiltedNeighbourNormal);
     // The blend follows the tilted line's matte, unlike the skin side's.
-    const Chroma color = Blend(mix.MatteFor(tilted), mix.FromScreen(look.blueNormal),
-                               mix.AlongAxis(look.blueNormal));
+    const Chroma color = Blend(mix.MatteFor(tilted), mix.FromScreen(look.neighbourNormal),
+                               mix.AlongAxis(look.neighbourNormal));
     if (distance >= margins.bandHigh) return {tilted, color};
 
     const float w = BandWeight(distance, margins);
-    const bool beyondLine = Dot(look.blueNormal, mix.at.chroma) < 0;
+    const bool beyondLine = Dot(look.neighbourNormal, mix.at.chroma) < 0;
     return {Blend(w, tilted, level), Blend(w, beyondLine ? mix.at.chroma : color, level)};
 }
 
@@ -146,13 +146,14 @@ Foreground SkinSideForeground(const MixedPixel& mix, const KeyLook<Sample>& look
     const Chroma onLine = mix.AlongAxis(look.skinNormal);
     if (distance <= margins.bandLow) return {level, onLine};
 
-    const Chroma tilted = mix.AlongAxis(BrightSkinNormal(look.tiltedSkinNormal, mix.at.color.Y));
+    const Chroma tilted =
+        mix.AlongAxis(BrightSkinNormal(look.tiltedSkinNormal, look.turn, mix.at.color.Y));
     const Chroma color = Blend(mix.MatteFor(onLine), mix.FromScreen(look.skinNormal), onLine);
     if (distance >= margins.bandHigh) return {tilted, color};
 
     const float w = BandWeight(distance, margins);
     const bool beyondLine = Dot(look.skinNormal, mix.at.chroma) < 0;
-    // Inside the line the colour is not blended towards neutral, unlike on the blue side.
+    // Inside the line the colour is not blended towards neutral, unlike on the neighbour's side.
     return {Blend(w, tilted, level), beyondLine ? Blend(w, mix.at.chroma, level) : color};
 }
 
@@ -203,7 +204,7 @@ template <class Sample>
 void WriteMixed(const KeyLook<Sample>& look, const KeyMargins& margins, const KeyAxis& axis,
                 const Position& at, Sample* target) {
     const MixedPixel mix{axis, at, look.neutral - at.chroma};
-    const Foreground chroma = at.across > 0 ? BlueSideForeground(mix, look, margins)
+    const Foreground chroma = at.across > 0 ? NeighbourSideForeground(mix, look, margins)
                                             : SkinSideForeground(mix, look, margins);
     const float luma = at.color.Y;
     const float cover =
@@ -246,7 +247,7 @@ template <class Sample, class ScreenAt>
 void KeyRow(const KeyLook<Sample>& look, const Sample* source, ScreenAt screenAt, Sample* target,
             int width) {
     for (int x = 0; x < width; ++x, source += kElements, target += kElements) {
-        const KeyAxis axis(screenAt(x), look.neutral, kPlateMargins);
+        const KeyAxis axis(screenAt(x), look.neutral, look.turn, kPlateMargins);
         KeyPixel(look, kPlateMargins, axis, source, target);
     }
 }
@@ -306,9 +307,10 @@ float UnmixedDarkLuma(float luma, float screenLuma, float matte) {
         std::pow((luma + 100.0) / std::pow(screenLuma + 100.0, 1 - cover), 1 / cover) - 100.0);
 }
 
-Chroma BrightSkinNormal(Chroma normal, float luma) {
+Chroma BrightSkinNormal(Chroma normal, double turn, float luma) {
     if (!(luma > 200.0f)) return normal;
-    return RotateByDegrees(normal, -30.0f * Ramp(luma, 200.0f, 255.0f, 0, 1));
+    const float tilt = static_cast<float>(turn) * -30.0f;
+    return RotateByDegrees(normal, tilt * Ramp(luma, 200.0f, 255.0f, 0, 1));
 }
 
 template <class Sample>
@@ -321,24 +323,27 @@ template float MattePower<unsigned short>(int, double);
 template float MattePower<unsigned char>(int, double);
 
 template <class Sample>
-KeyLook<Sample>::KeyLook(const typename Depth<Sample>::Record& record)
+KeyLook<Sample>::KeyLook(const typename Depth<Sample>::Record& record, Screen screen)
     : clipLevel(record.screenGain[0] * 0.01f),
       matteGain(record.despillGray[0] * -0.01f + 1.0f),
       neutral(ChromaOf(CImagingORV().RGBtoYIQ2(127, 127, 127))),
-      skinNormal(Rotate(HueDirection(record.skinHue[0]), kQuarterCos, -kQuarterSin)),
-      blueNormal(Rotate(HueDirection(record.blueHue[0]), kQuarterCos, kQuarterSin)),
-      tiltedSkinNormal(RotateByDegrees(skinNormal, -static_cast<float>(record.despillSkin[0]))),
-      tiltedBlueNormal(RotateByDegrees(blueNormal, record.despillBlue[0])) {
+      turn(KindOf(screen).turn),
+      skinNormal(Rotate(HueDirection(record.skinHue[0]), kQuarterCos, turn * -kQuarterSin)),
+      neighbourNormal(Rotate(HueDirection(record.blueHue[0]), kQuarterCos, turn * kQuarterSin)),
+      tiltedSkinNormal(RotateByDegrees(
+          skinNormal, static_cast<float>(turn) * -static_cast<float>(record.despillSkin[0]))),
+      tiltedNeighbourNormal(
+          RotateByDegrees(neighbourNormal, static_cast<float>(turn) * record.despillBlue[0])) {
     const float shadow = record.shadow[0] * 0.01f;
     if (shadow != 1.0f) curve = CurveOf<Sample>((1.0f - shadow) + 1.0f);
 }
 
-KeyAxis::KeyAxis(YIQ screenColor, Chroma neutral, const KeyMargins& margins)
+KeyAxis::KeyAxis(YIQ screenColor, Chroma neutral, double turn, const KeyMargins& margins)
     : screen(ChromaOf(screenColor)),
       toNeutral(neutral - screen),
       length(Length(toNeutral)),
       direction(Unit(toNeutral, length)),
-      normal(Rotate(direction, kQuarterCos, kQuarterSin)),
+      normal(Rotate(direction, kQuarterCos, turn * kQuarterSin)),
       luma(screenColor.Y + margins.luma) {}
 
 template struct KeyLook<unsigned short>;

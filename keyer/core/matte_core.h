@@ -5,6 +5,7 @@
 
 #include "imaging/imaging.h"
 #include "keyer/depth.h"
+#include "keyer/screen_kind.h"
 
 namespace veltrane {
 
@@ -17,16 +18,17 @@ struct Chroma {
 /// Everything that a record's settings fix for a whole frame.
 template <class Sample>
 struct KeyLook {
-    explicit KeyLook(const typename Depth<Sample>::Record& record);
+    explicit KeyLook(const typename Depth<Sample>::Record& record, Screen screen = Screen::Green);
 
     float clipLevel;            ///< partial mattes below it become 0
     float matteGain;            ///< partial mattes are divided by it
     std::vector<Sample> curve;  ///< maps the matte; empty when it is the identity
     Chroma neutral;             ///< where a colourless pixel lies
+    double turn;                ///< that of ScreenKind
     Chroma skinNormal;          ///< normal of the line that protects skin and hair
-    Chroma blueNormal;          ///< normal of the line that protects blue
+    Chroma neighbourNormal;     ///< normal of the line that protects the screen's neighbour
     Chroma tiltedSkinNormal;    ///< the same lines tilted by the despill amounts
-    Chroma tiltedBlueNormal;
+    Chroma tiltedNeighbourNormal;
 };
 
 /// How far from the key axis each treatment reaches, in units of 8-bit chroma.
@@ -49,13 +51,13 @@ inline constexpr double kQuarterSin = 0.999999999999999;
 
 /// The axis from a screen colour to neutral.
 struct KeyAxis {
-    KeyAxis(YIQ screen, Chroma neutral, const KeyMargins& margins);
+    KeyAxis(YIQ screen, Chroma neutral, double turn, const KeyMargins& margins);
 
     Chroma screen;
     Chroma toNeutral;
     float length;
     Chroma direction;  ///< unit vector
-    Chroma normal;     ///< direction turned by a quarter anticlockwise
+    Chroma normal;     ///< direction turned by a quarter, to the side of the neighbour
     float luma;        ///< of the screen, with its margin
 };
 

@@ -32,11 +32,11 @@ HWY_INLINE Axes AxesAlong(Chromas toNeutral) {
 }
 
 /// KeyAxis::normal from its direction.
-HWY_INLINE Chromas QuarterTurned(Chromas v) {
+HWY_INLINE Chromas QuarterTurned(Chromas v, double turn) {
     const Doubles i = Widen(v.i);
     const Doubles q = Widen(v.q);
     const Doubles cosine = Splat(kQuarterCos);
-    const Doubles sine = Splat(kQuarterSin);
+    const Doubles sine = Splat(turn * kQuarterSin);
     return {Narrow(i * cosine - q * sine), Narrow(i * sine + q * cosine)};
 }
 
@@ -107,7 +107,7 @@ public:
         : look_(look),
           neutral_(Splat(look.neutral)),
           skinNormal_(Splat(look.skinNormal)),
-          blueNormal_(Splat(look.blueNormal)),
+          neighbourNormal_(Splat(look.neighbourNormal)),
           shade_(0, look.matteGain),
           cover_(look.clipLevel, 1.0f),
           band_(margins.bandLow, margins.bandHigh),
@@ -116,8 +116,6 @@ public:
           clipLevel_(Splat(look.clipLevel)) {}
 
     Chromas Neutral() const { return neutral_; }
-    Chromas SkinNormal() const { return skinNormal_; }
-    Chromas BlueNormal() const { return blueNormal_; }
 
     /// Notes where the axes run.
     HWY_INLINE void Aim(Colors color, Colors screen, const Axes& axis, Mixture& mix) const {
@@ -136,11 +134,11 @@ public:
         const Floats along = Dot(fromScreen, mix.axis.direction) / mix.axis.length;
         const Floats distance = hn::Abs(across);
         const Floats offSkin = Dot(skinNormal_, chroma);
-        const Floats offBlue = Dot(blueNormal_, chroma);
+        const Floats offNeighbour = Dot(neighbourNormal_, chroma);
         const Mask skin = hn::And(hn::Lt(across, zero), hn::Gt(offSkin, zero));
-        const Mask blue = hn::And(hn::Ge(across, zero), hn::Gt(offBlue, zero));
+        const Mask neighbour = hn::And(hn::Ge(across, zero), hn::Gt(offNeighbour, zero));
         const Mask close = hn::And(distance < nearAxis_, along < Splat(1.0f));
-        const Mask inside = hn::Or(hn::Or(skin, blue), close);
+        const Mask inside = hn::Or(hn::Or(skin, neighbour), close);
         const Mask flat = hn::And(distance < background_, along < clipLevel_);
         mix.across = across;
         mix.background = hn::And(inside, flat);
@@ -150,24 +148,24 @@ public:
     /// Finds the foreground's chroma and how much it covers.
     HWY_INLINE void FindForeground(Mixture& mix) const {
         const Construction construct(mix, neutral_);
-        const Mask blue = mix.across > Splat(0.0f);
+        const Mask neighbour = mix.across > Splat(0.0f);
         const Floats distance = hn::Abs(mix.across);
-        const Chromas normal = Choose(blue, blueNormal_, skinNormal_);
+        const Chromas normal = Choose(neighbour, neighbourNormal_, skinNormal_);
         const Chromas level = construct.LevelWithNeutral();
         const Chromas onLine = construct.AlongAxis(normal);
         const Mask close = distance <= band_.x0;
         Chromas forMatte = level;
-        Chromas forColor = Choose(blue, level, onLine);
+        Chromas forColor = Choose(neighbour, level, onLine);
         if (Any(hn::AndNot(close, mix.mixed))) {
-            const Chromas tilted = construct.AlongAxis(TiltedNormal(mix, blue));
-            const Floats weight = construct.MatteFor(Choose(blue, tilted, onLine));
+            const Chromas tilted = construct.AlongAxis(TiltedNormal(mix, neighbour));
+            const Floats weight = construct.MatteFor(Choose(neighbour, tilted, onLine));
             const Chromas color = Blend(weight, construct.FromScreen(normal), onLine);
 
             const Floats w = band_(distance);
             const Mask beyondLine = Dot(normal, construct.chroma) < Splat(0.0f);
             const Chromas kept = Choose(beyondLine, construct.chroma, color);
             const Mask far = distance >= band_.x1;
-            const Mask blended = hn::AndNot(far, hn::Or(blue, beyondLine));
+            const Mask blended = hn::AndNot(far, hn::Or(neighbour, beyondLine));
             forMatte = Choose(close, level, Choose(far, tilted, Blend(w, tilted, level)));
             forColor = Choose(close, forColor, Choose(blended, Blend(w, kept, level), color));
         }
@@ -220,12 +218,14 @@ public:
     }
 
 private:
-    HWY_INLINE Chromas TiltedNormal(const Mixture& mix, Mask blue) const {
+    HWY_INLINE Chromas TiltedNormal(const Mixture& mix, Mask neighbour) const {
         const Chromas skin = Splat(look_.tiltedSkinNormal);
-        const Chromas tilted = Choose(blue, Splat(look_.tiltedBlueNormal), skin);
-        const Mask bright = hn::AndNot(blue, hn::And(mix.mixed, mix.color.luma > Splat(200.0f)));
+        const Chromas tilted = Choose(neighbour, Splat(look_.tiltedNeighbourNormal), skin);
+        const Mask bright =
+            hn::AndNot(neighbour, hn::And(mix.mixed, mix.color.luma > Splat(200.0f)));
         if (!Any(bright)) return tilted;
-        return Choose(bright, BrightSkinNormals(look_.tiltedSkinNormal, mix.color.luma, bright),
+        return Choose(bright,
+                      BrightSkinNormals(look_.tiltedSkinNormal, look_.turn, mix.color.luma, bright),
                       tilted);
     }
 
@@ -250,7 +250,7 @@ private:
     const KeyLook<Sample>& look_;
     Chromas neutral_;
     Chromas skinNormal_;
-    Chromas blueNormal_;
+    Chromas neighbourNormal_;
     UnitRamp shade_;
     UnitRamp cover_;
     UnitRamp band_;

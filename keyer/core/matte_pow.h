@@ -225,13 +225,14 @@ HWY_INLINE Floats UnmixDark(Floats luma, Floats screenLuma, Floats matte, Mask w
     return Redone(range.low, doubtful, exact);
 }
 
-/// BrightSkinNormal() where wanted. The series of the angles, from 0 to -30 degrees, are cut where
+/// BrightSkinNormal() where wanted. The series of the angles, from 0 to 30 degrees, are cut where
 /// (pi / 6)^11 / 11! < 2^-35.
-HWY_INLINE Chromas BrightSkinNormals(Chroma normal, Floats luma, Mask wanted) {
+HWY_INLINE Chromas BrightSkinNormals(Chroma normal, double turn, Floats luma, Mask wanted) {
     static constexpr double kSine[] = {1.0, -1.0 / 6, 1.0 / 120, -1.0 / 5040, 1.0 / 362880};
     static constexpr double kCosine[] = {1.0,        -1.0 / 2,    1.0 / 24,
                                          -1.0 / 720, 1.0 / 40320, -1.0 / 3628800};
-    const Floats degrees = Splat(-30.0f) * UnitRamp(200.0f, 255.0f)(luma);
+    const Floats degrees =
+        Splat(static_cast<float>(turn) * -30.0f) * UnitRamp(200.0f, 255.0f)(luma);
     const Doubles x = Widen(Narrow(Widen(degrees) * Splat(kPi) / Splat(180.0)));
     const Doubles sine = x * Polynomial(kSine, x * x);
     const Doubles cosine = Polynomial(kCosine, x * x);
@@ -242,8 +243,8 @@ HWY_INLINE Chromas BrightSkinNormals(Chroma normal, Floats luma, Mask wanted) {
     const Range turnedQ(i * sine + q * cosine, error);
     const Mask doubtful = hn::And(wanted, hn::Or(turnedI.Doubtful(), turnedQ.Doubtful()));
     if (HWY_LIKELY(!Any(doubtful))) return {turnedI.low, turnedQ.low};
-    const auto exact = [lumas = LanesOf(luma), normal](int lane) {
-        return BrightSkinNormal(normal, lumas[lane]);
+    const auto exact = [lumas = LanesOf(luma), normal, turn](int lane) {
+        return BrightSkinNormal(normal, turn, lumas[lane]);
     };
     return {Redone(turnedI.low, doubtful, [&](int lane) { return exact(lane).i; }),
             Redone(turnedQ.low, doubtful, [&](int lane) { return exact(lane).q; })};

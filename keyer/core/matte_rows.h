@@ -42,8 +42,9 @@ inline constexpr float kHighestLuma = 370.0f;
 /// above 0. Luma + 100 mixes geometrically.
 float UnmixedDarkLuma(float luma, float screenLuma, float matte);
 
-/// Bright pixels tilt the skin line further, up to 30 degrees at full luma.
-Chroma BrightSkinNormal(Chroma normal, float luma);
+/// Bright pixels tilt the skin line further, up to 30 degrees at full luma, against the turn of
+/// KeyLook.
+Chroma BrightSkinNormal(Chroma normal, double turn, float luma);
 
 /// A matte of full scale raised to exponent, 0..1.
 template <class Sample>

@@ -35,6 +35,7 @@ template <class Sample>
 struct PlanarScreen {
     using Block = unsigned char[3][kLanes];
     PlanarRow row;
+    double turn;
 
     HWY_INLINE Colors At(int x, int x2) const {
         const Floats r = Pixels<Sample>::LoadPlane(row.red + x, row.red + x2);
@@ -43,14 +44,16 @@ struct PlanarScreen {
         return WithMargin(ToColors<1>(r, g, b));
     }
     static HWY_INLINE Axes AxesFrom(Chromas toNeutral) { return AxesAlong(toNeutral); }
-    static HWY_INLINE Chromas Normal(const Axes& axes) { return QuarterTurned(axes.direction); }
+    HWY_INLINE Chromas Normal(const Axes& axes) const {
+        return QuarterTurned(axes.direction, turn);
+    }
 
     PlanarScreen Rest(int x, int count, Block& block) const {
         const auto size = static_cast<std::size_t>(count);
         std::memcpy(block[0], row.blue + x, size);
         std::memcpy(block[1], row.green + x, size);
         std::memcpy(block[2], row.red + x, size);
-        return {{block[0], block[1], block[2]}};
+        return {{block[0], block[1], block[2]}, turn};
     }
 };
 
@@ -58,17 +61,20 @@ template <class Sample>
 struct InterleavedScreen {
     using Block = Sample[kLanes * kElements];
     const Sample* row;
+    double turn;
 
     HWY_INLINE Colors At(int x, int x2) const {
         return WithMargin(
             Pixels<Sample>::Load(row + x * kElements, row + x2 * kElements).ToColors());
     }
     static HWY_INLINE Axes AxesFrom(Chromas toNeutral) { return AxesAlong(toNeutral); }
-    static HWY_INLINE Chromas Normal(const Axes& axes) { return QuarterTurned(axes.direction); }
+    HWY_INLINE Chromas Normal(const Axes& axes) const {
+        return QuarterTurned(axes.direction, turn);
+    }
 
     InterleavedScreen Rest(int x, int count, Block& block) const {
         std::memcpy(block, row + x * kElements, PixelBytes<Sample>(count));
-        return {block};
+        return {block, turn};
     }
 };
 
@@ -140,6 +146,8 @@ public:
     RowKey(const KeyLook<Sample>& look, const KeyMargins& margins, const Screen& screen)
         : mixer_(look, margins),
           screen_(screen),
+          aboveNormal_(Splat(look.turn > 0 ? look.neighbourNormal : look.skinNormal)),
+          belowNormal_(Splat(look.turn > 0 ? look.skinNormal : look.neighbourNormal)),
           near2_(Splat(Square(margins.background + 0.99f))),
           far2_(Splat(Square(margins.nearAxis + 1.01f))),
           clipped_(Splat(std::min(look.clipLevel, 1.0f) - 0.001f)) {}
@@ -209,11 +217,11 @@ private:
         const Floats zero = Splat(0.0f);
         const Mask aside = at.across2 > far2_ * at.length2;
         const Mask far = hn::Or(aside, at.along > Splat(1.001f) * at.length2);
-        const Mask offSkin =
-            hn::Or(Dot(mixer_.SkinNormal(), chroma) <= zero, hn::And(aside, at.across > zero));
-        const Mask offBlue =
-            hn::Or(Dot(mixer_.BlueNormal(), chroma) <= zero, hn::And(aside, at.across < zero));
-        return hn::And(hn::And(far, at.length2 >= Splat(1.0f)), hn::And(offSkin, offBlue));
+        const Mask offBelow =
+            hn::Or(Dot(belowNormal_, chroma) <= zero, hn::And(aside, at.across > zero));
+        const Mask offAbove =
+            hn::Or(Dot(aboveNormal_, chroma) <= zero, hn::And(aside, at.across < zero));
+        return hn::And(hn::And(far, at.length2 >= Splat(1.0f)), hn::And(offBelow, offAbove));
     }
 
     HWY_NOINLINE void KeyClosely(const Screen& screens, const Sample* source, const Places& places,
@@ -263,6 +271,8 @@ private:
 
     Mixer<Sample> mixer_;
     Screen screen_;
+    Chromas aboveNormal_;  ///< of the protection line where a glance's across is above 0
+    Chromas belowNormal_;
     Floats near2_;
     Floats far2_;
     Floats clipped_;
@@ -272,14 +282,16 @@ template <class Sample>
 void AgainstPlate(const KeyLook<Sample>& look, const Sample* source, PlanarRow plate,
                   Sample* target, int width, const Ahead& ahead) {
     using Screen = PlanarScreen<Sample>;
-    RowKey<Sample, Screen>(look, kPlateMargins, Screen{plate}).Key(source, target, width, ahead);
+    RowKey<Sample, Screen>(look, kPlateMargins, Screen{plate, look.turn})
+        .Key(source, target, width, ahead);
 }
 
 template <class Sample>
 void AgainstPixels(const KeyLook<Sample>& look, const Sample* source, const Sample* plate,
                    Sample* target, int width, const Ahead& ahead) {
     using Screen = InterleavedScreen<Sample>;
-    RowKey<Sample, Screen>(look, kPlateMargins, Screen{plate}).Key(source, target, width, ahead);
+    RowKey<Sample, Screen>(look, kPlateMargins, Screen{plate, look.turn})
+        .Key(source, target, width, ahead);
 }
 
 template <class Sample>

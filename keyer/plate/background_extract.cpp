@@ -4,6 +4,7 @@
 #include "imaging/color/color_math.h"
 #include "imaging/cpu/in_use.h"
 #include "keyer/pipeline.h"
+#include "keyer/plate/background_stages.h"
 #include "keyer/plate/screen_rows.h"
 
 namespace {
@@ -88,19 +89,22 @@ private:
     int end_ = 0;
 };
 
-float SlopeOf(int hue) {
+/// Of the line through a hue, in the mirror where turn is -1.
+float SlopeOf(int hue, float turn) {
     const YIQ color = CImagingORV().HLStoYIQ({static_cast<float>(hue), kHueLuma, kHueChroma});
-    return color.Q / color.I;
+    return turn * (color.Q / color.I);
 }
 
 /// The chroma predicted for the screen is in whole numbers.
-ScreenLook LookOf(const CVELTRANE& keyer, unsigned char keyR, unsigned char keyG,
-                  unsigned char keyB, int lowerHue, int upperHue) {
-    ScreenLook look{
-        SlopeOf(lowerHue), SlopeOf(upperHue), {}, {}, kScreenDistance * kScreenDistance};
+ScreenLook LookOf(Screen screen, const ByteKey& key, int skinHue, int neighbourHue) {
+    const CVELTRANE keyer;
+    const float turn = static_cast<float>(KindOf(screen).turn);
+    ScreenLook look{SlopeOf(skinHue, turn),           SlopeOf(neighbourHue, turn), turn, {}, {},
+                    kScreenDistance * kScreenDistance};
     float tableI[kLumaSteps];
     float tableQ[kLumaSteps];
-    keyer.MakeBCCorrect(keyR, keyG, keyB, keyer.RGBtoYIQ(keyR, keyG, keyB), tableI, tableQ);
+    keyer.MakeBCCorrect(key.red, key.green, key.blue, keyer.RGBtoYIQ(key.red, key.green, key.blue),
+                        tableI, tableQ);
     std::transform(tableI, tableI + kLumaSteps, look.i, [](float i) { return TruncateToInt(i); });
     std::transform(tableQ, tableQ + kLumaSteps, look.q, [](float q) { return TruncateToInt(q); });
     return look;
@@ -108,8 +112,8 @@ ScreenLook LookOf(const CVELTRANE& keyer, unsigned char keyR, unsigned char keyG
 
 bool IsOutside(const ScreenLook& look, const FixedYiq& color) {
     const float i = static_cast<float>(color.i);
-    const float q = static_cast<float>(color.q);
-    return i * look.lowerSlope <= q || i * look.upperSlope <= q;
+    const float q = static_cast<float>(color.q) * look.turn;
+    return i * look.skinSlope <= q || i * look.neighbourSlope <= q;
 }
 
 bool IsFar(const ScreenLook& look, const FixedYiq& color) {
@@ -135,6 +139,17 @@ const ScreenRows& Rows() {
 }
 
 }  // namespace
+
+void veltrane::ExtractScreen(Screen screen, const ReducedImage& image, unsigned char* map,
+                             const ByteKey& key, int skinHue, int neighbourHue) {
+    const ScreenLook look = LookOf(screen, key, skinHue, neighbourHue);
+    const ScreenRows& rows = Rows();
+    const int mapPitch = CVELTRANE().Align8(image.width);
+    for (int y = 0; y < image.height; ++y) {
+        rows.extract(look, image.Row(y), map + static_cast<std::ptrdiff_t>(y) * mapPitch,
+                     image.width);
+    }
+}
 
 unsigned int CVELTRANE::MakeBCCorrect(unsigned char keyR, unsigned char keyG, unsigned char keyB,
                                       YIQ key, float* tableI, float* tableQ) const {
@@ -165,12 +180,7 @@ unsigned int CVELTRANE::ExtractBack32bit(unsigned char* image, unsigned char* ma
                                          unsigned char keyG, unsigned char keyB, int lowerHue,
                                          int upperHue) const {
     if (image == nullptr || map == nullptr) return 0;
-    const ScreenLook look = LookOf(*this, keyR, keyG, keyB, lowerHue, upperHue);
-    const ScreenRows& rows = Rows();
-    const int mapPitch = Align8(width);
-    for (int y = 0; y < height; ++y) {
-        rows.extract(look, image + static_cast<std::ptrdiff_t>(y) * pitch,
-                     map + static_cast<std::ptrdiff_t>(y) * mapPitch, width);
-    }
+    ExtractScreen(Screen::Green, {image, width, height, pitch}, map, {keyR, keyG, keyB}, lowerHue,
+                  upperHue);
     return 1;
 }

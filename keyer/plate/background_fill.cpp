@@ -6,6 +6,7 @@
 
 #include "imaging/sample.h"
 #include "keyer/pipeline.h"
+#include "keyer/plate/background_stages.h"
 #include "keyer/plate/column_sums.h"
 #include "keyer/plate/pixel_mask.h"
 
@@ -15,26 +16,15 @@ using namespace veltrane;
 
 constexpr int kColors = 3;
 
-struct Image {
-    unsigned char* data;
-    int width;
-    int height;
-    int pitch;
+using Image = ReducedImage;
+using Components = std::array<int, kColors>;
 
-    unsigned char* Row(int y) const { return data + static_cast<std::ptrdiff_t>(y) * pitch; }
-    unsigned char* Pixel(int x, int y) const {
-        return Row(y) + static_cast<std::ptrdiff_t>(x) * kElements;
-    }
-};
-
-using Color = std::array<int, kColors>;
-
-Color ColorOf(const unsigned char* pixel) {
+Components ColorOf(const unsigned char* pixel) {
     return {pixel[0], pixel[1], pixel[2]};
 }
 
-bool IsBlack(const Color& color) {
-    return color == Color{};
+bool IsBlack(const Components& color) {
+    return color == Components{};
 }
 
 /// The pixels whose bytes are 0 wherever those of which are not.
@@ -45,7 +35,7 @@ PixelMask ZeroWhere(const Image& image, const std::array<unsigned char, kElement
 }
 
 /// The mean of all pixels that are not empty; otherwise the colour given.
-Color MeanColor(const Image& image, const PixelMask& empty, const Color& otherwise) {
+Components MeanColor(const Image& image, const PixelMask& empty, const Components& otherwise) {
     const std::int64_t count = std::int64_t{image.width} * image.height - empty.Count();
     if (count == 0) return otherwise;
     std::int64_t sums[kElements] = {};
@@ -55,14 +45,14 @@ Color MeanColor(const Image& image, const PixelMask& empty, const Color& otherwi
             for (int e = 0; e < kElements; ++e) sums[e] += pixel[e];
         }
     }
-    Color mean;
+    Components mean;
     for (int e = 0; e < kColors; ++e) mean[e] = static_cast<int>(sums[e] / count);
     return mean;
 }
 
 /// Fills one run of empty pixels between the colours at its two ends. The divisor is one more than
 /// an even division would take, so that a run never quite reaches its right colour.
-void FillRun(unsigned char* pixel, int length, const Color& left, const Color& right) {
+void FillRun(unsigned char* pixel, int length, const Components& left, const Components& right) {
     constexpr int kBlock = 64;
     unsigned char colors[kColors][kBlock];
     const float steps = static_cast<float>(length + 2);
@@ -82,11 +72,11 @@ void FillRun(unsigned char* pixel, int length, const Color& left, const Color& r
     }
 }
 
-void FillRuns(const Image& image, int y, const PixelMask& empty, const Color& fallback) {
+void FillRuns(const Image& image, int y, const PixelMask& empty, const Components& fallback) {
     for (int x = empty.Find(0, y, true); x < image.width; x = empty.Find(x, y, true)) {
         const int end = empty.Find(x, y, false);
-        Color left = x > 0 ? ColorOf(image.Pixel(x - 1, y)) : Color{};
-        Color right = end < image.width ? ColorOf(image.Pixel(end, y)) : left;
+        Components left = x > 0 ? ColorOf(image.Pixel(x - 1, y)) : Components{};
+        Components right = end < image.width ? ColorOf(image.Pixel(end, y)) : left;
         if (IsBlack(left)) left = right;
         if (IsBlack(left)) left = right = fallback;
         FillRun(image.Pixel(x, y), end - x, left, right);
@@ -152,14 +142,17 @@ private:
 
 }  // namespace
 
-unsigned int CVELTRANE::ContractBack32bit(unsigned char* image, int width, int height, int pitch,
-                                          int steps) const {
-    if (width < 1 || height < 1 || steps < 1) return 1;
-    const Image frame{image, width, height, pitch};
-    PixelMask empty = ZeroWhere(frame, {0, 0, 255, 0});
+void veltrane::WidenEmpty(Screen screen, const ReducedImage& image, int steps) {
+    if (image.width < 1 || image.height < 1 || steps < 1) return;
+    PixelMask empty = ZeroWhere(image, KindOf(screen).marksEmpty);
     // A step empties the neighbours of what was empty, which by the second step takes in itself.
     for (int step = 1; step < steps; ++step) empty |= empty.Neighbours();
-    empty.Neighbours().ForEach([&](int x, int y) { std::memset(frame.Pixel(x, y), 0, kColors); });
+    empty.Neighbours().ForEach([&](int x, int y) { std::memset(image.Pixel(x, y), 0, kColors); });
+}
+
+unsigned int CVELTRANE::ContractBack32bit(unsigned char* image, int width, int height, int pitch,
+                                          int steps) const {
+    WidenEmpty(Screen::Green, {image, width, height, pitch}, steps);
     return 1;
 }
 
@@ -170,7 +163,7 @@ unsigned int CVELTRANE::ExpandBack32bit8(unsigned char* image, int width, int he
     if (width < 1 || height < 1) return 1;
     const Image frame{image, width, height, pitch};
     PixelMask empty = ZeroWhere(frame, {255, 255, 255, 0});
-    const Color fallback = MeanColor(frame, empty, {blue, green, red});
+    const Components fallback = MeanColor(frame, empty, {blue, green, red});
     for (int y = 0; y < height; ++y) FillRuns(frame, y, empty, fallback);
     PixelMask rim(width, height);
     if (rim.MoveNeighbours(empty.Complement(), empty)) {

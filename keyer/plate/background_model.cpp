@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "imaging/resample/resample.h"
+#include "keyer/plate/background_stages.h"
 
 namespace {
 
@@ -58,8 +59,8 @@ void KnockOutEdges(unsigned char* image, const unsigned char* edges, Size size, 
 namespace veltrane {
 
 template <class Sample>
-ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, const RowSource<Sample>& source,
-                        const Threads& threads) {
+ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, Screen screen,
+                        const RowSource<Sample>& source, const Threads& threads) {
     using D = Depth<Sample>;
     const CVELTRANE keyer;
     const Size size = ReducedSize(p.width, p.height);
@@ -73,20 +74,21 @@ ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, const RowSource
     const auto background = MakeBuffer<unsigned char>(mapSize);
     keyer.Laplacian32bit8(image.get(), size.width, size.height, pitch, edges.get(), size.width,
                           size.height, mapPitch, kEdgeThreshold);
-    keyer.ExtractBack32bit(image.get(), background.get(), size.width, size.height, pitch,
-                           D::KeyToMatch(p.keyR[0]), D::KeyToMatch(p.keyG[0]),
-                           D::KeyToMatch(p.keyB[0]), p.skinHue[0], p.blueHue[0]);
+    const ReducedImage reduced{image.get(), size.width, size.height, pitch};
+    ExtractScreen(screen, reduced, background.get(),
+                  {D::KeyToMatch(p.keyR[0]), D::KeyToMatch(p.keyG[0]), D::KeyToMatch(p.keyB[0])},
+                  p.skinHue[0], p.blueHue[0]);
     KnockOutEdges(image.get(), edges.get(), size, mapPitch);
-    keyer.ContractBack32bit(image.get(), size.width, size.height, pitch, kContractSteps);
+    WidenEmpty(screen, reduced, kContractSteps);
     keyer.ExpandBack32bit8(image.get(), size.width, size.height, pitch, D::KeyToFill(p.keyR[0]),
                            D::KeyToFill(p.keyG[0]), D::KeyToFill(p.keyB[0]));
     keyer.AverageBlurCore32bit6(image.get(), size.width, size.height, pitch, kSmoothingRadius);
     return {std::move(image), size.width, size.height};
 }
 
-template ReducedPlate ModelPlate(const VELTRANE_Param16bit&, const RowSource<unsigned short>&,
-                                 const Threads&);
-template ReducedPlate ModelPlate(const VELTRANE_Param&, const RowSource<unsigned char>&,
+template ReducedPlate ModelPlate(const VELTRANE_Param16bit&, Screen,
+                                 const RowSource<unsigned short>&, const Threads&);
+template ReducedPlate ModelPlate(const VELTRANE_Param&, Screen, const RowSource<unsigned char>&,
                                  const Threads&);
 
 }  // namespace veltrane

@@ -6,6 +6,7 @@
 #include "imaging/frame_rows.h"
 #include "imaging/threads.h"
 #include "keyer/depth.h"
+#include "keyer/settings.h"
 
 namespace veltrane {
 
@@ -19,8 +20,8 @@ struct ReducedPlate {
 
 /// Models the clean plate of a frame of the record's size, which has at least one pixel.
 template <class Sample>
-ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, const RowSource<Sample>& source,
-                        const Threads& threads);
+ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, Screen screen,
+                        const RowSource<Sample>& source, const Threads& threads);
 
 }  // namespace veltrane
 

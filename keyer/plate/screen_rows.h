@@ -9,9 +9,11 @@ namespace veltrane {
 struct ScreenLook {
     static constexpr int kLumaSteps = 256;
 
-    /// Its hues lie below both of these lines through the origin of the chroma plane.
-    float lowerSlope;
-    float upperSlope;
+    /// Its hues lie below both of these lines through the origin of the chroma plane, or of its
+    /// mirror image.
+    float skinSlope;
+    float neighbourSlope;
+    float turn;  ///< of ScreenKind: -1 for the mirror image, in which Q has the other sign
     std::int32_t i[kLumaSteps];  ///< the expected colour differences at every luma
     std::int32_t q[kLumaSteps];
     std::int32_t squaredDistance;  ///< greatest from the expected chroma

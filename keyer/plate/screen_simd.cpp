@@ -40,9 +40,9 @@ void Extract(const ScreenLook& look, std::uint8_t* pixels, std::uint8_t* marks, 
         const Ints i = Weighted(rgb, 39059, -18022, -21037);
         const Ints q = Weighted(rgb, 13894, -34275, 20382);
         const Floats fi = hn::ConvertTo(floats, i);
-        const Floats fq = hn::ConvertTo(floats, q);
-        const auto outside = hn::Or(hn::Le(fi * hn::Set(floats, look.lowerSlope), fq),
-                                    hn::Le(fi * hn::Set(floats, look.upperSlope), fq));
+        const Floats fq = hn::ConvertTo(floats, q) * hn::Set(floats, look.turn);
+        const auto outside = hn::Or(hn::Le(fi * hn::Set(floats, look.skinSlope), fq),
+                                    hn::Le(fi * hn::Set(floats, look.neighbourSlope), fq));
         const Ints di = i - hn::GatherIndex(ints, look.i, y);
         const Ints dq = q - hn::GatherIndex(ints, look.q, y);
         const Ints distance = di * di + dq * dq;

@@ -1,6 +1,7 @@
 #ifndef VELTRANE_TESTS_KEYER_RECORDS_H
 #define VELTRANE_TESTS_KEYER_RECORDS_H
 
+#include <bit>
 #include <type_traits>
 #include <vector>
 
@@ -40,6 +41,16 @@ unsigned Drive(Record<T>& record, unsigned interlaced = 0) {
                                                                                         &frame, 0);
 }
 
+template <typename T>
+using BlueRecord = std::conditional_t<sizeof(T) == 2, VELTRANE_ParamBlue16bit, VELTRANE_ParamBlue>;
+
+template <typename T>
+unsigned Drive(BlueRecord<T>& record, unsigned interlaced = 0) {
+    KORMADEL_Param frame{interlaced};
+    return ByDepth<T>(VELTRANE_MakeMaskBlueBack64bit, VELTRANE_MakeMaskBlueBack32bit)(&record,
+                                                                                      &frame, 0);
+}
+
 template <typename Sample>
 void SetPair(Sample (&pair)[2], int value) {
     pair[0] = pair[1] = static_cast<Sample>(value);
@@ -63,6 +74,18 @@ Record<T> DefaultRecord(const std::vector<T>& source, std::vector<T>& target, in
     SetPair(record.blueHue, 290);
     SetPair(record.despillGray, 20);
     SetPair(record.despillSkin, 10);
+    return record;
+}
+
+/// The record for the frame with green and blue exchanged.
+template <typename T>
+BlueRecord<T> DefaultBlueRecord(const std::vector<T>& source, std::vector<T>& target, int width,
+                                int height) {
+    auto record = std::bit_cast<BlueRecord<T>>(DefaultRecord(source, target, width, height));
+    SetPair(record.keyG, kScreen[0] * kUnit<T>);
+    SetPair(record.keyB, kScreen[1] * kUnit<T>);
+    SetPair(record.skinHue, 100);
+    SetPair(record.greenHue, 260);
     return record;
 }
 
