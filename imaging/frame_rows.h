@@ -51,6 +51,7 @@ class RowReader {
 public:
     RowReader(const RowSource<Sample>& source, int width)
         : source_(source),
+          memory_(source.Memory(width)),
           pitch_(static_cast<std::size_t>(width) * kElements),
           row_(source.packed != nullptr ? 0 : pitch_) {}
 
@@ -61,8 +62,11 @@ public:
         return row_.data();
     }
 
+    RowMemory Memory() const { return memory_; }
+
 private:
     const RowSource<Sample>& source_;
+    RowMemory memory_;
     std::size_t pitch_;
     std::vector<Sample> row_;
     int rowRead_ = -1;

@@ -3,28 +3,31 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
 
 namespace veltrane {
 
-/// Where a host's rows lie that are converted on their way, so that the key can fetch the next one
-/// while it computes; nothing where first is null.
+/// Where rows lie, so that the next ones can be fetched while others are worked on; nothing where
+/// first is null.
 struct RowMemory {
     const void* first = nullptr;  ///< the top row
     std::ptrdiff_t pitch = 0;     ///< bytes from a row to the one below it
     std::size_t size = 0;         ///< bytes of a row
 };
 
-/// One row of it.
+/// Some rows of it, from row y down; nothing where they lie far apart.
 struct RowStretch {
     const char* begin = nullptr;
     std::size_t size = 0;
 
     RowStretch() = default;
-    RowStretch(const RowMemory& memory, int y)
-        : begin(memory.first == nullptr
-                    ? nullptr
-                    : static_cast<const char*>(memory.first) + y * memory.pitch),
-          size(memory.first == nullptr ? 0 : memory.size) {}
+    RowStretch(const RowMemory& memory, int y, int rows = 1) {
+        const auto step = static_cast<std::size_t>(std::abs(memory.pitch));
+        if (memory.first == nullptr || rows < 1 || (rows > 1 && step > 2 * memory.size)) return;
+        const int lowest = memory.pitch < 0 ? y + rows - 1 : y;
+        begin = static_cast<const char*>(memory.first) + lowest * memory.pitch;
+        size = (rows - 1) * step + memory.size;
+    }
 };
 
 /// What is to be fetched while a row is keyed.
@@ -33,12 +36,12 @@ struct Ahead {
     RowStretch written;  ///< where the keyed row will be written
 };
 
-/// Has a row fetched into the second cache in so many portions, between which the processor is busy
+/// Has rows fetched into the second cache in so many portions, between which the processor is busy
 /// with something else.
 class Fetcher {
 public:
-    Fetcher(RowStretch row, std::size_t portions)
-        : at_(row.begin), left_(row.size), portion_(row.size / portions + kLine) {}
+    Fetcher(RowStretch rows, std::size_t portions)
+        : at_(rows.begin), left_(rows.size), portion_(rows.size / portions + kLine) {}
 
     void Fetch() {
         const std::size_t size = std::min(portion_, left_);

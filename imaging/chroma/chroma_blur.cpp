@@ -4,6 +4,7 @@
 #include "imaging/chroma/chroma_blur.h"
 #include "imaging/chroma/chroma_rows.h"
 #include "imaging/cpu/in_use.h"
+#include "imaging/frame_rows.h"
 #include "imaging/imaging.h"
 #include "imaging/sample.h"
 
@@ -137,6 +138,7 @@ public:
         : width_(width),
           down_{height, radius},
           frame_(frame),
+          memory_(RowSource<Sample>{frame}.Memory(width)),
           split_(split),
           average_(average),
           ring_(width, std::min<std::int64_t>(2 * down_.radius + 2, height)),
@@ -152,12 +154,17 @@ public:
         for (; taken_ < std::min(y_ + down_.radius + 1, down_.size); ++taken_) {
             split_(frame_ + std::ptrdiff_t{taken_} * width_ * kElements, ring_[taken_], width_);
         }
+        Fetcher ahead(taken_ < down_.size ? RowStretch(memory_, taken_) : RowStretch(), 4);
         down_.Advance(y_, [&](std::int64_t entering, std::int64_t leaving) {
+            ahead.Fetch();
             cbSums_.Move(RowOf(entering).cb, RowOf(leaving).cb);
+            ahead.Fetch();
             crSums_.Move(RowOf(entering).cr, RowOf(leaving).cr);
         });
         const auto counts = counts_.Of(down_.Count(y_));
+        ahead.Fetch();
         average_(cbSums_.Row(), counts, cbMeans_.data(), width_);
+        ahead.Fetch();
         average_(crSums_.Row(), counts, crMeans_.data(), width_);
         return {ring_[y_++].y, cbMeans_.data(), crMeans_.data()};
     }
@@ -170,6 +177,7 @@ private:
     int width_;
     ClippedWindow down_;
     const Sample* frame_;
+    RowMemory memory_;
     SplitRow<Sample> split_;
     AverageRow average_;
     ChromaRing<Sample> ring_;

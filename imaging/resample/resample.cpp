@@ -84,6 +84,10 @@ struct PitchedFrame {
     std::ptrdiff_t pitch;
 
     const Sample* operator()(int y) const { return pixels + y * pitch; }
+    RowMemory Memory() const {
+        return {pixels, pitch * static_cast<std::ptrdiff_t>(sizeof(Sample)),
+                sizeof(Sample) * kElements * width};
+    }
 };
 
 /// Makes target rows from some row on, down the frame. Reads every source row that they need once,
@@ -130,7 +134,8 @@ private:
         for (int y = filteredRows_; y < end; ++y) {
             ReadRow(y, bytes_.data() + bytesPitch_ * (y - filteredRows_));
         }
-        rows_.filter({bytes_.data(), bytesPitch_, width_}, across_, pairs_, scratch_.data(),
+        const RowStretch next(source_.Memory(), end, std::min(rows_.rowsAtOnce, height_ - end));
+        rows_.filter({bytes_.data(), bytesPitch_, width_, next}, across_, pairs_, scratch_.data(),
                      RingRow(filteredRows_), pitch_);
         filteredRows_ += rows_.rowsAtOnce;
     }

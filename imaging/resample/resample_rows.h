@@ -9,6 +9,7 @@
 #include "imaging/aligned_buffer.h"
 #include "imaging/resample/planar_row.h"
 #include "imaging/resample/resample_axis.h"
+#include "imaging/row_memory.h"
 
 namespace veltrane {
 
@@ -53,6 +54,7 @@ struct FilterRows {
     const std::uint8_t* pixels;
     std::size_t pitch;
     int width;
+    RowStretch next;  ///< to be fetched meanwhile
 };
 
 /// Filters rows of 8-bit pixels along them and then across them. Filtered holds what the first step

@@ -177,9 +177,11 @@ void FilterTargets(const FilterRows& rows, const PairedAxis& axis, std::int16_t*
                    std::int16_t* filtered, std::ptrdiff_t pitch) {
     const std::size_t count = axis.targets.size();
     PairWindow window(rows, axis, scratch);
+    Fetcher fetcher(rows.next, (count + 1) / 2);
     for (std::size_t x = 0; x < count; x += 2, filtered += 2 * kElements) {
         const PairedAxis::Target& left = axis.targets[x];
         const PairedAxis::Target& right = axis.targets[std::min(x + 1, count - 1)];
+        fetcher.Fetch();
         Ints leftSums[kVectors];
         Ints rightSums[kVectors];
         FilterPixel<kHasHigh>(left, axis, window.Enter(left), leftSums);
