@@ -139,7 +139,7 @@ media::WriteOptions KeyCommand::WriteOptions(View view) const {
     media::WriteOptions options;
     if (transfer_ == media::Transfer::None) options.transfer = transfer_;
     options.association = writeAlpha_;
-    options.opaque = view == View::Matte || !background_.empty();
+    options.opaque = IsOpaque(view) || !background_.empty();
     options.resume = resume_;
     options.audio = !noAudio_;
     options.threads = threads_;
@@ -188,7 +188,7 @@ void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first,
         if (background) PutOver(pictures[0], *background);
         return pictures;
     };
-    const bool showsSource = settings.view != View::Matte;
+    const bool showsSource = ShowsSourceColor(settings.view);
     const auto start = std::chrono::steady_clock::now();
     try {
         Progress progress(!quiet_ && OnTerminal(), reader.info().frameCount);

@@ -143,6 +143,35 @@ void BandKeyer<Sample>::Key(Band band, const RowSource<Sample>& source,
 }
 
 template <class Sample>
+void BandKeyer<Sample>::CopyScreen(RowEnlarger* enlarger, Sample* target) const {
+    constexpr int kStep = kFullScale<Sample> / 255;
+    const PlanarRow plate = enlarger != nullptr ? enlarger->Next() : PlanarRow{};
+    for (int x = 0; x < p_.width; ++x, target += kElements) {
+        const Sample key[] = {p_.keyB[0], p_.keyG[0], p_.keyR[0]};
+        std::copy_n(key, kAlpha, target);
+        if (enlarger != nullptr) {
+            target[0] = static_cast<Sample>(plate.blue[x] * kStep);
+            target[1] = static_cast<Sample>(plate.green[x] * kStep);
+            target[2] = static_cast<Sample>(plate.red[x] * kStep);
+        }
+        target[kAlpha] = kFullScale<Sample>;
+    }
+}
+
+template <class Sample>
+void BandKeyer<Sample>::ShowScreen(Band band, const RowSink<Sample>& sink) const {
+    const std::size_t pitch = static_cast<std::size_t>(p_.width) * kElements;
+    const auto own = MakeBuffer<Sample>(sink.packed == nullptr ? pitch : 0);
+    std::optional<RowEnlarger> enlarger;
+    if (enlargement_) enlarger.emplace(*enlargement_, band.first);
+    for (int y = band.first; y < band.end; ++y) {
+        Sample* row = sink.packed == nullptr ? own.get() : sink.packed + y * pitch;
+        CopyScreen(enlarger ? &*enlarger : nullptr, row);
+        if (sink.packed == nullptr) sink.write(y, row);
+    }
+}
+
+template <class Sample>
 void RefineMatte(const typename Depth<Sample>::Record& p, int height, Sample* matte) {
     if (p.contractMask != 0) {
         ContractMatte(p.width, height, matte, p.contractMask,

@@ -44,12 +44,17 @@ public:
     /// they are taken. Throws std::bad_alloc.
     void Key(Band band, const RowSource<Sample>& source, const RowTarget<Sample>& target) const;
 
+    /// Gives the screen that the band's rows are keyed against, opaque. Throws std::bad_alloc.
+    void ShowScreen(Band band, const RowSink<Sample>& sink) const;
+
     /// A band should not be shorter, as it would key more rows for its own than are its own.
     int LeastHeight() const;
 
 private:
     void KeyRow(const Sample* source, RowEnlarger* enlarger, Sample* target,
                 const Ahead& ahead) const;
+
+    void CopyScreen(RowEnlarger* enlarger, Sample* target) const;
 
     Record p_;
     KeyLook<Sample> look_;

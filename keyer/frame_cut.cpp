@@ -63,17 +63,18 @@ template VELTRANE_Param MakeRecord<unsigned char>(const Settings&, int, int);
 template <class Sample>
 FrameCut<Sample>::FrameCut(const Settings& s, int width, int height, RowSource<Sample> source,
                            const Threads& threads)
-    : width_(width),
-      source_(std::move(source)),
-      showsSource_(s.view == View::Source),
-      finish_(FinishFor<Sample>(s)) {
-    if (!showsSource_ && IsKeyChosen(s))
-        keyer_.emplace(MakeRecord<Sample>(s, width, height), s.screen, source_, threads);
+    : width_(width), source_(std::move(source)), view_(s.view), finish_(FinishFor<Sample>(s)) {
+    const bool chosen = IsKeyChosen(s);
+    if (view_ == View::Source || (!chosen && view_ != View::CleanPlate)) return;
+    auto record = MakeRecord<Sample>(s, width, height);
+    if (!chosen) record.smoothBG = 0;
+    keyer_.emplace(record, s.screen, source_, threads);
 }
 
 template <class Sample>
 void FrameCut<Sample>::Key(Band band, const RowSink<Sample>& sink) const {
     if (!keyer_) return PassOn(band, sink);
+    if (view_ == View::CleanPlate) return keyer_->ShowScreen(band, sink);
     const auto take = [&](int y, const Sample* source, Sample* row) {
         finish_(source, row, width_);
         if (sink.packed == nullptr) sink.write(y, row);
@@ -89,7 +90,7 @@ void FrameCut<Sample>::PassOn(Band band, const RowSink<Sample>& sink) const {
     for (int y = band.first; y < band.end; ++y) {
         Sample* row = sink.packed == nullptr ? own.data() : sink.packed + y * pitch;
         std::copy_n(source(y), pitch, row);
-        if (!showsSource_) finish_(row, row, width_);
+        if (view_ != View::Source) finish_(row, row, width_);
         if (sink.packed == nullptr) sink.write(y, row);
     }
 }

@@ -20,7 +20,7 @@ typename Depth<Sample>::Record MakeRecord(const Settings& settings, int width, i
 
 template <class Sample>
 RowFinish<Sample> FinishFor(const Settings& settings) {
-    return RowFinish<Sample>(settings.clipBlack, settings.clipWhite, settings.view == View::Matte);
+    return RowFinish<Sample>(settings.clipBlack, settings.clipWhite, settings.view);
 }
 
 /// Settings applied to a frame from its source to the rows that the user gets, in bands as
@@ -43,7 +43,7 @@ private:
 
     int width_;
     RowSource<Sample> source_;
-    bool showsSource_;
+    View view_;
     RowFinish<Sample> finish_;
     std::optional<BandKeyer<Sample>> keyer_;  ///< nothing where rows pass unkeyed
 };

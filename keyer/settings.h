@@ -4,7 +4,25 @@
 namespace veltrane {
 
 /// What the output shows. Hosts' projects hold the numbers, so they never change.
-enum class View { Source = 0, Matte = 1, Result = 2 };
+enum class View {
+    Source = 0,
+    Matte = 1,
+    Result = 2,
+    CleanPlate = 3,  ///< the screen that pixels are keyed against
+    Status = 4,  ///< black where the matte is 0, white where it is full, a colour by height between
+    Foreground = 5,  ///< the result's colour without its matte
+    Spill = 6,       ///< the light that despill takes out of a composite
+};
+
+/// Whether every pixel of the view is opaque.
+constexpr bool IsOpaque(View view) {
+    return view != View::Source && view != View::Result;
+}
+
+/// Whether pixels that keying leaves alone are shown in the source's colour.
+constexpr bool ShowsSourceColor(View view) {
+    return view == View::Source || view == View::Result || view == View::Foreground;
+}
 
 /// The screen behind the subject. Hosts' projects hold the numbers.
 enum class Screen { Green = 0, Blue = 1 };

@@ -10,10 +10,19 @@ namespace veltrane {
 
 namespace {
 
+/// A view that FxPlug's panel, which is closed, does not show.
+constexpr ChoiceEntry Later(View view, const char* key, const char* name, double share) {
+    return {static_cast<int>(view), key, name, share, {Host::Frei0r, Host::OpenFx}, true};
+}
+
 constexpr ChoiceEntry kViews[] = {
     {static_cast<int>(View::Source), "VeltraneGreen::Source", "source", 0},
     {static_cast<int>(View::Matte), "VeltraneGreen::Matte", "matte", 0.5},
     {static_cast<int>(View::Result), "VeltraneGreen::Result", "result", 1},
+    Later(View::CleanPlate, "VeltraneGreen::Clean Plate", "clean-plate", 0.15),
+    Later(View::Status, "VeltraneGreen::Status", "status", 0.35),
+    Later(View::Foreground, "VeltraneGreen::Foreground", "foreground", 0.65),
+    Later(View::Spill, "VeltraneGreen::Spill", "spill", 0.85),
 };
 
 constexpr ChoiceEntry kScreens[] = {
@@ -100,10 +109,11 @@ using enum ParameterId;
 
 constexpr Parameter kParameters[] = {
     Group(Basic, "VeltraneGreen::Basic", "The key itself.", kTop),
-    Choice(ParameterId::View, "VeltraneGreen::View", "view",
-           "What the output shows: the frame as it came, the matte as a grey picture, or the keyed "
-           "foreground.",
-           kViews, &Settings::view, Basic),
+    Choice(
+        ParameterId::View, "VeltraneGreen::View", "view",
+        "What the output shows: the source, its matte, the result, the screen keyed against, the "
+        "matte in colours, the despilled colour, or the spill.",
+        kViews, &Settings::view, Basic),
     Swatch(KeyColor, "VeltraneGreen::Key Color", "key-color",
            "Colour of the screen behind the subject; black leaves frames unkeyed.",
            &Settings::keyColor, Basic),

@@ -78,6 +78,9 @@ struct ChoiceEntry {
     const char* name;  ///< name in options and presets
     double share;      ///< the value in frei0r's saved projects, 0..1
     HostSet hosts = kEveryHost;
+    /// frei0r's projects may hold any number, which means the entry nearest to it; an entry that
+    /// came later is meant by its own share alone.
+    bool isLater = false;
 };
 
 /// Where Settings holds a row's value: nowhere for a group.

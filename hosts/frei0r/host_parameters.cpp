@@ -76,11 +76,14 @@ int NearestStep(const Parameter& row, double share) {
     return row.minimum + static_cast<int>(steps);
 }
 
-/// The number of the entry whose share is nearest, of two the one with the higher share.
+/// The number of the entry whose share is nearest, of two the one with the higher share. Hosts may
+/// hand a number on as a float.
 int NearestEntry(const Parameter& row, double share) {
+    constexpr double kSame = 1e-6;
     const auto rank = [&](const ChoiceEntry& entry) {
-        return std::tuple(!entry.hosts.Contains(Host::Frei0r), std::abs(entry.share - share),
-                          -entry.share);
+        const double distance = std::abs(entry.share - share);
+        const bool out = !entry.hosts.Contains(Host::Frei0r) || (entry.isLater && distance > kSame);
+        return std::tuple(out, distance, -entry.share);
     };
     return std::ranges::min(row.entries, {}, rank).number;
 }

@@ -7,7 +7,7 @@
 #include <type_traits>
 
 #include "imaging/convert/convert_rows.h"
-#include "imaging/cpu/row_vectors-inl.h"
+#include "imaging/cpu/products-inl.h"
 
 // All arithmetic is done on pixels in the order blue, green, red, alpha.
 
@@ -152,37 +152,14 @@ Floats Unpremultiplied(Floats pixels) {
     return pixels / divisors;
 }
 
-/// Products of two bytes in 16 bits, over 255.
-Shorts BytesMultiplied(Shorts colors, Shorts factors) {
-    const Tag<std::uint16_t> shorts;
-    const Shorts product = colors * factors + hn::Set(shorts, 128);
-    return hn::ShiftRight<8>(product + hn::ShiftRight<8>(product));
+/// Alpha is multiplied by full scale.
+template <class T>
+Vector<T> Premultiplied(Vector<T> pixels) {
+    return Multiplied(pixels, hn::Or(Alphas<T>(pixels), AlphaMask<T>()));
 }
 
-/// Blue and red, then green and alpha, which is multiplied by full scale.
-Vector<std::uint8_t> Premultiplied(Vector<std::uint8_t> pixels) {
-    const Tag<std::uint16_t> shorts;
-    const auto byte = hn::Set(shorts, 255);
-    const auto pair = hn::BitCast(shorts, pixels);
-    const auto factors =
-        hn::BitCast(shorts, hn::Or(Alphas<std::uint8_t>(pixels), AlphaMask<std::uint8_t>()));
-    const Shorts first = BytesMultiplied(hn::And(pair, byte), hn::And(factors, byte));
-    const Shorts second = BytesMultiplied(hn::ShiftRight<8>(pair), hn::ShiftRight<8>(factors));
-    return hn::BitCast(Tag<std::uint8_t>(), hn::Or(first, hn::ShiftLeft<8>(second)));
-}
-
-/// The products' halves are added up apart, with carries.
-Shorts Premultiplied(Shorts pixels) {
-    const Tag<std::uint16_t> shorts;
-    const Shorts factor = hn::Or(Alphas<std::uint16_t>(pixels), AlphaMask<std::uint16_t>());
-    const Shorts product = pixels * factor;
-    const Shorts low = product + hn::Set(shorts, 0x8000);
-    const Shorts high = hn::MulHigh(pixels, factor) + hn::ShiftRight<15>(product);
-    const auto carry = hn::VecFromMask(shorts, hn::Lt(low + high, low));
-    return high - carry;
-}
-
-Floats Premultiplied(Floats pixels) {
+template <>
+Floats Premultiplied<float>(Floats pixels) {
     const auto one = hn::Set(FloatTag(), 1);
     return pixels * hn::IfVecThenElse(AlphaMask<float>(), one, Alphas<float>(pixels));
 }
@@ -290,7 +267,7 @@ void Write(const SampleFor<T>* row, const PixelFormat& format, T* pixels, std::p
     const Shuffle<T>& reorder = ReorderOf<T>(format);
     const auto write = [&](const SampleFor<T>* from, T* to) {
         auto components = LoadComponents<T>(from);
-        if constexpr (premultiplied) components = Premultiplied(components);
+        if constexpr (premultiplied) components = Premultiplied<T>(components);
         hn::StoreU(reorder(components), Tag<T>(), to);
     };
     ForEachVector<kLanes<T>>(width * kElements, write, Row<const SampleFor<T>>{row},

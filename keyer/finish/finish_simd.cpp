@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "imaging/cpu/row_vectors-inl.h"
+#include "imaging/cpu/products-inl.h"
 #include "keyer/finish/finish_rows.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -73,23 +73,78 @@ Samples<Sample> Clip(const RowFinish<Sample>& finish, Samples<Sample> row) {
     return hn::IfVecThenElse(MatteMask<Sample>(), hn::BitCast(SampleTag<Sample>(), moved), row);
 }
 
+/// The matte of every pixel in all its components.
 template <class Sample>
-Samples<Sample> ShowMatte(Samples<Sample> row) {
+Samples<Sample> Mattes(Samples<Sample> row) {
     alignas(16) static constexpr std::uint8_t kWide[16] = {6,  7,  6,  7,  6,  7,  6,  7,
                                                            14, 15, 14, 15, 14, 15, 14, 15};
     alignas(16) static constexpr std::uint8_t kNarrow[16] = {3,  3,  3,  3,  7,  7,  7,  7,
                                                              11, 11, 11, 11, 15, 15, 15, 15};
     const auto order = hn::LoadDup128(ByteTag(), sizeof(Sample) == 2 ? kWide : kNarrow);
-    const auto gray = hn::TableLookupBytes(hn::BitCast(ByteTag(), row), order);
-    return hn::Or(hn::BitCast(SampleTag<Sample>(), gray), MatteMask<Sample>());
+    return hn::BitCast(SampleTag<Sample>(),
+                       hn::TableLookupBytes(hn::BitCast(ByteTag(), row), order));
+}
+
+using Short = std::uint16_t;
+using Shorts = Samples<Short>;
+
+/// Four numbers of 16 bits, over and over.
+template <class T, class Tag = hn::Repartition<T, ByteTag>>
+hn::Vec<Tag> Repeated(const T (&four)[kElements], int first, int step) {
+    T pattern[8];
+    for (int i = 0; i < 8; ++i) pattern[i] = four[(first + i * step) % kElements];
+    return hn::LoadDup128(Tag(), pattern);
+}
+
+/// Components of status colours for mattes of 16 bits: from the first element on, in steps.
+Shorts StatusColors(Shorts mattes, int first, int step) {
+    const SampleTag<Short> shorts;
+    const hn::RebindToSigned<SampleTag<Short>> ints;
+    const auto half = hn::Set(shorts, 0x8000);
+    const auto lower = hn::BitCast(ints, hn::Min(mattes, hn::Set(shorts, 0x7FFF)));
+    const auto upper = hn::BitCast(ints, hn::SaturatedSub(mattes, half));
+    const StatusRamps& ramps = kStatusRamps;
+    const auto rise = hn::MulHigh(lower, Repeated(ramps.lowerRise, first, step)) +
+                      hn::MulHigh(upper, Repeated(ramps.upperRise, first, step));
+    return Repeated(ramps.start, first, step) + hn::BitCast(shorts, hn::ShiftLeft<2>(rise));
+}
+
+Shorts StatusColors(Shorts mattes) {
+    return StatusColors(mattes, 0, 1);
+}
+
+/// The same byte twice is the matte on the scale of 16 bits.
+Samples<std::uint8_t> StatusColors(Samples<std::uint8_t> mattes) {
+    const auto pairs = hn::BitCast(SampleTag<Short>(), mattes);
+    const auto blueAndRed = hn::ShiftRight<8>(StatusColors(pairs, 0, 2));
+    const auto greenAndAlpha = hn::ShiftRight<8>(StatusColors(pairs, 1, 2));
+    return hn::BitCast(ByteTag(), hn::Or(blueAndRed, hn::ShiftLeft<8>(greenAndAlpha)));
+}
+
+template <class Sample>
+Samples<Sample> ShowStatus(Samples<Sample> row) {
+    const SampleTag<Sample> samples;
+    const auto mattes = Mattes<Sample>(row);
+    const auto full = hn::Set(samples, static_cast<Sample>(kFullScale<Sample>));
+    const auto ends = hn::Or(hn::Eq(mattes, hn::Zero(samples)), hn::Eq(mattes, full));
+    return hn::IfThenElse(ends, mattes, StatusColors(mattes));
+}
+
+template <class Sample>
+Samples<Sample> ShowView(View view, Samples<Sample> source, Samples<Sample> row) {
+    if (view == View::Matte) row = Mattes<Sample>(row);
+    if (view == View::Status) row = ShowStatus<Sample>(row);
+    if (view == View::Spill) row = Multiplied(hn::SaturatedSub(source, row), Mattes<Sample>(row));
+    return hn::Or(row, MatteMask<Sample>());
 }
 
 template <class Sample>
 void FinishVector(const RowFinish<Sample>& finish, const Sample* source, Sample* row) {
     const SampleTag<Sample> samples;
-    auto pixels = Limit<Sample>(hn::LoadU(samples, source), hn::LoadU(samples, row));
+    const auto given = hn::LoadU(samples, source);
+    auto pixels = Limit<Sample>(given, hn::LoadU(samples, row));
     if (finish.clips) pixels = Clip<Sample>(finish, pixels);
-    if (finish.matteView) pixels = ShowMatte<Sample>(pixels);
+    if (IsOpaque(finish.view)) pixels = ShowView<Sample>(finish.view, given, pixels);
     hn::StoreU(pixels, samples, row);
 }
 

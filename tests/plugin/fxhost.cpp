@@ -56,7 +56,7 @@ void Key(const std::string& input, const std::string& output, const cli::Setting
     const std::unique_ptr<media::Reader> reader = media::Open(input);
     if (reader->info().kind != media::Kind::Still)
         throw cli::UsageError(input + " is not a still, and one still is rendered");
-    const media::WriteOptions write{.opaque = settings.view == View::Matte};
+    const media::WriteOptions write{.opaque = IsOpaque(settings.view)};
     const auto writer = media::Create(output, write, reader->info());
     const media::Frame source = reader->Decode(*reader->Fetch());
     settings.keyColor = cli::Resolve(request, source, input, {}).color;
