@@ -89,10 +89,11 @@ void Render(const Pipeline& pipeline, FrameThreads& threads, Job& job) {
     CheckSize(source, pipeline.reader.info());
     const std::vector<media::Frame> pictures = times.Time(
         Step::Key, [&] { return pipeline.render(source, FrameThreads::Share(threads).Get()); });
-    if (!pipeline.showsSource) source.pixels.clear();
-    for (std::size_t i = 0; i < pictures.size(); ++i)
+    for (std::size_t i = 0; i < pictures.size(); ++i) {
+        if (i >= pipeline.showingSource) source.pixels.clear();
         job.encoded.push_back(times.Time(
             Step::Encode, [&] { return pipeline.writers[i]->Encode(pictures[i], source); }));
+    }
 }
 
 void Append(const Pipeline& pipeline, const Job& job, FrameCounts& counts) {

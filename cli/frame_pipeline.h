@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -31,9 +32,9 @@ struct Pipeline {
     int threads;
     Progress& progress;
     StepTimes& times;
-    /// False when the pictures do not show the source, so that no original float value may take the
-    /// place of a pixel that happens to look like the source's.
-    bool showsSource = true;
+    /// How many of the pictures, from the first on, show the source. No original float value may
+    /// take the place of another's pixel that happens to look like the source's.
+    std::size_t showingSource = std::numeric_limits<std::size_t>::max();
 };
 
 /// Throws media::Error, naming them, where frames of a sequence are missing.

@@ -60,20 +60,23 @@ struct KeyCommand::Summary {
 
     double Rate() const { return static_cast<double>(counts.written) / std::max(seconds, 1e-9); }
 
-    std::string ForPeople(const std::string& output) const {
+    /// matte is empty where it has no file of its own.
+    std::string ForPeople(const std::string& output, const std::string& matte) const {
         char figures[96];
         std::snprintf(figures, sizeof figures, "%lld %s in %.1f s, %.1f fps",
                       static_cast<long long>(counts.written),
                       counts.written == 1 ? "frame" : "frames", seconds, Rate());
         const std::string kept =
             counts.kept > 0 ? ", " + std::to_string(counts.kept) + " kept as they were" : "";
-        return output + ": " + figures + kept;
+        return output + (matte.empty() ? "" : " and " + matte) + ": " + figures + kept;
     }
 
-    std::string AsJson(const std::string& input, const std::string& output) const {
+    std::string AsJson(const std::string& input, const std::string& output,
+                       const std::string& matte) const {
         nlohmann::ordered_json json{{"input", input},           {"output", output},
                                     {"frames", counts.written}, {"kept", counts.kept},
                                     {"seconds", seconds},       {"fps", Rate()}};
+        if (!matte.empty()) json["matte"] = matte;
         json["key-color"] = HexText(settings.keyColor);
         json["cpu"] = CpuLevelName(CurrentCpuLevel());
         for (int step = 0; step < kSteps; ++step) {
@@ -103,6 +106,9 @@ void KeyCommand::AddTo(CLI::App& app) {
     c.add_option("--frames", frames_, "Key only these frames.")->type_name("A-B");
     c.add_option("--background", background_, "Put the result over a picture or a colour.")
         ->type_name("IMAGE|#rrggbb");
+    c.add_option("--matte-to", matteTo_,
+                 "Write the matte to this file, as grey, and to OUTPUT the colour without it.")
+        ->type_name("FILE");
     AddTransferOption(c, transfer_);
     AddAlphaOption(c, "--alpha", writeAlpha_, "How the output holds colour beside alpha.");
     AddAlphaOption(c, "--input-alpha", readAlpha_, "How the input holds colour beside alpha.");
@@ -139,9 +145,23 @@ media::WriteOptions KeyCommand::WriteOptions(View view) const {
     media::WriteOptions options;
     if (transfer_ == media::Transfer::None) options.transfer = transfer_;
     options.association = writeAlpha_;
-    options.opaque = IsOpaque(view) || !background_.empty();
+    const bool isFill = !matteTo_.empty();
+    if (isFill && writeAlpha_ == media::Association::Automatic)
+        options.association = media::Association::Straight;
+    options.opaque = IsOpaque(view) || !background_.empty() || isFill;
     options.resume = resume_;
     options.audio = !noAudio_;
+    options.threads = threads_;
+    return options;
+}
+
+/// The matte's values are no colour, so no curve is applied to them.
+media::WriteOptions KeyCommand::MatteOptions() const {
+    media::WriteOptions options;
+    options.transfer = media::Transfer::None;
+    options.opaque = true;
+    options.resume = resume_;
+    options.audio = false;
     options.threads = threads_;
     return options;
 }
@@ -151,13 +171,23 @@ std::string KeyCommand::KeyColorText(const Settings& settings) const {
     return IsBlack(settings.keyColor) ? "auto" : HexText(settings.keyColor);
 }
 
+void KeyCommand::CheckMatteTo(const Settings& settings) const {
+    if (matteTo_.empty()) return;
+    if (settings.view != View::Result) throw UsageError("--matte-to goes with --view result only");
+    if (!background_.empty()) throw UsageError("--matte-to and --background exclude each other");
+    if (writeAlpha_ == media::Association::Premultiplied)
+        throw UsageError("--matte-to leaves the colour straight; leave out --alpha premultiplied");
+}
+
 void KeyCommand::CheckPlaces(const media::Info& info) const {
-    if (resume_ && !media::SequencePath::Parse(output_))
-        throw UsageError("--resume is for sequences, and " + output_ + " is one file");
+    for (const std::string& output : {output_, matteTo_})
+        if (resume_ && !output.empty() && !media::SequencePath::Parse(output))
+            throw UsageError("--resume is for sequences, and " + output + " is one file");
     Places places;
     for (const std::string& source : {input_, background_, preset_})
         if (!source.empty()) places.Reads(source);
-    places.Writes(output_, FramesOf(info));
+    for (const std::string& output : {output_, matteTo_})
+        if (!output.empty()) places.Writes(output, FramesOf(info));
     // The preset has been read to its end, so it may be saved under the same name.
     std::error_code ignored;
     const bool same = std::filesystem::equivalent(preset_, savePreset_, ignored);
@@ -179,22 +209,27 @@ void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, media::Reader& r
 }
 
 void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first,
-                           const std::optional<media::Frame>& background, media::Writer& writer,
+                           const std::optional<media::Frame>& background,
+                           const std::vector<std::unique_ptr<media::Writer>>& writers,
                            Summary& summary) const {
     const Settings& settings = summary.settings;
     const auto render = [&](const media::Frame& source, const Threads& threads) {
         std::vector<media::Frame> pictures(1);
         pictures[0] = Keyed(settings, source, threads);
         if (background) PutOver(pictures[0], *background);
+        if (!matteTo_.empty()) pictures.push_back(MattePicture(pictures[0]));
         return pictures;
     };
-    const bool showsSource = ShowsSourceColor(settings.view);
+    const std::size_t showingSource = ShowsSourceColor(settings.view) ? 1 : 0;
+    std::vector<media::Writer*> targets;
+    for (const auto& writer : writers) targets.push_back(writer.get());
     const auto start = std::chrono::steady_clock::now();
     try {
         Progress progress(!quiet_ && OnTerminal(), reader.info().frameCount);
-        cli::Run({reader, first, {&writer}, render, threads_, progress, summary.times, showsSource},
+        cli::Run({reader, first, targets, render, threads_, progress, summary.times, showingSource},
                  summary.counts);
-        summary.times.Time(Step::Append, [&] { writer.Finish(); });
+        for (media::Writer* writer : targets)
+            summary.times.Time(Step::Append, [&] { writer->Finish(); });
     } catch (const media::Error& error) {
         throw media::Error(error.what() + Remains(summary.counts, output_));
     }
@@ -207,20 +242,23 @@ void KeyCommand::Run() const {
     Summary summary;
     summary.settings = settings_.Apply(BaseSettings());
     const Settings& settings = summary.settings;
+    CheckMatteTo(settings);
     const KeyColorRequest request = ParseKeyColor(KeyColorText(settings));
     const std::unique_ptr<media::Reader> reader = media::Open(input_, ReadOptions());
     const media::Info& info = reader->info();
     CheckPlaces(info);
     RefuseGaps(info);
     const std::optional<media::Frame> background = Background(background_, info);
-    const std::unique_ptr<media::Writer> writer =
-        media::Create(output_, WriteOptions(settings.view), WithRate(info, fps_));
+    std::vector<std::unique_ptr<media::Writer>> writers;
+    const media::Info paced = WithRate(info, fps_);
+    writers.push_back(media::Create(output_, WriteOptions(settings.view), paced));
+    if (!matteTo_.empty()) writers.push_back(media::Create(matteTo_, MatteOptions(), paced));
     FirstFrame first = FetchFirst(*reader);
     ChooseKeyColor(request, *reader, first, summary);
     if (!savePreset_.empty()) WritePreset(savePreset_, settings);
-    KeyFrames(*reader, first, background, *writer, summary);
-    if (!quiet_) Say(summary.ForPeople(output_));
-    if (json_) std::cout << summary.AsJson(input_, output_) << std::endl;
+    KeyFrames(*reader, first, background, writers, summary);
+    if (!quiet_) Say(summary.ForPeople(output_, matteTo_));
+    if (json_) std::cout << summary.AsJson(input_, output_, matteTo_) << std::endl;
 }
 
 }  // namespace veltrane::cli

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/frame_pipeline.h"
 #include "cli/key_color.h"
@@ -25,12 +26,15 @@ private:
     Settings BaseSettings() const;
     media::ReadOptions ReadOptions() const;
     media::WriteOptions WriteOptions(View view) const;
+    media::WriteOptions MatteOptions() const;
     std::string KeyColorText(const Settings& settings) const;
+    void CheckMatteTo(const Settings& settings) const;
     void CheckPlaces(const media::Info& info) const;
     void ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader, FirstFrame& first,
                         Summary& summary) const;
     void KeyFrames(media::Reader& reader, const FirstFrame& first,
-                   const std::optional<media::Frame>& background, media::Writer& writer,
+                   const std::optional<media::Frame>& background,
+                   const std::vector<std::unique_ptr<media::Writer>>& writers,
                    Summary& summary) const;
 
     SettingOptions settings_;
@@ -40,6 +44,7 @@ private:
     std::string savePreset_;
     std::string frames_;
     std::string background_;
+    std::string matteTo_;
     media::Transfer transfer_ = media::Transfer::Automatic;
     media::Association readAlpha_ = media::Association::Automatic;
     media::Association writeAlpha_ = media::Association::Automatic;

@@ -93,6 +93,39 @@ TEST_F(CommandTest, CompositesExactly) {
     }
 }
 
+TEST_F(CommandTest, FillAndMatteGoToFilesOfTheirOwn) {
+    WriteFrames(3);
+    const std::string key = "key f.#.png fill.#.png --matte-to matte.#.png --key-color #40b838";
+    EXPECT_EQ(Json(key)["matte"], "matte.#.png");
+    for (int i = 1; i <= 3; ++i) {
+        auto fill = Keyed(green_, Picture(i)), matte = fill;
+        for (std::size_t p = 0; p < fill.size(); p += 4) {
+            std::fill_n(&matte[p], 3, fill[p + 3]);
+            fill[p + 3] = matte[p + 3] = 65535;
+        }
+        EXPECT_EQ(media::ReadFrame("fill.#.png", i).pixels, fill);
+        EXPECT_EQ(media::ReadFrame("matte.#.png", i).pixels, matte);
+    }
+    EXPECT_FALSE(media::Open("fill.1.png")->info().hasAlpha);
+    fs::remove("matte.2.png");
+    const nlohmann::json resumed = Json(key + " --resume");
+    EXPECT_EQ(std::tuple(resumed["frames"], resumed["kept"]), std::tuple(1, 2));
+    Run("key f.#.png fill.mp4 --matte-to matte.mp4");
+    for (const char* video : {"fill.mp4", "matte.mp4"})
+        EXPECT_EQ(media::ReadFrame(video, 3).width, 64) << video;
+    // A matte is no colour that a curve belongs to.
+    Run("key f.1.png fill.exr --matte-to matte.exr --key-color #40b838");
+    OIIO::ImageBuf matte("matte.exr");
+    const auto keyed = Keyed(green_, Picture(1));
+    for (int x = 0; x < 64; ++x)
+        EXPECT_EQ(matte.getchannel(x, 20, 0, 0), keyed[(20 * 64 + x) * 4 + 3] / 65535.0F) << x;
+    for (const char* wrong :
+         {"o.png --matte-to o.png", "o.png --matte-to in.png",
+          "o.png --matte-to m.png --view matte", "o.png --matte-to m.png --background #000000",
+          "o.%d.png --matte-to m.png --resume"})
+        Run(std::string("key in.png ") + wrong, 2);
+}
+
 TEST_F(CommandTest, HighlightsComeBackInTheResultOnly) {
     OIIO::ImageBuf lamp(OIIO::ImageSpec(33, 33, 3, OIIO::TypeDesc::FLOAT));
     OIIO::ImageBufAlgo::fill(lamp, {0, 0.4f, 0});
