@@ -16,15 +16,12 @@ protected:
     std::optional<Pixels> PixelsOf(const std::string& name) const {
         Pixels all;
         const std::string error = ErrorOf([&] {
-            for (const Frame& frame : Read(name)) {
+            for (const Frame& frame : Read(name))
                 all.insert(all.end(), frame.pixels.begin(), frame.pixels.end());
-            }
         });
-        if (!error.empty()) {
-            EXPECT_TRUE(error.starts_with(name + ": ")) << error;
-            return std::nullopt;
-        }
-        return all;
+        if (error.empty()) return all;
+        EXPECT_TRUE(error.starts_with(name + ": ")) << error;
+        return std::nullopt;
     }
 
     bool IsKept(const std::string& name) const {
@@ -36,28 +33,19 @@ protected:
     static constexpr int kWidth = 61, kHeight = 47;
 };
 
-void PutNumber(std::string& bytes, std::size_t at, std::uint32_t value, int count) {
-    for (int i = 0; i < count; ++i) bytes[at + i] = static_cast<char>(value >> 8 * i);
-}
-
 /// A grey TIFF whose directory stands before its one uncompressed strip.
-std::string DirectoryFirst(std::uint32_t side) {
-    const std::pair<int, std::uint32_t> entries[] = {{256, side}, {257, side},       {258, 8},
-                                                     {259, 1},    {262, 1},          {273, 110},
-                                                     {278, side}, {279, side * side}};
-    std::string bytes(110, '\0');
-    bytes.replace(0, 4, std::string("II*\0", 4));
-    PutNumber(bytes, 4, 8, 4);
-    PutNumber(bytes, 8, 8, 2);
-    std::size_t at = 10;
-    for (const auto& [tag, value] : entries) {
-        PutNumber(bytes, at, static_cast<std::uint32_t>(tag), 2);
-        PutNumber(bytes, at + 2, 4, 2);
-        PutNumber(bytes, at + 4, 1, 4);
-        PutNumber(bytes, at + 8, value, 4);
-        at += 12;
-    }
-    for (std::uint32_t i = 0; i < side * side; ++i) bytes += static_cast<char>(1 + i % 255);
+std::string DirectoryFirst(std::uint16_t side) {
+    constexpr std::uint16_t kStrip = 110, kShort = 3;
+    std::vector<std::uint16_t> words{0x4949, 42, 8, 0, 8};
+    const auto area = static_cast<std::uint16_t>(side * side);
+    const std::pair<std::uint16_t, std::uint16_t> entries[] = {
+        {256, side}, {257, side},   {258, 8},    {259, 1},
+        {262, 1},    {273, kStrip}, {278, side}, {279, area}};
+    for (const auto& [tag, value] : entries)
+        words.insert(words.end(), {tag, kShort, 1, 0, value, 0});
+    words.resize(kStrip / 2);
+    std::string bytes(reinterpret_cast<const char*>(words.data()), kStrip);
+    for (int i = 0; i < area; ++i) bytes += static_cast<char>(1 + i % 255);
     return bytes;
 }
 
@@ -107,19 +95,18 @@ TEST_F(DamageTest, WhatIsReadIsWholeAndResumeKeepsNothingElse) {
 TEST_F(DamageTest, OneLineIsAllThatIsSaid) {
     Write("a.png", {MakeFrame(kWidth, kHeight)});
     const std::string whole = Bytes("a.png");
-    const auto sumOf = [](const std::string& chunk) {
+    const auto summed = [](std::string chunk) {
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(chunk.data());
         const std::uint32_t sum = PngChecksum(bytes, chunk.size());
-        std::string text;
-        for (int shift = 24; shift >= 0; shift -= 8) text += static_cast<char>(sum >> shift);
-        return text;
+        for (int shift = 24; shift >= 0; shift -= 8) chunk += static_cast<char>(sum >> shift);
+        return chunk;
     };
     std::string header = whole.substr(12, 17);
     header[12] = 7;
     const std::size_t data = whole.find("IDAT"), name = 4;
-    const std::string empty = std::string(4, '\0') + "IDAT" + sumOf("IDAT");
+    const std::string empty = std::string(4, '\0') + summed("IDAT");
     const std::string cases[] = {
-        whole.substr(0, 12) + header + sumOf(header) + whole.substr(33),
+        whole.substr(0, 12) + summed(header) + whole.substr(33),
         whole.substr(0, data - name) + empty + whole.substr(whole.size() - 12)};
     for (const std::string& bytes : cases) {
         Put("a.png", bytes);

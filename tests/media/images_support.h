@@ -22,6 +22,8 @@ protected:
         ASSERT_TRUE(output->close());
     }
 
+    ImageSpec SpecOf(const std::string& name) { return OIIO::ImageInput::open(Path(name))->spec(); }
+
     /// Reads one by the image library alone.
     std::vector<float> Stored(const std::string& name) {
         ImageSpec asStored;
@@ -30,6 +32,18 @@ protected:
         std::vector<float> samples(input->spec().image_pixels() * input->spec().nchannels);
         EXPECT_TRUE(input->read_image(0, 0, 0, -1, TypeDesc::FLOAT, samples.data()));
         return samples;
+    }
+
+    /// Every sample must be what the image library finds in the file.
+    void ExpectAsStored(const std::string& name, const Pixels& pixels) {
+        const std::vector<float> stored = Stored(name);
+        const std::size_t channels = stored.size() / (pixels.size() / 4);
+        for (std::size_t i = 0; i < pixels.size(); ++i) {
+            const float* pixel = &stored[i / 4 * channels];
+            const float alpha = channels % 2 == 0 ? pixel[channels - 1] : 1;
+            const float expected = i % 4 == 3 ? alpha : pixel[channels < 3 ? 0 : 2 - i % 4];
+            ASSERT_EQ(pixels[i], std::lround(expected * 65535)) << name << i;
+        }
     }
 };
 

@@ -2,11 +2,8 @@
 #include <sys/resource.h>
 
 #include <csignal>
-#include <ctime>
 
 #include "images_support.h"
-#include "media/backends.h"
-#include "media/pixels.h"
 #include "media/sequence_path.h"
 #include "media/transfer.h"
 
@@ -31,14 +28,6 @@ TEST(Transfer, IsTheNearestValueOfTheCurveAndComesBack) {
     for (float high : {7.5f, infinity}) EXPECT_EQ(curve.ToWorking(high), 65535);
 }
 
-TEST(Pixels, AreDividedByAlphaToTheNearestStep) {
-    // 32767.5 goes up, 65532.8 up, 21844.3 down, and 98302.5 to full scale.
-    std::vector<std::uint16_t> pixels{1, 2, 3, 2, 60000, 20000, 1, 60002, 5, 6, 7, 0};
-    Unpremultiply(pixels);
-    EXPECT_EQ(pixels, (std::vector<std::uint16_t>{32768, 65535, 65535, 2, 65533, 21844, 1, 60002, 5,
-                                                  6, 7, 0}));
-}
-
 TEST_F(ImagesTest, FloatOriginalsComeBackWhereNothingChanged) {
     const std::vector<float> values = {17.25f, -0.125f, 1e-7f, 0.1234567f, 0.7f, 0.3f,
                                        2.5f,   0.5f,    0.25f, 0.1f,       0.2f, 0.9f};
@@ -61,19 +50,6 @@ TEST_F(ImagesTest, FloatOriginalsComeBackWhereNothingChanged) {
     Convert("h.exr", "o.exr", keyed);
     EXPECT_EQ(Open(Path("o.exr"))->info().pixels, "half RGBA, premultiplied, scene-linear");
     EXPECT_EQ(Stored("o.exr")[0], 17.25f);
-}
-
-TEST_F(ImagesTest, EveryChannelLayoutIsUnderstood) {
-    const Pixels expected[] = {{1000, 1000, 1000, 65535},
-                               {1000, 1000, 1000, 2000},
-                               {3000, 2000, 1000, 65535},
-                               {3000, 2000, 1000, 4000}};
-    for (int channels = 1; channels <= 4; ++channels) {
-        ImageSpec spec(1, 1, channels, TypeDesc::UINT16);
-        spec.attribute("oiio:UnassociatedAlpha", 1);
-        Store("c.png", spec, Pixels{1000, 2000, 3000, 4000});
-        EXPECT_EQ(ReadFrame(Path("c.png"), 1).pixels, expected[channels - 1]);
-    }
 }
 
 TEST_F(ImagesTest, OrientationAndRotationAreAppliedOnce) {
@@ -116,16 +92,17 @@ TEST_F(ImagesTest, MetadataAndWindowsAreCarriedOver) {
     for (std::size_t i = 0; i < pixels.size(); ++i) {
         EXPECT_EQ(pixels[i], i / 4 == 2 || i / 4 == 3 ? 65535 : 0) << i;
     }
-    for (const char* name : {"o.tif", "o.exr"}) {
+    for (const char* name : {"o.png", "o.tif", "o.exr"}) {
         Convert("m.exr", name);
-        const ImageSpec written = OIIO::ImageInput::open(Path(name))->spec();
+        const ImageSpec written = SpecOf(name);
         EXPECT_EQ(written.get_string_attribute("Artist"), "someone") << name;
+        if (name[2] == 'p') continue;
         EXPECT_EQ(written.get_string_attribute("DateTime"), "2001:02:03 04:05:06") << name;
         EXPECT_EQ(written.get_string_attribute("compression"), "zip") << name;
         EXPECT_EQ(written.full_x * 100 + written.full_y, name[2] == 'e' ? 1020 : 0);
         // The time of day would make each run's file another.
         Write(name, {MakeFrame(4, 4)});
-        EXPECT_FALSE(OIIO::ImageInput::open(Path(name))->spec().find_attribute("DateTime")) << name;
+        EXPECT_FALSE(SpecOf(name).find_attribute("DateTime")) << name;
     }
 }
 
@@ -140,14 +117,12 @@ TEST_F(ImagesTest, MetadataOfEveryLengthIsCarriedOrLeftOut) {
             for (const char* name : {"Artist", "Copyright"}) spec.attribute(name, few);
             spec.attribute(std::string(200, 'n'), few);
             spec.attribute("  odd\n", few);
-            Store("m.exr", spec, Pixels(12));
-            Store("m.png", spec, Pixels(12));
-            if (length > 0) Store("m.tif", spec, Pixels(12));
             for (const char* from : {"m.exr", "m.png", "m.tif"}) {
                 if (length == 0 && from[2] == 't') continue;
+                Store(from, spec, Pixels(12));
                 for (const char* to : {"o.jpg", "o.png", "o.tif", "o.exr"}) {
                     Convert(from, to, {.write = {.opaque = true}});
-                    const ImageSpec written = OIIO::ImageInput::open(Path(to))->spec();
+                    const ImageSpec written = SpecOf(to);
                     const bool fits = to[2] != 'j' || (length < 5000 && letter == 'x');
                     if (!fits) continue;
                     // A TIFF holds it a second time, in a field of at most 64 kB.
@@ -170,8 +145,8 @@ TEST_F(ImagesTest, ColourProfilesOfEveryLengthComeBack) {
         Store("m.tif", spec, Pixels(12));
         for (const char* name : {"o.jpg", "o.tif"}) {
             Convert("m.tif", name, {.write = {.opaque = true}});
-            const auto input = OIIO::ImageInput::open(Path(name));
-            const OIIO::ParamValue* found = input->spec().find_attribute("ICCProfile");
+            const ImageSpec written = SpecOf(name);
+            const OIIO::ParamValue* found = written.find_attribute("ICCProfile");
             ASSERT_TRUE(found && found->type().size() == profile.size()) << name << length;
             const auto* bytes = static_cast<const unsigned char*>(found->data());
             EXPECT_TRUE(std::equal(profile.begin(), profile.end(), bytes)) << name << length;
@@ -184,47 +159,18 @@ TEST_F(ImagesTest, OtherProgramsReadOurPngs) {
     Frame frame = MakeFrame(701, 403);
     std::mt19937 random(1);
     for (std::uint16_t& sample : frame.pixels) sample ^= random() & 1023;
-    ImageSpec spec(701, 403, 3, TypeDesc::UINT16);
-    spec.attribute("Artist", "someone");
-    spec.attribute("XResolution", 200.0f);
-    Store("in.png", spec, Pixels(701 * 403 * 3));
     for (const bool opaque : {false, true}) {
-        const auto change = [&](Frame& result) { result.pixels = frame.pixels; };
-        Convert("in.png", "o.png", {.write = {.opaque = opaque}, .change = change});
-        const std::string format = opaque ? "rgb48be" : "rgba64be";
-        Ffmpeg("-err_detect explode -i o.png -f rawvideo -pix_fmt " + format + " o.raw");
-        std::string expected;
-        for (std::size_t i = 0; i < frame.pixels.size(); i += 4) {
-            for (const int c : opaque ? std::vector{2, 1, 0} : std::vector{2, 1, 0, 3}) {
-                expected += static_cast<char>(frame.pixels[i + c] >> 8);
-                expected += static_cast<char>(frame.pixels[i + c]);
-            }
-        }
-        EXPECT_TRUE(Bytes("o.raw") == expected) << format;
+        Write("o.png", {frame}, {.opaque = opaque});
         EXPECT_GT(Bytes("o.png").size(), std::size_t{1} << 19);
-        const ImageSpec written = OIIO::ImageInput::open(Path("o.png"))->spec();
-        EXPECT_EQ(written.get_string_attribute("Artist"), "someone");
-        EXPECT_NEAR(written.get_float_attribute("XResolution"), 200, 0.1);
-        EXPECT_EQ(written.get_string_attribute("oiio:ColorSpace"), "sRGB");
+        EXPECT_EQ(SpecOf("o.png").get_string_attribute("oiio:ColorSpace"), "sRGB");
+        for (std::size_t i = 3; opaque && i < frame.pixels.size(); i += 4) frame.pixels[i] = 65535;
+        ExpectAsStored("o.png", frame.pixels);
     }
 }
 
-TEST_F(ImagesTest, DamagedFilesAreRefusedByName) {
-    const std::vector<Frame> frame{MakeFrame(64, 64)};
-    Write("bit.png", frame);
-    Write("huge.png", frame);
-    Ffmpeg("-i bit.png -pix_fmt gbrp10be d.dpx");
-    const Pixels dpx = ReadFrame(Path("d.dpx"), 1).pixels;
-    for (std::size_t p = 0; p < dpx.size(); p += 4) {
-        ASSERT_NEAR(dpx[p], frame[0].pixels[p], 64) << "10 bits are read";
-    }
-    for (const char* name : {"d.png", "d.tif", "d.exr", "d.jpg", "d.dpx"}) {
-        if (name[2] != 'd') Write(name, frame, {.opaque = true});
-        for (double share : {0.98, 0.5, 0.01}) {
-            Cut(name, share);
-            EXPECT_TRUE(ReadError(name).starts_with(std::string(name) + ": ")) << name << share;
-        }
-    }
+TEST_F(ImagesTest, WhatIsNoPictureIsNamed) {
+    Write("bit.png", {MakeFrame(64, 64)});
+    Write("huge.png", {MakeFrame(64, 64)});
     Overwrite("bit.png", 1000, "UU");
     // A header that asks for gigabytes, with hardly any data behind it.
     Overwrite("huge.png", 16, std::string("\0\0\xff\xff\0\0\xff\xff", 8));
@@ -286,32 +232,31 @@ TEST_F(MediaTest, FramesComeBackWithAndWithoutAlpha) {
 
 TEST_F(MediaTest, StoredColourIsLinearOrMultipliedAsChosen) {
     const struct {
-        const char* name;
+        std::vector<const char*> names;
         Transfer transfer;
         Association association;
-        bool linear, multiplied;
-    } cases[] = {{"a.png", Transfer::Automatic, Association::Automatic, false, false},
-                 {"a.tif", Transfer::Automatic, Association::Automatic, false, false},
-                 {"a.mkv", Transfer::Automatic, Association::Automatic, false, false},
-                 {"a.exr", Transfer::Automatic, Association::Automatic, true, true},
-                 {"b.png", Transfer::Linear, Association::Premultiplied, true, true},
-                 {"b.tif", Transfer::Linear, Association::Premultiplied, true, true},
-                 {"b.mkv", Transfer::Linear, Association::Premultiplied, true, true},
-                 {"b.exr", Transfer::None, Association::Straight, false, false}};
+        bool linearAndMultiplied;
+    } cases[] = {{{"a.png", "a.tif", "a.mkv"}, Transfer::Automatic, Association::Automatic, false},
+                 {{"a.exr"}, Transfer::Automatic, Association::Automatic, true},
+                 {{"b.png", "b.tif", "b.mkv"}, Transfer::Linear, Association::Premultiplied, true},
+                 {{"b.exr"}, Transfer::None, Association::Straight, false}};
     Frame frame = MakeFrame(16, 16);
     for (std::size_t i = 0; i < 1024; ++i)
         frame.pixels[i] = Pixels{50000, 40000, 30000, 32768}[i % 4];
     for (const auto& test : cases) {
-        Write(test.name, {frame}, {.transfer = test.transfer, .association = test.association});
-        const Frame stored =
-            ReadFrame(Path(test.name), 1, {Transfer::None, Association::Straight, {}});
-        const Frame back = ReadFrame(Path(test.name), 1, {test.transfer, test.association, {}});
-        for (std::size_t c = 0; c < 3; ++c) {
-            double value = frame.pixels[c] / 65535.0;
-            if (test.linear) value = std::pow((value + 0.055) / 1.055, 2.4);
-            if (test.multiplied) value *= 32768 / 65535.0;
-            EXPECT_NEAR(stored.pixels[c], value * 65535, 1.5) << test.name;
-            EXPECT_NEAR(back.pixels[c], frame.pixels[c], 4) << test.name;
+        for (const char* name : test.names) {
+            Write(name, {frame}, {.transfer = test.transfer, .association = test.association});
+            const auto read = [&](Transfer transfer, Association association) {
+                return ReadFrame(Path(name), 1, {transfer, association, {}}).pixels;
+            };
+            const Pixels stored = read(Transfer::None, Association::Straight);
+            const Pixels back = read(test.transfer, test.association);
+            for (std::size_t c = 0; c < 3; ++c) {
+                const double value = frame.pixels[c] / 65535.0;
+                const double changed = Linear(value) * 32768 / 65535;
+                EXPECT_NEAR(stored[c], (test.linearAndMultiplied ? changed : value) * 65535, 1.5);
+                EXPECT_NEAR(back[c], frame.pixels[c], 4) << name;
+            }
         }
     }
 }
@@ -321,7 +266,7 @@ TEST_F(MediaTest, ThreadsAndRepetitionGiveTheSameFiles) {
     Run("mkdir 1 4");
     for (const char* name : {"x.#.png", "x.#.tif", "x.#.exr", "x.mov", "x.mkv", "x.webm"}) {
         Convert("c.mp4", std::string("1/") + name);
-        Convert("c.mp4", std::string("4/") + name, {.threads = 4});
+        Convert("c.mp4", std::string("4/") + name, {.launch = std::launch::async});
     }
     Run("diff -r 1 4 && test $(ls 4 | wc -l) = 39");
 }
@@ -428,17 +373,13 @@ TEST_F(SequencesTest, FilesAppearWholeOrNotAtAll) {
 // The waves have the same value at a place of the picture whatever its size; stripes of one pixel
 // become their mean.
 TEST_F(ImagesTest, BackgroundsAreScaledToFillWithoutAliasing) {
-    Frame waves;
-    waves.width = 300;
-    waves.height = 200;
+    Frame waves{300, 200, 1, {}, nullptr};
     const auto wave = [](double x, double y) { return 0.5 + 0.3 * std::sin(9 * x + 5 * y); };
-    for (int y = 0; y < 200; ++y) {
-        for (int x = 0; x < 300; ++x) {
-            const double value = wave((x + 0.5) / 200, (y + 0.5) / 200);
-            const auto stripe = static_cast<std::uint16_t>(x % 2 * 60000);
-            const auto sample = static_cast<std::uint16_t>(std::lround(65535 * value));
-            waves.pixels.insert(waves.pixels.end(), {sample, stripe, 4321, 65535});
-        }
+    for (int i = 0; i < 300 * 200; ++i) {
+        const int x = i % 300, y = i / 300;
+        const long value = std::lround(65535 * wave((x + 0.5) / 200, (y + 0.5) / 200));
+        for (const long sample : {value, x % 2 * 60000L, 4321L, 65535L})
+            waves.pixels.push_back(static_cast<std::uint16_t>(sample));
     }
     Write("waves.png", {waves});
     // Wider and narrower than the picture of 3:2, smaller and larger.
@@ -453,24 +394,12 @@ TEST_F(ImagesTest, BackgroundsAreScaledToFillWithoutAliasing) {
                 const double across = 0.75 + (x + 0.5 - width / 2.0) / scale;
                 const double down = 0.5 + (y + 0.5 - height / 2.0) / scale;
                 ASSERT_NEAR(pixel[0] / 65535.0, wave(across, down), 0.02) << width << ' ' << x;
-                if (scale < 200) {
-                    ASSERT_NEAR(pixel[1], 30000, 1500) << width << " " << x;
-                }
+                ASSERT_NEAR(pixel[1], 30000, scale < 200 ? 1500 : 65535) << width << ' ' << x;
                 ASSERT_EQ(pixel[2], 4321);
                 ASSERT_EQ(pixel[3], 65535);
             }
         }
     }
-}
-
-// A plain convolution takes five seconds.
-TEST_F(ImagesTest, LargeBackgroundsAreScaledFast) {
-    constexpr int kSide = 4000;
-    const Frame large{kSide, kSide, 1, Pixels(std::size_t{4} * kSide * kSide, 30000), nullptr};
-    const std::clock_t start = std::clock();
-    const Frame scaled = ScaledToFill("large", large, 480, 270);
-    EXPECT_LT(std::clock() - start, 2 * CLOCKS_PER_SEC);
-    EXPECT_NEAR(scaled.pixels[0], 30000, 1);
 }
 
 TEST_F(ImagesTest, AFrameThatVanishesIsNamed) {

@@ -15,17 +15,8 @@ TEST_F(KindsTest, EveryKindOfPngIsReadAsTheImageLibraryDoes) {
                                      "rgba", "rgb48be", "rgba64be"}) {
         for (const char* order : {"", " -flags +ildct"}) {
             Ffmpeg("-i in.png -pix_fmt " + format + order + " k.png");
-            const std::vector<float> stored = Stored("k.png");
-            const Pixels pixels = ReadFrame(Path("k.png"), 1).pixels;
-            const std::size_t channels = stored.size() / (pixels.size() / 4);
-            const bool grey = channels < 3, alpha = channels % 2 == 0;
-            for (std::size_t i = 0; i < pixels.size(); ++i) {
-                const float* pixel = &stored[i / 4 * channels];
-                const std::size_t colour = grey ? 0 : 2 - i % 4;
-                const float opaque = alpha ? pixel[channels - 1] : 1;
-                const float expected = i % 4 == 3 ? opaque : pixel[colour];
-                ASSERT_EQ(pixels[i], std::lround(expected * 65535)) << format << order << i;
-            }
+            SCOPED_TRACE(format + order);
+            ExpectAsStored("k.png", ReadFrame(Path("k.png"), 1).pixels);
         }
     }
 }
@@ -42,8 +33,11 @@ TEST_F(KindsTest, SamplesOfNoUseAreRefused) {
     Store("l.exr", spec, samples);
     EXPECT_EQ(ReadError("l.exr"), "l.exr: holds no channels R, G and B");
 
-    Write("in.png", {MakeFrame(61, 47)});
+    const Frame frame = MakeFrame(61, 47);
+    Write("in.png", {frame});
     Ffmpeg("-i in.png -pix_fmt gbrp10be whole.dpx");
+    const Pixels dpx = ReadFrame(Path("whole.dpx"), 1).pixels;
+    for (std::size_t i = 0; i < dpx.size(); i += 4) ASSERT_NEAR(dpx[i], frame.pixels[i], 64);
     const struct {
         int at;
         std::string bytes;
@@ -58,17 +52,10 @@ TEST_F(KindsTest, SamplesOfNoUseAreRefused) {
         EXPECT_PRED_FORMAT2(IsSubstring, change.what, ReadError("a.dpx"));
     }
     Ffmpeg("-i in.png a.jpg");
-    const std::size_t frame = Bytes("a.jpg").find("\xff\xc0");
-    Overwrite("a.jpg", static_cast<std::streamoff>(frame + 9), "\4");
+    const std::size_t header = Bytes("a.jpg").find("\xff\xc0");
+    Overwrite("a.jpg", static_cast<std::streamoff>(header + 9), "\4");
     EXPECT_PRED_FORMAT2(IsSubstring, "a.jpg: holds inks (CMYK)", ReadError("a.jpg"));
 }
-
-/// Where a number stands in a file, and in how many bytes, smallest first or last.
-struct Field {
-    std::size_t at;
-    int bytes;
-    bool smallestFirst;
-};
 
 TEST_F(KindsTest, ClaimsAreRefusedBeforeMemoryIsTaken) {
     const Frame frame = MakeFrame(16, 16);
@@ -85,27 +72,25 @@ TEST_F(KindsTest, ClaimsAreRefusedBeforeMemoryIsTaken) {
         const std::string bytes{static_cast<char>(tag & 255), static_cast<char>(tag >> 8)};
         return tiff.rfind(bytes + std::string("\3\0\1\0\0\0", 6)) + 8;
     };
-    const std::pair<const char*, std::vector<Field>> claims[] = {
-        {"a.exr",
-         {{window + 8, 4, true},
-          {window + 12, 4, true},
-          {display + 8, 4, true},
-          {display + 12, 4, true}}},
-        {"a.tif", {{entry(256), 2, true}, {entry(257), 2, true}, {entry(278), 2, true}}},
-        {"a.jpg", {{begin + 5, 2, false}, {begin + 7, 2, false}}},
-        {"a.dpx", {{772, 4, false}, {776, 4, false}}}};
+    const struct {
+        const char* name;
+        int bytes;  ///< of each number
+        bool smallestFirst;
+        std::vector<std::size_t> places;
+    } claims[] = {{"a.exr", 4, true, {window + 8, window + 12, display + 8, display + 12}},
+                  {"a.tif", 2, true, {entry(256), entry(257), entry(278)}},
+                  {"a.jpg", 2, false, {begin + 5, begin + 7}},
+                  {"a.dpx", 4, false, {772, 776}}};
     rlimit before{};
     ::getrlimit(RLIMIT_AS, &before);
     std::size_t pages = 0;
     std::ifstream("/proc/self/statm") >> pages;
     const rlimit little{pages * 4096 + (std::size_t{200} << 20), before.rlim_max};
-    for (const auto& [name, fields] : claims) {
-        for (const Field& field : fields) {
-            std::string number;
-            for (int i = 0; i < field.bytes; ++i) number += static_cast<char>(15000 >> 8 * i);
-            if (!field.smallestFirst) std::reverse(number.begin(), number.end());
-            Overwrite(name, static_cast<std::streamoff>(field.at), number);
-        }
+    for (const auto& [name, bytes, smallestFirst, places] : claims) {
+        std::string number;
+        for (int i = 0; i < bytes; ++i) number += static_cast<char>(15000 >> 8 * i);
+        if (!smallestFirst) std::reverse(number.begin(), number.end());
+        for (std::size_t at : places) Overwrite(name, static_cast<std::streamoff>(at), number);
         ::setrlimit(RLIMIT_AS, &little);
         const std::string error = ReadError(name);
         ::setrlimit(RLIMIT_AS, &before);

@@ -6,16 +6,16 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <limits>
 #include <random>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "media/media.h"
+#include "tests/support/folder.h"
 
 namespace veltrane::media {
 
@@ -52,34 +52,24 @@ inline Info InfoFor(const Frame& first, std::size_t count = 1) {
     return info;
 }
 
-/// How a file is converted: what is done to each frame between reading and writing, and by how many
-/// threads.
+/// How a file is converted: what is done to each frame between reading and writing, and whether to
+/// all at once.
 struct Conversion {
     ReadOptions read = {};
     WriteOptions write = {};
     std::function<void(Frame&)> change = [](Frame&) {};
-    std::size_t threads = 1;
+    std::launch launch = std::launch::deferred;
 };
 
 /// A folder of its own for each test; names are those of files in it.
 class MediaTest : public ::testing::Test {
 protected:
-    MediaTest() {
-        std::string name = (std::filesystem::temp_directory_path() / "veltrane-XXXXXX").string();
-        folder_ = ::mkdtemp(name.data());
-    }
-    ~MediaTest() override { std::filesystem::remove_all(folder_); }
-
-    std::string Path(const std::string& name) const { return (folder_ / name).string(); }
+    std::string Path(const std::string& name) const { return folder_.path / name; }
+    std::string Bytes(const std::string& name) const { return Contents(Path(name)); }
 
     std::size_t FileCount() const {
-        const std::filesystem::directory_iterator files(folder_);
+        const std::filesystem::directory_iterator files(folder_.path);
         return static_cast<std::size_t>(std::distance(begin(files), end(files)));
-    }
-
-    std::string Bytes(const std::string& name) const {
-        std::ifstream file(Path(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
     }
 
     void Cut(const std::string& name, double share) const {
@@ -94,7 +84,7 @@ protected:
 
     /// Runs a command in the folder; it must succeed.
     void Run(const std::string& command) const {
-        const std::string whole = "cd '" + folder_.string() + "' && " + command;
+        const std::string whole = "cd '" + folder_.path.string() + "' && " + command;
         ASSERT_EQ(std::system(whole.c_str()), 0) << whole;
     }
 
@@ -120,22 +110,15 @@ protected:
     void Convert(const std::string& from, const std::string& to, const Conversion& how = {}) const {
         const auto reader = Open(Path(from), how.read);
         const auto writer = Create(Path(to), how.write, reader->info());
-        std::vector<std::shared_ptr<Fetched>> fetched;
-        while (auto next = reader->Fetch()) fetched.push_back(std::move(next));
-        std::vector<std::shared_ptr<Encoded>> encoded(fetched.size());
-        std::vector<std::jthread> threads;
-        for (std::size_t t = 0; t < how.threads; ++t) {
-            threads.emplace_back([&, t] {
-                for (std::size_t i = t; i < fetched.size(); i += how.threads) {
-                    const Frame source = reader->Decode(*fetched[i]);
-                    Frame result = source;
-                    how.change(result);
-                    encoded[i] = writer->Encode(result, source);
-                }
-            });
-        }
-        threads.clear();
-        for (const auto& frame : encoded) writer->Append(*frame);
+        std::vector<std::future<std::shared_ptr<Encoded>>> encoded;
+        while (const auto fetched = reader->Fetch())
+            encoded.push_back(std::async(how.launch, [&, fetched] {
+                const Frame source = reader->Decode(*fetched);
+                Frame result = source;
+                how.change(result);
+                return writer->Encode(result, source);
+            }));
+        for (auto& frame : encoded) writer->Append(*frame.get());
         writer->Finish();
     }
 
@@ -156,7 +139,7 @@ protected:
     }
 
 private:
-    std::filesystem::path folder_;
+    TemporaryFolder folder_;
 };
 
 }  // namespace veltrane::media
