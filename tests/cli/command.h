@@ -6,15 +6,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
+#include <chrono>
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
+#include <thread>
 
 #include "media/media.h"
 #include "settings/presets.h"
+#include "tests/support/folder.h"
 
 namespace veltrane {
 
@@ -66,19 +67,14 @@ inline std::vector<std::uint16_t> Keyed(const Settings& settings, const media::F
 class CommandTest : public testing::Test {
 protected:
     CommandTest() {
-        std::string pattern = fs::path(testing::TempDir()) / "veltrane-cli-XXXXXX";
-        fs::current_path(mkdtemp(pattern.data()));
+        fs::current_path(folder_.path);
         fs::create_directory_symlink(VELTRANE_SAMPLES, "samples");
         fs::create_directory("work");
         fs::current_path("work");
         Write("in.png", source_);
     }
 
-    ~CommandTest() override {
-        const fs::path folder = fs::current_path().parent_path();
-        fs::current_path("/");
-        fs::remove_all(folder);
-    }
+    ~CommandTest() override { fs::current_path("/"); }
 
     struct Outcome {
         std::string out, error;
@@ -112,12 +108,22 @@ protected:
     const Settings green_ = FromJson(R"({"key-color": "#40b838"})", "");
     const media::Frame source_ = Picture();  ///< what in.png holds
 
-    static std::string Contents(const fs::path& path) {
-        std::ifstream file(path);
-        return {std::istreambuf_iterator<char>(file), {}};
+    /// A sequence s.%04d.jpg that is far more work than a test waits for.
+    static void LinkManyStills() {
+        for (int number = 1000; number < 1400; ++number)
+            fs::create_symlink("../samples/still.jpg", "s." + std::to_string(number) + ".jpg");
+    }
+
+    /// Waits until something is true.
+    template <class Condition>
+    static void WaitUntil(Condition condition) {
+        for (int i = 0; i < 30000 && !condition(); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 
 private:
+    const TemporaryFolder folder_;
+
     [[noreturn]] void Execute(const std::string& arguments) const {
         std::istringstream text("veltrane " + arguments);
         std::vector<std::string> words{std::istream_iterator<std::string>(text), {}};

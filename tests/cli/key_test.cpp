@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <cmath>
-#include <csignal>
 #include <thread>
 #include <tuple>
 
@@ -199,6 +198,8 @@ constexpr std::tuple<int, const char*, const char*> kRefusals[] = {
     {2, "not 486", "key in.png o.png --cpu 486"},
     {2, "bad.json: unknown setting \"shadwo\"", "key in.png o.png --preset bad.json"},
     {1, "none.json: cannot be read", "key in.png o.png --preset none.json"},
+    {1, "missing/o.json: cannot be written",
+     "key in.png o.png --key-color #00a020 --save-preset missing/o.json"},
     {1, "grey.png: no green screen found in frame 1", "key grey.png o.png"},
     {1, "o.jpg: jpg cannot hold alpha", "key in.png o.jpg"},
     {1, "o.mp4: mp4 (H.264) cannot hold alpha", "key in.png o.mp4"},
@@ -261,27 +262,6 @@ TEST_F(CommandTest, ABadFrameLeavesTheFinishedOnesAndResumeDoesTheRest) {
     for (int i = 1; i <= 6; ++i)
         EXPECT_EQ(media::ReadFrame("o." + std::to_string(i) + ".png", 1).pixels,
                   Keyed(green_, Picture(i)));
-}
-
-TEST_F(CommandTest, AnInterruptLeavesNothingHalfWritten) {
-    fs::create_directory("out");
-    // Far more work than the test waits for.
-    for (int number = 1000; number < 1400; ++number)
-        fs::create_symlink("../samples/still.jpg", "s." + std::to_string(number) + ".jpg");
-    for (const auto& [signal, output] :
-         {std::pair{SIGINT, "out/o.mov"}, {SIGTERM, "out/o.%04d.tif"}}) {
-        const auto stop = [&, sent = signal](pid_t child) {
-            for (int i = 0; i < 30000 && fs::is_empty("out"); ++i)
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            kill(child, sent);
-        };
-        const Outcome outcome = Run(std::string("key s.%04d.jpg ") + output, 130, stop);
-        EXPECT_PRED_FORMAT2(testing::IsSubstring, "veltrane: interrupted\n", outcome.error);
-        for (const fs::path& file : Files("out")) {
-            ASSERT_EQ(file.extension(), ".tif") << file;
-            EXPECT_EQ(media::ReadFrame(file, 1).width, 1920);
-        }
-    }
 }
 
 }  // namespace

@@ -2,13 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <stdexcept>
 
 namespace veltrane {
 namespace {
-
-namespace fs = std::filesystem;
 
 TEST(Presets, RoundTripAndDefaults) {
     Settings settings;
@@ -61,23 +58,6 @@ TEST(Presets, RefuseWithTheMemberAndTheRange) {
             EXPECT_EQ(error.what(), "look.json: " + problem);
         }
     }
-}
-
-TEST(Presets, FilesAppearWholeOrNotAtAll) {
-    const fs::path folder = fs::path(testing::TempDir()) / "veltrane-presets";
-    fs::remove_all(folder);
-    fs::create_directories(folder / "taken.json");
-    Settings settings;
-    WritePreset(folder / "look.json", settings);
-    settings.skinHue = -50;
-    WritePreset(folder / "look.json", settings);
-    EXPECT_EQ(ReadPreset(folder / "look.json"), settings);
-    for (const char* bad : {"taken.json", "missing/look.json"}) {
-        EXPECT_THROW(WritePreset(folder / bad, settings), std::runtime_error) << bad;
-        EXPECT_THROW(ReadPreset(folder / bad), std::runtime_error) << bad;
-    }
-    EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 2);
-    fs::remove_all(folder);
 }
 
 }  // namespace
