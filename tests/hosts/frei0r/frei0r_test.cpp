@@ -12,13 +12,12 @@ extern "C" {
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <thread>
 
 #include "settings/presets.h"
 #include "tests/settings/unusual_look.h"
+#include "tests/support/folder.h"
 
 namespace veltrane {
 namespace {
@@ -223,11 +222,6 @@ TEST(Frei0rInterface, PassesFramesUnkeyedWhenMemoryRunsOut) {
 
 const std::string kRaw = "ffmpeg -f rawvideo -pixel_format rgba -video_size 960x540 -framerate 24 ";
 
-std::string Contents(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 void Shell(const std::string& command) {
     EXPECT_EQ(std::system((command + " >log 2>&1 </dev/null").c_str()), 0) << command << '\n'
                                                                            << Contents("log");
@@ -237,8 +231,7 @@ void Shell(const std::string& command) {
 class Frei0rHost : public testing::Test {
 protected:
     Frei0rHost() {
-        std::string pattern = fs::path(testing::TempDir()) / "veltrane-frei0r-XXXXXX";
-        fs::current_path(mkdtemp(pattern.data()));
+        fs::current_path(folder_.path);
         setenv("FREI0R_PATH", VELTRANE_PLUGIN_FOLDER, 1);
         setenv("GST_REGISTRY", "registry", 1);
         Shell("ffmpeg -i '" VELTRANE_SAMPLES
@@ -249,11 +242,7 @@ protected:
         Shell(kRaw + "-i in.rgba -c:v png in.mov");
     }
 
-    ~Frei0rHost() override {
-        const fs::path folder = fs::current_path();
-        fs::current_path("/");
-        fs::remove_all(folder);
-    }
+    ~Frei0rHost() override { fs::current_path("/"); }
 
     using Spelling = std::function<std::string(const Parameter&, const std::string& value)>;
 
@@ -282,6 +271,7 @@ private:
                                                  : std::to_string(Share(row, value));
     }
 
+    const TemporaryFolder folder_;
     std::string source_;
 };
 

@@ -1,7 +1,6 @@
 #include "tests/hosts/ofx/test_host.h"
 
 #include <dlfcn.h>
-#include <sanitizer/asan_interface.h>
 
 #include <cstdarg>
 #include <cstring>
@@ -41,20 +40,44 @@ bool IsEffect(void* handle) {
     return handle == host || Fault("unknown effect", kBadHandle) == kOk;
 }
 
-/// The named value of a set where the set knows it, of this type and at this place.
+/// The properties that a plug-in may set, by type, and those that take any number of values.
+constexpr char kNumbers[] =
+    " OfxPropVersion OfxImageEffectPluginPropHostFrameThreading OfxImageEffectPropSupportsTiles "
+    "OfxImageEffectPropSupportsMultiResolution OfxImageEffectPropTemporalClipAccess "
+    "OfxImageEffectPluginPropFieldRenderTwiceAlways OfxImageEffectPropMultipleClipDepths "
+    "OfxImageEffectPropSupportsMultipleClipPARs OfxImageEffectPluginPropSingleInstance "
+    "OfxParamPropEnabled OfxParamPropDefault OfxParamPropMin OfxParamPropMax "
+    "OfxParamPropDisplayMin OfxParamPropDisplayMax ";
+constexpr char kTexts[] =
+    " OfxPropLabel OfxPropShortLabel OfxPropLongLabel OfxPropVersionLabel OfxPropPluginDescription "
+    "OfxImageEffectPluginPropGrouping OfxImageEffectPluginRenderThreadSafety "
+    "OfxImageEffectPropSupportedContexts OfxImageEffectPropSupportedPixelDepths "
+    "OfxImageClipPropFieldExtraction OfxImageEffectPropSupportedComponents OfxParamPropHint "
+    "OfxParamPropParent OfxParamPropChoiceOption ";
+constexpr char kColors[] = " OfxParamPropDefault ";
+constexpr char kLists[] =
+    " OfxPropVersion OfxImageEffectPropSupportedContexts OfxImageEffectPropSupportedPixelDepths "
+    "OfxParamPropChoiceOption OfxParamPropDefault ";
+
+bool IsOneOf(const std::string& names, const std::string& name) {
+    return names.find(' ' + name + ' ') != names.npos;
+}
+
+/// The named value of a set where the set holds it, of this type and at this place, or may be given
+/// it.
 template <class T>
-T* Find(PropertySet set, const std::string& name, int index, bool mayGrow) {
-    auto& properties = reinterpret_cast<Bag*>(set)->properties;
-    const auto found = properties.find(name);
-    const char* problem = "unknown property ";
-    if (found != properties.end()) {
-        auto& [values, grows] = found->second;
-        if (mayGrow && grows && index == static_cast<int>(values.size())) values.emplace_back(T{});
-        if (index >= 0 && index < static_cast<int>(values.size()))
-            if (T* value = std::get_if<T>(&values[index])) return value;
-        problem = "wrong type or index for ";
-    }
-    Fault(problem + name, kUnknown);
+T* Find(PropertySet set, const std::string& name, std::size_t index, bool setting) {
+    Bag& bag = *reinterpret_cast<Bag*>(set);
+    const char* settable = std::is_same_v<T, int>      ? kNumbers
+                           : std::is_same_v<T, double> ? kColors
+                                                       : kTexts;
+    if (setting && IsOneOf(settable, name) && (index == 0 || IsOneOf(kLists, name)) &&
+        index == bag[name].size())
+        bag[name].emplace_back(T{});
+    const auto found = bag.find(name);
+    if (found != bag.end() && index < found->second.size())
+        if (T* value = std::get_if<T>(&found->second[index])) return value;
+    Fault("unknown property, or wrong type or index: " + name, kUnknown);
     return nullptr;
 }
 
@@ -100,47 +123,9 @@ const PropertySuite kProperties = [] {
     return suite;
 }();
 
-using Names = std::initializer_list<const char*>;
-
-Bag MakeBag(Names numbers, Names texts, Names lists = {}) {
-    Bag bag;
-    for (const char* name : numbers) bag.Put(name, {-1});
-    for (const char* name : texts) bag.Put(name, {std::string()});
-    for (const char* name : lists) bag.properties[name] = {{std::string()}, true};
-    return bag;
-}
-
-Bag EffectBag() {
-    Bag bag = MakeBag(
-        {"OfxImageEffectPluginPropHostFrameThreading", "OfxImageEffectPropSupportsTiles",
-         "OfxImageEffectPropSupportsMultiResolution", "OfxImageEffectPropTemporalClipAccess",
-         "OfxImageEffectPluginPropFieldRenderTwiceAlways", "OfxImageEffectPropMultipleClipDepths",
-         "OfxImageEffectPropSupportsMultipleClipPARs", "OfxImageEffectPluginPropSingleInstance"},
-        {"OfxPropLabel", "OfxPropShortLabel", "OfxPropLongLabel", "OfxPropVersionLabel",
-         "OfxPropPluginDescription", "OfxImageEffectPluginPropGrouping",
-         "OfxImageEffectPluginRenderThreadSafety"},
-        {"OfxImageEffectPropSupportedContexts", "OfxImageEffectPropSupportedPixelDepths"});
-    bag.properties["OfxPropVersion"] = {{0}, true};
-    return bag;
-}
-
 bool HoldsWholeNumbers(const std::string& type) {
     return type == "OfxParamTypeInteger" || type == "OfxParamTypeBoolean" ||
            type == "OfxParamTypeChoice";
-}
-
-Bag ParamBag(const std::string& type) {
-    Bag bag = MakeBag({"OfxParamPropEnabled"},
-                      {"OfxPropLabel", "OfxParamPropHint", "OfxParamPropParent"});
-    bag.Put("OfxParamPropEnabled", {1});
-    if (HoldsWholeNumbers(type)) bag.Put("OfxParamPropDefault", {-1});
-    if (type == "OfxParamTypeRGB") bag.Put("OfxParamPropDefault", {-1.0, -1.0, -1.0});
-    if (type == "OfxParamTypeInteger")
-        for (const char* limit : {"Min", "Max", "DisplayMin", "DisplayMax"})
-            bag.Put(std::string("OfxParamProp") + limit, {-1});
-    if (type == "OfxParamTypeChoice")
-        bag.properties["OfxParamPropChoiceOption"] = {{std::string()}, true};
-    return bag;
 }
 
 const ImageEffectSuite kEffects = [] {
@@ -156,12 +141,7 @@ const ImageEffectSuite kEffects = [] {
     suite.clipDefine = [](Effect effect, const char* name, PropertySet* set) {
         if (!IsEffect(effect) || current_action != "OfxImageEffectActionDescribeInContext")
             return Fault("clip defined outside its action", kBadHandle);
-        TestClip& clip = host->clips[name];
-        clip.bag =
-            MakeBag({"OfxImageEffectPropSupportsTiles", "OfxImageEffectPropTemporalClipAccess"},
-                    {"OfxImageClipPropFieldExtraction", "OfxImageEffectPropPreMultiplication"},
-                    {"OfxImageEffectPropSupportedComponents"});
-        *set = HandleOf<PropertySet>(clip.bag);
+        *set = HandleOf<PropertySet>(host->clips[name].bag);
         return kOk;
     };
     suite.clipGetHandle = [](Effect effect, const char* name, Clip* clip, PropertySet*) {
@@ -203,7 +183,7 @@ Status Read(Param handle, double time, va_list results) {
     if (auto key = param.keys.upper_bound(time); !param.keys.empty()) {
         values = (key == param.keys.begin() ? key : std::prev(key))->second;
     } else {
-        for (const Value& value : param.bag.properties.at("OfxParamPropDefault").values)
+        for (const Value& value : param.bag.at("OfxParamPropDefault"))
             values.push_back(value.index() == 0 ? std::get<int>(value) : std::get<double>(value));
     }
     for (const double value : values) {
@@ -217,8 +197,7 @@ Status Read(Param handle, double time, va_list results) {
 }
 
 Status GetValue(Param param, ...) {
-    if (current_action.find("InstanceChanged") + current_action.find("CreateInstance") ==
-        2 * std::string::npos)
+    if (current_action.starts_with("OfxImageEffectAction"))
         return Fault("value read without a time", kFailed);
     va_list results;
     va_start(results, param);
@@ -246,11 +225,8 @@ Status SetValue(Param handle, ...) {
     for (int i = 0; i < 3; ++i) color.push_back(va_arg(values, double));
     va_end(values);
     param.keys = {{0.0, color}};
-    for (const auto& [name, candidate] : host->params) {
-        if (&candidate != &param) continue;
-        host->log.push_back(name);
-        host->Change(name, "OfxChangePluginEdited");
-    }
+    host->log.push_back(param.name);
+    host->Change(param.name, "OfxChangePluginEdited");
     return kOk;
 }
 
@@ -263,7 +239,7 @@ const ParameterSuite kParameters = [] {
         if (!IsEffect(set) || kTypes.count(type) == 0 || host->params.count(name) != 0)
             return Fault(std::string("parameter ") + name + " of type " + type, kBadValue);
         host->order.emplace_back(name);
-        TestParam& param = host->params[name] = {type, ParamBag(type), {}};
+        TestParam& param = host->params[name] = {name, type, {{"OfxParamPropEnabled", {1}}}, {}};
         *properties = HandleOf<PropertySet>(param.bag);
         return kOk;
     };
@@ -346,14 +322,14 @@ TestImage::TestImage(const Plan& plan)
       topDown_(plan.topDown),
       memory_(2 * kGuard + rowBytes_ * (bounds_.y2 - bounds_.y1), 0xA5) {
     const std::vector<Value> edges{bounds_.x1, bounds_.y1, bounds_.x2, bounds_.y2};
-    bag.Put("OfxImagePropData", {static_cast<void*>(At(bounds_.x1, bounds_.y1))});
-    bag.Put("OfxImagePropBounds", edges);
-    bag.Put("OfxImagePropRegionOfDefinition", edges);
-    bag.Put("OfxImagePropRowBytes", {topDown_ ? -rowBytes_ : rowBytes_});
-    bag.Put("OfxImageEffectPropPixelDepth", {plan.depth});
-    bag.Put("OfxImageEffectPropComponents", {std::string("OfxImageComponentRGBA")});
-    bag.Put("OfxImageEffectPropPreMultiplication", {plan.alpha});
-    bag.Put("OfxImageEffectPropRenderScale", {plan.scale, plan.scale});
+    bag = {{"OfxImagePropData", {static_cast<void*>(At(bounds_.x1, bounds_.y1))}},
+           {"OfxImagePropBounds", edges},
+           {"OfxImagePropRegionOfDefinition", edges},
+           {"OfxImagePropRowBytes", {topDown_ ? -rowBytes_ : rowBytes_}},
+           {"OfxImageEffectPropPixelDepth", {plan.depth}},
+           {"OfxImageEffectPropComponents", {std::string("OfxImageComponentRGBA")}},
+           {"OfxImageEffectPropPreMultiplication", {plan.alpha}},
+           {"OfxImageEffectPropRenderScale", {plan.scale, plan.scale}}};
 }
 
 unsigned char* TestImage::At(int x, int y) {
@@ -361,22 +337,7 @@ unsigned char* TestImage::At(int x, int y) {
     return memory_.data() + kGuard + row * rowBytes_ + (x - bounds_.x1) * pixelBytes_;
 }
 
-void TestImage::SetGuard(bool closed) {
-    ASAN_UNPOISON_MEMORY_REGION(memory_.data(), memory_.size());
-    if (!closed) return;
-    ASAN_POISON_MEMORY_REGION(memory_.data(), memory_.size());
-    for (int y = bounds_.y1; y < bounds_.y2; ++y)
-        ASAN_UNPOISON_MEMORY_REGION(At(bounds_.x1, y), (bounds_.x2 - bounds_.x1) * pixelBytes_);
-}
-
-void TestImage::HandOut() {
-    SetGuard(false);
-    before_ = memory_;
-    SetGuard(true);
-}
-
 bool TestImage::IsKeptOutside(const RectI& window) {
-    SetGuard(false);
     for (int y = window.y1; y < window.y2; ++y)
         std::memcpy(before_.data() + (At(window.x1, y) - memory_.data()), At(window.x1, y),
                     (window.x2 - window.x1) * pixelBytes_);
@@ -385,7 +346,6 @@ bool TestImage::IsKeptOutside(const RectI& window) {
 
 TestHost::TestHost(const std::string& context, std::set<std::string> missing, bool refuses)
     : missingSuites(std::move(missing)),
-      bag(EffectBag()),
       refusesValues(refuses),
       library_(dlopen(VELTRANE_PLUGIN, RTLD_NOW | RTLD_LOCAL)),
       record_{HandleOf<PropertySet>(bag), FetchSuite} {
@@ -400,7 +360,7 @@ TestHost::TestHost(const std::string& context, std::set<std::string> missing, bo
     plugin->setHost(&record_);
     loaded = Send("OfxActionLoad");
     Send("OfxActionDescribe");
-    Bag in{{{"OfxImageEffectPropContext", {{context}}}}};
+    Bag in{{"OfxImageEffectPropContext", {context}}};
     Send("OfxImageEffectActionDescribeInContext", &in);
     Send("OfxActionCreateInstance");
 }
@@ -420,16 +380,15 @@ Status TestHost::Send(const char* action, Bag* in, Bag* out) {
 }
 
 Status TestHost::Change(const std::string& param, const std::string& reason, double time) {
-    Bag in{{{"OfxPropType", {{std::string("OfxTypeParameter")}}},
-            {"OfxPropName", {{param}}},
-            {"OfxPropChangeReason", {{reason}}},
-            {"OfxPropTime", {{time}}}}};
+    Bag in{{"OfxPropType", {std::string("OfxTypeParameter")}},
+           {"OfxPropName", {param}},
+           {"OfxPropChangeReason", {reason}},
+           {"OfxPropTime", {time}}};
     return Send("OfxActionInstanceChanged", &in);
 }
 
 Status TestHost::Render(double time, const RectI& w) {
-    Bag in{{{"OfxPropTime", {{time}}},
-            {"OfxImageEffectPropRenderWindow", {{w.x1, w.y1, w.x2, w.y2}}}}};
+    Bag in{{"OfxPropTime", {time}}, {"OfxImageEffectPropRenderWindow", {w.x1, w.y1, w.x2, w.y2}}};
     return Send("OfxImageEffectActionRender", &in);
 }
 

@@ -15,23 +15,13 @@ namespace veltrane::ofx::test {
 
 using Value = std::variant<int, double, std::string, void*>;
 
-struct Property {
-    std::vector<Value> values;
-    bool grows = false;  ///< takes any number of values instead of those it was made with
-};
+/// A property set.
+using Bag = std::map<std::string, std::vector<Value>>;
 
-/// A property set that knows exactly the names it was made with, each with its type.
-struct Bag {
-    std::map<std::string, Property> properties;
-
-    template <class T = std::string>
-    T Get(const std::string& name, int index = 0) const {
-        return std::get<T>(properties.at(name).values.at(index));
-    }
-    void Put(const std::string& name, std::vector<Value> values) {
-        properties[name].values = std::move(values);
-    }
-};
+template <class T = std::string>
+T Get(const Bag& bag, const std::string& name, int index = 0) {
+    return std::get<T>(bag.at(name).at(index));
+}
 
 /// One image in memory of its own, with guards around it and padding between its rows.
 class TestImage {
@@ -47,19 +37,16 @@ public:
 
     explicit TestImage(const Plan& plan);
     TestImage(const TestImage&) = delete;
-    ~TestImage() { SetGuard(false); }
 
     unsigned char* At(int x, int y);
-    /// Notes what the memory holds and, under the address sanitizer, closes all but the pixels.
-    void HandOut();
+    /// Notes what the memory holds.
+    void HandOut() { before_ = memory_; }
     /// Whether all outside the window is as it was when the image was handed out.
     [[nodiscard]] bool IsKeptOutside(const RectI& window);
 
     Bag bag;
 
 private:
-    void SetGuard(bool closed);
-
     RectI bounds_;
     int pixelBytes_;
     int rowBytes_;
@@ -69,6 +56,7 @@ private:
 };
 
 struct TestParam {
+    std::string name;
     std::string type;
     Bag bag;
     std::map<double, std::vector<double>> keys;  ///< values from each time on; the default if none
