@@ -38,11 +38,6 @@ double Number(NSInvocation* call, NSUInteger index, char type) {
     return type == 'I' ? Argument<UInt32>(call, index) : Argument<BOOL>(call, index);
 }
 
-std::string Words(id object) {
-    const bool list = [object isKindOfClass:[NSArray class]];
-    return [(list ? [object componentsJoinedByString:@"|"] : object) UTF8String];
-}
-
 Arguments ArgumentsOf(NSInvocation* call) {
     Arguments all;
     NSMethodSignature* signature = [call methodSignature];
@@ -50,13 +45,16 @@ Arguments ArgumentsOf(NSInvocation* call) {
         const char* type = [signature getArgumentTypeAtIndex:i];
         if (type[0] == '^') {
             all.results.emplace_back(type[1], Argument<void*>(call, i));
-        } else if (type[0] == '@') {
-            all.words += ' ' + Words(Argument<id>(call, i));
-        } else {
-            const double number = Number(call, i, *type);
-            all.numbers.push_back(number);
-            all.words += ' ' + std::string([[@(number) description] UTF8String]);
+            continue;
         }
+        id object = type[0] == '@' ? Argument<id>(call, i) : nil;
+        if (object == nil) {
+            all.numbers.push_back(Number(call, i, *type));
+            object = [@(all.numbers.back()) description];
+        } else if ([object isKindOfClass:[NSArray class]]) {
+            object = [object componentsJoinedByString:@"|"];
+        }
+        all.words += std::string(" ") + [object UTF8String];
     }
     return all;
 }
