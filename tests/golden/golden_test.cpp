@@ -9,12 +9,17 @@
 namespace veltrane::testing {
 namespace {
 
+constexpr Color Bytes(int red, int green, int blue) {
+    return {red / 255.0, green / 255.0, blue / 255.0};
+}
+
 struct Case {
     std::string name;
-    Shot shot;
-    int width;
-    int height;
-    Settings settings;
+    Settings settings = {};  ///< but for the key colour
+    Shot shot = Shot::kStudio;
+    int width = 321;
+    int height = 181;
+    Color key = Bytes(60, 180, 70);
 };
 
 template <class T>
@@ -86,103 +91,54 @@ std::uint64_t KeyedDigest(const Case& c) {
     return digest.Value();
 }
 
-Color Bytes(int red, int green, int blue) {
-    return {red / 255.0, green / 255.0, blue / 255.0};
-}
-
-Settings Set(void (*change)(Settings& settings)) {
-    Settings s;
-    s.keyColor = Bytes(60, 180, 70);
-    change(s);
-    return s;
-}
-
 std::vector<Case> Cases() {
     using enum Shot;
     std::vector<Case> cases = {
-        {"Defaults", kStudio, 960, 540, Set([](Settings&) {})},
-        {"OneColor", kStudio, 641, 363, Set([](Settings& s) { s.smoothBG = false; })},
-        {"HairsOnSlope", kStudio, 700, 500, Set([](Settings& s) { s.screenGain = 20; })},
-        {"Portrait", kStudio, 270, 480, Set([](Settings& s) { s.shadow = 40; })},
-        {"SourceView", kStudio, 97, 61, Set([](Settings& s) { s.view = View::Source; })},
-        {"MatteView", kStudio, 321, 181, Set([](Settings& s) { s.view = View::Matte; })},
-        {"NoKey", kStudio, 65, 33, Set([](Settings& s) { s.keyColor = Bytes(1, 1, 1); })},
-        {"BlackKey", kStudio, 65, 33, Set([](Settings& s) {
-             s.keyColor = {};
-             s.clipWhite = 60;
-         })},
-        {"GrayKey", kStudio, 129, 65, Set([](Settings& s) {
-             s.keyColor = Bytes(127, 127, 127);
-             s.smoothBG = false;
-         })},
-        {"BareScreen", kBare, 333, 222, Set([](Settings& s) { s.despillGray = 100; })},
-        {"BareExactly", kBare, 160, 90, Set([](Settings& s) {
-             s.smoothBG = false;
-             s.screenGain = 0;
-         })},
-        {"DeepHole", kFramed, 400, 420, Set([](Settings& s) { s.shadow = 50; })},
-        {"BlueKey", kStudio, 65, 65, Set([](Settings& s) {
-             s.keyColor = Bytes(0, 0, 200);
-             s.smoothBG = false;
-         })},
-        {"Ribbon", kStudio, 3, 30000, Set([](Settings&) {})},
-        {"NoScreen", kCrowded, 333, 222, Set([](Settings& s) { s.despillSkin = 100; })},
-        {"AllNoise", kNoise, 223, 141, Set([](Settings& s) { s.despillBlue = 100; })},
-        {"EqualClips", kStudio, 321, 181, Set([](Settings& s) { s.clipBlack = s.clipWhite = 50; })},
-        {"CrossedClips", kStudio, 321, 181, Set([](Settings& s) {
-             s.clipBlack = 70;
-             s.clipWhite = 30;
-         })},
-        {"DeBlockingLeast", kStudio, 321, 181, Set([](Settings& s) { s.deBlocking = true; })},
-        {"DeBlockingMost", kStudio, 321, 181, Set([](Settings& s) {
-             s.deBlocking = true;
-             s.deBlockValue = 10;
-             s.smoothBG = false;
-         })},
-        {"ContractLeast", kStudio, 321, 181, Set([](Settings& s) {
-             s.edgeContract = true;
-             s.contractMask = 1;
-             s.contractThreshold = 0;
-         })},
-        {"ContractMost", kStudio, 321, 181, Set([](Settings& s) {
-             s.edgeContract = true;
-             s.contractMask = 10;
-             s.contractThreshold = 50;
-             s.smoothBG = false;
-         })},
-        {"BlurLeast", kStudio, 321, 181, Set([](Settings& s) {
-             s.edgeBlur = true;
-             s.maskBlurRadius = 1;
-             s.maskBlurValue = 100;
-         })},
-        {"BlurMost", kStudio, 960, 540, Set([](Settings& s) {
-             s.edgeBlur = true;
-             s.maskBlurRadius = 100;
-         })},
-        {"LowHues", kStudio, 321, 181, Set([](Settings& s) { s.skinHue = s.blueHue = -50; })},
-        {"HighHues", kStudio, 321, 181, Set([](Settings& s) {
-             s.skinHue = s.blueHue = 50;
-             s.despillSkin = s.despillBlue = 60;
-         })},
-        {"NoGainNoShadow", kStudio, 321, 181,
-         Set([](Settings& s) { s.screenGain = s.shadow = 0; })},
-        {"MostGain", kStudio, 321, 181, Set([](Settings& s) { s.screenGain = 100; })},
-        {"OnePixel", kStudio, 1, 1,
-         Set([](Settings& s) { s.edgeBlur = s.edgeContract = s.deBlocking = true; })},
-        {"Column", kStudio, 1, 700, Set([](Settings& s) { s.edgeBlur = s.edgeContract = true; })},
-        {"Line", kStudio, 900, 1, Set([](Settings& s) { s.edgeBlur = s.edgeContract = true; })},
+        {"Defaults", {}, kStudio, 960, 540},
+        {"OneColor", {.smoothBG = false}, kStudio, 641, 363},
+        {"HairsOnSlope", {.screenGain = 20}, kStudio, 700, 500},
+        {"Portrait", {.shadow = 40}, kStudio, 270, 480},
+        {"SourceView", {.view = View::Source}, kStudio, 97, 61},
+        {"MatteView", {.view = View::Matte}},
+        {"NoKey", {}, kStudio, 65, 33, Bytes(1, 1, 1)},
+        {"BlackKey", {.clipWhite = 60}, kStudio, 65, 33, {}},
+        {"GrayKey", {.smoothBG = false}, kStudio, 129, 65, Bytes(127, 127, 127)},
+        {"BareScreen", {.despillGray = 100}, kBare, 333, 222},
+        {"BareExactly", {.smoothBG = false, .screenGain = 0}, kBare, 160, 90},
+        {"DeepHole", {.shadow = 50}, kFramed, 400, 420},
+        {"BlueKey", {.smoothBG = false}, kStudio, 65, 65, Bytes(0, 0, 200)},
+        {"Ribbon", {}, kStudio, 3, 30000},
+        {"NoScreen", {.despillSkin = 100}, kCrowded, 333, 222},
+        {"AllNoise", {.despillBlue = 100}, kNoise, 223, 141},
+        {"EqualClips", {.clipBlack = 50, .clipWhite = 50}},
+        {"CrossedClips", {.clipBlack = 70, .clipWhite = 30}},
+        {"DeBlockingLeast", {.deBlocking = true}},
+        {"DeBlockingMost", {.smoothBG = false, .deBlocking = true, .deBlockValue = 10}},
+        {"ContractLeast", {.edgeContract = true, .contractMask = 1, .contractThreshold = 0}},
+        {"ContractMost",
+         {.smoothBG = false, .edgeContract = true, .contractMask = 10, .contractThreshold = 50}},
+        {"BlurLeast", {.edgeBlur = true, .maskBlurRadius = 1, .maskBlurValue = 100}},
+        {"BlurMost", {.edgeBlur = true, .maskBlurRadius = 100}, kStudio, 960, 540},
+        {"LowHues", {.skinHue = -50, .blueHue = -50}},
+        {"HighHues", {.skinHue = 50, .blueHue = 50, .despillSkin = 60, .despillBlue = 60}},
+        {"NoGainNoShadow", {.shadow = 0, .screenGain = 0}},
+        {"MostGain", {.screenGain = 100}},
+        {"OnePixel", {.deBlocking = true, .edgeContract = true, .edgeBlur = true}, kStudio, 1, 1},
+        {"Column", {.edgeContract = true, .edgeBlur = true}, kStudio, 1, 700},
+        {"Line", {.edgeContract = true, .edgeBlur = true}, kStudio, 900, 1},
     };
     // The model's sides are evaluated in single precision: in double 360 x 81 would be another.
     constexpr int kSizes[][2] = {{3, 7}, {16, 9}, {360, 81}, {70, 70}, {90, 384}, {641, 363}};
     for (int i = 0; i < 18; ++i) {
         Random random(1000 + i);
         Settings settings = AnySettings(random);
-        settings.keyColor = SnapToByteSteps(settings.keyColor);
         settings.despillGray = std::min(settings.despillGray, 100);
         const auto& [width, height] = kSizes[i % 6];
         const Shot shot = i % 9 == 4 ? kNoise : i % 9 == 8 ? kFramed : kStudio;
-        cases.push_back({"Drawn" + std::to_string(i), shot, width, height, settings});
+        cases.push_back({"Drawn" + std::to_string(i), settings, shot, width, height,
+                         SnapToByteSteps(settings.keyColor)});
     }
+    for (Case& c : cases) c.settings.keyColor = c.key;
     return cases;
 }
 
