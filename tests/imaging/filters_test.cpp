@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <limits>
+
 #include "imaging/imaging.h"
 #include "imaging/matte/matte_plane.h"
 #include "imaging/matte/soften_rows.h"
@@ -74,6 +77,22 @@ TEST(EdgeMap, ThresholdsReachUpToTheGreatestStrength) {
     }
 }
 
+TEST(Resample, ReducesEverySampleOf16BitsExactly) {
+    std::vector<unsigned short> source(65536 * 4);
+    for (size_t i = 0; i < source.size(); ++i) source[i] = static_cast<unsigned short>(i / 4);
+    const auto check = [&] {
+        std::vector<unsigned char> target(source.size(), 7);
+        CImagingORV().DF_WH64bitTo32bit5_1(source.data(), 256, 256, 1024, target.data(), 256, 256,
+                                           1024, 0, 2);
+        for (int v = 0; v < 65536; ++v) {
+            const auto reduced = static_cast<unsigned char>(v / 257.0f + 0.5f);
+            const auto at = target.begin() + 4 * v;
+            ASSERT_TRUE(std::count(at, at + 3, reduced) == 3 && at[3] == 7) << v;
+        }
+    };
+    AtEveryLevel(check);
+}
+
 TEST(ChromaBlur, WideWindowsDoNotOverflow) {
     constexpr int kSide = 260;  // 259 x 259 x 65535 needs more than 32 bits
     std::vector<unsigned short> wide(kSide * kSide * 4, 65535), work = wide;
@@ -82,6 +101,15 @@ TEST(ChromaBlur, WideWindowsDoNotOverflow) {
         CImagingORV().ChromaBlurCore3_64bit(kSide, kSide, wide.data(), work.data(), radius);
         EXPECT_TRUE(Same(flat, wide, kSide)) << "radius " << radius;
     }
+}
+
+TEST(Color, WhatNoIntHoldsBecomesTheLeastOne) {
+    constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+    const CImagingORV imaging;
+    for (YIQ none : {YIQ{kNan, 0, 0}, YIQ{-3e9f, 0, 0}, YIQ{2147483648.0f, 0, 0}})
+        for (const auto [r, g, b] : {imaging.YIQtoRGB2(none), imaging.YIQtoRGB2_16bit(none)})
+            EXPECT_TRUE(r == INT_MIN && g == INT_MIN && b == INT_MIN);
+    EXPECT_EQ(imaging.LinerInter(kNan, 0.0f, 1.0f, 2.0f, 3.0f), 3.0f);
 }
 
 }  // namespace

@@ -63,7 +63,7 @@ bool RunWithFailure(long number, void (*thrower)(), Call call) {
     failure = thrower;
     refused = false;
     allocationsLeft = number;
-    call();
+    EXPECT_NO_THROW(call());
     allocationsLeft = -1;
     EXPECT_EQ(heldBytes, before) << "allocation " << number;
     return refused;
@@ -71,6 +71,17 @@ bool RunWithFailure(long number, void (*thrower)(), Call call) {
 
 void FailAsMemory() {
     throw std::bad_alloc();
+}
+
+/// Runs a call again and again, with one allocation after the other failing, until none is left,
+/// and gives their number. check hears after each run whether one failed.
+template <typename Call, typename Check>
+long FailEach(Call call, Check check) {
+    for (long number = 0;; ++number) {
+        const bool failed = RunWithFailure(number, FailAsMemory, call);
+        check(failed);
+        if (!failed) return number;
+    }
 }
 
 template <typename T>
@@ -90,15 +101,10 @@ TYPED_TEST(Allocation, EveryFailureInTheDriverGivesStatusOne) {
     for (unsigned smoothBG : {0u, 1u}) {
         for (unsigned interlaced : {0u, 1u}) {
             this->record.smoothBG = smoothBG;
-            long number = 0;
-            for (bool failed = true; failed; ++number) {
-                unsigned status = 9;
-                failed = RunWithFailure(number, FailAsMemory, [&] {
-                    status = Drive<TypeParam>(this->record, interlaced);
-                });
-                ASSERT_EQ(status, failed ? 1u : 0u) << "allocation " << number;
-            }
-            EXPECT_GT(number, smoothBG ? 10 : 5);
+            unsigned status = 9;
+            const auto drive = [&] { status = Drive<TypeParam>(this->record, interlaced); };
+            const auto check = [&](bool failed) { EXPECT_EQ(status, failed ? 1u : 0u); };
+            EXPECT_GT(FailEach(drive, check), smoothBG ? 9 : 4);
         }
     }
 }
@@ -120,20 +126,11 @@ TYPED_TEST(Allocation, StatusTellsWhatWasThrown) {
 }
 
 TYPED_TEST(Allocation, EntryGivesEverythingBack) {
-    long number = 0;
-    for (bool failed = true; failed; ++number) {
-        bool threw = false;
-        failed = RunWithFailure(number, FailAsMemory, [&] {
-            try {
-                Enter(kAllOn, this->target.data(), this->kWidth, this->kHeight, this->source.data(),
-                      this->kWidth, this->kHeight);
-            } catch (...) {
-                threw = true;
-            }
-        });
-        EXPECT_FALSE(threw) << "allocation " << number;
-    }
-    EXPECT_GT(number, 10);
+    const auto enter = [&] {
+        Enter(kAllOn, this->target.data(), this->kWidth, this->kHeight, this->source.data(),
+              this->kWidth, this->kHeight);
+    };
+    EXPECT_GT(FailEach(enter, [](bool) {}), 9);
 }
 
 TEST(Memory, OneCallHoldsAtMostTwoFrames) {

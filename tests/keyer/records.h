@@ -13,9 +13,6 @@ namespace veltrane::testing {
 template <typename T>
 using Record = std::conditional_t<sizeof(T) == 2, VELTRANE_Param16bit, VELTRANE_Param>;
 
-template <typename T>
-using BlurMember = void (CVELTRANE::*)(Record<T>*) const;
-
 using Keyer = CVELTRANE;
 inline const Keyer stages;
 template <typename T>
@@ -25,15 +22,6 @@ inline constexpr auto kModel = ByDepth<T>(&Keyer::MakeMask64bit008_1, &Keyer::Ma
 template <typename T>
 inline constexpr auto kPlateKey = ByDepth<T>(&Keyer::MakeChromaKeyMaskX9Core64bit14,
                                              &Keyer::MakeChromaKeyMaskX9Core32bit14);
-template <typename T>
-inline constexpr auto kDeblock =
-    ByDepth<T>(static_cast<BlurMember<unsigned short>>(&Keyer::ChromaBlur64bit),
-               static_cast<BlurMember<unsigned char>>(&Keyer::ChromaBlur32bit));
-template <typename T>
-inline constexpr auto kContract = ByDepth<T>(&Keyer::ContGray7_64, &Keyer::ContGray7);
-template <typename T>
-inline constexpr auto kMaskBlur = ByDepth<T>(&Keyer::MaskBlur64, &Keyer::MaskBlur);
-
 template <typename T>
 unsigned Drive(Record<T>& record, unsigned interlaced = 0) {
     KORMADEL_Param frame{interlaced};
