@@ -199,7 +199,7 @@ constexpr std::tuple<int, const char*, const char*> kRefusals[] = {
     {2, "bad.json: unknown setting \"shadwo\"", "key in.png o.png --preset bad.json"},
     {1, "none.json: cannot be read", "key in.png o.png --preset none.json"},
     {1, "missing/o.json: cannot be written",
-     "key in.png o.png --key-color #00a020 --save-preset missing/o.json"},
+     "key in.png o.png --quiet --save-preset missing/o.json"},
     {1, "grey.png: no green screen found in frame 1", "key grey.png o.png"},
     {1, "o.jpg: jpg cannot hold alpha", "key in.png o.jpg"},
     {1, "o.mp4: mp4 (H.264) cannot hold alpha", "key in.png o.mp4"},
