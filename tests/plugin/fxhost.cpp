@@ -14,35 +14,21 @@
 namespace veltrane::testing {
 namespace {
 
-/// A picture of the frame's size, as the host keeps it.
-HostPicture ToHost(const media::Frame& frame) {
-    HostPicture picture{static_cast<std::size_t>(frame.width),
-                        static_cast<std::size_t>(frame.height),
-                        std::vector<float>(frame.pixels.size())};
-    const PixelWriter<float> writer({PixelOrder::kArgb});
-    writer(frame.pixels.data(), picture.pixels.data(),
-           static_cast<std::ptrdiff_t>(frame.pixels.size()) / kElements);
-    return picture;
-}
-
-/// The frame with the picture's pixels, each to the nearest step.
-void FromHost(const HostPicture& picture, media::Frame& frame) {
-    const PixelReader<float> reader({PixelOrder::kArgb});
-    reader(picture.pixels.data(), frame.pixels.data(),
-           static_cast<std::ptrdiff_t>(frame.pixels.size()) / kElements);
-}
-
+/// What the filter makes of a frame.
 media::Frame Rendered(const Settings& settings, const media::Frame& source) {
     const std::unique_ptr<FxHost> host = FxHost::Load(VELTRANE_BUNDLE);
     if (!host || !host->AddParameters())
         throw std::runtime_error(VELTRANE_BUNDLE " holds no filter that can be used");
     host->Use(settings);
-    const HostPicture input = ToHost(source);
+    const std::ptrdiff_t pixels = std::ssize(source.pixels) / kElements;
+    HostPicture input{static_cast<std::size_t>(source.width),
+                      static_cast<std::size_t>(source.height),
+                      std::vector<float>(source.pixels.size())};
+    PixelWriter<float>({PixelOrder::kArgb})(source.pixels.data(), input.pixels.data(), pixels);
     HostPicture output = input;
     if (!host->Render(input, output)) throw std::runtime_error("the filter did not render");
-    media::Frame result{source.width, source.height, source.number,
-                        std::vector<std::uint16_t>(source.pixels.size()), source.origin};
-    FromHost(output, result);
+    media::Frame result = source;
+    PixelReader<float>({PixelOrder::kArgb})(output.pixels.data(), result.pixels.data(), pixels);
     return result;
 }
 

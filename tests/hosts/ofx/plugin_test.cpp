@@ -107,18 +107,6 @@ struct Images {
 
 using Texts = std::vector<std::string>;
 
-/// Everything on.
-Settings Look() {
-    Settings settings = UnusualLook();
-    settings.keyColor = {51 / 255.0, 180 / 255.0, 65 / 255.0};
-    settings.deBlockValue = 3;
-    settings.contractMask = 4;
-    settings.maskBlurRadius = 5;
-    settings.clipBlack = 5;
-    settings.clipWhite = 90;
-    return settings;
-}
-
 /// The host's name of each row by its id; the button is none.
 std::map<int, std::string> NamesIn(const TestHost& host) {
     std::map<int, std::string> names;
@@ -131,16 +119,15 @@ std::map<int, std::string> NamesIn(const TestHost& host) {
     return names;
 }
 
-void EnterLook(TestHost& host) {
-    const Settings look = Look();
-    const std::map<int, std::string> names = NamesIn(host);
-    for (const Parameter* row : Panel(Host::OpenFx)) {
-        if (row->kind == ParameterKind::Group) continue;
-        auto& keys = host.params.at(names.at(row->id)).keys;
-        if (row->kind == ParameterKind::Color)
+void Enter(TestHost& host, const Settings& look) {
+    for (const auto& [id, name] : NamesIn(host)) {
+        const Parameter& row = ParameterOf(ParameterId(id));
+        auto& keys = host.params.at(name).keys;
+        if (row.kind == ParameterKind::Group) continue;
+        if (row.kind == ParameterKind::Color)
             keys = {{0, {look.keyColor.red, look.keyColor.green, look.keyColor.blue}}};
         else
-            keys = {{0, {double(ValueOf(look, *row))}}};
+            keys = {{0, {double(ValueOf(look, row))}}};
     }
 }
 
@@ -234,7 +221,7 @@ TYPED_TEST_SUITE(OfxRender, Components);
 
 TYPED_TEST(OfxRender, GivesTheLibrarysBitsInEveryAlphaStateAndLayout) {
     TestHost host;
-    EnterLook(host);
+    Enter(host, UnusualLook());
     const auto picture = MakePicture<TypeParam>(1);
     const RectI place{-7, 3, -7 + kWidth, 3 + kHeight}, bounds{-10, 0, 50, 40};
     int layout = 0;
@@ -250,7 +237,7 @@ TYPED_TEST(OfxRender, GivesTheLibrarysBitsInEveryAlphaStateAndLayout) {
             const bool straight = written == AlphaState::kStraight ||
                                   (written == AlphaState::kOpaque && read == AlphaState::kStraight);
             const auto expected =
-                Keyed(Look(), picture, read,
+                Keyed(UnusualLook(), picture, read,
                       straight ? AlphaState::kStraight : AlphaState::kPremultiplied);
             EXPECT_TRUE(images.source.IsKeptOutside({}));
             EXPECT_TRUE(images.output.IsKeptOutside(window));
@@ -291,16 +278,19 @@ TEST_F(OfxPlugin, SaysWhenThereIsNoScreenToPick) {
 
 TEST_F(OfxPlugin, ScalesRadiiInProxies) {
     TestHost host;
-    EnterLook(host);
+    Settings look = UnusualLook();
+    look.deBlockValue = 3;
+    look.contractMask = 4;
+    look.maskBlurRadius = 5;
+    Enter(host, look);
     const auto picture = MakePicture<float>(2);
     // Of 3, 4 and 5 pixels: halves round up, nothing falls below 1 or leaves its range; 0 is none.
     for (const auto& [scale, deblock, contract, blur] :
          {std::tuple{0.5, 2, 2, 3}, {0.01, 1, 1, 1}, {30.0, 10, 10, 100}, {0.0, 3, 4, 5}}) {
-        const TestImage::Plan plan{kPlace, kDepth<float>, "OfxImageAlphaUnPremultiplied",
-                                   0,      false,         scale};
+        TestImage::Plan plan{kPlace, kDepth<float>};
+        plan.scale = scale;
         Images<float> images(host, picture, plan, plan);
         ASSERT_EQ(host.Render(0, kPlace), kOk);
-        Settings look = Look();
         look.deBlockValue = deblock;
         look.contractMask = contract;
         look.maskBlurRadius = blur;
@@ -353,7 +343,7 @@ TEST_F(OfxPlugin, AnswersWhatHostsAskBeforeARender) {
 
 TEST_F(OfxPlugin, RendersSeveralFramesOfOneInstanceAtOnce) {
     TestHost host;
-    EnterLook(host);
+    Enter(host, UnusualLook());
     std::deque<Images<float>> images;
     for (int i = 0; i < 8; ++i) {
         images.emplace_back(host, MakePicture<float>(i));
@@ -366,7 +356,7 @@ TEST_F(OfxPlugin, RendersSeveralFramesOfOneInstanceAtOnce) {
         threads.emplace_back([&, i] { EXPECT_EQ(host.Render(i, kPlace), kOk); });
     for (std::thread& thread : threads) thread.join();
     for (int i = 0; i < 8; ++i) {
-        Settings look = Look();
+        Settings look = UnusualLook();
         look.shadow = 10 * i;
         EXPECT_TRUE(Shows(images[i].output, Keyed(look, MakePicture<float>(i)))) << i;
     }
@@ -378,11 +368,11 @@ TEST_F(OfxPlugin, SharesAFrameAmongTheThreadsThatTheHostLends) {
             TestHost host;
             host.cpus = cpus;
             host.lendsNone = lendsNone;
-            EnterLook(host);
+            Enter(host, UnusualLook());
             const auto picture = MakePicture<std::uint16_t>(3);
             Images<std::uint16_t> images(host, picture);
             EXPECT_EQ(host.Render(0, kPlace), kOk);
-            EXPECT_TRUE(Shows(images.output, Keyed(Look(), picture))) << cpus;
+            EXPECT_TRUE(Shows(images.output, Keyed(UnusualLook(), picture))) << cpus;
             EXPECT_EQ(host.threadRuns > 0, cpus > 1 && !lendsNone);
         }
     }
