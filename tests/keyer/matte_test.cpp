@@ -63,12 +63,5 @@ TEST(MattePowers, OfAFullMatteLeavesTheLuma) {
     }
 }
 
-TEST(MatteSamples, AreBroughtToThe8BitScaleWithoutADivision) {
-    for (int sample = 0; sample <= 65535; ++sample) {
-        const float value = static_cast<float>(sample);
-        ASSERT_EQ(value - value * (1 / 257.0f), value / 257.0f * 256.0f) << sample;
-    }
-}
-
 }  // namespace
 }  // namespace veltrane::testing
