@@ -285,24 +285,6 @@ void KeyRecord(Digest& digest, Random& random, int n) {
     add([&] { return Drive<T>(record, 1); });
 }
 
-/// Every matte with every shadow.
-template <class T>
-void Shade(Digest& digest, Random&, int n) {
-    Frame<T> source;
-    for (int i = 0; i < 4096; ++i) {
-        const int screen = 4095 - i, value = 300 * i;
-        for (const int share : {kScreen[0], kScreen[1], kScreen[2]})
-            source.push_back(
-                static_cast<T>((share * screen * kUnit<T> + value * kUnit<T> / 9) / 4095));
-        source.push_back(static_cast<T>(kFull<T>));
-    }
-    Frame<T> target(source.size());
-    auto record = DefaultRecord(source, target, 4096, 1);
-    SetPair(record.shadow, n * 5);
-    (stages.*kDirect<T>)(&record);
-    digest.Add(target);
-}
-
 /// The entry on frames of two sizes, with what lies behind the output, and what becomes of the
 /// input.
 template <class T>
@@ -343,9 +325,6 @@ TEST(Routines, Plate) {
 }
 TEST(Routines, Keys) {
     ExpectRepeated("Keys", 350, KeyRecord<Word>, KeyRecord<Byte>);
-}
-TEST(Routines, Shadows) {
-    ExpectRepeated("Shadows", 21, Shade<Word>, Shade<Byte>);
 }
 TEST(Routines, Entries) {
     ExpectRepeated("Entries", 210, EnterWith<Word>, EnterWith<Byte>);

@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <limits>
-#include <thread>
 
 #include "keyer/entry_call.h"
 #import "plugin/VeltraneGreen.h"
@@ -291,24 +290,6 @@ TEST_F(Filter, LeavesTheOutputAloneWhereItRendersNothing) {
     huge.width = huge.height = std::size_t(1) << 30;  // more than there is memory for
     EXPECT_TRUE(host->Render(huge, huge));
     for (const HostPicture& picture : {untouched, huge}) EXPECT_EQ(picture.pixels, Pixels(4, 7));
-}
-
-TEST_F(Filter, RendersOnTwoThreadsAtOnce) {
-    constexpr int kWidth = 90;
-    host->Use(UnusualLook());
-    const auto render = [&](unsigned seed) {
-        Random random(seed);
-        const Frame frame = CalmFrame<unsigned short>(random, kWidth, 60 + int(seed) * 20);
-        const HostPicture input = Picture(frame, kWidth);
-        for (int i = 0; i < 6; ++i) {
-            HostPicture output = input;
-            EXPECT_TRUE(host->Render(input, output));
-            EXPECT_TRUE(Same(Keyed(UnusualLook(), frame, kWidth), output.pixels, kWidth)) << seed;
-        }
-    };
-    std::thread other(render, 1);
-    render(0);
-    other.join();
 }
 
 TEST_F(Filter, NamesEverythingInEachLanguage) {

@@ -123,11 +123,6 @@ const PropertySuite kProperties = [] {
     return suite;
 }();
 
-bool HoldsWholeNumbers(const std::string& type) {
-    return type == "OfxParamTypeInteger" || type == "OfxParamTypeBoolean" ||
-           type == "OfxParamTypeChoice";
-}
-
 const ImageEffectSuite kEffects = [] {
     ImageEffectSuite suite{};
     suite.getPropertySet = [](Effect effect, PropertySet* set) {
@@ -179,19 +174,14 @@ const ImageEffectSuite kEffects = [] {
 Status Read(Param handle, double time, va_list results) {
     const auto& param = *reinterpret_cast<TestParam*>(handle);
     if (host->refusesValues) return kFailed;
-    std::vector<double> values;
-    if (auto key = param.keys.upper_bound(time); !param.keys.empty()) {
-        values = (key == param.keys.begin() ? key : std::prev(key))->second;
-    } else {
-        for (const Value& value : param.bag.at("OfxParamPropDefault"))
-            values.push_back(value.index() == 0 ? std::get<int>(value) : std::get<double>(value));
-    }
-    for (const double value : values) {
-        if (HoldsWholeNumbers(param.type)) {
-            *va_arg(results, int*) = static_cast<int>(value);
-        } else {
-            *va_arg(results, double*) = value;
-        }
+    auto key = param.keys.upper_bound(time);
+    if (key != param.keys.begin()) --key;
+    for (std::size_t i = 0; const Value& value : param.bag.at("OfxParamPropDefault")) {
+        const double* keyed = param.keys.empty() ? nullptr : &key->second[i++];
+        if (const int* whole = std::get_if<int>(&value))
+            *va_arg(results, int*) = keyed ? static_cast<int>(*keyed) : *whole;
+        else
+            *va_arg(results, double*) = keyed ? *keyed : std::get<double>(value);
     }
     return kOk;
 }
