@@ -26,13 +26,14 @@ TEST(Entry, RefusesFramesThatARecordCannotDescribe) {
     Settings direct;  // would key a width of 65536 as one of 0, and call that done
     direct.keyColor = {0, 1, 0};
     direct.smoothBG = false;
+    direct.view = View::Matte;
     const std::vector<unsigned short> wide(65536 * 4, 65535);
-    auto output = std::vector<unsigned short>(wide.size(), 7);
-    const auto untouched = output;
+    std::vector<unsigned short> output(wide.size(), 7), finished = output;
+    for (size_t i = 3; i < finished.size(); i += 4) finished[i] = 65535;
     Enter(direct, output.data(), 65536, 1, wide.data(), 65536, 1);
-    EXPECT_EQ(output, untouched);
+    EXPECT_EQ(output, finished) << "finished though not keyed";
     Enter(direct, output.data(), 65535, 1, wide.data(), 65535, 1);
-    EXPECT_NE(output, untouched);
+    EXPECT_NE(output, finished);
 }
 
 TEST(Scaling, InversesBringEveryPercentageBack) {
