@@ -87,7 +87,8 @@ TYPED_TEST(BothDepths, DriversRefuseRecordsOutsideTheirRanges) {
 TYPED_TEST(BothDepths, CopyTakesEverythingBehindThePointers) {
     Random random(51);
     std::vector<TypeParam> a(4), b(4), c(4), d(4);
-    const auto source = RandomRecord(random, a, c, 700, 900);
+    auto source = RandomRecord(random, a, c, 700, 900);
+    source.reservedPtr = &source;
     auto target = DefaultRecord(b, d, 1, 1);
     Record<TypeParam>* none = nullptr;
     const auto before = Values(target);
