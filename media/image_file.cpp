@@ -1,18 +1,16 @@
 #include "media/image_file.h"
-#include "imaging/convert/convert.h"
+
+#include <OpenImageIO/strutil.h>
 
 #include <algorithm>
 #include <array>
-#include <cstring>
-#include <mutex>
 #include <string_view>
-#include <type_traits>
 
-#include "media/exr_layout.h"
-#include "media/file_bytes.h"
+#include "imaging/convert/convert.h"
 #include "media/file_kind.h"
 #include "media/image_integrity.h"
-#include "media/png_reader.h"
+#include "media/image_library.h"
+#include "media/png_source.h"
 #include "media/tiff_file.h"
 #include "media/transfer.h"
 
@@ -30,7 +28,7 @@ struct Channels {
 };
 
 struct OpenImage {
-    std::unique_ptr<OIIO::ImageInput> input;
+    std::unique_ptr<ImageSource> source;
     std::string format;
     Channels channels;
     bool isFloat = false;
@@ -40,13 +38,13 @@ struct OpenImage {
     Transfer transfer = Transfer::None;
     Turn turn;
 
-    const OIIO::ImageSpec& spec() const { return input->spec(); }
+    const ImageLayout& layout() const { return source->layout(); }
 };
 
-int Find(const OIIO::ImageSpec& spec, std::initializer_list<std::string_view> names) {
-    for (int c = 0; c < spec.nchannels; ++c) {
+int Find(const ImageLayout& layout, std::initializer_list<std::string_view> names) {
+    for (int c = 0; c < layout.channels(); ++c) {
         for (std::string_view name : names) {
-            if (OIIO::Strutil::iequals(spec.channel_name(c),
+            if (OIIO::Strutil::iequals(layout.channelNames[c],
                                        OIIO::string_view(name.data(), name.size())))
                 return c;
         }
@@ -54,37 +52,37 @@ int Find(const OIIO::ImageSpec& spec, std::initializer_list<std::string_view> na
     return -1;
 }
 
-Channels NamedChannels(const std::string& path, const OIIO::ImageSpec& spec) {
+Channels NamedChannels(const std::string& path, const ImageLayout& layout) {
     Channels found;
-    found.red = Find(spec, {"R", "red"});
-    found.green = Find(spec, {"G", "green"});
-    found.blue = Find(spec, {"B", "blue"});
-    found.alpha = Find(spec, {"A", "alpha"});
+    found.red = Find(layout, {"R", "red"});
+    found.green = Find(layout, {"G", "green"});
+    found.blue = Find(layout, {"B", "blue"});
+    found.alpha = Find(layout, {"A", "alpha"});
     if (found.red < 0 || found.green < 0 || found.blue < 0) {
-        const int grey = Find(spec, {"Y"});
+        const int grey = Find(layout, {"Y"});
         if (grey < 0) Fail(path, "holds no channels R, G and B");
         found.red = found.green = found.blue = grey;
     }
     return found;
 }
 
-Channels OrderedChannels(const OIIO::ImageSpec& spec) {
-    if (spec.nchannels < 3) return {0, 0, 0, 0, 0, spec.nchannels == 2 ? 1 : -1};
-    return {0, 0, 0, 1, 2, spec.nchannels > 3 ? 3 : -1};
+Channels OrderedChannels(const ImageLayout& layout) {
+    if (layout.channels() < 3) return {0, 0, 0, 0, 0, layout.channels() == 2 ? 1 : -1};
+    return {0, 0, 0, 1, 2, layout.channels() > 3 ? 3 : -1};
 }
 
 /// A TIFF's extra samples are alpha only where it says so.
-Channels TiffChannels(const OIIO::ImageSpec& spec, const TiffLayout& layout) {
-    Channels found = layout.grey ? Channels{} : OrderedChannels(spec);
-    found.alpha = layout.alpha;
+Channels TiffChannels(const ImageLayout& layout, const TiffLayout& tiff) {
+    Channels found = tiff.grey ? Channels{} : OrderedChannels(layout);
+    found.alpha = tiff.alpha;
     return found;
 }
 
 Channels ChannelsOf(const std::string& path, const OpenImage& image) {
-    const OIIO::ImageSpec& spec = image.spec();
-    Channels found = OrderedChannels(spec);
-    if (image.format == "openexr") found = NamedChannels(path, spec);
-    if (image.format == "tiff") found = TiffChannels(spec, image.tiff);
+    const ImageLayout& layout = image.layout();
+    Channels found = OrderedChannels(layout);
+    if (image.format == "openexr") found = NamedChannels(path, layout);
+    if (image.format == "tiff") found = TiffChannels(layout, image.tiff);
     auto [first, last] = std::minmax({found.red, found.green, found.blue});
     if (found.alpha >= 0) {
         first = std::min(first, found.alpha);
@@ -103,11 +101,11 @@ bool IsFloating(OIIO::TypeDesc type) {
 }
 
 void FindSampleType(OpenImage& image) {
-    const OIIO::ImageSpec& spec = image.spec();
+    const ImageLayout& layout = image.layout();
     image.isHalf = true;
     for (int c = image.channels.first; c < image.channels.first + image.channels.count; ++c) {
-        image.isFloat |= IsFloating(spec.channelformat(c));
-        image.isHalf &= spec.channelformat(c).basetype == OIIO::TypeDesc::HALF;
+        image.isFloat |= IsFloating(layout.channelTypes[c]);
+        image.isHalf &= layout.channelTypes[c].basetype == OIIO::TypeDesc::HALF;
     }
 }
 
@@ -116,31 +114,26 @@ bool StoredPremultiplied(const OpenImage& image, Association association) {
     return image.format == "openexr" || image.tiff.premultiplied;
 }
 
+std::unique_ptr<ImageSource> OpenSource(const std::string& path, const std::string& format) {
+    if (format == "png") return OpenPng(path);
+    return OpenByLibrary(path, format);
+}
+
 OpenImage OpenImageFile(const std::string& path, const ReadOptions& options) {
-    PrepareImageLibrary();
     OpenImage image;
     image.format = ImageFormatOf(path);
     if (image.format.empty()) Fail(path, "is no image that can be read");
     if (image.format == "tiff") image.tiff = TiffFile(path).Layout();
     CheckStructure(path, image.format);
-    image.input = OIIO::ImageInput::create(image.format);
-    if (!image.input) Fail(path, ImageErrorText(OIIO::geterror(), path, "is no image"));
-    OIIO::ImageSpec config;
-    config.attribute("oiio:UnassociatedAlpha", 1);
-    OIIO::ImageSpec opened;
-    if (!image.input->open(path, opened, config)) {
-        Fail(path, ImageErrorText(image.input->geterror(), path, "cannot be read"));
-    }
-    const OIIO::ImageSpec& spec = image.spec();
-    if (spec.deep) Fail(path, "holds deep pixels, which cannot be keyed");
-    CheckSize(path, spec.width, spec.height);
-    CheckSize(path, spec.full_width, spec.full_height);
+    image.source = OpenSource(path, image.format);
+    const ImageLayout& layout = image.layout();
+    CheckSize(path, layout.width, layout.height);
+    CheckSize(path, layout.fullWidth, layout.fullHeight);
     const bool isExr = image.format == "openexr";
-    if (isExr) CheckExr(path, spec);
     image.channels = ChannelsOf(path, image);
     FindSampleType(image);
     const int colour = image.channels.first + image.channels.red;
-    if (isExr && !IsFloating(spec.channelformat(colour))) {
+    if (isExr && !IsFloating(layout.channelTypes[colour])) {
         Fail(path, "holds whole numbers, which have no known white");
     }
     image.premultiplied =
@@ -149,7 +142,7 @@ OpenImage OpenImageFile(const std::string& path, const ReadOptions& options) {
     if (options.transfer == Transfer::Automatic) {
         image.transfer = isExr ? Transfer::Linear : Transfer::None;
     }
-    image.turn = Turn::FromOrientation(spec.get_int_attribute("Orientation", 1));
+    image.turn = Turn::FromOrientation(layout.attributes.get_int("Orientation", 1));
     return image;
 }
 
@@ -185,7 +178,7 @@ bool StillHolds(const OIIO::ParamValue& attribute) {
 }
 
 void KeepAttributes(const OpenImage& image, ImageMetadata& metadata) {
-    for (const OIIO::ParamValue& attribute : image.spec().extra_attribs) {
+    for (const OIIO::ParamValue& attribute : image.layout().attributes) {
         const bool profile = attribute.name() == "ICCProfile" && image.transfer == Transfer::None;
         if (profile || StillHolds(attribute)) metadata.attributes.push_back(attribute);
     }
@@ -209,36 +202,18 @@ std::shared_ptr<const ImageMetadata> MetadataOf(const OpenImage& image) {
     metadata->format = image.format;
     metadata->isHalf = image.isHalf;
     metadata->transfer = image.transfer;
-    metadata->originX = image.spec().full_x;
-    metadata->originY = image.spec().full_y;
+    metadata->originX = image.layout().fullX;
+    metadata->originY = image.layout().fullY;
     KeepAttributes(image, *metadata);
     return metadata;
 }
 
-std::vector<std::uint16_t> PngSamples(const std::string& path, const OIIO::ImageSpec& spec) {
-    const Bytes file = ReadAll(path);
-    return PngReader(path, file).Samples(spec.width, spec.height, spec.nchannels);
-}
-
 template <typename Sample>
-std::vector<Sample> FromShorts(std::vector<std::uint16_t> shorts) {
-    if constexpr (std::is_same_v<Sample, std::uint16_t>) return shorts;
-    std::vector<Sample> samples(shorts.size());
-    std::transform(shorts.begin(), shorts.end(), samples.begin(),
-                   [](std::uint16_t value) { return static_cast<Sample>(value) / 65535; });
-    return samples;
-}
-
-template <typename Sample>
-std::vector<Sample> ReadSamples(const std::string& path, const OpenImage& image) {
-    const OIIO::ImageSpec& spec = image.spec();
+std::vector<Sample> ReadSamples(const OpenImage& image) {
+    const ImageLayout& layout = image.layout();
     const Channels& channels = image.channels;
-    if (image.format == "png") return FromShorts<Sample>(PngSamples(path, spec));
-    std::vector<Sample> samples(std::size_t(spec.width) * spec.height * channels.count);
-    if (!image.input->read_image(0, 0, channels.first, channels.first + channels.count,
-                                 OIIO::BaseTypeFromC<Sample>::value, samples.data())) {
-        Fail(path, ImageErrorText(image.input->geterror(), path, "is damaged"));
-    }
+    std::vector<Sample> samples(std::size_t(layout.width) * layout.height * channels.count);
+    image.source->Read(channels.first, channels.count, samples.data());
     return samples;
 }
 
@@ -247,23 +222,22 @@ std::vector<Sample> ReadSamples(const std::string& path, const OpenImage& image)
 template <typename Sample, typename Place>
 void PlacePixels(const OpenImage& image, const std::vector<Sample>& samples,
                  const Placement& placement, Place place) {
-    const OIIO::ImageSpec& spec = image.spec();
-    const int left = spec.x - spec.full_x, top = spec.y - spec.full_y;
-    const int firstX = std::max(left, 0), endX = std::min(left + spec.width, spec.full_width);
-    const int firstY = std::max(top, 0), endY = std::min(top + spec.height, spec.full_height);
+    const ImageLayout& layout = image.layout();
+    const int left = layout.x - layout.fullX, top = layout.y - layout.fullY;
+    const int firstX = std::max(left, 0), endX = std::min(left + layout.width, layout.fullWidth);
+    const int firstY = std::max(top, 0), endY = std::min(top + layout.height, layout.fullHeight);
     for (int y = firstY; y < endY; ++y) {
         const Sample* row =
-            samples.data() + (std::size_t(y - top) * spec.width - left) * image.channels.count;
+            samples.data() + (std::size_t(y - top) * layout.width - left) * image.channels.count;
         for (int x = firstX; x < endX; ++x) {
             place(placement.Index(x, y), row + std::size_t(x) * image.channels.count);
         }
     }
 }
 
-void ReadIntegers(const std::string& path, const OpenImage& image, const Placement& placement,
-                  Frame& frame) {
+void ReadIntegers(const OpenImage& image, const Placement& placement, Frame& frame) {
     const Channels& channels = image.channels;
-    auto samples = ReadSamples<std::uint16_t>(path, image);
+    auto samples = ReadSamples<std::uint16_t>(image);
     // Of up to 8 bits the library does it.
     if (image.tiff.whiteIsZero && image.tiff.bits > 8) {
         for (std::uint16_t& sample : samples) sample = static_cast<std::uint16_t>(65535 - sample);
@@ -280,11 +254,11 @@ void ReadIntegers(const std::string& path, const OpenImage& image, const Placeme
 }
 
 /// Reads floats; `colour` receives the straight red, green and blue.
-void ReadFloats(const std::string& path, const OpenImage& image, const Placement& placement,
-                Frame& frame, std::vector<float>& colour) {
+void ReadFloats(const OpenImage& image, const Placement& placement, Frame& frame,
+                std::vector<float>& colour) {
     const Channels& channels = image.channels;
     const TransferCurve& curve = TransferCurve::For(image.transfer);
-    const auto samples = ReadSamples<float>(path, image);
+    const auto samples = ReadSamples<float>(image);
     colour.assign(frame.pixels.size() / 4 * 3, 0.0f);
     PlacePixels(image, samples, placement, [&](std::size_t index, const float* stored) {
         const float alpha = channels.alpha < 0 ? 1.0f : stored[channels.alpha];
@@ -300,8 +274,9 @@ void ReadFloats(const std::string& path, const OpenImage& image, const Placement
 }
 
 int SignificantBits(const OpenImage& image) {
-    const OIIO::TypeDesc type = image.spec().channelformat(image.channels.first);
-    return image.spec().get_int_attribute("oiio:BitsPerSample", static_cast<int>(type.size()) * 8);
+    const OIIO::TypeDesc type = image.layout().channelTypes[image.channels.first];
+    return image.layout().attributes.get_int("oiio:BitsPerSample",
+                                             static_cast<int>(type.size()) * 8);
 }
 
 std::string PixelText(const OpenImage& image, int bits) {
@@ -325,30 +300,10 @@ std::string DisplayName(const std::string& format) {
 
 }  // namespace
 
-void PrepareImageLibrary() {
-    static std::once_flag once;
-    std::call_once(once, [] {
-        OIIO::attribute("threads", 1);
-        OIIO::attribute("exr_threads", -1);
-        OIIO::attribute("debug", 0);  // else it writes to the standard error stream
-    });
-}
-
-std::string ImageErrorText(std::string text, const std::string& path,
-                           const std::string& otherwise) {
-    text = text.substr(0, text.find('\n'));
-    for (const std::string& name : {"\"" + path + "\"", path}) {
-        for (std::size_t at; (at = text.find(name)) != std::string::npos;)
-            text.erase(at, name.size());
-    }
-    const std::size_t begin = text.find_first_not_of(" :");
-    return begin == std::string::npos ? otherwise : text.substr(begin);
-}
-
 Info DescribeImage(const std::string& path, const ReadOptions& options) {
     const OpenImage image = OpenImageFile(path, options);
-    const OIIO::ImageSpec& spec = image.spec();
-    const Placement placement(image.turn, spec.full_width, spec.full_height);
+    const ImageLayout& layout = image.layout();
+    const Placement placement(image.turn, layout.fullWidth, layout.fullHeight);
     Info info;
     info.path = path;
     info.format = DisplayName(image.format);
@@ -373,8 +328,7 @@ Info DescribeImage(const std::string& path, const ReadOptions& options) {
 
 Frame ReadImage(const std::string& path, std::int64_t number, const ReadOptions& options) {
     const OpenImage image = OpenImageFile(path, options);
-    CheckPixelData(path, image.format);
-    const Placement placement(image.turn, image.spec().full_width, image.spec().full_height);
+    const Placement placement(image.turn, image.layout().fullWidth, image.layout().fullHeight);
     Frame frame;
     frame.width = placement.width;
     frame.height = placement.height;
@@ -384,10 +338,10 @@ Frame ReadImage(const std::string& path, std::int64_t number, const ReadOptions&
     origin->metadata = MetadataOf(image);
     const bool needsFloats = image.premultiplied && image.transfer == Transfer::Linear;
     if (image.isFloat || needsFloats) {
-        ReadFloats(path, image, placement, frame, origin->colour);
+        ReadFloats(image, placement, frame, origin->colour);
         if (!image.isFloat) origin->colour = {};
     } else {
-        ReadIntegers(path, image, placement, frame);
+        ReadIntegers(image, placement, frame);
     }
     frame.origin = std::move(origin);
     return frame;

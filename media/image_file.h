@@ -1,7 +1,7 @@
 #ifndef VELTRANE_MEDIA_IMAGE_FILE_H
 #define VELTRANE_MEDIA_IMAGE_FILE_H
 
-#include <OpenImageIO/imageio.h>
+#include <OpenImageIO/paramlist.h>
 
 #include <cstdint>
 #include <memory>
@@ -22,18 +22,11 @@ struct ImageMetadata {
     int originY = 0;
 };
 
-/// Tells the image library that frames are converted side by side, so that it needs no threads
-/// itself.
-void PrepareImageLibrary();
-
 /// Describes an image file, decoding no pixels. Throws Error.
 Info DescribeImage(const std::string& path, const ReadOptions& options);
 
 /// Reads an image file. Throws Error.
 Frame ReadImage(const std::string& path, std::int64_t number, const ReadOptions& options);
-
-/// What went wrong last in the image library, on one line without the path, or `otherwise`.
-std::string ImageErrorText(std::string text, const std::string& path, const std::string& otherwise);
 
 }  // namespace veltrane::media
 

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "media/file_bytes.h"
+
 namespace veltrane::media {
 
 // The image library and those below it make up the missing part of a picture, take samples for
@@ -12,6 +14,9 @@ namespace veltrane::media {
 /// Throws Error for a file of the format whose structure is damaged, that is too small for the
 /// picture it claims to hold, or whose samples are of a kind that would be read wrongly.
 void CheckStructure(const std::string& path, const std::string& format);
+
+/// The same of a PNG's whole content.
+void CheckPng(const std::string& path, const Bytes& bytes);
 
 /// Throws Error when compressed pixels disagree with their checksum; for formats where the one that
 /// decompresses does not tell.

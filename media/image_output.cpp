@@ -1,6 +1,3 @@
-#include <OpenImageIO/filesystem.h>
-#include <OpenImageIO/imageio.h>
-
 #include <algorithm>
 #include <array>
 #include <mutex>
@@ -8,9 +5,10 @@
 #include "files/whole_file.h"
 #include "imaging/convert/convert.h"
 #include "media/backends.h"
+#include "media/file_bytes.h"
 #include "media/file_kind.h"
 #include "media/image_file.h"
-#include "media/image_integrity.h"
+#include "media/image_library.h"
 #include "media/jpeg_metadata.h"
 #include "media/png_file.h"
 #include "media/sequence_path.h"
@@ -58,20 +56,14 @@ public:
 private:
     std::string PathOf(std::int64_t number) const;
     void ClaimStill(std::int64_t number);
-    void AddCompression(OIIO::ImageSpec& spec) const;
-    OIIO::ImageSpec SpecFor(const Frame& result, const Origin* origin) const;
+    void AddCompression(OIIO::ParamValueList& attributes) const;
+    ImageLayout LayoutFor(const Frame& result, const Origin* origin) const;
+    void AddMetadata(const ImageMetadata& metadata, ImageLayout& layout) const;
     std::vector<float> StoredFloats(const Frame& result, const Frame& source) const;
-    std::unique_ptr<OIIO::ImageOutput> Output(const std::string& path) const;
-    std::vector<unsigned char> InMemory(const std::string& path, const OIIO::ImageSpec& spec,
-                                        OIIO::TypeDesc type, const void* samples) const;
-    std::vector<unsigned char> Jpeg(const std::string& path, OIIO::ImageSpec spec,
-                                    const void* samples) const;
-    void WriteFile(const std::string& path, const OIIO::ImageSpec& spec, OIIO::TypeDesc type,
-                   const void* samples) const;
-    void Complete(files::WholeFile& file) const;
+    Bytes Jpeg(const std::string& path, ImageLayout layout, const void* samples) const;
+    void WriteFile(const std::string& path, const Bytes& bytes) const;
     void WriteFrame(const std::string& path, const Frame& result, const Frame& source) const;
-    void WritePng(const std::string& path, OIIO::ImageSpec spec,
-                  const std::vector<std::uint16_t>& pixels) const;
+    Bytes InMemory(const std::string& path, const ImageLayout& layout, const Frame& result) const;
 
     std::string path_;
     std::optional<SequencePath> sequence_;
@@ -139,47 +131,49 @@ void ImageWriter::ClaimStill(std::int64_t number) {
 }
 
 /// Lossless but for JPEG, at the level where more time hardly makes footage smaller.
-void ImageWriter::AddCompression(OIIO::ImageSpec& spec) const {
+void ImageWriter::AddCompression(OIIO::ParamValueList& attributes) const {
     const std::string_view name = format_.name;
     if (name == "jpeg") {
-        spec.attribute("Compression", "jpeg:95");
-        spec.attribute("jpeg:subsampling", "4:4:4");
+        SetAttribute(attributes, "Compression", "jpeg:95");
+        SetAttribute(attributes, "jpeg:subsampling", "4:4:4");
     } else {
-        spec.attribute("compression", "zip");
-        spec.attribute("tiff:zipquality", 1);
+        SetAttribute(attributes, "compression", "zip");
+        SetAttribute(attributes, "tiff:zipquality", 1);
     }
 }
 
-OIIO::ImageSpec ImageWriter::SpecFor(const Frame& result, const Origin* origin) const {
-    const bool exr = std::string_view(format_.name) == "openexr";
-    OIIO::TypeDesc type = OIIO::TypeDesc::UINT16;
-    if (exr) type = half_ ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::FLOAT;
-    if (!format_.alpha) type = OIIO::TypeDesc::UINT8;
-    OIIO::ImageSpec spec(result.width, result.height, options_.opaque ? 3 : 4, type);
-    if (origin && origin->metadata) {
-        const ImageMetadata& metadata = *origin->metadata;
-        spec.extra_attribs = metadata.attributes;
-        if (exr != (metadata.format == "openexr") || transfer_ != metadata.transfer) {
-            spec.erase_attribute("ICCProfile");
-            spec.erase_attribute("chromaticities");
-        }
-        if (std::string_view(format_.name) == "jpeg") {
-            LeaveOutWhatJpegCannotHold(spec.extra_attribs);
-        }
-        if (exr) {
-            spec.x = spec.full_x = metadata.originX;
-            spec.y = spec.full_y = metadata.originY;
-        }
+void ImageWriter::AddMetadata(const ImageMetadata& metadata, ImageLayout& layout) const {
+    const std::string_view name = format_.name;
+    const bool exr = name == "openexr";
+    layout.attributes = metadata.attributes;
+    if (exr != (metadata.format == "openexr") || transfer_ != metadata.transfer) {
+        layout.attributes.remove("ICCProfile", OIIO::TypeDesc::UNKNOWN, false);
+        layout.attributes.remove("chromaticities", OIIO::TypeDesc::UNKNOWN, false);
     }
+    if (name == "jpeg") LeaveOutWhatJpegCannotHold(layout.attributes);
+    if (exr) {
+        layout.x = layout.fullX = metadata.originX;
+        layout.y = layout.fullY = metadata.originY;
+    }
+}
+
+ImageLayout ImageWriter::LayoutFor(const Frame& result, const Origin* origin) const {
+    const std::string_view name = format_.name;
+    OIIO::TypeDesc type = OIIO::TypeDesc::UINT16;
+    if (name == "openexr") type = half_ ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::FLOAT;
+    if (!format_.alpha) type = OIIO::TypeDesc::UINT8;
+    ImageLayout layout = PlainLayout(result.width, result.height, options_.opaque ? 3 : 4, type);
+    if (origin && origin->metadata) AddMetadata(*origin->metadata, layout);
+    OIIO::ParamValueList& attributes = layout.attributes;
     // Where there is no date the library writes the time of day, and the same frame gives another
     // file each time; one of the wrong type it passes over.
-    if (!spec.find_attribute("DateTime")) spec.attribute("DateTime", 0);
-    spec.attribute("oiio:ColorSpace", transfer_ == Transfer::Linear ? "Linear" : "sRGB");
-    if (!premultiplied_ || std::string_view(format_.name) == "png") {
-        spec.attribute("oiio:UnassociatedAlpha", 1);
+    if (!attributes.contains("DateTime", OIIO::TypeDesc::UNKNOWN, false)) {
+        SetAttribute(attributes, "DateTime", 0);
     }
-    AddCompression(spec);
-    return spec;
+    SetAttribute(attributes, "oiio:ColorSpace", transfer_ == Transfer::Linear ? "Linear" : "sRGB");
+    if (!premultiplied_ || name == "png") SetAttribute(attributes, "oiio:UnassociatedAlpha", 1);
+    AddCompression(attributes);
+    return layout;
 }
 
 std::vector<float> ImageWriter::StoredFloats(const Frame& result, const Frame& source) const {
@@ -219,86 +213,22 @@ std::vector<std::uint16_t> InFileOrder(const std::vector<std::uint16_t>& pixels,
     return samples;
 }
 
-/// True when all of a TIFF is in its file; its library reports not every failed write.
-bool IsWhole(const std::string& path) {
-    try {
-        CheckStructure(path, "tiff");
-        CheckPixelData(path, "tiff");
-        return true;
-    } catch (const Error&) {
-        return false;
-    }
-}
-
-std::unique_ptr<OIIO::ImageOutput> ImageWriter::Output(const std::string& path) const {
-    auto output = OIIO::ImageOutput::create(format_.name);
-    if (!output) Fail(path, ImageErrorText(OIIO::geterror(), path, "cannot be written"));
-    return output;
-}
-
-/// A file of the image library, in memory.
-std::vector<unsigned char> ImageWriter::InMemory(const std::string& path,
-                                                 const OIIO::ImageSpec& spec, OIIO::TypeDesc type,
-                                                 const void* samples) const {
-    OIIO::Filesystem::IOVecOutput memory;
-    const auto output = Output(path);
-    output->set_ioproxy(&memory);
-    if (!output->open(path, spec) || !output->write_image(type, samples) || !output->close()) {
-        Fail(path, ImageErrorText(output->geterror(), path, "cannot be encoded"));
-    }
-    return memory.buffer();
-}
-
-/// A sequence does not wait for the disk after each frame: resuming finds what a power cut damaged.
-void ImageWriter::Complete(files::WholeFile& file) const {
-    if (!sequence_) file.Sync();
-    file.Commit();
-}
-
-std::vector<unsigned char> ImageWriter::Jpeg(const std::string& path, OIIO::ImageSpec spec,
-                                             const void* samples) const {
+Bytes ImageWriter::Jpeg(const std::string& path, ImageLayout layout, const void* samples) const {
     OIIO::ParamValue profile;
-    const OIIO::ParamValue* found = spec.find_attribute("ICCProfile");
-    if (found) profile = *found;
-    spec.erase_attribute("ICCProfile");
-    std::vector<unsigned char> file = InMemory(path, spec, OIIO::TypeDesc::UINT16, samples);
+    const auto found = layout.attributes.find("ICCProfile", OIIO::TypeDesc::UNKNOWN, false);
+    if (found != layout.attributes.end()) profile = *found;
+    layout.attributes.remove("ICCProfile", OIIO::TypeDesc::UNKNOWN, false);
+    Bytes file = EncodeByLibrary(path, "jpeg", layout, OIIO::TypeDesc::UINT16, samples);
     if (profile.data()) AddJpegProfile(file, profile);
     return file;
 }
 
-/// The JPEG and EXR libraries meet a full disk with silence or an exit, so they write to memory;
-/// the TIFF library reads while it writes, so it needs a file.
-void ImageWriter::WriteFile(const std::string& path, const OIIO::ImageSpec& spec,
-                            OIIO::TypeDesc type, const void* samples) const {
-    files::WholeFile file(path);
-    const std::string_view name = format_.name;
-    if (name != "tiff") {
-        const std::vector<unsigned char> bytes =
-            name == "jpeg" ? Jpeg(path, spec, samples) : InMemory(path, spec, type, samples);
-        file.Write(bytes.data(), bytes.size());
-    } else {
-        const auto output = Output(path);
-        const bool encoded = output->open(file.temporaryPath(), spec) &&
-                             output->write_image(type, samples) && output->close();
-        if (!encoded || !IsWhole(file.temporaryPath())) {
-            Fail(path, "cannot be written; the disk may be full");
-        }
-    }
-    Complete(file);
-}
-
-/// Compression by the PNG library would take longer than all else together, so it writes only the
-/// metadata, around a picture of one pixel.
-void ImageWriter::WritePng(const std::string& path, OIIO::ImageSpec spec,
-                           const std::vector<std::uint16_t>& pixels) const {
-    const int width = spec.width, height = spec.height;
-    spec.width = spec.height = spec.full_width = spec.full_height = 1;
-    const PngBytes metadata =
-        MetadataChunks(InMemory(path, spec, OIIO::TypeDesc::UINT16, pixels.data()));
-    const PngBytes bytes = EncodePng(pixels, width, height, spec.nchannels == 4, metadata);
+/// A sequence does not wait for the disk after each frame: resuming finds what a power cut damaged.
+void ImageWriter::WriteFile(const std::string& path, const Bytes& bytes) const {
     files::WholeFile file(path);
     file.Write(bytes.data(), bytes.size());
-    Complete(file);
+    if (!sequence_) file.Sync();
+    file.Commit();
 }
 
 std::shared_ptr<Encoded> ImageWriter::Encode(const Frame& result, const Frame& source) {
@@ -308,22 +238,34 @@ std::shared_ptr<Encoded> ImageWriter::Encode(const Frame& result, const Frame& s
     return std::make_shared<EncodedImage>();
 }
 
-void ImageWriter::WriteFrame(const std::string& path, const Frame& result,
-                             const Frame& source) const {
-    const OIIO::ImageSpec spec = SpecFor(result, source.origin.get());
-    const std::string_view name = format_.name;
-    if (name == "openexr") {
-        WriteFile(path, spec, OIIO::TypeDesc::FLOAT, StoredFloats(result, source).data());
-        return;
-    }
+/// The picture of a format that holds whole numbers, in memory.
+Bytes ImageWriter::InMemory(const std::string& path, const ImageLayout& layout,
+                            const Frame& result) const {
     const bool multiply = premultiplied_ && !options_.opaque;
     std::vector<std::uint16_t> room;
     const auto& pixels = StoredPixels(result, transfer_, multiply, room);
+    const std::string_view name = format_.name;
     if (name == "png") {
-        WritePng(path, spec, pixels);
+        return EncodePng(pixels, layout.width, layout.height, !options_.opaque,
+                         MetadataChunks(path, layout));
+    }
+    const auto samples = InFileOrder(pixels, !options_.opaque);
+    return name == "jpeg"
+               ? Jpeg(path, layout, samples.data())
+               : EncodeByLibrary(path, name.data(), layout, OIIO::TypeDesc::UINT16, samples.data());
+}
+
+/// Files are written to memory first: the JPEG and EXR libraries meet a full disk with silence or
+/// an exit.
+void ImageWriter::WriteFrame(const std::string& path, const Frame& result,
+                             const Frame& source) const {
+    const ImageLayout layout = LayoutFor(result, source.origin.get());
+    if (std::string_view(format_.name) == "openexr") {
+        const std::vector<float> samples = StoredFloats(result, source);
+        WriteFile(path, EncodeByLibrary(path, format_.name, layout, OIIO::TypeDesc::FLOAT,
+                                        samples.data()));
     } else {
-        const auto samples = InFileOrder(pixels, !options_.opaque);
-        WriteFile(path, spec, OIIO::TypeDesc::UINT16, samples.data());
+        WriteFile(path, InMemory(path, layout, result));
     }
 }
 
@@ -331,7 +273,6 @@ void ImageWriter::WriteFrame(const std::string& path, const Frame& result,
 
 std::unique_ptr<Writer> CreateImages(const std::string& path, const WriteOptions& options,
                                      const Info& source) {
-    PrepareImageLibrary();
     return std::make_unique<ImageWriter>(path, options, source);
 }
 

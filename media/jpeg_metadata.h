@@ -1,7 +1,7 @@
 #ifndef VELTRANE_MEDIA_JPEG_METADATA_H
 #define VELTRANE_MEDIA_JPEG_METADATA_H
 
-#include <OpenImageIO/imageio.h>
+#include <OpenImageIO/paramlist.h>
 
 #include <cstdint>
 #include <vector>

@@ -3,27 +3,16 @@
 #include <isa-l/crc.h>
 #include <isa-l/igzip_lib.h>
 
-#include <cstring>
-#include <string_view>
-
 namespace veltrane::media {
 namespace {
 
 constexpr std::uint8_t kSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
-constexpr std::size_t kNameAndLength = 8;
-constexpr std::size_t kSum = 4;
 constexpr std::uint8_t kUpFilter = 2;
 
 void AddBigEndian(PngBytes& bytes, std::uint32_t value) {
     for (int shift = 24; shift >= 0; shift -= 8) {
         bytes.push_back(static_cast<std::uint8_t>(value >> shift));
     }
-}
-
-std::uint32_t BigEndian(const std::uint8_t* bytes) {
-    std::uint32_t value = 0;
-    for (int i = 0; i < 4; ++i) value = value << 8 | bytes[i];
-    return value;
 }
 
 void AddChunk(PngBytes& file, const char* name, const PngBytes& data, std::size_t length) {
@@ -110,21 +99,6 @@ void AddFiltered(PngBytes& bytes, const PngBytes& row, const PngBytes& above) {
 
 std::uint32_t PngChecksum(const std::uint8_t* name, std::size_t length) {
     return crc32_gzip_refl(0, name, length);
-}
-
-PngBytes MetadataChunks(const PngBytes& file) {
-    PngBytes chunks;
-    std::size_t at = sizeof kSignature;
-    while (file.size() > at + kNameAndLength) {
-        const std::size_t size = kNameAndLength + BigEndian(file.data() + at) + kSum;
-        const std::string_view name(reinterpret_cast<const char*>(file.data() + at + 4), 4);
-        if (name == "IDAT") break;
-        if (name != "IHDR") {
-            chunks.insert(chunks.end(), file.data() + at, file.data() + at + size);
-        }
-        at += size;
-    }
-    return chunks;
 }
 
 PngBytes EncodePng(const std::vector<std::uint16_t>& pixels, int width, int height, bool alpha,

@@ -2,16 +2,19 @@
 #define VELTRANE_MEDIA_PNG_FILE_H
 
 #include <cstdint>
+#include <string>
 #include <vector>
+
+#include "media/image_source.h"
 
 namespace veltrane::media {
 
 /// A PNG file, or a part of one.
 using PngBytes = std::vector<std::uint8_t>;
 
-/// The chunks of a whole PNG that lie between its header and its pixels: profile, texts and the
-/// like.
-PngBytes MetadataChunks(const PngBytes& file);
+/// The chunks for a layout's attributes, which lie between a PNG's header and its pixels: profile,
+/// texts and the like. path is for messages. Throws Error when they fit no PNG.
+PngBytes MetadataChunks(const std::string& path, const ImageLayout& layout);
 
 /// A whole PNG of 16 bits a channel: pixels are blue, green, red, alpha in packed rows, and alpha
 /// is stored or left out. metadata holds whole chunks.

@@ -51,11 +51,7 @@ bool PngReader::ReadHeader() {
     if (setjmp(png_jmpbuf(png_))) return false;
     png_set_read_fn(png_, this, &Supply);
     png_read_info(png_, info_);
-    return true;
-}
-
-bool PngReader::Widen() {
-    if (setjmp(png_jmpbuf(png_))) return false;
+    bits_ = png_get_bit_depth(png_, info_) == 16 ? 16 : 8;
     png_set_expand(png_);
     png_set_expand_16(png_);
     if (std::endian::native == std::endian::little) png_set_swap(png_);
@@ -71,17 +67,13 @@ bool PngReader::ReadRows(png_bytepp rows) {
     return true;
 }
 
-std::vector<std::uint16_t> PngReader::Samples(int width, int height, int channels) {
-    if (!Widen()) FailDamaged();
-    const std::size_t rowSamples = std::size_t(width) * channels;
-    if (png_get_rowbytes(png_, info_) != 2 * rowSamples) Fail(path_, "changed while it was read");
-    std::vector<std::uint16_t> samples(rowSamples * height);
-    std::vector<png_bytep> rows(height);
-    for (int y = 0; y < height; ++y) {
-        rows[y] = reinterpret_cast<png_bytep>(samples.data() + rowSamples * y);
+void PngReader::Read(std::uint16_t* samples) {
+    const std::size_t rowBytes = png_get_rowbytes(png_, info_);
+    std::vector<png_bytep> rows(png_get_image_height(png_, info_));
+    for (std::size_t y = 0; y < rows.size(); ++y) {
+        rows[y] = reinterpret_cast<png_bytep>(samples) + rowBytes * y;
     }
     if (!ReadRows(rows.data())) FailDamaged();
-    return samples;
 }
 
 }  // namespace veltrane::media

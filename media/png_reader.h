@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "media/image_source.h"
+
 namespace veltrane::media {
 
 /// Reads a PNG that lies in memory. Unlike the image library it writes nothing to the standard
@@ -20,22 +22,26 @@ public:
     PngReader(const PngReader&) = delete;
     PngReader& operator=(const PngReader&) = delete;
 
-    /// The whole picture in packed rows, each sample widened to 16 bits; `channels` a pixel are
-    /// expected, palettes and transparent colours counted as what they stand for. Throws Error.
-    std::vector<std::uint16_t> Samples(int width, int height, int channels);
+    /// What stands before the pixels, under the image library's names.
+    ImageLayout Layout() const;
+    /// True where there is more metadata than texts and numbers: a format of its own (Exif, XMP).
+    bool HoldsPackedMetadata() const;
+    /// The whole picture in packed rows, each sample widened to 16 bits; palettes and transparent
+    /// colours are given as what they stand for. Throws Error.
+    void Read(std::uint16_t* samples);
 
 private:
     [[noreturn]] static void KeepError(png_structp png, const char* message);
     static void Supply(png_structp png, png_bytep to, std::size_t count);
     [[noreturn]] void FailDamaged() const;
     bool ReadHeader();
-    bool Widen();
     bool ReadRows(png_bytepp rows);
 
     std::string path_;
     const std::vector<std::uint8_t>& file_;
     std::size_t at_ = 0;
     char message_[100] = {};
+    int bits_ = 8;  ///< a sample as stored, 8 where it has fewer
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
 };

@@ -1,0 +1,7 @@
+#include "media/image_library.h"
+
+namespace veltrane::media {
+
+const LibraryBackend veltraneImageLibrary{OpenByLibrary, EncodeByLibrary};
+
+}  // namespace veltrane::media
