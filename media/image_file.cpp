@@ -7,11 +7,13 @@
 #include <string_view>
 
 #include "imaging/convert/convert.h"
+#include "media/dpx_source.h"
 #include "media/file_kind.h"
 #include "media/image_integrity.h"
 #include "media/image_library.h"
 #include "media/png_source.h"
 #include "media/tiff_file.h"
+#include "media/tiff_source.h"
 #include "media/transfer.h"
 
 namespace veltrane::media {
@@ -114,9 +116,13 @@ bool StoredPremultiplied(const OpenImage& image, Association association) {
     return image.format == "openexr" || image.tiff.premultiplied;
 }
 
+/// Opens what is of a common kind by itself, and leaves the rest to the image library.
 std::unique_ptr<ImageSource> OpenSource(const std::string& path, const std::string& format) {
     if (format == "png") return OpenPng(path);
-    return OpenByLibrary(path, format);
+    std::unique_ptr<ImageSource> source;
+    if (format == "tiff") source = OpenPlainTiff(path);
+    if (format == "dpx") source = OpenPlainDpx(path);
+    return source ? std::move(source) : OpenByLibrary(path, format);
 }
 
 OpenImage OpenImageFile(const std::string& path, const ReadOptions& options) {

@@ -165,9 +165,12 @@ void CheckPng(const std::string& path, const Bytes& bytes) {
     FailIf(path, PngDamage(bytes));
 }
 
+void CheckDpx(const std::string& path, const Bytes& bytes) {
+    FailIf(path, DpxDamage(bytes));
+}
+
 void CheckStructure(const std::string& path, const std::string& format) {
     if (format == "jpeg") FailIf(path, JpegDamage(ReadAll(path)));
-    if (format == "dpx") FailIf(path, DpxDamage(ReadAll(path)));
     if (format == "tiff") TiffFile(path).CheckExtents();
 }
 

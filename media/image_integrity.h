@@ -15,8 +15,9 @@ namespace veltrane::media {
 /// picture it claims to hold, or whose samples are of a kind that would be read wrongly.
 void CheckStructure(const std::string& path, const std::string& format);
 
-/// The same of a PNG's whole content.
+/// The same of the whole content of a PNG, or a DPX.
 void CheckPng(const std::string& path, const Bytes& bytes);
+void CheckDpx(const std::string& path, const Bytes& bytes);
 
 /// Throws Error when compressed pixels disagree with their checksum; for formats where the one that
 /// decompresses does not tell.

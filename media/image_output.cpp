@@ -12,6 +12,7 @@
 #include "media/jpeg_metadata.h"
 #include "media/png_file.h"
 #include "media/sequence_path.h"
+#include "media/tiff_output.h"
 #include "media/transfer.h"
 
 namespace veltrane::media {
@@ -202,13 +203,12 @@ std::vector<float> ImageWriter::StoredFloats(const Frame& result, const Frame& s
     return samples;
 }
 
-/// Blue, green, red, alpha to red, green, blue and perhaps alpha.
-std::vector<std::uint16_t> InFileOrder(const std::vector<std::uint16_t>& pixels, bool alpha) {
+/// Blue, green, red, alpha to red, green, blue.
+std::vector<std::uint16_t> InFileOrder(const std::vector<std::uint16_t>& pixels) {
     std::vector<std::uint16_t> samples;
     samples.reserve(pixels.size());
     for (std::size_t i = 0; i + 3 < pixels.size(); i += 4) {
         samples.insert(samples.end(), {pixels[i + 2], pixels[i + 1], pixels[i]});
-        if (alpha) samples.push_back(pixels[i + 3]);
     }
     return samples;
 }
@@ -249,10 +249,8 @@ Bytes ImageWriter::InMemory(const std::string& path, const ImageLayout& layout,
         return EncodePng(pixels, layout.width, layout.height, !options_.opaque,
                          MetadataChunks(path, layout));
     }
-    const auto samples = InFileOrder(pixels, !options_.opaque);
-    return name == "jpeg"
-               ? Jpeg(path, layout, samples.data())
-               : EncodeByLibrary(path, name.data(), layout, OIIO::TypeDesc::UINT16, samples.data());
+    if (name == "tiff") return EncodeTiff(path, layout, pixels);
+    return Jpeg(path, layout, InFileOrder(pixels).data());
 }
 
 /// Files are written to memory first: the JPEG and EXR libraries meet a full disk with silence or

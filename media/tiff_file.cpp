@@ -181,12 +181,16 @@ std::uint32_t TiffFile::ChunkCount() const {
     return TIFFIsTiled(file) ? TIFFNumberOfTiles(file) : TIFFNumberOfStrips(file);
 }
 
+std::uint32_t TiffFile::StripRows() const {
+    const std::uint32_t height = Number(TIFFTAG_IMAGELENGTH, 0);
+    return std::clamp(Number(TIFFTAG_ROWSPERSTRIP, height), 1u, height);
+}
+
 /// The bytes that a chunk holds once decompressed.
 std::uint64_t TiffFile::ChunkSize(std::uint32_t chunk) const {
     TIFF* file = file_.get();
     if (TIFFIsTiled(file)) return TIFFTileSize64(file);
-    const std::uint32_t height = Number(TIFFTAG_IMAGELENGTH, 0);
-    const std::uint32_t rows = std::clamp(Number(TIFFTAG_ROWSPERSTRIP, height), 1u, height);
+    const std::uint32_t height = Number(TIFFTAG_IMAGELENGTH, 0), rows = StripRows();
     const std::uint32_t stripsAPlane = (height - 1) / rows + 1;
     const std::uint32_t first = chunk % stripsAPlane * rows;
     return TIFFVStripSize64(file, std::min(rows, height - first));
@@ -210,14 +214,12 @@ void TiffFile::CheckExtents() {
     }
 }
 
-bool TiffFile::Unzips(std::uint32_t chunk, std::vector<std::uint8_t>& stored) const {
+bool TiffFile::ReadStored(std::uint32_t chunk, std::vector<std::uint8_t>& stored) const {
     TIFF* file = file_.get();
     stored.resize(TIFFGetStrileByteCount(file, chunk));
     const auto size = static_cast<tmsize_t>(stored.size());
-    const auto read = TIFFIsTiled(file) ? TIFFReadRawTile(file, chunk, stored.data(), size)
-                                        : TIFFReadRawStrip(file, chunk, stored.data(), size);
-    if (read != size) return false;
-    return IsWholeZlib(stored, ChunkSize(chunk));
+    return size == (TIFFIsTiled(file) ? TIFFReadRawTile(file, chunk, stored.data(), size)
+                                      : TIFFReadRawStrip(file, chunk, stored.data(), size));
 }
 
 bool TiffFile::Decodes(std::uint32_t chunk, std::vector<std::uint8_t>& decoded) {
@@ -235,7 +237,8 @@ bool TiffFile::Decodes(std::uint32_t chunk, std::vector<std::uint8_t>& decoded) 
 bool TiffFile::IsWhole(std::uint32_t chunk, std::vector<std::uint8_t>& stored,
                        std::vector<std::uint8_t>& decoded) {
     const bool zip = IsZip(Number(TIFFTAG_COMPRESSION, COMPRESSION_NONE));
-    return zip ? Unzips(chunk, stored) : Decodes(chunk, decoded);
+    if (!zip) return Decodes(chunk, decoded);
+    return ReadStored(chunk, stored) && IsWholeZlib(stored, ChunkSize(chunk));
 }
 
 void TiffFile::CheckData() {

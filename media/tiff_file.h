@@ -4,9 +4,12 @@
 #include <tiffio.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "media/image_source.h"
 
 namespace veltrane::media {
 
@@ -29,6 +32,20 @@ public:
     /// Throws Error for a picture that is not grey, a palette's or RGB, or whose samples are not of
     /// a kind that can be keyed.
     TiffLayout Layout() const;
+    /// True for the common kinds, of which ReadRows reads the samples: strips of 8 or 16 bits a
+    /// sample, pixel after pixel, of grey or RGB, compressed losslessly or not at all.
+    bool IsPlain() const;
+    /// The size of the picture and the texts, numbers and profile that come with it, under the
+    /// image library's names.
+    ImageLayout Description();
+    /// True where there is more metadata than that: tags of other kinds, or formats within the
+    /// format (Exif, IPTC, XMP).
+    bool HoldsPackedMetadata();
+    /// Reads all rows of a plain picture, each sample as it is stored, in the machine's byte order:
+    /// calls take(first row, rows, samples) for each strip. Throws Error where the data does not
+    /// decompress to its full length or disagrees with the checksum that zip adds to it.
+    void ReadRows(const std::function<void(int, int, const std::uint8_t*)>& take);
+
     /// Throws Error unless every chunk lies within the file and is long enough for what it has to
     /// hold; so no more memory is taken than a file of its size may ask for.
     void CheckExtents();
@@ -47,13 +64,20 @@ private:
 
     std::uint32_t Number(std::uint32_t tag, std::uint32_t otherwise) const;
     std::uint32_t ChunkCount() const;
+    std::uint32_t StripRows() const;
+    bool HoldsOnly(const std::uint32_t* tags, int count) const;
+    bool HasForeignExif();
+    void AddTexts(OIIO::ParamValueList& attributes) const;
+    void AddResolution(OIIO::ParamValueList& attributes) const;
     std::uint64_t ChunkSize(std::uint32_t chunk) const;
     void CheckSamples() const;
     void CheckOrder() const;
     void FindAlpha(int colours, TiffLayout& layout) const;
     bool IsWhole(std::uint32_t chunk, std::vector<std::uint8_t>& stored,
                  std::vector<std::uint8_t>& decoded);
-    bool Unzips(std::uint32_t chunk, std::vector<std::uint8_t>& stored) const;
+    bool ReadStored(std::uint32_t chunk, std::vector<std::uint8_t>& stored) const;
+    bool UnzipsRows(std::uint32_t chunk, std::vector<std::uint8_t>& stored,
+                    std::vector<std::uint8_t>& rows) const;
     bool Decodes(std::uint32_t chunk, std::vector<std::uint8_t>& decoded);
 
     std::string path_;

@@ -4,32 +4,100 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 
 namespace veltrane::media {
+namespace {
+
+constexpr std::size_t kMost = std::size_t{1} << 30;  // the library counts 32 bits
+
+/// Data on its way through the library.
+class Unzipping {
+public:
+    explicit Unzipping(const std::vector<std::uint8_t>& data) : data_(data) {
+        isal_inflate_init(state_.get());
+        state_->crc_flag = ISAL_ZLIB;
+    }
+
+    bool ended() const { return state_->block_state == ISAL_BLOCK_FINISH; }
+
+    /// How many bytes it made, at most the room given; null when the data is damaged.
+    std::optional<std::size_t> Next(std::uint8_t* to, std::size_t room) {
+        const std::size_t given = std::min(kMost, data_.size() - taken_);
+        room = std::min(kMost, room);
+        state_->next_in = const_cast<std::uint8_t*>(data_.data()) + taken_;
+        state_->avail_in = static_cast<std::uint32_t>(given);
+        state_->next_out = to;
+        state_->avail_out = static_cast<std::uint32_t>(room);
+        if (isal_inflate(state_.get()) != ISAL_DECOMP_OK) return std::nullopt;
+        const std::size_t used = given - state_->avail_in;
+        const std::size_t made = room - state_->avail_out;
+        if (used == 0 && made == 0 && !ended()) return std::nullopt;
+        taken_ += used;
+        return made;
+    }
+
+    /// Makes the rest. How many bytes those are; null when the data is damaged.
+    std::optional<std::uint64_t> Rest() {
+        std::vector<std::uint8_t> room(std::size_t{1} << 18);
+        std::uint64_t made = 0;
+        while (!ended()) {
+            const auto more = Next(room.data(), room.size());
+            if (!more) return std::nullopt;
+            made += *more;
+        }
+        return made;
+    }
+
+private:
+    const std::vector<std::uint8_t>& data_;
+    std::unique_ptr<inflate_state> state_ = std::make_unique<inflate_state>();
+    std::size_t taken_ = 0;
+};
+
+}  // namespace
+
+bool Unzip(const std::vector<std::uint8_t>& data, std::uint8_t* to, std::size_t size) {
+    Unzipping unzipping(data);
+    std::size_t made = 0;
+    while (made < size && !unzipping.ended()) {
+        const auto more = unzipping.Next(to + made, size - made);
+        if (!more) return false;
+        made += *more;
+    }
+    return made == size && unzipping.Rest();
+}
 
 bool IsWholeZlib(const std::vector<std::uint8_t>& data, std::uint64_t size) {
-    constexpr std::size_t kRoom = std::size_t{1} << 18;
-    constexpr std::size_t kMostInput = std::size_t{1} << 30;  // the library counts 32 bits
-    const auto state = std::make_unique<inflate_state>();
-    isal_inflate_init(state.get());
-    state->crc_flag = ISAL_ZLIB;
-    std::vector<std::uint8_t> room(kRoom);
-    std::size_t taken = 0;
-    std::uint64_t made = 0;
-    while (state->block_state != ISAL_BLOCK_FINISH) {
-        const std::size_t given = std::min(kMostInput, data.size() - taken);
-        state->next_in = const_cast<std::uint8_t*>(data.data()) + taken;
-        state->avail_in = static_cast<std::uint32_t>(given);
-        state->next_out = room.data();
-        state->avail_out = static_cast<std::uint32_t>(room.size());
-        if (isal_inflate(state.get()) != ISAL_DECOMP_OK) return false;
-        const std::size_t used = given - state->avail_in;
-        const std::size_t got = room.size() - state->avail_out;
-        if (used == 0 && got == 0) return false;
-        taken += used;
-        made += got;
+    const auto made = Unzipping(data).Rest();
+    return made && *made >= size;
+}
+
+std::vector<std::uint8_t> Zipped(const std::uint8_t* bytes, std::size_t size) {
+    isal_zstream stream;
+    isal_deflate_init(&stream);
+    std::vector<std::uint8_t> level(ISAL_DEF_LVL1_DEFAULT);
+    stream.level = 1;
+    stream.level_buf = level.data();
+    stream.level_buf_size = static_cast<std::uint32_t>(level.size());
+    stream.gzip_flag = IGZIP_ZLIB;
+    std::vector<std::uint8_t> zipped(size / 2 + 4096);
+    std::size_t given = 0, made = 0;
+    while (stream.internal_state.state != ZSTATE_END) {
+        if (made == zipped.size()) zipped.resize(zipped.size() * 2);
+        const std::size_t more = std::min(kMost, size - given);
+        const std::size_t room = std::min(kMost, zipped.size() - made);
+        stream.next_in = const_cast<std::uint8_t*>(bytes) + given;
+        stream.avail_in = static_cast<std::uint32_t>(more);
+        stream.end_of_stream = given + more == size;
+        stream.next_out = zipped.data() + made;
+        stream.avail_out = static_cast<std::uint32_t>(room);
+        isal_deflate(&stream);
+        given += more - stream.avail_in;
+        made += room - stream.avail_out;
     }
-    return made >= size;
+    zipped.resize(made);
+    return zipped;
 }
 
 }  // namespace veltrane::media

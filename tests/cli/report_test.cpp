@@ -41,6 +41,22 @@ TEST_F(CommandTest, NeedsItsModulesForFilesOnly) {
     }
 }
 
+// OpenImageIO takes a fifth of a second to load, so it is left alone by pictures of common kinds.
+TEST_F(CommandTest, LoadsTheImageLibraryForUncommonPicturesOnly) {
+    Write("in.jpg", source_);
+    ::setenv("LD_DEBUG", "files", 1);
+    const auto loads = [&](const std::string& files) {
+        const std::string told = Run("key " + files + " --key-color #40b838").error;
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, "veltrane-images.so", told);
+        return told.find("libOpenImageIO.so") != told.npos;
+    };
+    EXPECT_FALSE(loads("in.png a.png"));
+    EXPECT_FALSE(loads("a.png b.tif"));
+    EXPECT_FALSE(loads("b.tif c.tif"));
+    EXPECT_TRUE(loads("in.jpg a.png"));
+    ::unsetenv("LD_DEBUG");
+}
+
 TEST_F(CommandTest, InfoAndPickDescribeTheSample) {
     const nlohmann::json info = Json("info ../samples/clip.mp4");
     EXPECT_EQ(info["kind"], "video");

@@ -72,9 +72,16 @@ TEST_F(TroubleTest, TooLittleMemoryIsAnErrorOfTheFile) {
 #ifdef VELTRANE_SANITIZED
     GTEST_SKIP() << "sanitizers need more addresses than any limit";
 #endif
+    Write("in.jpg", source_);
+    const auto limit = [](int megabytes) {
+        return "ulimit -v " + std::to_string(megabytes * 1024) + "; ";
+    };
     for (int megabytes = 100; megabytes <= 500; megabytes += 40) {
-        const std::string limit = "ulimit -v " + std::to_string(megabytes * 1024) + "; ";
-        EXPECT_EQ(Shell("key in.png o.png", limit), 1) << megabytes;
+        EXPECT_EQ(Shell("key in.jpg o.png", limit(megabytes)), 1) << megabytes;
+        ExpectOneLine("in.jpg: needs more memory than there is");
+    }
+    for (int megabytes = 45; megabytes <= 65; megabytes += 10) {
+        EXPECT_EQ(Shell("key in.png o.png", limit(megabytes)), 1) << megabytes;
         ExpectOneLine("in.png: needs more memory than there is");
     }
 }

@@ -155,16 +155,60 @@ TEST_F(ImagesTest, ColourProfilesOfEveryLengthComeBack) {
 }
 
 // Large and noisy enough for several chunks of pixels, with rows of an odd length.
-TEST_F(ImagesTest, OtherProgramsReadOurPngs) {
-    Frame frame = MakeFrame(701, 403);
-    std::mt19937 random(1);
-    for (std::uint16_t& sample : frame.pixels) sample ^= random() & 1023;
-    for (const bool opaque : {false, true}) {
-        Write("o.png", {frame}, {.opaque = opaque});
-        EXPECT_GT(Bytes("o.png").size(), std::size_t{1} << 19);
-        EXPECT_EQ(SpecOf("o.png").get_string_attribute("oiio:ColorSpace"), "sRGB");
-        for (std::size_t i = 3; opaque && i < frame.pixels.size(); i += 4) frame.pixels[i] = 65535;
-        ExpectAsStored("o.png", frame.pixels);
+TEST_F(ImagesTest, OtherProgramsReadOurFiles) {
+    for (const std::string name : {"o.png", "o.tif"}) {
+        Frame frame = MakeFrame(701, 403);
+        std::mt19937 random(1);
+        for (std::uint16_t& sample : frame.pixels) sample ^= random() & 1023;
+        for (const bool opaque : {false, true}) {
+            Write(name, {frame}, {.opaque = opaque});
+            EXPECT_GT(Bytes(name).size(), std::size_t{1} << 19);
+            EXPECT_EQ(SpecOf(name).get_string_attribute("oiio:ColorSpace"), "sRGB");
+            for (std::size_t i = 3; opaque && i < frame.pixels.size(); i += 4) {
+                frame.pixels[i] = 65535;
+            }
+            ExpectAsStored(name, frame.pixels);
+        }
+    }
+}
+
+// What the library is left out of has to come out as by the library; with Exif or a key code it
+// helps, without them it does not.
+TEST_F(ImagesTest, MetadataIsWhatTheImageLibraryFinds) {
+    for (const bool packed : {false, true}) {
+        ImageSpec spec(3, 2, 3, TypeDesc::UINT16);
+        for (const char* name : {"Artist", "Copyright", "DocumentName", "ImageDescription", "Make",
+                                 "Model", "HostComputer"}) {
+            spec.attribute(name, std::string("some ") + name);
+        }
+        spec.attribute("DateTime", "2001:02:03 04:05:06");
+        spec.attribute("XResolution", 72.0f);
+        spec.attribute("YResolution", 36.0f);
+        spec.attribute("ResolutionUnit", "cm");
+        const unsigned timecode[] = {0x01020304, 5};
+        spec.attribute("smpte:TimeCode", OIIO::TypeTimeCode, timecode);
+        const int keycode[] = {1, 2, 3, 4, 5, 4, 64};
+        if (packed) spec.attribute("smpte:KeyCode", OIIO::TypeKeyCode, keycode);
+        if (packed) spec.attribute("Exif:FNumber", 2.8f);
+        for (const std::string name : {"m.png", "m.tif", "m.dpx"}) {
+            Store(name, spec, Pixels(18));
+            const ImageSpec stored = SpecOf(name);
+            const auto reader = Open(Path(name));
+            std::size_t found = 0;
+            for (const auto& [key, value] : reader->info().metadata) {
+                const OIIO::ParamValue* attribute = stored.find_attribute(key);
+                ASSERT_TRUE(attribute) << name << key;
+                EXPECT_EQ(value, attribute->get_string()) << name << key;
+                ++found;
+            }
+            for (const char* key :
+                 {"Artist", "Copyright", "DocumentName", "ImageDescription", "Make", "Model",
+                  "HostComputer", "DateTime", "XResolution", "YResolution", "ResolutionUnit",
+                  "PixelAspectRatio", "smpte:TimeCode", "smpte:KeyCode", "Exif:FNumber"}) {
+                if (stored.find_attribute(key)) --found;
+            }
+            EXPECT_EQ(found, 0u) << name;
+        }
     }
 }
 

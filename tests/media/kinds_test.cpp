@@ -21,6 +21,30 @@ TEST_F(KindsTest, EveryKindOfPngIsReadAsTheImageLibraryDoes) {
     }
 }
 
+TEST_F(KindsTest, EveryKindOfDpxIsReadRight) {
+    for (int number = 0; number < 4 * 2 * 2 * 3; ++number) {
+        const int bits = std::array{8, 10, 12, 16}[static_cast<std::size_t>(number % 4)];
+        const int channels = number / 4 % 2 + 3, most = (1 << bits) - 1;
+        ImageSpec spec(13, 5, channels, bits == 8 ? TypeDesc::UINT8 : TypeDesc::UINT16);
+        const char* packings[] = {"Packed", "Filled, method A", "Filled, method B"};
+        spec.attribute("oiio:BitsPerSample", bits);
+        spec.attribute("oiio:Endian", number / 8 % 2 == 0 ? "little" : "big");
+        spec.attribute("dpx:Packing", packings[number / 16]);
+        std::vector<float> samples;
+        for (int i = 0; i < 13 * 5 * channels; ++i) {
+            samples.push_back(static_cast<float>(i * 37 % (most + 1)) / static_cast<float>(most));
+        }
+        Store("k.dpx", spec, samples);
+        const Frame frame = ReadFrame(Path("k.dpx"), 1);
+        ASSERT_EQ(frame.pixels.size(), std::size_t{4} * 13 * 5);
+        for (std::size_t i = 0; i < frame.pixels.size(); ++i) {
+            const std::size_t at = i / 4 * channels + (i % 4 == 3 ? 3 : 2 - i % 4);
+            const float expected = i % 4 == 3 && channels == 3 ? 1 : samples[at];
+            ASSERT_NEAR(frame.pixels[i], expected * 65535, 1) << number << " " << i;
+        }
+    }
+}
+
 TEST_F(KindsTest, SamplesOfNoUseAreRefused) {
     const std::vector<float> samples(3 * 4, 0.5f);
     ImageSpec spec(2, 2, 3, TypeDesc::HALF);

@@ -1,0 +1,22 @@
+#ifndef VELTRANE_MEDIA_TIFF_OUTPUT_H
+#define VELTRANE_MEDIA_TIFF_OUTPUT_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "media/file_bytes.h"
+#include "media/image_source.h"
+
+namespace veltrane::media {
+
+/// A whole TIFF of 16 bits a channel in memory: pixels are blue, green, red, alpha in packed rows,
+/// and alpha is stored where the layout has four channels. Its attributes are those that the image
+/// library writes; "compression" names one of "none", "lzw", "zip". path is for messages. Throws
+/// Error.
+Bytes EncodeTiff(const std::string& path, const ImageLayout& layout,
+                 const std::vector<std::uint16_t>& pixels);
+
+}  // namespace veltrane::media
+
+#endif

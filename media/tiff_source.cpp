@@ -1,0 +1,63 @@
+#include "media/tiff_source.h"
+
+#include <utility>
+
+#include "media/image_library.h"
+#include "media/tiff_file.h"
+#include "media/widened.h"
+
+namespace veltrane::media {
+namespace {
+
+class PlainTiff : public ImageSource {
+public:
+    PlainTiff(std::unique_ptr<TiffFile> file, ImageLayout layout)
+        : ImageSource(std::move(layout)), file_(std::move(file)) {}
+
+    void Read(int first, int count, std::uint16_t* samples) override {
+        ReadAs(first, count, samples);
+    }
+    void Read(int first, int count, float* samples) override { ReadAs(first, count, samples); }
+
+private:
+    template <typename Sample>
+    void ReadAs(int first, int count, Sample* samples) {
+        layout_.channelTypes.front() == OIIO::TypeDesc::UINT16
+            ? ReadStored<std::uint16_t>(first, count, samples)
+            : ReadStored<std::uint8_t>(first, count, samples);
+    }
+
+    template <typename Stored, typename Sample>
+    void ReadStored(int first, int count, Sample* samples) {
+        file_->ReadRows([&](int top, int rows, const std::uint8_t* bytes) {
+            const auto* stored = reinterpret_cast<const Stored*>(bytes) + first;
+            Sample* to = samples + std::size_t(top) * layout_.width * count;
+            const std::size_t pixels = std::size_t(rows) * layout_.width;
+            const auto step = static_cast<std::size_t>(layout_.channels());
+            for (std::size_t i = 0; i < pixels; ++i, stored += step, to += count) {
+                for (int c = 0; c < count; ++c) to[c] = Widened<Sample>(stored[c]);
+            }
+        });
+    }
+
+    std::unique_ptr<TiffFile> file_;
+};
+
+}  // namespace
+
+std::unique_ptr<ImageSource> OpenPlainTiff(const std::string& path) {
+    auto file = std::make_unique<TiffFile>(path);
+    if (!file->IsPlain()) return nullptr;
+    ImageLayout layout = file->Description();
+    if (file->HoldsPackedMetadata()) {
+        const ImageLayout whole = OpenByLibrary(path, "tiff")->layout();
+        const bool moved = whole.x != 0 || whole.y != 0 || whole.fullX != 0 || whole.fullY != 0;
+        if (moved || whole.fullWidth != layout.width || whole.fullHeight != layout.height) {
+            return nullptr;
+        }
+        layout.attributes = whole.attributes;
+    }
+    return std::make_unique<PlainTiff>(std::move(file), std::move(layout));
+}
+
+}  // namespace veltrane::media
