@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
 #include "media/file_bytes.h"
 #include "media/image_integrity.h"
-#include "media/image_library.h"
 #include "media/widened.h"
 
 namespace veltrane::media {
@@ -30,6 +30,10 @@ public:
         const auto* begin = reinterpret_cast<const char*>(file_.data()) + at;
         if (file_[at] == 0xff) return {};
         return {begin, std::find(begin, begin + size, '\0')};
+    }
+
+    std::string Raw(std::size_t at, std::size_t size) const {
+        return {reinterpret_cast<const char*>(file_.data()) + at, size};
     }
 
     template <typename Number>
@@ -71,6 +75,28 @@ void AddTexts(const DpxHeader& header, OIIO::ParamValueList& attributes) {
     add("ImageDescription", header.Text(820, 32));
 }
 
+/// What stands on the edge of a film: maker, kind, prefix, count, offset, and how many perforations
+/// a frame and a count have.
+void AddEdgeCode(const DpxHeader& header, OIIO::ParamValueList& attributes) {
+    if (header.Byte(1664) == 0) return;
+    const auto number = [&](std::size_t at, std::size_t digits) {
+        return static_cast<int>(std::strtol(header.Raw(at, digits).c_str(), nullptr, 10));
+    };
+    const std::string format = header.Raw(1680, 32), kind = format.substr(1, 3);
+    const bool scan = format[0] == '2' || format[0] == '4';
+    const int perforations = scan && kind == "kvv"                     ? 8
+                             : scan && format.substr(1, 6) == "k3perf" ? 3
+                                                                       : 4;
+    const int code[] = {number(1664, 2),
+                        number(1666, 2),
+                        number(1670, 6),
+                        number(1676, 4),
+                        number(1668, 2),
+                        perforations,
+                        64};
+    attributes.add_or_replace(OIIO::ParamValue("smpte:KeyCode", OIIO::TypeKeyCode, 1, code), false);
+}
+
 ImageLayout LayoutOf(const DpxHeader& header) {
     const int bits = header.Byte(803), channels = header.Byte(800) == 50 ? 3 : 4;
     ImageLayout layout =
@@ -91,6 +117,7 @@ ImageLayout LayoutOf(const DpxHeader& header) {
     const auto across = header.Get<std::uint32_t>(1628), down = header.Get<std::uint32_t>(1632);
     SetAttribute(attributes, "PixelAspectRatio",
                  down == 0 ? 1.0f : static_cast<float>(across) / static_cast<float>(down));
+    AddEdgeCode(header, attributes);
     const auto timecode = header.Get<std::uint32_t>(1920);
     if (timecode != kUndefined) {
         const std::uint32_t code[] = {timecode, header.Get<std::uint32_t>(1924)};
@@ -168,11 +195,6 @@ std::unique_ptr<ImageSource> OpenPlainDpx(const std::string& path) {
     const DpxHeader header(file);
     if (!IsPlain(header)) return nullptr;
     ImageLayout layout = LayoutOf(header);
-    // The numbers on a film's edge are the image library's to read.
-    constexpr std::size_t kEdgeCode = 1664;
-    if (header.Byte(kEdgeCode) != 0) {
-        layout.attributes = OpenByLibrary(path, "dpx")->layout().attributes;
-    }
     return std::make_unique<PlainDpx>(std::move(file), std::move(layout));
 }
 

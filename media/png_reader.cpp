@@ -52,6 +52,10 @@ bool PngReader::ReadHeader() {
     png_set_read_fn(png_, this, &Supply);
     png_read_info(png_, info_);
     bits_ = png_get_bit_depth(png_, info_) == 16 ? 16 : 8;
+    const bool palette = png_get_color_type(png_, info_) == PNG_COLOR_TYPE_PALETTE;
+    plain_ = png_get_bit_depth(png_, info_) >= 8 && !palette &&
+             !png_get_valid(png_, info_, PNG_INFO_tRNS) &&
+             png_get_interlace_type(png_, info_) == PNG_INTERLACE_NONE;
     png_set_expand(png_);
     png_set_expand_16(png_);
     if (std::endian::native == std::endian::little) png_set_swap(png_);

@@ -26,6 +26,9 @@ public:
     ImageLayout Layout() const;
     /// True where there is more metadata than texts and numbers: a format of its own (Exif, XMP).
     bool HoldsPackedMetadata() const;
+    /// True where samples of 8 or 16 bits lie row after row as they are meant: not interlaced, and
+    /// no colour stands for another.
+    bool IsPlain() const { return plain_; }
     /// The whole picture in packed rows, each sample widened to 16 bits; palettes and transparent
     /// colours are given as what they stand for. Throws Error.
     void Read(std::uint16_t* samples);
@@ -41,6 +44,7 @@ private:
     const std::vector<std::uint8_t>& file_;
     std::size_t at_ = 0;
     char message_[100] = {};
+    bool plain_ = false;
     int bits_ = 8;  ///< a sample as stored, 8 where it has fewer
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;

@@ -1,6 +1,7 @@
 #include "media/png_source.h"
 
 #include <algorithm>
+#include <type_traits>
 #include <utility>
 
 #include "media/fail.h"
@@ -8,6 +9,7 @@
 #include "media/image_integrity.h"
 #include "media/image_library.h"
 #include "media/png_reader.h"
+#include "media/png_rows.h"
 
 namespace veltrane::media {
 namespace {
@@ -23,6 +25,54 @@ struct PngFile {
     std::unique_ptr<PngReader> reader;
 };
 
+/// One whose samples lie in whole bytes, row after row, as they are meant.
+class PlainPng : public ImageSource {
+public:
+    PlainPng(std::string path, std::unique_ptr<PngFile> file, ImageLayout layout)
+        : ImageSource(std::move(layout)), path_(std::move(path)), file_(std::move(file)) {}
+
+    // Every channel of a PNG belongs to the picture, so all are asked for.
+    void Read(int, int, std::uint16_t* samples) override { ReadAs(samples); }
+    void Read(int, int, float* samples) override { ReadAs(samples); }
+
+private:
+    template <typename Sample>
+    void ReadAs(Sample* samples) const {
+        const bool wide = layout_.channelTypes.front() == OIIO::TypeDesc::UINT16;
+        const std::size_t pixelBytes = std::size_t(layout_.channels()) * (wide ? 2 : 1);
+        const std::size_t rowSamples = std::size_t(layout_.width) * layout_.channels();
+        const PngRowLayout lie{std::size_t(layout_.height), layout_.width * pixelBytes, pixelBytes};
+        const Bytes rows = PngRows(file_->bytes, lie);
+        if (rows.empty()) Fail(path_, "is damaged: its pixels cannot be decompressed");
+        const std::uint8_t* row = rows.data() + 1;
+        for (std::size_t y = 0; y < lie.rows; ++y, row += lie.rowBytes + 1) {
+            wide ? Store(row, rowSamples, BigEndian, samples)
+                 : Store(row, rowSamples, Byte, samples);
+            samples += rowSamples;
+        }
+    }
+
+    static std::uint16_t BigEndian(const std::uint8_t* row, std::size_t i) {
+        return static_cast<std::uint16_t>(row[2 * i] << 8 | row[2 * i + 1]);
+    }
+    static std::uint16_t Byte(const std::uint8_t* row, std::size_t i) {
+        return static_cast<std::uint16_t>(row[i] * 257);
+    }
+
+    template <typename Stored, typename Sample>
+    static void Store(const std::uint8_t* row, std::size_t count, Stored stored, Sample* samples) {
+        constexpr bool kFloats = std::is_same_v<Sample, float>;
+        constexpr Sample kFullScale = kFloats ? 65535 : 1;
+        for (std::size_t i = 0; i < count; ++i) {
+            samples[i] = static_cast<Sample>(static_cast<Sample>(stored(row, i)) / kFullScale);
+        }
+    }
+
+    std::string path_;
+    std::unique_ptr<PngFile> file_;
+};
+
+/// Palettes, single bits and interlaced pictures, by the PNG library.
 class PngSource : public ImageSource {
 public:
     PngSource(std::unique_ptr<PngFile> file, ImageLayout layout)
@@ -48,6 +98,9 @@ std::unique_ptr<ImageSource> OpenPng(const std::string& path) {
     ImageLayout layout = file->reader->Layout();
     if (file->reader->HoldsPackedMetadata()) {
         layout.attributes = OpenByLibrary(path, "png")->layout().attributes;
+    }
+    if (file->reader->IsPlain()) {
+        return std::make_unique<PlainPng>(path, std::move(file), std::move(layout));
     }
     return std::make_unique<PngSource>(std::move(file), std::move(layout));
 }

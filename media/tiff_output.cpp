@@ -41,11 +41,12 @@ constexpr TextTag kTexts[] = {{"Artist", TIFFTAG_ARTIST},
 /// kept in formats within the format, which are the image library's.
 bool HasTag(const OIIO::ParamValue& attribute) {
     const OIIO::string_view name = attribute.name();
-    for (const char* prefix : {"oiio:", "tiff:"}) {
+    for (const char* prefix : {"oiio:", "tiff:", "smpte:", "screenWindow"}) {
         if (OIIO::Strutil::istarts_with(name, prefix)) return true;
     }
     constexpr const char* kOthers[] = {"XResolution",      "YResolution", "ResolutionUnit",
-                                       "PixelAspectRatio", "ICCProfile",  "compression"};
+                                       "PixelAspectRatio", "ICCProfile",  "compression",
+                                       "FramesPerSecond"};
     const auto is = [&](const char* known) { return Is(name, known); };
     if (std::any_of(std::begin(kOthers), std::end(kOthers), is)) return true;
     return std::any_of(std::begin(kTexts), std::end(kTexts),
