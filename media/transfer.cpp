@@ -1,7 +1,5 @@
 #include "media/transfer.h"
 
-#include <algorithm>
-#include <bit>
 #include <cmath>
 
 #include "imaging/convert/convert.h"
@@ -10,15 +8,6 @@ namespace veltrane::media {
 namespace {
 
 constexpr int kFullScale = 65535;
-// A bucket holds the floats that agree in sign, exponent and 11 bits of the mantissa; within one
-// the working value grows by at most about 8 steps.
-constexpr int kBucketShift = 12;
-// Below this every float is working value 0: half a step is 7.6e-6, on the linear scale 5.9e-7.
-constexpr float kSmallest = 0x1p-22f;
-
-std::uint32_t Bucket(float value) {
-    return std::bit_cast<std::uint32_t>(value) >> kBucketShift;
-}
 
 template <typename Value>
 std::vector<std::uint16_t> TableOf(Value value) {
@@ -29,16 +18,6 @@ std::vector<std::uint16_t> TableOf(Value value) {
 
 }  // namespace
 
-double SrgbFromLinear(double linear) {
-    if (linear <= 0.0031308) return linear * 12.92;
-    return 1.055 * std::pow(linear, 1.0 / 2.4) - 0.055;
-}
-
-double LinearFromSrgb(double encoded) {
-    if (encoded <= 0.04045) return encoded / 12.92;
-    return std::pow((encoded + 0.055) / 1.055, 2.4);
-}
-
 float Converted(float value, Transfer from, Transfer to) {
     if (from == to) return value;
     const double size = std::abs(double{value});
@@ -46,35 +25,10 @@ float Converted(float value, Transfer from, Transfer to) {
     return static_cast<float>(std::copysign(converted, value));
 }
 
-TransferCurve::TransferCurve(bool linear) {
-    const auto store = [linear](double working) {
-        const double value = working / kFullScale;
-        return static_cast<float>(linear ? LinearFromSrgb(value) : value);
-    };
-    for (int k = 0; k <= kFullScale; ++k) {
-        stored_.push_back(store(k));
-        threshold_.push_back(store(std::max(k - 0.5, 0.0)));
-    }
-    int k = 0;
-    for (std::uint32_t bucket = Bucket(kSmallest); bucket <= Bucket(1.0f); ++bucket) {
-        const float least = std::bit_cast<float>(bucket << kBucketShift);
-        while (k < kFullScale && threshold_[k + 1] <= least) ++k;
-        first_.push_back(static_cast<std::uint16_t>(k));
-    }
-}
-
 const TransferCurve& TransferCurve::For(Transfer transfer) {
-    static const TransferCurve linear(true);
-    static const TransferCurve none(false);
+    static const TransferCurve linear(Light::kLinear);
+    static const TransferCurve none(Light::kDisplay);
     return transfer == Transfer::Linear ? linear : none;
-}
-
-std::uint16_t TransferCurve::ToWorking(float stored) const {
-    if (!(stored >= kSmallest)) return 0;
-    if (stored >= 1.0f) return kFullScale;
-    std::size_t k = first_[Bucket(stored) - Bucket(kSmallest)];
-    while (k < kFullScale && threshold_[k + 1] <= stored) ++k;
-    return static_cast<std::uint16_t>(k);
 }
 
 const std::vector<std::uint16_t>& LinearToWorkingTable() {

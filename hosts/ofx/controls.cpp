@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "hosts/ofx/host.h"
+#include "imaging/convert/light_curve.h"
 
 namespace veltrane::ofx {
 
@@ -18,23 +19,34 @@ ParamSet ParamsOf(Effect effect) {
 }
 
 /// The parameter's handle, or null, and its properties where asked for.
-Param FindParam(ParamSet params, const Parameter& row, PropertySet* properties = nullptr) {
+Param FindParam(ParamSet params, const std::string& name, PropertySet* properties = nullptr) {
     Param param = nullptr;
-    const std::string name = ParamName(row);
     const Status status = Host().parameter->getHandle(params, name.c_str(), &param, properties);
     return status == kOk ? param : nullptr;
 }
 
+Param FindParam(ParamSet params, const Parameter& row, PropertySet* properties = nullptr) {
+    return FindParam(params, ParamName(row), properties);
+}
+
 /// Without a time the current value, which only actions outside rendering may ask for.
-std::optional<int> ReadInt(ParamSet params, const Parameter& row, std::optional<double> time) {
-    const Param param = FindParam(params, row);
+std::optional<int> ReadInt(Param param, std::optional<double> time) {
     if (param == nullptr) return std::nullopt;
     const ParameterSuite& suite = *Host().parameter;
-    int value = row.defaultValue;
+    int value = 0;
     const Status status =
         time ? suite.getValueAtTime(param, *time, &value) : suite.getValue(param, &value);
     if (status != kOk) return std::nullopt;
     return value;
+}
+
+std::optional<int> ReadInt(ParamSet params, const Parameter& row, std::optional<double> time) {
+    return ReadInt(FindParam(params, row), time);
+}
+
+template <class Curve>
+Color Curved(Curve curve, const Color& color) {
+    return {curve(color.red), curve(color.green), curve(color.blue)};
 }
 
 double WithinRange(double channel) {
@@ -87,7 +99,14 @@ Settings ReadSettings(Effect effect, double time) {
             SetValue(settings, *row, std::clamp(*value, row->minimum, row->maximum));
         }
     }
+    if (ReadLight(effect, time) == Light::kLinear)
+        settings.keyColor = Curved(SrgbFromLinear, settings.keyColor);
     return settings;
+}
+
+Light ReadLight(Effect effect, double time) {
+    const auto choice = ReadInt(FindParam(ParamsOf(effect), kLightChoice), time);
+    return choice == static_cast<int>(Light::kLinear) ? Light::kLinear : Light::kDisplay;
 }
 
 void ScaleRadii(Settings& settings, double scale) {
@@ -115,13 +134,15 @@ void UpdateAllGoverned(Effect effect) {
             FollowGovernor(params, *row, *governor, std::nullopt);
 }
 
-void SetKeyColor(Effect effect, const Color& color) {
+void SetKeyColor(Effect effect, const Color& color, double time) {
+    const bool linear = ReadLight(effect, time) == Light::kLinear;
+    const Color shown = linear ? Curved(LinearFromSrgb, color) : color;
     const ParamSet params = ParamsOf(effect);
     const Param param = FindParam(params, ParameterOf(ParameterId::KeyColor));
     if (param == nullptr) throw Refusal{kFailed};
     const ParameterSuite& suite = *Host().parameter;
     suite.editBegin(params, kPickLabel);
-    const Status status = suite.setValue(param, color.red, color.green, color.blue);
+    const Status status = suite.setValue(param, shown.red, shown.green, shown.blue);
     suite.editEnd(params);
     Require(status);
 }

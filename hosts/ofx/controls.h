@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "hosts/ofx/abi.h"
+#include "imaging/convert/convert.h"
 #include "settings/settings.h"
 
 namespace veltrane::ofx {
@@ -12,12 +13,18 @@ namespace veltrane::ofx {
 inline constexpr char kPickButton[] = "pickScreenColor";
 inline constexpr char kPickLabel[] = "Pick screen colour";
 
+/// The choice of what the host's colour is, which is no setting of the keyer's.
+inline constexpr char kLightChoice[] = "colour";
+
 /// The row's name in the host, such as "keyColor". Saved projects and scripts hold it.
 std::string ParamName(const Parameter& row);
 
-/// The instance's values at a time, each within its range; the default where a value cannot be
-/// read.
+/// The instance's values at a time, each within its range and display-referred; the default where a
+/// value cannot be read.
 Settings ReadSettings(Effect effect, double time);
+
+/// What the host's colour is, of frames and of the key colour's swatch.
+Light ReadLight(Effect effect, double time);
 
 /// The same look at a proxy's scale: radii are multiplied, rounded, and at least 1.
 void ScaleRadii(Settings& settings, double scale);
@@ -29,8 +36,8 @@ void UpdateGoverned(Effect effect, std::string_view switchName, double time);
 /// The same for every switch at its current value, as a project may have been saved with some on.
 void UpdateAllGoverned(Effect effect);
 
-/// Sets the key colour, as one step of undo.
-void SetKeyColor(Effect effect, const Color& color);
+/// Sets the key colour, given display-referred, as one step of undo.
+void SetKeyColor(Effect effect, const Color& color, double time);
 
 }  // namespace veltrane::ofx
 

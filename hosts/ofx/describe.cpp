@@ -86,6 +86,18 @@ void DefinePickButton(ParamSet params) {
     button.Set(prop::kParent, ParamName(ParameterOf(ParameterId::Basic)).c_str());
 }
 
+/// Most compositing hosts work in linear light, which the interface does not tell.
+void DefineLightChoice(ParamSet params) {
+    Properties choice =
+        DefineParam(params, value::kChoice, kLightChoice, "Colour",
+                    "What the colour of frames and of the key colour is: display-referred, or "
+                    "linear light, which is keyed through the sRGB curve.");
+    choice.Set(prop::kChoiceOption, "Display", static_cast<int>(Light::kDisplay));
+    choice.Set(prop::kChoiceOption, "Linear", static_cast<int>(Light::kLinear));
+    choice.Set(prop::kDefault, static_cast<int>(Light::kDisplay));
+    choice.Set(prop::kParent, ParamName(ParameterOf(ParameterId::Basic)).c_str());
+}
+
 }  // namespace
 
 void Describe(Effect descriptor) {
@@ -98,7 +110,7 @@ void Describe(Effect descriptor) {
     effect.Set(prop::kGrouping, "Keyer");
     effect.Set(prop::kDescription,
                "Removes a green screen: alpha becomes the matte, colour the foreground without the "
-               "screen's light. Expects display-referred colour.");
+               "screen's light.");
     effect.Set(prop::kVersion, kMajorVersion, 0);
     effect.Set(prop::kVersion, kMinorVersion, 1);
     effect.Set(prop::kVersionLabel, VELTRANE_VERSION);
@@ -128,6 +140,7 @@ void DescribeInContext(Effect descriptor) {
         DefineRow(params, *row);
         if (row->id == static_cast<int>(ParameterId::KeyColor)) DefinePickButton(params);
     }
+    DefineLightChoice(params);
 }
 
 }  // namespace veltrane::ofx

@@ -57,7 +57,7 @@ Status CreateInstance(const Call& call) {
 
 void Pick(const Call& call) {
     if (const auto found = FindScreen(call.effect, call.Time())) {
-        SetKeyColor(call.effect, found->color);
+        SetKeyColor(call.effect, found->color, call.Time());
     } else {
         ShowMessage(
             call.effect, value::kMessageMessage,

@@ -1,6 +1,7 @@
 #include "hosts/ofx/render.h"
 
 #include <algorithm>
+#include <type_traits>
 #include <vector>
 
 #include "hosts/ofx/controls.h"
@@ -12,11 +13,15 @@ namespace veltrane::ofx {
 
 namespace {
 
+PixelFormat FormatOf(AlphaState alpha, Light light) {
+    return {PixelOrder::kRgba, alpha, FloatRounding::kNearest, light};
+}
+
 /// Gives rows of an image's picture counted from the top, as the keyer's result depends on the
 /// order.
 template <class Component>
-auto RowsFrom(const Image& image) {
-    const PixelReader<Component> reader({PixelOrder::kRgba, image.alpha()});
+auto RowsFrom(const Image& image, Light light) {
+    const PixelReader<Component> reader(FormatOf(image.alpha(), light));
     return [&image, reader](int y, SampleFor<Component>* row) {
         const RectI& frame = image.picture();
         reader(image.Pixel<const Component>(frame.x1, frame.y2 - 1 - y), row, Width(frame));
@@ -24,14 +29,23 @@ auto RowsFrom(const Image& image) {
 }
 
 /// Takes rows of the source's picture counted from the top; shared is what of them is asked for.
+/// Floats that show the source keep what the keyer cannot hold of it.
 template <class Component>
-auto RowsTo(const Image& output, AlphaState alpha, const RectI& frame, const RectI& shared) {
-    const PixelWriter<Component> writer({PixelOrder::kRgba, alpha});
-    return [&, writer](int row, const SampleFor<Component>* keyed) {
+auto RowsTo(const Image& source, const Image& output, const FloatRestorer::Formats& formats,
+            View view, const RectI& shared) {
+    const PixelWriter<Component> writer(formats.target);
+    const FloatRestorer restorer(formats);
+    return [=, &source, &output](int row, const SampleFor<Component>* keyed) {
+        const RectI& frame = source.picture();
         const int y = frame.y2 - 1 - row;
         if (IsEmpty(shared) || y < shared.y1 || y >= shared.y2) return;
-        writer(keyed + kElements * (shared.x1 - frame.x1), output.Pixel<Component>(shared.x1, y),
-               Width(shared));
+        keyed += kElements * (shared.x1 - frame.x1);
+        Component* pixels = output.Pixel<Component>(shared.x1, y);
+        if constexpr (std::is_same_v<Component, float>) {
+            const float* given = source.Pixel<const float>(shared.x1, y);
+            if (ShowsSourceColor(view)) return restorer(given, keyed, pixels, Width(shared));
+        }
+        writer(keyed, pixels, Width(shared));
     };
 }
 
@@ -61,19 +75,22 @@ AlphaState WrittenAlpha(const Image& output, AlphaState source) {
 }
 
 template <class Component>
-void RenderDepth(const Settings& settings, const Image& source, const Image& output,
+void RenderDepth(const Settings& settings, Light light, const Image& source, const Image& output,
                  const RectI& window) {
     using Sample = SampleFor<Component>;
     const RectI frame = source ? source.picture() : RectI{};
     ClearAround<Component>(frame, output, window);
     if (IsEmpty(frame)) return;
     const RectI shared = Intersection(frame, window);
-    const AlphaState alpha = WrittenAlpha(output, source.alpha());
+    const FloatRestorer::Formats formats{FormatOf(source.alpha(), light),
+                                         FormatOf(WrittenAlpha(output, source.alpha()), light)};
     const bool isWhole = Width(shared) == Width(frame) && Height(shared) == Height(frame);
     const RowMemory written = isWhole ? output.Rows<Component>(frame) : RowMemory{};
-    Key<Sample>(settings, Width(frame), Height(frame),
-                {nullptr, RowsFrom<Component>(source), source.Rows<Component>(frame)},
-                {nullptr, RowsTo<Component>(output, alpha, frame, shared), written}, HostThreads());
+    Key<Sample>(
+        settings, Width(frame), Height(frame),
+        {nullptr, RowsFrom<Component>(source, light), source.Rows<Component>(frame)},
+        {nullptr, RowsTo<Component>(source, output, formats, settings.view, shared), written},
+        HostThreads());
 }
 
 /// Calls the function with a component of the depth's type.
@@ -113,8 +130,9 @@ void Render(Effect effect, double time, const RectI& window) {
     RequireMatch(source, output, window);
     Settings settings = ReadSettings(effect, time);
     ScaleRadii(settings, output.scale());
+    const Light light = ReadLight(effect, time);
     WithDepth(output.depth(), [&]<class Component>(Component) {
-        RenderDepth<Component>(settings, source, output, window);
+        RenderDepth<Component>(settings, light, source, output, window);
     });
 }
 
@@ -124,8 +142,9 @@ std::optional<ScreenColor> FindScreen(Effect effect, double time) {
     const RectI& frame = source.picture();
     const std::size_t pitch = static_cast<std::size_t>(Width(frame)) * kElements;
     std::vector<std::uint16_t> picture(pitch * Height(frame));
+    const Light light = ReadLight(effect, time);
     WithDepth(source.depth(), [&]<class Component>(Component) {
-        const auto read = RowsFrom<Component>(source);
+        const auto read = RowsFrom<Component>(source, light);
         std::vector<SampleFor<Component>> row(pitch);
         for (int y = 0; y < Height(frame); ++y) {
             read(y, row.data());

@@ -1,6 +1,7 @@
 #ifndef VELTRANE_IMAGING_CONVERT_CONVERT_H
 #define VELTRANE_IMAGING_CONVERT_CONVERT_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -26,10 +27,15 @@ enum class AlphaState { kStraight, kPremultiplied, kOpaque };
 /// float; down, some come back a step lower.
 enum class FloatRounding { kNearest, kDown };
 
+/// What stored colour is: display-referred, as it is keyed, or linear light, of which the sRGB
+/// curve makes that. Bytes of linear light are too coarse to come back as they were.
+enum class Light { kDisplay, kLinear };
+
 struct PixelFormat {
     PixelOrder order;
     AlphaState alpha = AlphaState::kStraight;
-    FloatRounding rounding = FloatRounding::kNearest;  ///< of floats that are read
+    FloatRounding rounding = FloatRounding::kNearest;  ///< of floats of kDisplay that are read
+    Light light = Light::kDisplay;
 };
 
 /// What a component is keyed as: bytes in 8 bits, 16-bit ones and floats in 16.
@@ -76,6 +82,34 @@ private:
     Form form_;
 };
 
+/// Converts rows that were keyed from floats back to floats, which hold more than what is keyed. An
+/// opaque pixel whose colour came out as it went in gets the source's floats. Where else the matte
+/// is not 0, colour gets what the source's straight colour lies above 1 or below 0, so that the
+/// excess stands in proportion to the matte once colour is multiplied by it. Made once a frame; any
+/// number of threads may call it.
+class FloatRestorer {
+public:
+    /// Both formats hold the same light.
+    struct Formats {
+        PixelFormat source;
+        PixelFormat target;
+    };
+    using Form = void (*)(const Formats& formats, const float* source, const std::uint16_t* row,
+                          float* pixels, std::ptrdiff_t width);
+
+    explicit FloatRestorer(const Formats& formats);
+
+    /// source and pixels may be the same.
+    void operator()(const float* source, const std::uint16_t* row, float* pixels,
+                    std::ptrdiff_t width) const {
+        form_(formats_, source, row, pixels, width);
+    }
+
+private:
+    Formats formats_;
+    Form form_;
+};
+
 /// Converts a row to floats of which alpha is raised to the power 2.2 and colour multiplied by it,
 /// for hosts that composite display-referred frames in linear light.
 void WriteLinearPremultiplied(const std::uint16_t* row, PixelOrder order, float* pixels,
@@ -94,6 +128,10 @@ inline float Premultiplied(float color, float alpha) {
 }
 inline float ToFloat(std::uint16_t sample) {
     return static_cast<float>(sample) / 65535.0f;
+}
+/// How far a value lies above 1 or, negative, below 0.
+inline float Excess(float value) {
+    return value - std::max(0.0f, std::min(value, 1.0f));
 }
 std::uint16_t ToSample(float value, FloatRounding rounding = FloatRounding::kNearest);
 

@@ -19,6 +19,14 @@ struct ConvertRows {
 template <class Component>
 const ConvertRows<Component>* SimdConvertRows();
 
+/// What restores floats of kDisplay from a source's and to a target's format.
+struct RestoreRows {
+    FloatRestorer::Form (*restorer)(const FloatRestorer::Formats& formats);
+};
+
+/// The vector form in use, or null when the plain one is.
+const RestoreRows* SimdRestoreRows();
+
 using PixelPlaces = std::array<int, kElements>;
 
 /// Where blue, green, red and alpha lie in a pixel, by PixelOrder. Every order is its own inverse.

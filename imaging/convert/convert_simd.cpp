@@ -274,6 +274,54 @@ void Write(const SampleFor<T>* row, const PixelFormat& format, T* pixels, std::p
                              Row<T>{pixels});
 }
 
+/// Whole numbers of 16 bits as FloatRestorer's; given are the source's straight floats.
+Floats Restored(Floats given, Words samples) {
+    const FloatTag floats;
+    const WordTag words;
+    given = hn::IfThenElseZero(hn::Eq(given, given), given);
+    const Words raised = hn::Or(samples, hn::Set(words, 0x4B000000));
+    const Floats stored = Fractions(hn::BitCast(floats, raised));
+    const Floats bounded = hn::Max(hn::Zero(floats), hn::Min(given, hn::Set(floats, 1.0f)));
+    const Words alphas = hn::BitCast(words, Alphas<float>(hn::BitCast(floats, samples)));
+    const auto some = hn::RebindMask(floats, hn::Ne(alphas, hn::Zero(words)));
+    const Floats moved = stored + hn::IfThenElseZero(some, given - bounded);
+    // Whether all of a pixel came out as it went in, alpha being full.
+    const Words equal =
+        hn::VecFromMask(words, hn::Eq(WholeSamples<FloatRounding::kNearest>(given), raised));
+    const Words full = hn::VecFromMask(words, hn::Eq(samples, hn::Set(words, 65535)));
+    Words same = hn::IfVecThenElse(hn::BitCast(words, AlphaMask<float>()), full, equal);
+    same = hn::And(same, hn::Shuffle2301(same));
+    same = hn::And(same, hn::Shuffle1032(same));
+    const Floats color = hn::IfVecThenElse(hn::BitCast(floats, same), given, moved);
+    return hn::IfVecThenElse(AlphaMask<float>(), stored, color);
+}
+
+template <AlphaState alpha, bool premultiplied>
+void Restore(const FloatRestorer::Formats& formats, const float* source, const std::uint16_t* row,
+             float* pixels, std::ptrdiff_t width) {
+    const Shuffle<float>& from = ReorderOf<float>(formats.source);
+    const Shuffle<float>& to = ReorderOf<float>(formats.target);
+    const auto restore = [&](const float* given, const std::uint16_t* keyed, float* target) {
+        auto values = Restored(LoadPixels<alpha>(given, from), LoadWords(keyed));
+        if constexpr (premultiplied) values = Premultiplied<float>(values);
+        hn::StoreU(to(values), FloatTag(), target);
+    };
+    ForEachVector<kLanes<float>>(width * kElements, restore, Row<const float>{source},
+                                 Row<const std::uint16_t>{row}, Row<float>{pixels});
+}
+
+template <bool premultiplied>
+FloatRestorer::Form RestorerTo(AlphaState source) {
+    return source == AlphaState::kPremultiplied ? Restore<AlphaState::kPremultiplied, premultiplied>
+                                                : Restore<AlphaState::kStraight, premultiplied>;
+}
+
+FloatRestorer::Form Restorer(const FloatRestorer::Formats& formats) {
+    const AlphaState source = formats.source.alpha;
+    return formats.target.alpha == AlphaState::kPremultiplied ? RestorerTo<true>(source)
+                                                              : RestorerTo<false>(source);
+}
+
 template <class T, FloatRounding rounding = FloatRounding::kNearest>
 typename PixelReader<T>::Form ReaderOf(AlphaState alpha) {
     switch (alpha) {
@@ -302,6 +350,11 @@ typename PixelWriter<T>::Form Writer(const PixelFormat& format) {
 
 }  // namespace
 
+const RestoreRows* GetRestoreRows() {
+    static constexpr RestoreRows kRows{Restorer};
+    return &kRows;
+}
+
 template <class T>
 const ConvertRows<T>* GetConvertRows() {
     static constexpr ConvertRows<T> kRows{Reader<T>, Writer<T>};
@@ -317,6 +370,7 @@ namespace veltrane {
 
 VELTRANE_DEFINE_ROWS_OF_BOTH_DEPTHS(ConvertRows, SimdConvertRows, GetConvertRows)
 template const ConvertRows<float>* SimdConvertRows();
+VELTRANE_DEFINE_ROWS(RestoreRows, SimdRestoreRows, GetRestoreRows)
 
 }  // namespace veltrane
 #endif

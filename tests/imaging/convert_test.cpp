@@ -202,6 +202,92 @@ TEST(Convert, DividesAndMultipliesToTheNearestStep) {
     ExpectWritten<std::uint16_t>(kPremultiplied, shorts);
 }
 
+TEST(Convert, LinearLightComesBackToItsNearestStep) {
+    const auto there = [](Light light, const Floats& pixels) {
+        return Read({PixelOrder::kBgra, AlphaState::kPremultiplied, {}, light}, pixels);
+    };
+    // The curve lies between alpha and the samples: 0.3 / 0.4 and 0.2 / 0.4 by the curve's formula.
+    const Shorts encoded = there(Light::kLinear, {0.3f, 0.2f, 0.001f, 0.4f, -1, 2, 0, 1});
+    EXPECT_EQ(encoded, (Shorts{57725, 48192, 2117, 26214, 0, 65535, 0, 65535}));
+    Shorts every(65536);
+    std::iota(every.begin(), every.end(), 0);
+    const PixelFormat linear{PixelOrder::kArgb, {}, {}, Light::kLinear};
+    EXPECT_EQ(Read(linear, Write<float>(linear, every)), every);
+    EXPECT_EQ(Write<std::uint8_t>(linear, Bytes{0, 128, 255, 77}), (Bytes{77, 255, 55, 0}));
+    EXPECT_EQ(Read(linear, Bytes{77, 255, 55, 0}), (Bytes{0, 128, 255, 77}));
+}
+
+/// What restoring gives, in arithmetic as plain as can be; the light is that of the display.
+Floats RestoredByHand(const FloatRestorer::Formats& formats, const Floats& source,
+                      const Shorts& row) {
+    const Shorts keyedFrom = ReadByHand(formats.source, source);
+    Floats pixels = WrittenByHand<float>({formats.target.order}, row);
+    for (size_t i = 0; i < row.size(); ++i) {
+        const size_t first = i - i % 4, place = first + Place(formats.target.order, i % 4);
+        if (i % 4 == 3) continue;
+        float given = source[first + Place(formats.source.order, i % 4)];
+        const float alpha = source[first + Place(formats.source.order, 3)];
+        if (formats.source.alpha == AlphaState::kPremultiplied && alpha > 0) given /= alpha;
+        const bool same =
+            row[i | 3] == 65535 && std::equal(&row[first], &row[first] + 3, &keyedFrom[first]);
+        if (same) pixels[place] = given;
+        if (!same && row[i | 3] > 0) pixels[place] += given - std::clamp(given, 0.0f, 1.0f);
+        if (formats.target.alpha == AlphaState::kPremultiplied)
+            pixels[place] *= row[i | 3] / 65535.0f;
+    }
+    return pixels;
+}
+
+TEST(FloatRestorer, GivesBackWhatIsUntouchedAndCarriesTheExcess) {
+    for (int width = 1; width <= 70 && !::testing::Test::HasFailure(); ++width) {
+        Random random(width);
+        for (int f = 0; f < 36; ++f) {
+            const FloatRestorer::Formats formats{{PixelOrder(f % 3), AlphaState(f / 3 % 3)},
+                                                 {PixelOrder(f / 9 % 3), AlphaState(f / 18)}};
+            const auto source = PixelsOf<float>(random, width, formats.source.order);
+            // Half of the pixels as they were read, opaque or not, the others anyhow.
+            Shorts row = ReadByHand(formats.source, source);
+            for (size_t i = 0; i < row.size(); i += 4)
+                for (size_t e = random.OneIn(2) ? 3 : 0; e < 4; ++e)
+                    row[i + e] = static_cast<std::uint16_t>(random.Biased(0, 65535));
+            const auto expected = RestoredByHand(formats, source, row);
+            AtEveryLevel([&] {
+                Floats pixels(row.size());
+                const FloatRestorer restore(formats);
+                restore(source.data(), row.data(), pixels.data(), width);
+                EXPECT_TRUE(Same(expected, pixels, 1 << 20)) << "format " << f;
+            });
+        }
+    }
+}
+
+TEST(FloatRestorer, WorkedValues) {
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    const PixelFormat display{PixelOrder::kBgra, AlphaState::kPremultiplied};
+    PixelFormat linear = display;
+    linear.light = Light::kLinear;
+    // Untouched; half covered; clear; despilled; and what is no colour at all.
+    const Floats source{6, -0.5f, 0.2f,          1,         3, 0, -1, 1, 5, 5, 5, 1, 2, 1,
+                        1, 1,     std::nanf(""), kInfinity, 0, 1};
+    const Shorts row{65535, 0, 13107, 65535, 65535, 0,     0, 32768, 9, 9,
+                     9,     0, 65535, 0,     65535, 65535, 0, 65535, 0, 65535};
+    const float half = 32768 / 65535.0f;
+    AtEveryLevel([&] {
+        Floats pixels(row.size());
+        FloatRestorer({display, display})(source.data(), row.data(), pixels.data(), 5);
+        EXPECT_EQ(pixels, (Floats{6, -0.5f, 0.2f, 1, 3 * half, 0, -half, half,      0, 0,
+                                  0, 0,     2,    0, 1,        1, 0,     kInfinity, 0, 1}));
+        const Floats beyond{4, 0.5f, 0.5f, 1};
+        Shorts keyed = Read(linear, beyond);
+        FloatRestorer({linear, linear})(beyond.data(), keyed.data(), pixels.data(), 1);
+        EXPECT_EQ(Floats(pixels.begin(), pixels.begin() + 4), beyond);
+        keyed[3] = 32768;
+        FloatRestorer({linear, linear})(beyond.data(), keyed.data(), pixels.data(), 1);
+        EXPECT_EQ(pixels[0], 4 * half);
+        EXPECT_NEAR(pixels[1], 0.5f * half, 1e-5);
+    });
+}
+
 TEST(Convert, LinearPremultiplicationRaisesAlpha) {
     const Shorts row{65535, 32768, 0, 32768, 1, 2, 3, 0, 7, 8, 9, 65535};
     Floats pixels(row.size());

@@ -31,6 +31,7 @@ TEST(Rows, AreHandedOutForEveryLevel) {
     ExpectRowsOfEveryLevel(SimdEdgeRows);
     ExpectRowsOfEveryLevel(SimdPixelBoxRows);
     ExpectRowsOfEveryLevel(SimdConvertRows<float>);
+    ExpectRowsOfEveryLevel(SimdRestoreRows);
     ExpectRowsOfEveryLevel(SimdScreenRows);
     ExpectRowsOfEveryLevel(SimdResampleRows);
     ExpectRowsOfDepth<unsigned short>();

@@ -55,15 +55,24 @@ Picture<Component> MakePicture(unsigned seed) {
 template <class Component>
 Picture<Component> Keyed(const Settings& settings, const Picture<Component>& picture,
                          AlphaState from = AlphaState::kStraight,
-                         AlphaState to = AlphaState::kStraight) {
+                         AlphaState to = AlphaState::kStraight, Light light = Light::kDisplay) {
     using Sample = SampleFor<Component>;
-    const PixelReader<Component> reader({PixelOrder::kRgba, from});
-    const PixelWriter<Component> writer({PixelOrder::kRgba, to});
+    const FloatRestorer::Formats formats{{PixelOrder::kRgba, from, {}, light},
+                                         {PixelOrder::kRgba, to, {}, light}};
+    const PixelReader<Component> reader(formats.source);
+    const PixelWriter<Component> writer(formats.target);
+    const FloatRestorer restorer(formats);
     Picture<Component> result(picture.size());
+    const auto write = [&](int y, const Sample* row) {
+        if constexpr (sizeof(Component) == 4)
+            restorer(&picture[4 * kWidth * y], row, &result[4 * kWidth * y], kWidth);
+        else
+            writer(row, &result[4 * kWidth * y], kWidth);
+    };
     Key<Sample>(
         settings, kWidth, kHeight,
         {nullptr, [&](int y, Sample* row) { reader(&picture[4 * kWidth * y], row, kWidth); }},
-        {nullptr, [&](int y, const Sample* row) { writer(row, &result[4 * kWidth * y], kWidth); }});
+        {nullptr, write});
     return result;
 }
 
@@ -115,6 +124,7 @@ std::map<int, std::string> NamesIn(const TestHost& host) {
         if (*name == "pickScreenColor") ++name;
         names[row->id] = *name++;
     }
+    EXPECT_EQ(*name++, "colour");
     EXPECT_EQ(name, host.order.end());
     return names;
 }
@@ -263,6 +273,35 @@ TYPED_TEST(OfxRender, PicksTheScreensColor) {
     EXPECT_EQ(host.params.at("keyColor").keys.at(0),
               (std::vector{found.red, found.green, found.blue}));
     EXPECT_EQ(host.log, (Texts{"begin Pick screen colour", "keyColor", "end"}));
+}
+
+TEST_F(OfxPlugin, KeysLinearLightThroughTheCurveAndKeepsHighlights) {
+    TestHost host;
+    host.params.at("colour").keys = {{0, {1}}};
+    auto picture = MakePicture<float>(5);
+    for (std::size_t i = 0; i < picture.size(); ++i)
+        if (i / 4 % kWidth > 30 && i % 4 != 3) picture[i] = 3 * picture[i] - 0.5f;
+    const TestImage::Plan opaque{kPlace, kDepth<float>, "OfxImageOpaque"};
+    Images<float> images(host, picture, opaque);
+    ASSERT_EQ(host.Change("pickScreenColor"), kOk);
+    std::vector<std::uint16_t> frame(picture.size());
+    PixelReader<float>({PixelOrder::kRgba, AlphaState::kOpaque, {}, Light::kLinear})(
+        picture.data(), frame.data(), kWidth * kHeight);
+    Settings settings;
+    settings.keyColor = FindScreenColor(kWidth, kHeight, frame.data()).value().color;
+    // The swatch is in the host's colour; of 0.7 of light the curve makes 0.854.
+    EXPECT_NEAR(host.params.at("keyColor").keys.at(0)[1], 0.71, 0.02);
+    EXPECT_NEAR(settings.keyColor.green, 0.86, 0.02);
+    ASSERT_EQ(host.Render(0, kPlace), kOk);
+    const auto expected =
+        Keyed(settings, picture, AlphaState::kOpaque, AlphaState::kPremultiplied, Light::kLinear);
+    EXPECT_GT(*std::ranges::max_element(expected), 2);
+    EXPECT_TRUE(Shows(images.output, expected));
+    // What shows no source has no highlights.
+    host.params.at("view").keys = {{0, {double(View::Spill)}}};
+    ASSERT_EQ(host.Render(0, kPlace), kOk);
+    for (int x = 0; x < kWidth; ++x)
+        EXPECT_LE(*reinterpret_cast<const float*>(images.output.At(x, 3)), 1);
 }
 
 TEST_F(OfxPlugin, SaysWhenThereIsNoScreenToPick) {

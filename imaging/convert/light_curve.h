@@ -1,0 +1,34 @@
+#ifndef VELTRANE_IMAGING_CONVERT_LIGHT_CURVE_H
+#define VELTRANE_IMAGING_CONVERT_LIGHT_CURVE_H
+
+#include <cstdint>
+#include <vector>
+
+#include "imaging/convert/convert.h"
+
+namespace veltrane {
+
+/// The piecewise sRGB curve, 0..1 to 0..1.
+double SrgbFromLinear(double linear);
+double LinearFromSrgb(double encoded);
+
+/// Conversion between stored floats and the 16-bit samples that are keyed. Converting a sample to a
+/// float and back gives the sample itself.
+class LightCurve {
+public:
+    explicit LightCurve(Light stored);
+    /// The same, made once and for all.
+    static const LightCurve& For(Light stored);
+
+    std::uint16_t ToWorking(float stored) const;
+    float ToStored(std::uint16_t working) const { return stored_[working]; }
+
+private:
+    std::vector<float> stored_;         ///< the stored value of each sample
+    std::vector<float> threshold_;      ///< the least stored value that converts to each sample
+    std::vector<std::uint16_t> first_;  ///< by leading bits of a float, where to begin the search
+};
+
+}  // namespace veltrane
+
+#endif
