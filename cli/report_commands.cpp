@@ -52,7 +52,7 @@ const char* KindName(media::Kind kind) {
 
 Json AsJson(const Parameter& row) {
     Json json{{"id", row.id}, {"kind", KindName(row.kind)}, {"key", row.key}};
-    json["label"] = Label(row.key);
+    json["label"] = LabelOf(row);
     if (row.kind != ParameterKind::Group) {
         json["name"] = row.name;
         json["default"] = row.defaultValue;

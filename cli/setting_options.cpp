@@ -30,12 +30,9 @@ int ParseChoice(const Parameter& row, const std::string& text) {
     return static_cast<int>(found - names.begin());
 }
 
-/// The help's heading for a row's group, "Edge Blur settings" for "Edge Blur Group".
+/// The help's heading for a row's group, "Soften matte: settings".
 std::string Heading(const Parameter& row) {
-    std::string_view group = Label(GroupOf(row)->key);
-    constexpr std::string_view kSuffix = " Group";
-    if (group.ends_with(kSuffix)) group.remove_suffix(kSuffix.size());
-    return std::string(group) + " settings";
+    return std::string(LabelOf(*GroupOf(row))) + ": settings";
 }
 
 }  // namespace

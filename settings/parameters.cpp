@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <stdexcept>
+#include <utility>
 
 #include "settings/table_rules.h"
 
@@ -198,6 +199,33 @@ static_assert(ValuesFitTheirMembers(kParameters));
 static_assert(EntriesKeepTheirNumbers(kParameters));
 static_assert(FxPlugShowsItsPanel(kParameters));
 
+/// Where the key's text does not tell enough, or tells it in another spelling.
+constexpr std::pair<ParameterId, const char*> kLabels[] = {
+    {KeyColor, "Key colour"},
+    {SmoothBG, "Uneven screen (clean plate)"},
+    {Shadow, "Shadows kept"},
+    {ClipBlack, "Clip black"},
+    {ClipWhite, "Clip white"},
+    {DeBlockingGroup, "Blocky colour"},
+    {DeBlocking, "Smooth blocky colour"},
+    {DeBlockValue, "Smoothing radius"},
+    {EdgeContractGroup, "Shrink matte"},
+    {EdgeContract, "Shrink matte"},
+    {ContractMask, "Shrink by pixels"},
+    {ContractThreshold, "Keep steps up to"},
+    {EdgeBlurGroup, "Soften matte"},
+    {EdgeBlur, "Soften matte"},
+    {MaskBlurRadius, "Softening radius"},
+    {MaskBlurValue, "Softening strength"},
+    {HueGroup, "Hues kept solid"},
+    {SkinHue, "Border to skin and hair"},
+    {BlueHue, "Border to blue"},
+    {DespillGray, "Spill on white and grey"},
+    {DespillSkin, "Spill on skin and hair"},
+    {DespillBlue, "Spill on blue"},
+    {ScreenGain, "Screen noise removed"},
+};
+
 struct RowList {
     std::array<const Parameter*, std::size(kParameters)> rows{};
     std::size_t size = 0;
@@ -268,6 +296,12 @@ std::string ProblemWith(const Parameter& parameter, long long value) {
     if (value >= parameter.minimum && value <= parameter.maximum) return {};
     return std::string(parameter.name) + " must be " + std::to_string(parameter.minimum) + " to " +
            std::to_string(parameter.maximum) + ", not " + std::to_string(value);
+}
+
+std::string_view LabelOf(const Parameter& parameter) {
+    const auto label = std::ranges::find(kLabels, parameter.id,
+                                         [](const auto& entry) { return Number(entry.first); });
+    return label == std::end(kLabels) ? Label(parameter.key) : label->second;
 }
 
 std::string_view Label(std::string_view key) {

@@ -137,6 +137,9 @@ std::string ProblemWith(const Parameter& parameter, long long value);
 /// The English text of a localisation key: what follows its two colons.
 std::string_view Label(std::string_view key);
 
+/// What our own panels call a row. The keys are FxPlug's, where groups say what they are about.
+std::string_view LabelOf(const Parameter& parameter);
+
 }  // namespace veltrane
 
 #endif

@@ -5,12 +5,15 @@ extern "C" {
 #include <frei0r.h>
 }
 
+#include <atomic>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <new>
 
 #include "hosts/frei0r/host_parameters.h"
 #include "imaging/convert/convert.h"
+#include "keyer/frame_cut.h"
 #include "settings/frame_keyer.h"
 
 namespace {
@@ -29,6 +32,12 @@ const frei0r::HostParameter* Find(int index) {
     return &parameters[index];
 }
 
+/// The interface has no way to tell a user anything.
+void TellOnce(const char* text) {
+    static std::atomic_flag told;
+    if (!told.test_and_set()) std::fprintf(stderr, "veltrane_green: %s\n", text);
+}
+
 void KeyFrame(const Instance& instance, const std::uint32_t* source, std::uint32_t* output) {
     const std::size_t width = instance.width;
     const PixelReader<std::uint8_t> reader({PixelOrder::kRgba});
@@ -39,6 +48,8 @@ void KeyFrame(const Instance& instance, const std::uint32_t* source, std::uint32
     const auto write = [&](int y, const std::uint8_t* row) {
         writer(row, reinterpret_cast<std::uint8_t*>(output + y * width), instance.width);
     };
+    if (!IsKeyChosen(instance.settings) && instance.settings.view != View::Source)
+        TellOnce("no key colour is chosen, so frames pass unkeyed; set \"Key color\"");
     try {
         const std::size_t size = width * sizeof *source;
         const auto pitch = static_cast<std::ptrdiff_t>(size);

@@ -69,7 +69,7 @@ void SetRange(Properties& param, const Parameter& row) {
 
 void DefineRow(ParamSet params, const Parameter& row) {
     Properties param =
-        DefineParam(params, TypeOf(row.kind), ParamName(row), Label(row.key), row.help);
+        DefineParam(params, TypeOf(row.kind), ParamName(row), LabelOf(row), row.help);
     for (const ChoiceEntry& entry : row.entries)
         if (entry.hosts.Contains(Host::OpenFx))
             param.Set(prop::kChoiceOption, std::string(Label(entry.key)).c_str(), entry.number);

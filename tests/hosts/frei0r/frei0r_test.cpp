@@ -13,6 +13,8 @@ extern "C" {
 #include <cmath>
 #include <cstdlib>
 #include <functional>
+#include <regex>
+#include <sstream>
 #include <thread>
 
 #include "settings/presets.h"
@@ -120,6 +122,79 @@ TEST(Frei0rInterface, DescribesItselfAndItsParameters) {
     EXPECT_TRUE(std::string(shown[12].explanation).ends_with(". 0 to 1 stands for 1 to 100."));
     EXPECT_PRED_FORMAT2(testing::IsSubstring, ". 0 is Source, 0.5 is Matte, 1 is Result",
                         shown[0].explanation);
+}
+
+/// The value of an attribute of an XML element.
+std::string Attribute(const std::string& element, const std::string& name) {
+    std::smatch found;
+    std::regex_search(element, found, std::regex(' ' + name + "=\"([^\"]*)\""));
+    return found.empty() ? "" : found[1].str();
+}
+
+TEST(EditorFiles, KdenliveReachesEveryValueOfTheTable) {
+    std::ifstream file(VELTRANE_EDITOR_FILES "/kdenlive/effects/frei0r_veltrane_green.xml");
+    const std::string xml{std::istreambuf_iterator<char>(file), {}};
+    std::vector<std::string> elements;
+    const std::regex element("<parameter [^>]*>");
+    for (std::sregex_iterator at(xml.begin(), xml.end(), element), end; at != end; ++at)
+        elements.push_back(at->str());
+    ASSERT_EQ(elements.size(), Rows().size());
+    const f0r_instance_t filter = construct(8, 8);
+    int index = -1;
+    for (const Parameter& row : Rows()) {
+        const std::string& shown = elements[std::size_t(++index)];
+        f0r_param_info_t info{};
+        get_param_info(&info, index);
+        EXPECT_EQ(Attribute(shown, "name"), info.name);
+        if (row.kind == ParameterKind::Color) continue;
+        EXPECT_EQ(StoredAs(filter, index, std::stod(Attribute(shown, "default"))),
+                  Share(row, row.defaultValue))
+            << shown;
+        std::istringstream shares(Attribute(shown, "paramlist"));
+        int entries = 0;
+        for (std::string share; std::getline(shares, share, ';'); ++entries)
+            EXPECT_EQ(StoredAs(filter, index, std::stod(share)), Share(row, entries)) << shown;
+        EXPECT_EQ(entries, std::ssize(row.entries));
+        if (row.kind != ParameterKind::Integer) continue;
+        const int most = std::stoi(Attribute(shown, "max"));
+        EXPECT_EQ(Attribute(shown, "min"), "0");
+        EXPECT_EQ(most, row.maximum - row.minimum);
+        for (int step = 0; step <= most; ++step)
+            EXPECT_EQ(StoredAs(filter, index, step / std::stod(Attribute(shown, "factor"))),
+                      Share(row, row.minimum + step))
+                << shown;
+    }
+    destruct(filter);
+}
+
+TEST(EditorFiles, ShotcutHoldsTheTablesRanges) {
+    std::ifstream file(VELTRANE_EDITOR_FILES "/shotcut/qml/filters/veltrane_green/rows.js");
+    const std::string js{std::istreambuf_iterator<char>(file), {}};
+    for (const Parameter& row : Rows()) {
+        std::string expected = "label: '" + std::string(LabelOf(row)) + "', kind: '";
+        if (row.kind == ParameterKind::Choice) expected += "choice";
+        if (row.kind == ParameterKind::Color) expected += "colour', start: '#ff000000'";
+        if (row.kind == ParameterKind::Switch)
+            expected += "switch', start: " + std::to_string(row.defaultValue);
+        if (row.kind == ParameterKind::Integer) expected += "number";
+        EXPECT_NE(js.find(expected), js.npos) << expected;
+        if (row.kind != ParameterKind::Integer) continue;
+        const std::string range = ", low: " + std::to_string(row.minimum) +
+                                  ", high: " + std::to_string(row.maximum) + "}";
+        EXPECT_EQ(js.find(range, js.find(expected)), js.find(", low", js.find(expected))) << range;
+    }
+}
+
+TEST(Frei0rInterface, SaysOnceThatNoKeyColourIsChosen) {
+    const f0r_instance_t filter = Filter(4, 2, Settings());
+    const std::string source = Picture(4, 2);
+    std::string output = source;
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < 3; ++i) Update(filter, source.data(), output.data());
+    const std::string told = testing::internal::GetCapturedStderr();
+    EXPECT_LE(std::count(told.begin(), told.end(), '\n'), 1);
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "no key colour is chosen", told);
+    destruct(filter);
 }
 
 TEST(Frei0rInterface, ReachesEveryValueFromSixDecimals) {
@@ -294,12 +369,20 @@ TEST_F(Frei0rHost, Melt) {
         name[0] = char(std::toupper(name[0]));
         return " '" + name + '=' + value + '\'';
     };
+    // As editors write them: colours with alpha, numbers as keyframes.
+    const auto edit = [&](const Parameter& row, const std::string& value) {
+        std::string text = spell(row, value);
+        if (row.kind == ParameterKind::Color) text = " 'Key color=0x" + value.substr(1) + "ff'";
+        if (row.kind == ParameterKind::Integer) text.insert(text.find('=') + 1, "00:00:00.000=");
+        return text;
+    };
     // Now and then melt misses the end of a clip as short as this one and waits for ever; its file
     // is whole by then.
-    ExpectLibrary("timeout 30 melt -profile $PWD/profile in.mov -attach frei0r.veltrane_green",
-                  spell,
-                  " -consumer avformat:out.rgba f=rawvideo vcodec=rawvideo pix_fmt=rgba"
-                  " mlt_image_format=rgba real_time=-1 an=1 || [ $? = 124 ]");
+    for (const Spelling& spelling : {Spelling(spell), Spelling(edit)})
+        ExpectLibrary("timeout 30 melt -profile $PWD/profile in.mov -attach frei0r.veltrane_green",
+                      spelling,
+                      " -consumer avformat:out.rgba f=rawvideo vcodec=rawvideo pix_fmt=rgba"
+                      " mlt_image_format=rgba real_time=-1 an=1 || [ $? = 124 ]");
 }
 
 TEST_F(Frei0rHost, GStreamer) {

@@ -175,7 +175,7 @@ TEST_F(OfxPlugin, OffersTheTableInBothContexts) {
         for (const Parameter* row : Panel(Host::OpenFx)) {
             SCOPED_TRACE(names[row->id]);
             const Bag& param = host.params.at(names[row->id]).bag;
-            EXPECT_EQ(Get(param, "OfxPropLabel"), Label(row->key));
+            EXPECT_EQ(Get(param, "OfxPropLabel"), LabelOf(*row));
             EXPECT_EQ(Get(param, "OfxParamPropHint"), row->help);
             EXPECT_EQ(row->group == 0 ? "" : Get(param, "OfxParamPropParent"), names[row->group]);
             EXPECT_EQ(Get<int>(param, "OfxParamPropEnabled"), row->governor == 0);
@@ -294,7 +294,7 @@ TEST_F(OfxPlugin, KeysLinearLightThroughTheCurveAndKeepsHighlights) {
     EXPECT_NEAR(settings.keyColor.green, 0.86, 0.02);
     ASSERT_EQ(host.Render(0, kPlace), kOk);
     const auto expected =
-        Keyed(settings, picture, AlphaState::kOpaque, AlphaState::kPremultiplied, Light::kLinear);
+        Keyed(settings, picture, AlphaState::kOpaque, AlphaState::kStraight, Light::kLinear);
     EXPECT_GT(*std::ranges::max_element(expected), 2);
     EXPECT_TRUE(Shows(images.output, expected));
     // What shows no source has no highlights.
