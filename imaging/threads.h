@@ -2,9 +2,10 @@
 #define VELTRANE_IMAGING_THREADS_H
 
 #include <algorithm>
-#include <cstdint>
+#include <atomic>
 #include <exception>
 #include <functional>
+#include <utility>
 #include <vector>
 
 #include "imaging/frame_rows.h"
@@ -20,36 +21,64 @@ struct Threads {
     std::function<void(int tasks, const std::function<void(int index)>& task)> run{};
 };
 
-/// Into how many bands a frame is cut: more than there are threads, since some bands take longer
-/// than others, but where that would make them so short that what they have in common costs more,
-/// as many; and none shorter than leastHeight.
-inline int BandCount(const Threads& threads, int height, int leastHeight) {
-    constexpr int kAThread = 2;
-    constexpr int kAmple = 8;  // of the least height costs little more than one band would
-    const int shortest = height / std::max(leastHeight, 1);
-    const int count = std::clamp(shortest, 1, std::max(threads.count, 1));
-    return std::clamp(shortest / kAmple, count, kAThread * count);
-}
+/// Hands out a frame's rows in bands from the top down to any number of threads at a time, large
+/// ones first and ever smaller ones, so that all threads end together: rows take unequal times, and
+/// a host may give a thread several tasks at once.
+class BandQueue {
+public:
+    /// For so many threads. Bands are higher than leastHeight, so that what neighbours have in
+    /// common costs little, but where a thread would go without one.
+    BandQueue(int height, int leastHeight, int threads)
+        : height_(height),
+          share_(2 * threads),
+          shortest_(std::max(std::min(kAmple * leastHeight, height / threads),
+                             height / (kMostAThread * threads))) {}
 
-/// Calls work(band) for the bands of a frame's rows. Throws what the first of them threw.
+    /// Empty when all have been handed out.
+    Band Take() {
+        int first = next_;
+        while (first < height_) {
+            const int left = height_ - first;
+            const int rows = std::max(left / share_, shortest_);
+            const int end = left < rows + shortest_ ? height_ : first + rows;
+            if (next_.compare_exchange_weak(first, end)) return {first, end};
+        }
+        return {height_, height_};
+    }
+
+    /// Hands out no more.
+    void Close() { next_ = height_; }
+
+private:
+    static constexpr int kAmple = 8;
+    static constexpr int kMostAThread = 16;
+
+    int height_;
+    int share_;
+    int shortest_;
+    std::atomic<int> next_ = 0;
+};
+
+/// Calls work(band) for bands that make up a frame's rows; leastHeight is 1 or more. After an error
+/// none is begun; throws that of the uppermost band.
 template <class Work>
 void ForEachBand(const Threads& threads, int height, int leastHeight, const Work& work) {
-    const int bands =
-        threads.count > 1 && threads.run ? BandCount(threads, height, leastHeight) : 1;
-    if (bands == 1) return work(Band{0, height});
-    std::vector<std::exception_ptr> errors(bands);
-    threads.run(bands, [&](int i) {
-        const auto border = [&](int j) {
-            return static_cast<int>(std::int64_t{height} * j / bands);
-        };
+    const int count = threads.run ? std::min(threads.count, height / leastHeight) : 1;
+    if (count <= 1) return work(Band{0, height});
+    BandQueue queue(height, leastHeight, count);
+    std::vector<std::pair<int, std::exception_ptr>> errors(count, {height, nullptr});
+    threads.run(count, [&](int i) {
+        Band band{};
         try {
-            work(Band{border(i), border(i + 1)});
+            for (band = queue.Take(); band.Height() > 0; band = queue.Take()) work(band);
         } catch (...) {
-            errors[i] = std::current_exception();
+            errors[i] = {band.first, std::current_exception()};
+            queue.Close();
         }
     });
-    for (const std::exception_ptr& error : errors)
-        if (error) std::rethrow_exception(error);
+    const auto above = [](const auto& a, const auto& b) { return a.first < b.first; };
+    const auto uppermost = std::min_element(errors.begin(), errors.end(), above);
+    if (uppermost->second) std::rethrow_exception(uppermost->second);
 }
 
 }  // namespace veltrane

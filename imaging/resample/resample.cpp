@@ -263,7 +263,7 @@ void ShrinkRows(const RowSource<Sample>& rows, int width, int height, unsigned c
                             ? ResampleBand<std::int16_t, RowReader<Sample>, unsigned char>
                             : ResampleBand<std::int32_t, RowReader<Sample>, unsigned char>;
     // The taps of neighbouring bands overlap.
-    const int leastHeight = 4 * lobes;
+    const int leastHeight = 2 * lobes;
     ForEachBand(threads, targetHeight, leastHeight, [&](Band band) {
         shrink(RowReader<Sample>(rows, width), width, height, across, down, band, target, pitch);
     });
