@@ -57,11 +57,8 @@ TEST_F(KindsTest, SamplesOfNoUseAreRefused) {
     Store("l.exr", spec, samples);
     EXPECT_EQ(ReadError("l.exr"), "l.exr: holds no channels R, G and B");
 
-    const Frame frame = MakeFrame(61, 47);
-    Write("in.png", {frame});
+    Write("in.png", {MakeFrame(61, 47)});
     Ffmpeg("-i in.png -pix_fmt gbrp10be whole.dpx");
-    const Pixels dpx = ReadFrame(Path("whole.dpx"), 1).pixels;
-    for (std::size_t i = 0; i < dpx.size(); i += 4) ASSERT_NEAR(dpx[i], frame.pixels[i], 64);
     const struct {
         int at;
         std::string bytes;
