@@ -17,6 +17,8 @@ namespace veltrane::cli {
 
 namespace {
 
+constexpr const char* kCompressions = "none|rle|zips|zip|piz|dwaa[:LEVEL]|dwab[:LEVEL]|lzw";
+
 /// An option whose values go by name; the first name is the default.
 template <typename Value>
 void AddNamed(CLI::App& command, const std::string& name, Value& value, const std::string& help,
@@ -35,6 +37,31 @@ void AddNamed(CLI::App& command, const std::string& name, Value& value, const st
     command
         .add_option_function<std::string>(name, parse, help + " [default: " + values[0].first + "]")
         ->type_name(names);
+}
+
+/// "zip", or "dwaa:45" with a level. Throws UsageError for anything else.
+media::Compression ParseCompression(const std::string& text) {
+    using Method = media::Compression::Method;
+    constexpr Method kMethods[] = {Method::None, Method::Rle,  Method::Zips, Method::Zip,
+                                   Method::Piz,  Method::Dwaa, Method::Dwab, Method::Lzw};
+    const std::size_t colon = std::min(text.find(':'), text.size());
+    const Method* method = std::find_if(std::begin(kMethods), std::end(kMethods), [&](Method each) {
+        return text.substr(0, colon) == media::CompressionName(each);
+    });
+    if (method == std::end(kMethods)) {
+        throw UsageError("compression must be " + std::string(kCompressions) + ", not " + text);
+    }
+    media::Compression compression{*method, std::nullopt};
+    if (colon == text.size()) return compression;
+    const auto [least, most] = media::kDwaLevels;
+    const bool leveled = *method == Method::Dwaa || *method == Method::Dwab;
+    compression.level = ParseNumber<int>(std::string_view(text).substr(colon + 1));
+    const int level = compression.level.value_or(0);
+    if (!leveled || level < least || level > most) {
+        throw UsageError("compression has levels of " + std::to_string(least) + " to " +
+                         std::to_string(most) + " for dwaa and dwab alone, not " + text);
+    }
+    return compression;
 }
 
 std::vector<std::string> CpuNames() {
@@ -70,6 +97,18 @@ void AddAlphaOption(CLI::App& command, const std::string& name, media::Associati
                                  {{"auto", media::Association::Automatic},
                                   {"straight", media::Association::Straight},
                                   {"premultiplied", media::Association::Premultiplied}});
+}
+
+void AddCompressionOption(CLI::App& command, media::Compression& compression) {
+    const auto parse = [&compression](const std::string& text) {
+        compression = ParseCompression(text);
+    };
+    command
+        .add_option_function<std::string>(
+            "--compression", parse,
+            "How images are compressed: EXR by all but lzw, TIFF by none, lzw and zip; dwaa and "
+            "dwab lose detail, more with a higher level. [default: zip]")
+        ->type_name(kCompressions);
 }
 
 void AddThreadsOption(CLI::App& command, int& threads) {

@@ -25,6 +25,9 @@ void UseCpu(const std::string& cpu);
 void AddAlphaOption(CLI::App& command, const std::string& name, media::Association& association,
                     const std::string& help);
 
+/// --compression, of images that are written.
+void AddCompressionOption(CLI::App& command, media::Compression& compression);
+
 /// Reads a frame rate such as "25", "23.976" or "30000/1001". Throws UsageError for anything else.
 media::Rational ParseRate(const std::string& text);
 

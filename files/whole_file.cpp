@@ -127,15 +127,29 @@ void WholeFile::FailToWrite() const {
     Fail(path_, std::string("cannot be written: ") + std::strerror(errno));
 }
 
-void WholeFile::Write(const void* bytes, std::size_t count) {
-    const char* next = static_cast<const char*>(bytes);
-    while (count > 0) {
-        const ssize_t written = ::write(file_, next, count);
+/// put(bytes, count, where) does as ::write; where is how many bytes were put before.
+template <typename Put>
+void WholeFile::PutAll(const void* bytes, std::size_t count, Put put) {
+    const char* from = static_cast<const char*>(bytes);
+    std::size_t done = 0;
+    while (done < count) {
+        const ssize_t written = put(from + done, count - done, done);
         if (written < 0 && errno == EINTR) continue;
         if (written < 0) FailToWrite();
-        next += written;
-        count -= static_cast<std::size_t>(written);
+        done += static_cast<std::size_t>(written);
     }
+}
+
+void WholeFile::Write(const void* bytes, std::size_t count) {
+    PutAll(bytes, count, [this](const char* from, std::size_t left, std::size_t) {
+        return ::write(file_, from, left);
+    });
+}
+
+void WholeFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t count) {
+    PutAll(bytes, count, [this, offset](const char* from, std::size_t left, std::size_t done) {
+        return ::pwrite(file_, from, left, static_cast<off_t>(offset + done));
+    });
 }
 
 void WholeFile::Sync() {

@@ -2,6 +2,7 @@
 #define VELTRANE_FILES_WHOLE_FILE_H
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "files/unfinished.h"
@@ -28,6 +29,8 @@ public:
     const std::string& temporaryPath() const { return temporaryPath_; }
     /// Appends bytes. Throws Error when they do not fit.
     void Write(const void* bytes, std::size_t count);
+    /// Puts bytes where they belong in the file. Throws Error when they do not fit.
+    void WriteAt(std::uint64_t offset, const void* bytes, std::size_t count);
     /// Waits until what was written is on the disk, so that no power cut makes the file less than
     /// whole. Throws Error when it does not get there.
     void Sync();
@@ -37,6 +40,8 @@ public:
 private:
     WholeFile(std::string path, std::string destination);
     bool Create();
+    template <typename Put>
+    void PutAll(const void* bytes, std::size_t count, Put put);
     void Discard();
     [[noreturn]] void FailToWrite() const;
 

@@ -1,0 +1,244 @@
+#include <algorithm>
+#include <exception>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include "files/whole_file.h"
+#include "media/backends.h"
+#include "media/exr_file.h"
+#include "media/exr_metadata.h"
+#include "media/exr_rows.h"
+#include "media/exr_zip.h"
+#include "media/fail.h"
+#include "media/originals.h"
+#include "media/share_work.h"
+#include "media/source_details.h"
+
+namespace veltrane::media {
+namespace {
+
+constexpr int kMostRowsAChunk = 16;
+
+/// An EXR on its way to the disk.
+class ExrOutput {
+public:
+    ExrOutput(const std::string& path, const ImageStorage& storage, int width, int height);
+    ~ExrOutput() {
+        if (out_) exr_finish(&out_);
+    }
+    ExrOutput(const ExrOutput&) = delete;
+    ExrOutput& operator=(const ExrOutput&) = delete;
+
+    int rowsAChunk() const { return compression_ == EXR_COMPRESSION_ZIP ? kMostRowsAChunk : 1; }
+    int chunks() const { return (height_ - 1) / rowsAChunk() + 1; }
+
+    /// Writes what comes before the pixels; metadata may be null.
+    void Begin(const Origin* origin, const ExrFile* metadata);
+    /// Takes chunks in any order, from any number of threads, and writes them in theirs.
+    void Put(int chunk, Bytes bytes);
+    /// Gives the file its name.
+    void Commit();
+
+private:
+    static std::int64_t Write(exr_const_context_t, void* self, const void* bytes,
+                              std::uint64_t count, std::uint64_t offset,
+                              exr_stream_error_func_ptr_t);
+    void Require(bool done) const;
+    void AddChannels();
+
+    const std::string& path_;
+    const ImageStorage& storage_;
+    int width_;
+    int height_;
+    exr_compression_t compression_;
+    files::WholeFile file_;
+    std::exception_ptr error_;  ///< of writing to the file
+    exr_context_t out_ = nullptr;
+    int top_ = 0;
+    std::mutex mutex_;
+    std::map<int, Bytes> waiting_;  ///< chunks whose turn has not come
+    int next_ = 0;
+    bool writing_ = false;
+};
+
+exr_compression_t CompressionOf(const ImageStorage& storage) {
+    if (storage.compression.method == Compression::Method::None) return EXR_COMPRESSION_NONE;
+    if (storage.compression.method == Compression::Method::Zips) return EXR_COMPRESSION_ZIPS;
+    return EXR_COMPRESSION_ZIP;
+}
+
+ExrOutput::ExrOutput(const std::string& path, const ImageStorage& storage, int width, int height)
+    : path_(path),
+      storage_(storage),
+      width_(width),
+      height_(height),
+      compression_(CompressionOf(storage)),
+      file_(path) {
+    exr_context_initializer_t start = ExrStart();
+    start.user_data = this;
+    start.write_fn = Write;
+    Require(exr_start_write(&out_, path.c_str(), EXR_WRITE_FILE_DIRECTLY, &start) ==
+            EXR_ERR_SUCCESS);
+}
+
+std::int64_t ExrOutput::Write(exr_const_context_t, void* self, const void* bytes,
+                              std::uint64_t count, std::uint64_t offset,
+                              exr_stream_error_func_ptr_t) {
+    auto& output = *static_cast<ExrOutput*>(self);
+    try {
+        output.file_.WriteAt(offset, bytes, count);
+        return static_cast<std::int64_t>(count);
+    } catch (...) {
+        output.error_ = std::current_exception();
+        return -1;
+    }
+}
+
+void ExrOutput::Require(bool done) const {
+    if (done) return;
+    if (error_) std::rethrow_exception(error_);
+    Fail(path_, "cannot be encoded");
+}
+
+void ExrOutput::AddChannels() {
+    const exr_pixel_type_t type = storage_.half ? EXR_PIXEL_HALF : EXR_PIXEL_FLOAT;
+    for (const char* name : {"A", "B", "G", "R"}) {
+        if (storage_.opaque && *name == 'A') continue;
+        Require(exr_add_channel(out_, 0, name, type, EXR_PERCEPTUALLY_LOGARITHMIC, 1, 1) ==
+                EXR_ERR_SUCCESS);
+    }
+}
+
+void ExrOutput::Begin(const Origin* origin, const ExrFile* metadata) {
+    const ExrFraming framing = metadata ? FramingOf(metadata->Get()) : ExrFraming();
+    const int left = origin ? origin->originX : 0;
+    top_ = origin ? origin->originY : 0;
+    exr_attr_box2i_t window{};
+    window.min = {{{left, top_}}};
+    window.max = {{{left + width_ - 1, top_ + height_ - 1}}};
+    int part = 0;
+    Require(exr_set_longname_support(out_, 1) == EXR_ERR_SUCCESS);
+    Require(exr_add_part(out_, nullptr, EXR_STORAGE_SCANLINE, &part) == EXR_ERR_SUCCESS);
+    Require(exr_initialize_required_attr(
+                out_, part, &window, &window, framing.pixelAspect, &framing.windowCenter,
+                framing.windowWidth, EXR_LINEORDER_INCREASING_Y, compression_) == EXR_ERR_SUCCESS);
+    AddChannels();
+    const bool sameColour =
+        origin && origin->imageFormat == "openexr" && origin->transfer == storage_.transfer;
+    if (metadata) Require(CopyMetadata(metadata->Get(), out_, sameColour));
+    Require(exr_write_header(out_) == EXR_ERR_SUCCESS);
+}
+
+/// Whoever brings the chunk whose turn it is writes all that may follow, while others go on.
+void ExrOutput::Put(int chunk, Bytes bytes) {
+    std::unique_lock lock(mutex_);
+    waiting_.emplace(chunk, std::move(bytes));
+    if (writing_) return;
+    writing_ = true;
+    while (!waiting_.empty() && waiting_.begin()->first == next_) {
+        const Bytes ready = std::move(waiting_.begin()->second);
+        waiting_.erase(waiting_.begin());
+        const int y = top_ + next_++ * rowsAChunk();
+        lock.unlock();
+        const bool written =
+            exr_write_scanline_chunk(out_, 0, y, ready.data(), ready.size()) == EXR_ERR_SUCCESS;
+        Require(written);
+        lock.lock();
+    }
+    writing_ = false;
+}
+
+void ExrOutput::Commit() {
+    Require(exr_finish(&out_) == EXR_ERR_SUCCESS);
+    if (storage_.sync) file_.Sync();
+    file_.Commit();
+}
+
+/// Makes chunks, one after another.
+template <class Sample>
+class ChunkMaker {
+public:
+    ChunkMaker(const ImageStorage& storage, const Frame& result, const ExrRowWriter<Sample>& rows,
+               int rowsAChunk)
+        : zips_(storage.compression.method != Compression::Method::None),
+          result_(result),
+          rows_(rows),
+          rowsAChunk_(rowsAChunk),
+          channels_(storage.opaque ? 3 : 4) {}
+
+    Bytes Make(int chunk) {
+        const int first = chunk * rowsAChunk_;
+        const int end = std::min(first + rowsAChunk_, result_.height);
+        const std::size_t width = result_.width;
+        samples_.resize(width * channels_ * (end - first));
+        Sample* plane = samples_.data();
+        for (int y = first; y < end; ++y) {
+            ExrRow<Sample> row{};
+            for (Sample** channel : {&row.alpha, &row.blue, &row.green, &row.red}) {
+                if (channel == &row.alpha && channels_ == 3) continue;
+                *channel = plane;
+                plane += width;
+            }
+            const std::size_t pixel = width * y;
+            rows_(result_.pixels.data() + pixel * 4, pixel, result_.width, row);
+        }
+        return Packed();
+    }
+
+private:
+    /// What does not become smaller is stored as it is.
+    Bytes Packed() {
+        const auto* bytes = reinterpret_cast<const std::uint8_t*>(samples_.data());
+        const std::size_t size = samples_.size() * sizeof(Sample);
+        if (!zips_) return {bytes, bytes + size};
+        room_.resize(size);
+        const std::size_t zipped = zipper_.Zip(bytes, size, room_.data());
+        if (zipped == 0) return {bytes, bytes + size};
+        return {room_.data(), room_.data() + zipped};
+    }
+
+    bool zips_;
+    const Frame& result_;
+    const ExrRowWriter<Sample>& rows_;
+    int rowsAChunk_;
+    int channels_;
+    std::vector<Sample> samples_;
+    Bytes room_;
+    ExrZipper zipper_;
+};
+
+template <class Sample>
+void WritePicture(const ImageStorage& storage, const Frame& result, const Frame& source,
+                  ExrOutput& output, const Threads& threads) {
+    const Originals originals(result, source, storage.transfer);
+    const ExrRowWriter<Sample> rows(storage.transfer, storage.premultiplied, originals);
+    ShareWork(threads, output.chunks(), [&] {
+        auto maker =
+            std::make_unique<ChunkMaker<Sample>>(storage, result, rows, output.rowsAChunk());
+        return [&, maker = std::move(maker)](int chunk) { output.Put(chunk, maker->Make(chunk)); };
+    });
+}
+
+}  // namespace
+
+void WriteExr(const std::string& path, const ImageStorage& storage, const Frame& result,
+              const Frame& source, const Bytes* header, const Threads& threads) {
+    const Origin* origin = source.origin.get();
+    if (!header && origin) header = origin->exrHeader.get();
+    std::optional<ExrFile> metadata;
+    if (header) metadata.emplace(*header);
+    const bool read = metadata && metadata->Get();
+    ExrOutput output(path, storage, result.width, result.height);
+    output.Begin(origin, read ? &*metadata : nullptr);
+    if (storage.half) {
+        WritePicture<std::uint16_t>(storage, result, source, output, threads);
+    } else {
+        WritePicture<float>(storage, result, source, output, threads);
+    }
+    output.Commit();
+}
+
+}  // namespace veltrane::media

@@ -1,0 +1,39 @@
+#ifndef VELTRANE_MEDIA_EXR_ZIP_H
+#define VELTRANE_MEDIA_EXR_ZIP_H
+
+#include <isa-l/igzip_lib.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "media/file_bytes.h"
+
+namespace veltrane::media {
+
+// Zip as EXRs hold it: the bytes of a chunk in two halves, of those at even and at odd places, each
+// as its difference from the one before it, compressed by zlib's format.
+
+/// Compresses chunks, one after another.
+class ExrZipper {
+public:
+    ExrZipper();
+
+    /// Puts a chunk, compressed, into room for as many bytes as it has itself. Returns how many it
+    /// takes, or 0 where it would not become smaller.
+    std::size_t Zip(const std::uint8_t* chunk, std::size_t size, std::uint8_t* room);
+
+private:
+    std::unique_ptr<isal_zstream> stream_;
+    Bytes level_;
+    Bytes differences_;
+};
+
+/// Decompresses a chunk that has `size` bytes; scratch is room for as many. False where it is
+/// damaged.
+bool ExrUnzip(const std::uint8_t* zipped, std::size_t zippedSize, std::uint8_t* chunk,
+              std::size_t size, std::uint8_t* scratch);
+
+}  // namespace veltrane::media
+
+#endif
