@@ -158,7 +158,7 @@ void DemoCommand::Run() const {
     CheckPlaces(sample, info);
     RefuseGaps(info);
     FirstFrame first = FetchFirst(*reader);
-    const KeyColor key = Resolve(FindScreen{}, LookAt(first, *reader), sample, {});
+    const KeyColor key = Resolve(FindScreen{}, LookAt(first, *reader, threads_), sample, {});
     Say("key colour " + HexText(key.color) + ' ' + key.origin);
     Settings settings;
     settings.keyColor = key.color;

@@ -83,16 +83,19 @@ void CheckSize(const media::Frame& frame, const media::Info& info) {
 
 void Render(const Pipeline& pipeline, FrameThreads& threads, Job& job) {
     StepTimes& times = pipeline.times;
-    const auto decode = [&] { return pipeline.reader.Decode(*job.fetched); };
+    const FrameThreads::Share share(threads);
+    const auto decode = [&] { return pipeline.reader.Decode(*job.fetched, share.Get()); };
     media::Frame source = job.decoded ? std::move(*job.decoded) : times.Time(Step::Decode, decode);
     job.fetched.reset();
     CheckSize(source, pipeline.reader.info());
-    const std::vector<media::Frame> pictures = times.Time(
-        Step::Key, [&] { return pipeline.render(source, FrameThreads::Share(threads).Get()); });
+    const std::vector<media::Frame> pictures =
+        times.Time(Step::Key, [&] { return pipeline.render(source, share.Get()); });
     for (std::size_t i = 0; i < pictures.size(); ++i) {
         if (i >= pipeline.showingSource) source.pixels.clear();
-        job.encoded.push_back(times.Time(
-            Step::Encode, [&] { return pipeline.writers[i]->Encode(pictures[i], source); }));
+        const auto encode = [&] {
+            return pipeline.writers[i]->Encode(pictures[i], source, share.Get());
+        };
+        job.encoded.push_back(times.Time(Step::Encode, encode));
     }
 }
 
@@ -123,10 +126,11 @@ FirstFrame FetchFirst(media::Reader& reader) {
     return first;
 }
 
-const media::Frame& LookAt(FirstFrame& first, media::Reader& reader) {
-    if (!first.decoded) {
-        first.decoded = std::make_shared<media::Frame>(reader.Decode(*first.fetched));
-    }
+const media::Frame& LookAt(FirstFrame& first, media::Reader& reader, int threads) {
+    if (first.decoded) return *first.decoded;
+    FrameThreads all(threads);
+    const FrameThreads::Share share(all);
+    first.decoded = std::make_shared<media::Frame>(reader.Decode(*first.fetched, share.Get()));
     return *first.decoded;
 }
 

@@ -43,8 +43,8 @@ void RefuseGaps(const media::Info& info);
 /// The reader's first frame. Throws media::Error when there is none.
 FirstFrame FetchFirst(media::Reader& reader);
 
-/// The first frame, decoded if it was not yet.
-const media::Frame& LookAt(FirstFrame& first, media::Reader& reader);
+/// The first frame, decoded by so many threads if it was not yet.
+const media::Frame& LookAt(FirstFrame& first, media::Reader& reader, int threads = 1);
 
 struct FrameCounts {
     std::int64_t written = 0;

@@ -112,6 +112,7 @@ void KeyCommand::AddTo(CLI::App& app) {
     AddTransferOption(c, transfer_);
     AddAlphaOption(c, "--alpha", writeAlpha_, "How the output holds colour beside alpha.");
     AddAlphaOption(c, "--input-alpha", readAlpha_, "How the input holds colour beside alpha.");
+    AddCompressionOption(c, compression_);
     c.add_option("--fps", fps_, "Frame rate of a video made from stills. [default: 24]")
         ->type_name("RATE");
     AddThreadsOption(c, threads_);
@@ -149,6 +150,7 @@ media::WriteOptions KeyCommand::WriteOptions(View view) const {
     if (isFill && writeAlpha_ == media::Association::Automatic)
         options.association = media::Association::Straight;
     options.opaque = IsOpaque(view) || !background_.empty() || isFill;
+    options.compression = compression_;
     options.resume = resume_;
     options.audio = !noAudio_;
     options.threads = threads_;
@@ -160,6 +162,7 @@ media::WriteOptions KeyCommand::MatteOptions() const {
     media::WriteOptions options;
     options.transfer = media::Transfer::None;
     options.opaque = true;
+    options.compression = compression_;
     options.resume = resume_;
     options.audio = false;
     options.threads = threads_;
@@ -200,7 +203,7 @@ void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, media::Reader& r
     if (settings.view == View::Source && std::holds_alternative<FindScreen>(request)) return;
     const media::Frame none;
     const bool given = std::holds_alternative<Color>(request);
-    const media::Frame& frame = given ? none : LookAt(first, reader);
+    const media::Frame& frame = given ? none : LookAt(first, reader, threads_);
     summary.key = Resolve(request, frame, input_, ReadOptions());
     settings.keyColor = summary.key->color;
     if (quiet_) return;

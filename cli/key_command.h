@@ -47,6 +47,7 @@ private:
     std::string matteTo_;
     media::Transfer transfer_ = media::Transfer::Automatic;
     media::Association readAlpha_ = media::Association::Automatic;
+    media::Compression compression_;
     media::Association writeAlpha_ = media::Association::Automatic;
     std::string fps_;
     int threads_ = 0;

@@ -1,7 +1,6 @@
 #include "media/exr_file.h"
 
 #include <algorithm>
-#include <cstring>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
@@ -11,15 +10,6 @@
 
 namespace veltrane::media {
 namespace {
-
-std::int64_t ReadMemory(exr_const_context_t, void* memory, void* to, std::uint64_t count,
-                        std::uint64_t offset, exr_stream_error_func_ptr_t) {
-    const Bytes& file = *static_cast<const Bytes*>(memory);
-    if (offset >= file.size()) return 0;
-    const std::uint64_t given = std::min<std::uint64_t>(count, file.size() - offset);
-    std::memcpy(to, file.data() + offset, given);
-    return static_cast<std::int64_t>(given);
-}
 
 bool IsSide(std::int64_t side) {
     return side >= 1 && side <= kLongestSide;
@@ -57,13 +47,14 @@ bool FindChannels(const exr_attr_chlist_t& channels, ExrLayout& layout) {
     return true;
 }
 
-bool IsUpright(exr_const_context_t file) {
+bool IsPlainPicture(exr_const_context_t file) {
     std::int32_t count = 0;
     exr_get_attribute_count(file, 0, &count);
     for (int i = 0; i < count; ++i) {
         const exr_attribute_t* attribute = nullptr;
         exr_get_attribute_by_index(file, 0, EXR_ATTR_LIST_FILE_ORDER, i, &attribute);
-        if (attribute && std::string_view(attribute->name) == "Orientation") return false;
+        const std::string_view name = attribute ? attribute->name : "";
+        if (name == "Orientation" || name == "envmap") return false;
     }
     return true;
 }
@@ -101,13 +92,6 @@ ExrFile::ExrFile(const std::string& path) {
     if (exr_start_read(&file_, path.c_str(), &start) != EXR_ERR_SUCCESS) file_ = nullptr;
 }
 
-ExrFile::ExrFile(const Bytes& file) {
-    exr_context_initializer_t start = ExrStart();
-    start.user_data = const_cast<Bytes*>(&file);
-    start.read_fn = ReadMemory;
-    if (exr_start_read(&file_, "memory", &start) != EXR_ERR_SUCCESS) file_ = nullptr;
-}
-
 ExrFile::~ExrFile() {
     if (file_) exr_finish(&file_);
 }
@@ -128,7 +112,7 @@ std::optional<ExrLayout> ExrFile::Layout() const {
     if (layout.compression > EXR_COMPRESSION_ZIP) return std::nullopt;
     layout.rowsAChunk = layout.compression == EXR_COMPRESSION_ZIP ? 16 : 1;
     if (!IsFrame(layout.data) || !IsFrame(layout.display)) return std::nullopt;
-    if (!FindChannels(*channels, layout) || !IsUpright(file_)) return std::nullopt;
+    if (!FindChannels(*channels, layout) || !IsPlainPicture(file_)) return std::nullopt;
     if (!FitsInto(layout, SizeOf(file_))) return std::nullopt;
     return layout;
 }

@@ -7,8 +7,6 @@
 #include <optional>
 #include <string>
 
-#include "media/file_bytes.h"
-
 namespace veltrane::media {
 
 /// What of an EXR's header a reader has to know.
@@ -35,10 +33,8 @@ struct ExrLayout {
 /// An EXR opened by OpenEXR's core.
 class ExrFile {
 public:
-    /// Opens a file, or one that lies in memory and must outlive this. What is no EXR that can be
-    /// read is empty.
+    /// Opens a file; one that is no EXR that can be read has no layout.
     explicit ExrFile(const std::string& path);
-    explicit ExrFile(const Bytes& file);
     ~ExrFile();
     ExrFile(const ExrFile&) = delete;
     ExrFile& operator=(const ExrFile&) = delete;
@@ -46,8 +42,8 @@ public:
     exr_const_context_t Get() const { return file_; }
     /// How the file is laid out if it is of a kind that is read here, and nothing for the rest: a
     /// single part of rows; channels R, G, B or Y with or without A, all halves or all floats, a
-    /// value for each pixel; compression none, rle, zips or zip; as upright as it is stored; and
-    /// as large as its header claims.
+    /// value for each pixel; compression none, rle, zips or zip; shown as it is stored, and no map
+    /// of surroundings; and large enough for what its header claims.
     std::optional<ExrLayout> Layout() const;
 
 private:

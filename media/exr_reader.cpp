@@ -1,14 +1,15 @@
 #include <algorithm>
-#include <fstream>
 #include <memory>
 #include <string_view>
 #include <type_traits>
 
-#include "media/backends.h"
 #include "media/exr_file.h"
+#include "media/exr_image.h"
+#include "media/exr_metadata.h"
 #include "media/exr_rows.h"
 #include "media/exr_zip.h"
 #include "media/fail.h"
+#include "media/image_file.h"
 #include "media/share_work.h"
 #include "media/source_details.h"
 
@@ -138,35 +139,35 @@ private:
     int end_;
 };
 
-/// Returns where the first chunk begins, which is where the header and its table end.
 template <class Sample, class Kept>
-std::uint64_t ReadPicture(const std::string& path, const ExrFile& file, const ExrLayout& layout,
-                          const PictureReader<Sample, Kept>& picture, const Threads& threads) {
-    std::vector<std::uint64_t> begins(layout.chunks());
+void ReadPicture(const std::string& path, const ExrFile& file, const ExrLayout& layout,
+                 const PictureReader<Sample, Kept>& picture, const Threads& threads) {
     ShareWork(threads, layout.chunks(), [&] {
         auto reader = std::make_unique<ChunkReader>(path, file, layout);
-        return [&, reader = std::move(reader)](int chunk) {
-            const std::uint8_t* bytes = reader->Read(chunk);
-            picture.Take(reader->chunk(), bytes);
-            begins[chunk] = reader->chunk().data_offset;
+        return [&picture, reader = std::move(reader)](int chunk) {
+            const std::uint8_t* rows = reader->Read(chunk);
+            picture.Take(reader->chunk(), rows);
         };
     });
-    return *std::min_element(begins.begin(), begins.end());
 }
 
-std::shared_ptr<const Bytes> Header(const std::string& path, std::uint64_t size) {
-    auto header = std::make_shared<Bytes>(size);
-    std::ifstream file(path, std::ios::binary);
-    if (!file.read(reinterpret_cast<char*>(header->data()), static_cast<std::streamsize>(size))) {
-        Fail(path, "cannot be read");
-    }
-    return header;
+std::shared_ptr<const ImageMetadata> MetadataOf(const ExrFile& file, const ExrLayout& layout,
+                                                Transfer transfer) {
+    auto metadata = std::make_shared<ImageMetadata>();
+    metadata->format = "openexr";
+    metadata->isHalf = layout.half;
+    metadata->transfer = transfer;
+    metadata->attributes = KeptAttributes(ExrAttributes(file.Get()), transfer);
+    metadata->originX = layout.display.min.x;
+    metadata->originY = layout.display.min.y;
+    return metadata;
 }
 
 }  // namespace
 
 std::optional<Info> DescribeExr(const std::string& path, const ReadOptions& options) {
-    const std::optional<ExrLayout> layout = ExrFile(path).Layout();
+    const ExrFile file(path);
+    const std::optional<ExrLayout> layout = file.Layout();
     if (!layout) return std::nullopt;
     const Reading reading(*layout, options);
     Info info;
@@ -183,6 +184,7 @@ std::optional<Info> DescribeExr(const std::string& path, const ReadOptions& opti
     details->imageFormat = "openexr";
     details->isHalf = layout->half;
     info.details = std::move(details);
+    Tell(MetadataOf(file, *layout, reading.transfer)->attributes, info);
     return info;
 }
 
@@ -198,14 +200,11 @@ std::optional<Frame> ReadExr(const std::string& path, std::int64_t number,
     frame.number = number;
     frame.pixels.resize(std::size_t(frame.width) * frame.height * 4);
     auto origin = std::make_shared<Origin>();
-    origin->imageFormat = "openexr";
-    origin->transfer = reading.transfer;
-    origin->originX = layout->display.min.x;
-    origin->originY = layout->display.min.y;
+    origin->metadata = MetadataOf(file, *layout, reading.transfer);
     const auto read = [&]<class Sample, class Kept>(Sample, std::vector<Kept>& colour) {
         colour.resize(frame.pixels.size() / 4 * 3);
         const PictureReader<Sample, Kept> picture(*layout, reading, frame, colour);
-        origin->exrHeader = Header(path, ReadPicture(path, file, *layout, picture, threads));
+        ReadPicture(path, file, *layout, picture, threads);
     };
     if (!layout->half) {
         read(0.0f, origin->colour.floats);

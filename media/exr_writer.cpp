@@ -1,18 +1,19 @@
 #include <algorithm>
 #include <exception>
 #include <map>
+#include <memory>
 #include <mutex>
-#include <optional>
-#include <type_traits>
 #include <utility>
 
 #include "files/whole_file.h"
-#include "media/backends.h"
 #include "media/exr_file.h"
+#include "media/exr_image.h"
 #include "media/exr_metadata.h"
 #include "media/exr_rows.h"
 #include "media/exr_zip.h"
 #include "media/fail.h"
+#include "media/file_bytes.h"
+#include "media/image_file.h"
 #include "media/originals.h"
 #include "media/share_work.h"
 #include "media/source_details.h"
@@ -25,7 +26,7 @@ constexpr int kMostRowsAChunk = 16;
 /// An EXR on its way to the disk.
 class ExrOutput {
 public:
-    ExrOutput(const std::string& path, const ImageStorage& storage, int width, int height);
+    ExrOutput(const std::string& path, const ExrStorage& storage, int width, int height);
     ~ExrOutput() {
         if (out_) exr_finish(&out_);
     }
@@ -35,8 +36,8 @@ public:
     int rowsAChunk() const { return compression_ == EXR_COMPRESSION_ZIP ? kMostRowsAChunk : 1; }
     int chunks() const { return (height_ - 1) / rowsAChunk() + 1; }
 
-    /// Writes what comes before the pixels; metadata may be null.
-    void Begin(const Origin* origin, const ExrFile* metadata);
+    /// Writes what comes before the pixels.
+    void Begin(const ImageMetadata& metadata);
     /// Takes chunks in any order, from any number of threads, and writes them in theirs.
     void Put(int chunk, Bytes bytes);
     /// Gives the file its name.
@@ -50,7 +51,7 @@ private:
     void AddChannels();
 
     const std::string& path_;
-    const ImageStorage& storage_;
+    const ExrStorage& storage_;
     int width_;
     int height_;
     exr_compression_t compression_;
@@ -64,13 +65,13 @@ private:
     bool writing_ = false;
 };
 
-exr_compression_t CompressionOf(const ImageStorage& storage) {
+exr_compression_t CompressionOf(const ExrStorage& storage) {
     if (storage.compression.method == Compression::Method::None) return EXR_COMPRESSION_NONE;
     if (storage.compression.method == Compression::Method::Zips) return EXR_COMPRESSION_ZIPS;
     return EXR_COMPRESSION_ZIP;
 }
 
-ExrOutput::ExrOutput(const std::string& path, const ImageStorage& storage, int width, int height)
+ExrOutput::ExrOutput(const std::string& path, const ExrStorage& storage, int width, int height)
     : path_(path),
       storage_(storage),
       width_(width),
@@ -112,23 +113,20 @@ void ExrOutput::AddChannels() {
     }
 }
 
-void ExrOutput::Begin(const Origin* origin, const ExrFile* metadata) {
-    const ExrFraming framing = metadata ? FramingOf(metadata->Get()) : ExrFraming();
-    const int left = origin ? origin->originX : 0;
-    top_ = origin ? origin->originY : 0;
+void ExrOutput::Begin(const ImageMetadata& metadata) {
+    top_ = metadata.originY;
     exr_attr_box2i_t window{};
-    window.min = {{{left, top_}}};
-    window.max = {{{left + width_ - 1, top_ + height_ - 1}}};
+    window.min = {{{metadata.originX, top_}}};
+    window.max = {{{metadata.originX + width_ - 1, top_ + height_ - 1}}};
+    const exr_attr_v2f_t centre{};
     int part = 0;
     Require(exr_set_longname_support(out_, 1) == EXR_ERR_SUCCESS);
     Require(exr_add_part(out_, nullptr, EXR_STORAGE_SCANLINE, &part) == EXR_ERR_SUCCESS);
-    Require(exr_initialize_required_attr(
-                out_, part, &window, &window, framing.pixelAspect, &framing.windowCenter,
-                framing.windowWidth, EXR_LINEORDER_INCREASING_Y, compression_) == EXR_ERR_SUCCESS);
+    Require(exr_initialize_required_attr(out_, part, &window, &window, 1, &centre, 1,
+                                         EXR_LINEORDER_INCREASING_Y,
+                                         compression_) == EXR_ERR_SUCCESS);
     AddChannels();
-    const bool sameColour =
-        origin && origin->imageFormat == "openexr" && origin->transfer == storage_.transfer;
-    if (metadata) Require(CopyMetadata(metadata->Get(), out_, sameColour));
+    AddExrAttributes(metadata.attributes, out_);
     Require(exr_write_header(out_) == EXR_ERR_SUCCESS);
 }
 
@@ -161,11 +159,11 @@ void ExrOutput::Commit() {
 template <class Sample>
 class ChunkMaker {
 public:
-    ChunkMaker(const ImageStorage& storage, const Frame& result, const ExrRowWriter<Sample>& rows,
+    ChunkMaker(const ExrStorage& storage, const Frame& result, const Originals& originals,
                int rowsAChunk)
         : zips_(storage.compression.method != Compression::Method::None),
           result_(result),
-          rows_(rows),
+          rows_(storage.transfer, storage.premultiplied, result.width, originals),
           rowsAChunk_(rowsAChunk),
           channels_(storage.opaque ? 3 : 4) {}
 
@@ -183,7 +181,7 @@ public:
                 plane += width;
             }
             const std::size_t pixel = width * y;
-            rows_(result_.pixels.data() + pixel * 4, pixel, result_.width, row);
+            rows_(result_.pixels.data() + pixel * 4, pixel, row);
         }
         return Packed();
     }
@@ -202,7 +200,7 @@ private:
 
     bool zips_;
     const Frame& result_;
-    const ExrRowWriter<Sample>& rows_;
+    ExrRowWriter<Sample> rows_;
     int rowsAChunk_;
     int channels_;
     std::vector<Sample> samples_;
@@ -211,28 +209,29 @@ private:
 };
 
 template <class Sample>
-void WritePicture(const ImageStorage& storage, const Frame& result, const Frame& source,
+void WritePicture(const ExrStorage& storage, const Frame& result, const Frame& source,
                   ExrOutput& output, const Threads& threads) {
     const Originals originals(result, source, storage.transfer);
-    const ExrRowWriter<Sample> rows(storage.transfer, storage.premultiplied, originals);
     ShareWork(threads, output.chunks(), [&] {
         auto maker =
-            std::make_unique<ChunkMaker<Sample>>(storage, result, rows, output.rowsAChunk());
+            std::make_unique<ChunkMaker<Sample>>(storage, result, originals, output.rowsAChunk());
         return [&, maker = std::move(maker)](int chunk) { output.Put(chunk, maker->Make(chunk)); };
     });
 }
 
 }  // namespace
 
-void WriteExr(const std::string& path, const ImageStorage& storage, const Frame& result,
-              const Frame& source, const Bytes* header, const Threads& threads) {
-    const Origin* origin = source.origin.get();
-    if (!header && origin) header = origin->exrHeader.get();
-    std::optional<ExrFile> metadata;
-    if (header) metadata.emplace(*header);
-    const bool read = metadata && metadata->Get();
+bool WritesExr(const Compression& compression) {
+    using Method = Compression::Method;
+    const Method method = compression.method;
+    return method == Method::Automatic || method == Method::None || method == Method::Zips ||
+           method == Method::Zip;
+}
+
+void WriteExr(const std::string& path, const ExrStorage& storage, const Frame& result,
+              const Frame& source, const ImageMetadata& metadata, const Threads& threads) {
     ExrOutput output(path, storage, result.width, result.height);
-    output.Begin(origin, read ? &*metadata : nullptr);
+    output.Begin(metadata);
     if (storage.half) {
         WritePicture<std::uint16_t>(storage, result, source, output, threads);
     } else {

@@ -57,8 +57,7 @@ void Interleave(const std::uint8_t* halves, std::size_t size, std::uint8_t* chun
 
 }  // namespace
 
-ExrZipper::ExrZipper()
-    : stream_(std::make_unique<isal_zstream>()), level_(ISAL_DEF_LVL1_EXTRA_LARGE) {}
+ExrZipper::ExrZipper() : stream_(std::make_unique<isal_zstream>()), level_(ISAL_DEF_LVL1_SMALL) {}
 
 std::size_t ExrZipper::Zip(const std::uint8_t* chunk, std::size_t size, std::uint8_t* room) {
     differences_.resize(size);

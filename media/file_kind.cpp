@@ -67,6 +67,12 @@ std::string Extension(const std::string& path) {
     return extension;
 }
 
+const char* CompressionName(Compression::Method method) {
+    constexpr const char* kNames[] = {"auto", "none", "rle",  "zips", "zip",
+                                      "piz",  "dwaa", "dwab", "lzw"};
+    return kNames[static_cast<int>(method)];
+}
+
 std::string FormatsWithAlpha() {
     return "mov (ProRes 4444), mkv (FFV1), webm (VP9), png, tif and exr";
 }

@@ -8,6 +8,7 @@
 
 #include "imaging/convert/convert.h"
 #include "media/dpx_source.h"
+#include "media/exr_image.h"
 #include "media/file_kind.h"
 #include "media/image_integrity.h"
 #include "media/image_library.h"
@@ -184,14 +185,9 @@ bool StillHolds(const OIIO::ParamValue& attribute) {
 }
 
 void KeepAttributes(const OpenImage& image, ImageMetadata& metadata) {
-    for (const OIIO::ParamValue& attribute : image.layout().attributes) {
-        const bool profile = attribute.name() == "ICCProfile" && image.transfer == Transfer::None;
-        if (profile || StillHolds(attribute)) metadata.attributes.push_back(attribute);
-    }
-    // Some formats mark an unknown ratio by a number that others refuse.
-    const float aspect = metadata.attributes.get_float("PixelAspectRatio", 1);
-    if (!(aspect > 1e-3f && aspect < 1e3f)) metadata.attributes.remove("PixelAspectRatio");
+    metadata.attributes = KeptAttributes(image.layout().attributes, image.transfer);
     if (!image.turn.transposed) return;
+    const float aspect = metadata.attributes.get_float("PixelAspectRatio", 1);
     const float x = metadata.attributes.get_float("XResolution");
     const float y = metadata.attributes.get_float("YResolution");
     if (x > 0 && y > 0) {
@@ -285,18 +281,6 @@ int SignificantBits(const OpenImage& image) {
                                              static_cast<int>(type.size()) * 8);
 }
 
-std::string PixelText(const OpenImage& image, int bits) {
-    const bool grey = image.channels.red == image.channels.green;
-    const bool alpha = image.channels.alpha >= 0;
-    std::string text = image.isHalf ? "half" : std::to_string(bits) + "-bit";
-    if (image.isFloat && !image.isHalf) text += " float";
-    text += grey ? " grey" : " RGB";
-    if (alpha) text += grey ? " with alpha" : "A";
-    if (alpha && image.premultiplied) text += ", premultiplied";
-    if (image.transfer == Transfer::Linear) text += ", scene-linear";
-    return text;
-}
-
 std::string DisplayName(const std::string& format) {
     if (format == "openexr") return "EXR";
     std::string name = format;
@@ -306,7 +290,29 @@ std::string DisplayName(const std::string& format) {
 
 }  // namespace
 
+OIIO::ParamValueList KeptAttributes(const OIIO::ParamValueList& attributes, Transfer transfer) {
+    OIIO::ParamValueList kept;
+    for (const OIIO::ParamValue& attribute : attributes) {
+        const bool profile = attribute.name() == "ICCProfile" && transfer == Transfer::None;
+        if (profile || StillHolds(attribute)) kept.push_back(attribute);
+    }
+    // Some formats mark an unknown ratio by a number that others refuse.
+    const float aspect = kept.get_float("PixelAspectRatio", 1);
+    if (!(aspect > 1e-3f && aspect < 1e3f)) kept.remove("PixelAspectRatio");
+    return kept;
+}
+
+void Tell(const OIIO::ParamValueList& attributes, Info& info) {
+    for (const OIIO::ParamValue& attribute : attributes) {
+        if (attribute.type().size() > 256) continue;
+        info.metadata.emplace_back(attribute.name().string(), attribute.get_string());
+    }
+}
+
 Info DescribeImage(const std::string& path, const ReadOptions& options) {
+    if (ImageFormatOf(path) == "openexr") {
+        if (std::optional<Info> info = DescribeExr(path, options)) return *std::move(info);
+    }
     const OpenImage image = OpenImageFile(path, options);
     const ImageLayout& layout = image.layout();
     const Placement placement(image.turn, layout.fullWidth, layout.fullHeight);
@@ -316,23 +322,25 @@ Info DescribeImage(const std::string& path, const ReadOptions& options) {
     info.width = placement.width;
     info.height = placement.height;
     info.bits = SignificantBits(image);
-    info.pixels = PixelText(image, info.bits);
     info.isFloat = image.isFloat;
     info.hasAlpha = image.channels.alpha >= 0;
     info.transfer = image.transfer;
+    const bool grey = image.channels.red == image.channels.green;
+    info.pixels = PixelText(info, image.isHalf, grey, image.premultiplied);
     auto details = std::make_shared<SourceDetails>();
     details->imageFormat = image.format;
     details->isHalf = image.isHalf;
     info.details = std::move(details);
-    const auto metadata = MetadataOf(image);
-    for (const OIIO::ParamValue& attribute : metadata->attributes) {
-        if (attribute.type().size() > 256) continue;
-        info.metadata.emplace_back(attribute.name().string(), attribute.get_string());
-    }
+    Tell(MetadataOf(image)->attributes, info);
     return info;
 }
 
-Frame ReadImage(const std::string& path, std::int64_t number, const ReadOptions& options) {
+Frame ReadImage(const std::string& path, std::int64_t number, const ReadOptions& options,
+                const Threads& threads) {
+    if (ImageFormatOf(path) == "openexr") {
+        std::optional<Frame> frame = ReadExr(path, number, options, threads);
+        if (frame) return *std::move(frame);
+    }
     const OpenImage image = OpenImageFile(path, options);
     const Placement placement(image.turn, image.layout().fullWidth, image.layout().fullHeight);
     Frame frame;
@@ -344,7 +352,7 @@ Frame ReadImage(const std::string& path, std::int64_t number, const ReadOptions&
     origin->metadata = MetadataOf(image);
     const bool needsFloats = image.premultiplied && image.transfer == Transfer::Linear;
     if (image.isFloat || needsFloats) {
-        ReadFloats(image, placement, frame, origin->colour);
+        ReadFloats(image, placement, frame, origin->colour.floats);
         if (!image.isFloat) origin->colour = {};
     } else {
         ReadIntegers(image, placement, frame);

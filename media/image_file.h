@@ -26,7 +26,14 @@ struct ImageMetadata {
 Info DescribeImage(const std::string& path, const ReadOptions& options);
 
 /// Reads an image file. Throws Error.
-Frame ReadImage(const std::string& path, std::int64_t number, const ReadOptions& options);
+Frame ReadImage(const std::string& path, std::int64_t number, const ReadOptions& options,
+                const Threads& threads);
+
+/// Those of an image's attributes that still hold for a keyed copy; transfer is how it was read.
+OIIO::ParamValueList KeptAttributes(const OIIO::ParamValueList& attributes, Transfer transfer);
+
+/// Adds the attributes to what is told of an image.
+void Tell(const OIIO::ParamValueList& attributes, Info& info);
 
 }  // namespace veltrane::media
 

@@ -5,11 +5,13 @@
 #include "files/whole_file.h"
 #include "imaging/convert/convert.h"
 #include "media/backends.h"
+#include "media/exr_image.h"
 #include "media/file_bytes.h"
 #include "media/file_kind.h"
 #include "media/image_file.h"
 #include "media/image_library.h"
 #include "media/jpeg_metadata.h"
+#include "media/originals.h"
 #include "media/png_file.h"
 #include "media/sequence_path.h"
 #include "media/tiff_output.h"
@@ -42,6 +44,25 @@ Format FormatOf(const std::string& path, bool opaque) {
     return *found;
 }
 
+using Method = Compression::Method;
+
+void CheckCompression(const std::string& path, std::string_view format, Method method) {
+    static const std::vector<Method> kExr{Method::None, Method::Rle,  Method::Zips, Method::Zip,
+                                          Method::Piz,  Method::Dwaa, Method::Dwab};
+    static const std::vector<Method> kTiff{Method::None, Method::Lzw, Method::Zip};
+    if (method == Method::Automatic) return;
+    const std::string refusal =
+        std::string("cannot be compressed by ") + CompressionName(method) + "; its format ";
+    if (format != "openexr" && format != "tiff") Fail(path, refusal + "leaves no choice");
+    const std::vector<Method>& methods = format == "tiff" ? kTiff : kExr;
+    if (std::find(methods.begin(), methods.end(), method) != methods.end()) return;
+    std::string names;
+    for (const Method each : methods) {
+        names += (names.empty() ? "has " : ", ") + std::string(CompressionName(each));
+    }
+    Fail(path, refusal + names);
+}
+
 /// Nothing: a frame is in its file when Encode returns.
 struct EncodedImage : Encoded {};
 
@@ -50,7 +71,8 @@ public:
     ImageWriter(const std::string& path, const WriteOptions& options, const Info& source);
 
     bool Has(std::int64_t number) const override;
-    std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source) override;
+    std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source,
+                                    const Threads& threads) override;
     void Append(const Encoded&) override {}
     void Finish() override {}
 
@@ -63,7 +85,10 @@ private:
     std::vector<float> StoredFloats(const Frame& result, const Frame& source) const;
     Bytes Jpeg(const std::string& path, ImageLayout layout, const void* samples) const;
     void WriteFile(const std::string& path, const Bytes& bytes) const;
-    void WriteFrame(const std::string& path, const Frame& result, const Frame& source) const;
+    void WriteFrame(const std::string& path, const Frame& result, const Frame& source,
+                    const Threads& threads) const;
+    void WriteExrFrame(const std::string& path, const Frame& result, const Frame& source,
+                       const Threads& threads) const;
     Bytes InMemory(const std::string& path, const ImageLayout& layout, const Frame& result) const;
 
     std::string path_;
@@ -98,6 +123,7 @@ ImageWriter::ImageWriter(const std::string& path, const WriteOptions& options, c
       half_(source.details && source.details->isHalf),
       width_(source.width),
       height_(source.height) {
+    CheckCompression(path, format_.name, options.compression.method);
     if (!sequence_ && source.frameCount.value_or(1) != 1) {
         Fail(path, "holds one frame; for more name a sequence such as frame.%04d" +
                        std::string(format_.extension));
@@ -117,7 +143,7 @@ bool ImageWriter::Has(std::int64_t number) const {
         const Info info = DescribeImage(path, {});
         if (info.width != width_ || info.height != height_) return false;
         if (info.hasAlpha == options_.opaque) return false;
-        ReadImage(path, number, {});
+        ReadImage(path, number, {}, {});
         return true;
     } catch (const Error&) {
         return false;
@@ -131,14 +157,18 @@ void ImageWriter::ClaimStill(std::int64_t number) {
     still_ = number;
 }
 
-/// Lossless but for JPEG, at the level where more time hardly makes footage smaller.
+/// Lossless but for JPEG and what was asked for, at the level where more time hardly makes footage
+/// smaller.
 void ImageWriter::AddCompression(OIIO::ParamValueList& attributes) const {
     const std::string_view name = format_.name;
     if (name == "jpeg") {
         SetAttribute(attributes, "Compression", "jpeg:95");
         SetAttribute(attributes, "jpeg:subsampling", "4:4:4");
     } else {
-        SetAttribute(attributes, "compression", "zip");
+        const auto& [method, level] = options_.compression;
+        std::string text = method == Method::Automatic ? "zip" : CompressionName(method);
+        if (level) text.append(":").append(std::to_string(*level));
+        SetAttribute(attributes, "compression", text);
         SetAttribute(attributes, "tiff:zipquality", 1);
     }
 }
@@ -179,10 +209,7 @@ ImageLayout ImageWriter::LayoutFor(const Frame& result, const Origin* origin) co
 
 std::vector<float> ImageWriter::StoredFloats(const Frame& result, const Frame& source) const {
     const TransferCurve& curve = TransferCurve::For(transfer_);
-    const Origin* origin = source.origin.get();
-    const bool originals = origin && !origin->colour.empty() && origin->metadata &&
-                           source.pixels.size() == result.pixels.size();
-    const Transfer from = originals ? origin->metadata->transfer : transfer_;
+    const Originals originals(result, source, transfer_);
     const std::size_t channels = options_.opaque ? 3 : 4;
     const std::size_t count = result.pixels.size() / 4;
     std::vector<float> samples(count * channels);
@@ -190,9 +217,8 @@ std::vector<float> ImageWriter::StoredFloats(const Frame& result, const Frame& s
         const std::uint16_t* pixel = result.pixels.data() + i * 4;
         float* stored = samples.data() + i * channels;
         const bool opaque = options_.opaque || pixel[3] == 65535;
-        if (originals && opaque && std::equal(pixel, pixel + 3, source.pixels.data() + i * 4)) {
-            const float* original = origin->colour.data() + i * 3;
-            for (int c = 0; c < 3; ++c) stored[c] = Converted(original[c], from, transfer_);
+        if (opaque && originals.Apply(i)) {
+            for (int c = 0; c < 3; ++c) stored[c] = originals.Float(i * 3 + c);
         } else {
             const float factor = premultiplied_ && !opaque ? ToFloat(pixel[3]) : 1.0f;
             for (int c = 0; c < 3; ++c)
@@ -231,10 +257,11 @@ void ImageWriter::WriteFile(const std::string& path, const Bytes& bytes) const {
     file.Commit();
 }
 
-std::shared_ptr<Encoded> ImageWriter::Encode(const Frame& result, const Frame& source) {
+std::shared_ptr<Encoded> ImageWriter::Encode(const Frame& result, const Frame& source,
+                                             const Threads& threads) {
     ClaimStill(result.number);
     const std::string path = PathOf(result.number);
-    WithinMemory(path, [&] { WriteFrame(path, result, source); });
+    WithinMemory(path, [&] { WriteFrame(path, result, source, threads); });
     return std::make_shared<EncodedImage>();
 }
 
@@ -253,18 +280,31 @@ Bytes ImageWriter::InMemory(const std::string& path, const ImageLayout& layout,
     return Jpeg(path, layout, InFileOrder(pixels).data());
 }
 
-/// Files are written to memory first: the JPEG and EXR libraries meet a full disk with silence or
-/// an exit.
-void ImageWriter::WriteFrame(const std::string& path, const Frame& result,
-                             const Frame& source) const {
-    const ImageLayout layout = LayoutFor(result, source.origin.get());
-    if (std::string_view(format_.name) == "openexr") {
-        const std::vector<float> samples = StoredFloats(result, source);
-        WriteFile(path, EncodeByLibrary(path, format_.name, layout, OIIO::TypeDesc::FLOAT,
-                                        samples.data()));
-    } else {
-        WriteFile(path, InMemory(path, layout, result));
+void ImageWriter::WriteExrFrame(const std::string& path, const Frame& result, const Frame& source,
+                                const Threads& threads) const {
+    const Origin* origin = source.origin.get();
+    if (WritesExr(options_.compression)) {
+        ImageLayout layout;
+        if (origin && origin->metadata) AddMetadata(*origin->metadata, layout);
+        const ImageMetadata metadata{"openexr",         half_,    transfer_,
+                                     layout.attributes, layout.x, layout.y};
+        const ExrStorage storage{transfer_,       premultiplied_,         half_,
+                                 options_.opaque, !sequence_.has_value(), options_.compression};
+        return WriteExr(path, storage, result, source, metadata, threads);
     }
+    const std::vector<float> samples = StoredFloats(result, source);
+    WriteFile(path, EncodeByLibrary(path, format_.name, LayoutFor(result, origin),
+                                    OIIO::TypeDesc::FLOAT, samples.data()));
+}
+
+/// Other files are written to memory first: the JPEG and EXR libraries meet a full disk with
+/// silence or an exit.
+void ImageWriter::WriteFrame(const std::string& path, const Frame& result, const Frame& source,
+                             const Threads& threads) const {
+    if (std::string_view(format_.name) == "openexr") {
+        return WriteExrFrame(path, result, source, threads);
+    }
+    WriteFile(path, InMemory(path, LayoutFor(result, source.origin.get()), result));
 }
 
 }  // namespace

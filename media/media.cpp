@@ -53,7 +53,13 @@ std::unique_ptr<Writer> Create(const std::string& path, const WriteOptions& opti
     constexpr const char* kVideos[] = {".mov", ".mkv", ".webm", ".mp4"};
     const bool video =
         std::find(std::begin(kVideos), std::end(kVideos), Extension(path)) != std::end(kVideos);
-    return video ? CreateVideo(path, options, source) : CreateImages(path, options, source);
+    if (!video) return CreateImages(path, options, source);
+    const Compression::Method method = options.compression.method;
+    if (method != Compression::Method::Automatic) {
+        Fail(path, std::string("cannot be compressed by ") + CompressionName(method) +
+                       ", which is for images");
+    }
+    return CreateVideo(path, options, source);
 }
 
 }  // namespace veltrane::media

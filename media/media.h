@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "files/error.h"
+#include "imaging/threads.h"
 
 namespace veltrane::media {
 
@@ -52,6 +53,20 @@ struct ReadOptions {
     std::optional<FrameRange> frames;
     int threads = 0;  ///< that decode a video; 0 for one a core
 };
+
+/// How an image file is compressed.
+struct Compression {
+    enum class Method { Automatic, None, Rle, Zips, Zip, Piz, Dwaa, Dwab, Lzw };
+
+    Method method = Method::Automatic;  ///< Automatic is Zip where a format leaves a choice
+    std::optional<int> level = {};  ///< of Dwaa and Dwab, kDwaLevels; higher makes smaller files
+};
+
+/// The levels of Dwaa and Dwab, both included.
+inline constexpr std::pair kDwaLevels{1, 1000};
+
+/// "none", "rle", "zips", "zip", "piz", "dwaa", "dwab", "lzw".
+const char* CompressionName(Compression::Method method);
 
 /// What only a Writer needs to know of a source: colour tags, half or full floats, and the like.
 struct SourceDetails;
@@ -107,8 +122,9 @@ public:
     virtual const Info& info() const = 0;
     /// Fetches the next frame, or null after the last one. One thread at a time.
     virtual std::shared_ptr<Fetched> Fetch() = 0;
-    /// Converts a fetched frame. Any number of threads at a time.
-    virtual Frame Decode(const Fetched& fetched) = 0;
+    /// Converts a fetched frame, by the threads lent where its format allows it. Any number of
+    /// threads at a time.
+    virtual Frame Decode(const Fetched& fetched, const Threads& threads = {}) = 0;
 };
 
 /// Tells from content and name what the path is ("a.png", "shot.%04d.exr", "shot.####.png",
@@ -129,10 +145,11 @@ struct WriteOptions {
     Transfer transfer = Transfer::Automatic;
     Association association = Association::Automatic;
     bool opaque = false;  ///< every frame is opaque: alpha is left out, and formats without it do
-    bool resume = false;  ///< keep frames of a sequence that exist whole
-    bool audio = true;    ///< carry the source's audio into a video
-    int threads = 0;      ///< that encode ProRes or FFV1; 0 for one a core. Where their number
-                          ///< changes the file, as for VP9 and H.264, it is always the same.
+    Compression compression = {};  ///< of images
+    bool resume = false;           ///< keep frames of a sequence that exist whole
+    bool audio = true;             ///< carry the source's audio into a video
+    int threads = 0;  ///< that encode ProRes or FFV1; 0 for one a core. Where their number
+                      ///< changes the file, as for VP9 and H.264, it is always the same.
 };
 
 /// A frame converted for its file but not yet in it.
@@ -151,8 +168,10 @@ public:
     /// Converts a frame (sequences and stills also write it). source is the frame as read: where
     /// the result is opaque and its colour is the source's, a float file receives the values
     /// originally read, unless source has no pixels. An EXR holds half floats when the source does,
-    /// else full floats, which keep all 16 bits. Any number of threads at a time.
-    virtual std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source) = 0;
+    /// else full floats, which keep all 16 bits. Threads lent share the work where the format
+    /// allows it; the file is the same. Any number of threads at a time.
+    virtual std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source,
+                                            const Threads& threads = {}) = 0;
     /// Takes encoded frames in order of time. One thread at a time.
     virtual void Append(const Encoded& encoded) = 0;
     /// Completes the output. Throws Error when it cannot.
@@ -161,7 +180,8 @@ public:
 
 /// Creates a writer for the format that the path's name tells; source is what the frames come from
 /// (frame rate, colour tags, timecode, audio). Throws Error for an unsupported format, one that
-/// cannot hold alpha unless options.opaque is set, or a place that cannot be written.
+/// cannot hold alpha unless options.opaque is set, a compression it does not have, or a place that
+/// cannot be written.
 std::unique_ptr<Writer> Create(const std::string& path, const WriteOptions& options,
                                const Info& source);
 

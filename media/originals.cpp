@@ -1,5 +1,6 @@
 #include "media/originals.h"
 
+#include "media/image_file.h"
 #include "media/transfer.h"
 
 namespace veltrane::media {
@@ -7,10 +8,10 @@ namespace veltrane::media {
 Originals::Originals(const Frame& result, const Frame& source, Transfer transfer)
     : result_(result.pixels.data()), source_(source.pixels.data()), to_(transfer) {
     const Origin* origin = source.origin.get();
-    if (!origin || origin->colour.empty()) return;
+    if (!origin || origin->colour.empty() || !origin->metadata) return;
     if (source.pixels.size() != result.pixels.size()) return;
     colour_ = &origin->colour;
-    from_ = origin->transfer;
+    from_ = origin->metadata->transfer;
     if (from_ != to_) return;
     if (!colour_->halves.empty()) halves_ = colour_->halves.data();
     if (!colour_->floats.empty()) floats_ = colour_->floats.data();

@@ -40,11 +40,11 @@ public:
         return std::make_shared<FetchedImage>(path, number);
     }
 
-    Frame Decode(const Fetched& fetched) override {
+    Frame Decode(const Fetched& fetched, const Threads& threads) override {
         const auto& image = dynamic_cast<const FetchedImage&>(fetched);
         RequireImage(image.path);
-        Frame frame =
-            WithinMemory(image.path, [&] { return ReadImage(image.path, image.number, options_); });
+        Frame frame = WithinMemory(
+            image.path, [&] { return ReadImage(image.path, image.number, options_, threads); });
         if (frame.width != info_.width || frame.height != info_.height) {
             Fail(image.path, "is " + SizeText(frame.width, frame.height) +
                                  ", where the sequence is " + SizeText(info_.width, info_.height));

@@ -14,6 +14,16 @@ std::string RangeText(FrameRange range) {
 
 }  // namespace
 
+std::string PixelText(const Info& info, bool half, bool grey, bool premultiplied) {
+    std::string text = half ? "half" : std::to_string(info.bits) + "-bit";
+    if (info.isFloat && !half) text += " float";
+    text += grey ? " grey" : " RGB";
+    if (info.hasAlpha) text += grey ? " with alpha" : "A";
+    if (info.hasAlpha && premultiplied) text += ", premultiplied";
+    if (info.transfer == Transfer::Linear) text += ", scene-linear";
+    return text;
+}
+
 std::string SizeText(int width, int height) {
     return std::to_string(width) + "x" + std::to_string(height);
 }

@@ -28,8 +28,17 @@ struct SourceDetails {
 /// An image file's own metadata in the image library's form.
 struct ImageMetadata;
 
+/// Red, green and blue of a float file's pixels, straight, as they were stored. At least one of the
+/// two is empty.
+struct OriginalColour {
+    std::vector<std::uint16_t> halves;  ///< their bits
+    std::vector<float> floats;
+
+    bool empty() const { return halves.empty() && floats.empty(); }
+};
+
 struct Origin {
-    std::vector<float> colour;  ///< red, green, blue a pixel: straight, as stored; float files only
+    OriginalColour colour;
     std::shared_ptr<const ImageMetadata> metadata;
     std::optional<std::int64_t> timestamp;  ///< in SourceDetails::timeBase
 };
@@ -50,6 +59,9 @@ struct Encoded {
 
 /// Throws Error unless both sides lie in 1..kLongestSide.
 void CheckSize(const std::string& path, std::int64_t width, std::int64_t height);
+
+/// What an image's pixels are, for people: "16-bit RGBA, premultiplied".
+std::string PixelText(const Info& info, bool half, bool grey, bool premultiplied);
 
 /// "1920x1080", for messages.
 std::string SizeText(int width, int height);

@@ -31,7 +31,7 @@ public:
 
     const Info& info() const override { return info_; }
     std::shared_ptr<Fetched> Fetch() override;
-    Frame Decode(const Fetched& fetched) override;
+    Frame Decode(const Fetched& fetched, const Threads& threads) override;
 
 private:
     void Describe(const AVFrame& first);
@@ -343,7 +343,7 @@ std::shared_ptr<Fetched> VideoReader::Fetch() {
     }
 }
 
-Frame VideoReader::Decode(const Fetched& fetched) {
+Frame VideoReader::Decode(const Fetched& fetched, const Threads&) {
     const auto& decoded = dynamic_cast<const FetchedPicture&>(fetched);
     const AVFrame* picture = decoded.picture.get();
     Frame frame;

@@ -116,7 +116,8 @@ public:
     VideoWriter(const std::string& path, const WriteOptions& options, const Info& source);
 
     bool Has(std::int64_t) const override { return false; }
-    std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source) override;
+    std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source,
+                                    const Threads& threads) override;
     void Append(const Encoded& encoded) override;
     void Finish() override;
 
@@ -288,7 +289,8 @@ void VideoWriter::OpenOutput() {
     CheckAv(written, path_, "cannot be written");
 }
 
-std::shared_ptr<Encoded> VideoWriter::Encode(const Frame& result, const Frame& source) {
+std::shared_ptr<Encoded> VideoWriter::Encode(const Frame& result, const Frame& source,
+                                             const Threads&) {
     auto encoded = std::make_shared<EncodedPicture>();
     const bool multiply = options_.association == Association::Premultiplied && !options_.opaque;
     std::vector<std::uint16_t> room;

@@ -54,10 +54,11 @@ TEST_F(DamageTest, WhatIsReadIsWholeAndResumeKeepsNothingElse) {
         const char* name;
         double covered;  ///< the share from which on checksums cover the pixels; 1 where none do
         int cuts = 60, flips = 200;
-    } files[] = {{"a.png", 0},    {"a.tif", 0}, {"lzw.tif", 1}, {"plain.tif", 1},
-                 {"a.exr", 0.25}, {"a.jpg", 1}, {"a.dpx", 1},   {"a.mkv", 1, 6, 20}};
+    } files[] = {{"a.png", 0},    {"a.tif", 0}, {"lzw.tif", 1}, {"plain.tif", 1},   {"a.exr", 0.25},
+                 {"s.exr", 0.25}, {"a.jpg", 1}, {"a.dpx", 1},   {"a.mkv", 1, 6, 20}};
     const Frame frame = MakeFrame(kWidth, kHeight);
     for (const char* name : {"a.png", "a.tif", "a.exr"}) Write(name, {frame});
+    Write("s.exr", {frame}, {.compression = {Compression::Method::Zips}});
     Write("a.jpg", {frame}, {.opaque = true});
     Write("a.mkv", {frame, frame});
     Ffmpeg("-i a.png -pix_fmt rgb24 -compression_algo lzw lzw.tif");

@@ -1,0 +1,72 @@
+#ifndef VELTRANE_MEDIA_EXR_ROWS_H
+#define VELTRANE_MEDIA_EXR_ROWS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "media/exr_half_rows.h"
+#include "media/media.h"
+#include "media/originals.h"
+#include "media/transfer.h"
+
+namespace veltrane::media {
+
+// Rows of an EXR, a plane for each channel, to and from the pixels that are keyed. A Sample is a
+// float, or the bits of a half as std::uint16_t.
+
+template <class Sample>
+struct ExrRow {
+    Sample* red;
+    Sample* green;
+    Sample* blue;
+    Sample* alpha;  ///< null where there is none
+};
+
+/// Reads rows. Any number of threads may call it.
+template <class Sample>
+class ExrRowReader {
+public:
+    ExrRowReader(Transfer transfer, bool premultiplied);
+
+    /// colour receives red, green and blue of each pixel, straight, as they are stored; halves have
+    /// to be taken as floats where they are premultiplied.
+    template <class Kept>
+    void operator()(const ExrRow<const Sample>& row, int width, std::uint16_t* pixels,
+                    Kept* colour) const;
+
+private:
+    std::uint16_t Working(Sample stored) const;
+    void Divide(const float* stored, float alpha, std::uint16_t* pixel, float* colour) const;
+
+    const TransferCurve& curve_;
+    const std::vector<std::uint16_t>& halves_;  ///< the working value of each half
+    bool premultiplied_;
+};
+
+/// Writes rows of a width, for one thread.
+template <class Sample>
+class ExrRowWriter {
+public:
+    ExrRowWriter(Transfer transfer, bool premultiplied, int width, const Originals& originals);
+
+    /// Without a plane for alpha every pixel is opaque. first is the index of the first pixel.
+    void operator()(const std::uint16_t* pixels, std::size_t first, const ExrRow<Sample>& row);
+
+private:
+    void LookUp(const std::uint16_t* pixels, const ExrRow<float>& row) const;
+    void Store(const float* values, const float* factors, Sample* plane) const;
+    void PutOriginals(const std::uint16_t* pixels, std::size_t first,
+                      const ExrRow<Sample>& row) const;
+
+    const TransferCurve& curve_;
+    bool premultiplied_;
+    int width_;
+    const Originals& originals_;
+    const ExrHalfRows& halfRows_;
+    std::vector<float> room_;  ///< for a row as floats
+};
+
+}  // namespace veltrane::media
+
+#endif
