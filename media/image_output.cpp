@@ -89,7 +89,8 @@ private:
                     const Threads& threads) const;
     void WriteExrFrame(const std::string& path, const Frame& result, const Frame& source,
                        const Threads& threads) const;
-    Bytes InMemory(const std::string& path, const ImageLayout& layout, const Frame& result) const;
+    Bytes InMemory(const std::string& path, const ImageLayout& layout, const Frame& result,
+                   const Threads& threads) const;
 
     std::string path_;
     std::optional<SequencePath> sequence_;
@@ -266,8 +267,8 @@ std::shared_ptr<Encoded> ImageWriter::Encode(const Frame& result, const Frame& s
 }
 
 /// The picture of a format that holds whole numbers, in memory.
-Bytes ImageWriter::InMemory(const std::string& path, const ImageLayout& layout,
-                            const Frame& result) const {
+Bytes ImageWriter::InMemory(const std::string& path, const ImageLayout& layout, const Frame& result,
+                            const Threads& threads) const {
     const bool multiply = premultiplied_ && !options_.opaque;
     std::vector<std::uint16_t> room;
     const auto& pixels = StoredPixels(result, transfer_, multiply, room);
@@ -276,7 +277,7 @@ Bytes ImageWriter::InMemory(const std::string& path, const ImageLayout& layout,
         return EncodePng(pixels, layout.width, layout.height, !options_.opaque,
                          MetadataChunks(path, layout));
     }
-    if (name == "tiff") return EncodeTiff(path, layout, pixels);
+    if (name == "tiff") return EncodeTiff(path, layout, pixels, threads);
     return Jpeg(path, layout, InFileOrder(pixels).data());
 }
 
@@ -304,7 +305,7 @@ void ImageWriter::WriteFrame(const std::string& path, const Frame& result, const
     if (std::string_view(format_.name) == "openexr") {
         return WriteExrFrame(path, result, source, threads);
     }
-    WriteFile(path, InMemory(path, LayoutFor(result, source.origin.get()), result));
+    WriteFile(path, InMemory(path, LayoutFor(result, source.origin.get()), result, threads));
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "media/fail.h"
 #include "media/image_library.h"
 #include "media/memory_tiff.h"
+#include "media/share_work.h"
 #include "media/zlib_data.h"
 
 namespace veltrane::media {
@@ -214,29 +215,42 @@ private:
     PixelWriter<std::uint16_t> toRgba_{{PixelOrder::kRgba}};
 };
 
+void WriteZipped(MemoryTiff& file, const Strips& strips, const Threads& threads) {
+    std::vector<Bytes> zipped(static_cast<std::size_t>(strips.count()));
+    ShareWork(threads, strips.count(),
+              [&] { return [&](int i) { zipped[static_cast<std::size_t>(i)] = strips.Zip(i); }; });
+    std::uint32_t strip = 0;
+    for (Bytes& bytes : zipped) {
+        const auto count = static_cast<tmsize_t>(bytes.size());
+        file.Require(TIFFWriteRawStrip(file.get(), strip++, bytes.data(), count) == count);
+        bytes = {};
+    }
+}
+
+void WriteByTiffLibrary(MemoryTiff& file, const Strips& strips) {
+    for (int i = 0; i < strips.count(); ++i) {
+        std::vector<std::uint16_t> samples = strips.Samples(i);
+        const auto strip = static_cast<std::uint32_t>(i);
+        const auto count = static_cast<tmsize_t>(samples.size() * sizeof samples[0]);
+        file.Require(TIFFWriteEncodedStrip(file.get(), strip, samples.data(), count) == count);
+    }
+}
+
 }  // namespace
 
-/// The TIFF library compresses by zlib alone, which takes longer than all else together, and
-/// nobody but the image library knows all of its metadata. So a TIFF of a single pixel is made
-/// with the metadata, and the picture takes that pixel's place.
+/// The TIFF library zips by zlib alone, which takes longer than all else together, and nobody but
+/// the image library knows all of its metadata. So a TIFF of a single pixel is made with the
+/// metadata, and the picture takes that pixel's place.
 Bytes EncodeTiff(const std::string& path, const ImageLayout& layout,
-                 const std::vector<std::uint16_t>& pixels) {
+                 const std::vector<std::uint16_t>& pixels, const Threads& threads) {
     const std::uint64_t size = std::uint64_t{2} * layout.channels() * layout.width * layout.height;
     MemoryTiff file(path, SinglePixel(path, layout, size > kMostOfPlainTiff), "r+");
     SetSize(file, layout.width, layout.height);
-    const bool zip = layout.attributes.get_string("compression") == "zip";
     const Strips strips(layout, pixels);
-    for (int i = 0; i < strips.count(); ++i) {
-        const auto strip = static_cast<std::uint32_t>(i);
-        if (zip) {
-            Bytes bytes = strips.Zip(i);
-            const auto count = static_cast<tmsize_t>(bytes.size());
-            file.Require(TIFFWriteRawStrip(file.get(), strip, bytes.data(), count) == count);
-        } else {
-            std::vector<std::uint16_t> samples = strips.Samples(i);
-            const auto count = static_cast<tmsize_t>(samples.size() * sizeof samples[0]);
-            file.Require(TIFFWriteEncodedStrip(file.get(), strip, samples.data(), count) == count);
-        }
+    if (layout.attributes.get_string("compression") == "zip") {
+        WriteZipped(file, strips, threads);
+    } else {
+        WriteByTiffLibrary(file, strips);
     }
     return file.Finish();
 }

@@ -18,14 +18,6 @@ namespace {
 
 using Method = Compression::Method;
 
-/// Threads as a caller lends them.
-Threads Lent(int count) {
-    return {count, [](int tasks, const std::function<void(int)>& task) {
-                std::vector<std::jthread> threads;
-                for (int i = 0; i < tasks; ++i) threads.emplace_back([&, i] { task(i); });
-            }};
-}
-
 /// Values of all kinds that a float file may hold; every fourth may be an alpha.
 std::vector<float> Values(std::size_t count) {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();

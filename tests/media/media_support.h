@@ -12,6 +12,7 @@
 #include <limits>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "media/media.h"
@@ -50,6 +51,14 @@ inline Info InfoFor(const Frame& first, std::size_t count = 1) {
     info.firstFrame = first.number;
     info.frameCount = static_cast<std::int64_t>(count);
     return info;
+}
+
+/// Threads as a caller lends them.
+inline Threads Lent(int count) {
+    return {count, [](int tasks, const std::function<void(int)>& task) {
+                std::vector<std::jthread> threads;
+                for (int i = 0; i < tasks; ++i) threads.emplace_back([&, i] { task(i); });
+            }};
 }
 
 /// How a file is converted: what is done to each frame between reading and writing, and whether to
