@@ -1,5 +1,6 @@
 #include "media/exr_zip.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -62,6 +63,8 @@ ExrZipper::ExrZipper() : stream_(std::make_unique<isal_zstream>()), level_(ISAL_
 std::size_t ExrZipper::Zip(const std::uint8_t* chunk, std::size_t size, std::uint8_t* room) {
     differences_.resize(size);
     ToDifferences(chunk, size, differences_.data());
+    // What earlier chunks left here would decide which of several matches is taken.
+    std::fill(level_.begin(), level_.end(), std::uint8_t{0});
     isal_deflate_stateless_init(stream_.get());
     stream_->level = 1;
     stream_->level_buf = level_.data();
