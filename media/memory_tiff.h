@@ -22,6 +22,11 @@ public:
     void Set(std::uint32_t tag, Values... values) {
         Require(TIFFSetField(file_.get(), tag, values...) == 1);
     }
+    /// Makes room for that much more.
+    void Expect(std::size_t bytes) {
+        constexpr std::size_t kDirectory = std::size_t{1} << 16;
+        bytes_.reserve(bytes_.size() + bytes + kDirectory);
+    }
     /// Throws Error unless what the library was asked for is done.
     void Require(bool done) const;
     /// Closes it. The whole file; throws Error when something went wrong.

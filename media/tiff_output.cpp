@@ -169,34 +169,18 @@ public:
 
     int count() const { return (height_ - 1) / kStripRows + 1; }
 
-    std::vector<std::uint16_t> Samples(int strip) const {
+    std::size_t rowSamples() const { return std::size_t(width_) * channels_; }
+    std::size_t channels() const { return static_cast<std::size_t>(channels_); }
+
+    /// A strip's samples; their place is used again.
+    void Read(int strip, std::vector<std::uint16_t>& samples) const {
         const int first = strip * kStripRows, rows = std::min(kStripRows, height_ - first);
-        const std::size_t rowSamples = std::size_t(width_) * channels_;
-        std::vector<std::uint16_t> samples(rowSamples * rows);
+        samples.resize(rowSamples() * rows);
         for (int y = 0; y < rows; ++y) {
             const std::uint16_t* from = pixels_.data() + (std::size_t(first) + y) * width_ * 4;
-            std::uint16_t* to = samples.data() + rowSamples * y;
+            std::uint16_t* to = samples.data() + rowSamples() * y;
             channels_ == 4 ? toRgba_(from, to, width_) : StoreRgb(from, to);
         }
-        return samples;
-    }
-
-    /// The same as differences from the pixel to the left, compressed.
-    Bytes Zip(int strip) const {
-        const std::vector<std::uint16_t> samples = Samples(strip);
-        std::vector<std::uint16_t> differences(samples.size());
-        const std::size_t rowSamples = std::size_t(width_) * channels_;
-        for (std::size_t row = 0; row < samples.size(); row += rowSamples) {
-            const std::uint16_t* from = samples.data() + row;
-            std::uint16_t* to = differences.data() + row;
-            const auto step = static_cast<std::size_t>(channels_);
-            std::copy(from, from + step, to);
-            for (std::size_t i = step; i < rowSamples; ++i) {
-                to[i] = static_cast<std::uint16_t>(from[i] - from[i - step]);
-            }
-        }
-        return Zipped(reinterpret_cast<const std::uint8_t*>(differences.data()),
-                      differences.size() * sizeof differences[0]);
     }
 
 private:
@@ -215,10 +199,43 @@ private:
     PixelWriter<std::uint16_t> toRgba_{{PixelOrder::kRgba}};
 };
 
+/// Compresses strips as differences from the pixel to the left, one after another.
+class StripZipper {
+public:
+    explicit StripZipper(const Strips& strips) : strips_(strips) {}
+
+    Bytes Zip(int strip) {
+        strips_.Read(strip, samples_);
+        differences_.resize(samples_.size());
+        const std::size_t step = strips_.channels();
+        for (std::size_t row = 0; row < samples_.size(); row += strips_.rowSamples()) {
+            const std::uint16_t* from = samples_.data() + row;
+            std::uint16_t* to = differences_.data() + row;
+            std::copy(from, from + step, to);
+            for (std::size_t i = step; i < strips_.rowSamples(); ++i) {
+                to[i] = static_cast<std::uint16_t>(from[i] - from[i - step]);
+            }
+        }
+        return zipper_.Zip(reinterpret_cast<const std::uint8_t*>(differences_.data()),
+                           differences_.size() * sizeof differences_[0]);
+    }
+
+private:
+    const Strips& strips_;
+    std::vector<std::uint16_t> samples_, differences_;
+    Zipper zipper_;
+};
+
 void WriteZipped(MemoryTiff& file, const Strips& strips, const Threads& threads) {
     std::vector<Bytes> zipped(static_cast<std::size_t>(strips.count()));
-    ShareWork(threads, strips.count(),
-              [&] { return [&](int i) { zipped[static_cast<std::size_t>(i)] = strips.Zip(i); }; });
+    ShareWork(threads, strips.count(), [&] {
+        return [&, zipper = StripZipper(strips)](int i) mutable {
+            zipped[static_cast<std::size_t>(i)] = zipper.Zip(i);
+        };
+    });
+    std::size_t size = 0;
+    for (const Bytes& bytes : zipped) size += bytes.size();
+    file.Expect(size);
     std::uint32_t strip = 0;
     for (Bytes& bytes : zipped) {
         const auto count = static_cast<tmsize_t>(bytes.size());
@@ -228,8 +245,9 @@ void WriteZipped(MemoryTiff& file, const Strips& strips, const Threads& threads)
 }
 
 void WriteByTiffLibrary(MemoryTiff& file, const Strips& strips) {
+    std::vector<std::uint16_t> samples;
     for (int i = 0; i < strips.count(); ++i) {
-        std::vector<std::uint16_t> samples = strips.Samples(i);
+        strips.Read(i, samples);
         const auto strip = static_cast<std::uint32_t>(i);
         const auto count = static_cast<tmsize_t>(samples.size() * sizeof samples[0]);
         file.Require(TIFFWriteEncodedStrip(file.get(), strip, samples.data(), count) == count);

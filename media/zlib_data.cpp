@@ -73,13 +73,16 @@ bool IsWholeZlib(const std::vector<std::uint8_t>& data, std::uint64_t size) {
     return made && *made >= size;
 }
 
-std::vector<std::uint8_t> Zipped(const std::uint8_t* bytes, std::size_t size) {
+Zipper::Zipper() : level_(ISAL_DEF_LVL1_DEFAULT) {}
+
+std::vector<std::uint8_t> Zipper::Zip(const std::uint8_t* bytes, std::size_t size) {
+    // What earlier pieces left here would decide which of several matches is taken.
+    std::fill(level_.begin(), level_.end(), std::uint8_t{0});
     isal_zstream stream;
     isal_deflate_init(&stream);
-    std::vector<std::uint8_t> level(ISAL_DEF_LVL1_DEFAULT);
     stream.level = 1;
-    stream.level_buf = level.data();
-    stream.level_buf_size = static_cast<std::uint32_t>(level.size());
+    stream.level_buf = level_.data();
+    stream.level_buf_size = static_cast<std::uint32_t>(level_.size());
     stream.gzip_flag = IGZIP_ZLIB;
     std::vector<std::uint8_t> zipped(size / 2 + 4096);
     std::size_t given = 0, made = 0;

@@ -17,8 +17,16 @@ bool Unzip(const std::vector<std::uint8_t>& data, std::uint8_t* to, std::size_t 
 /// True when the data decompresses to at least `size` bytes and ends with their right checksum.
 bool IsWholeZlib(const std::vector<std::uint8_t>& data, std::uint64_t size);
 
-/// The bytes compressed by zlib's format: fast, and about as small as by zlib's own first level.
-std::vector<std::uint8_t> Zipped(const std::uint8_t* bytes, std::size_t size);
+/// Compresses pieces by zlib's format, one after another: fast, and about as small as by zlib's own
+/// first level. A piece's result depends on nothing before it.
+class Zipper {
+public:
+    Zipper();
+    std::vector<std::uint8_t> Zip(const std::uint8_t* bytes, std::size_t size);
+
+private:
+    std::vector<std::uint8_t> level_;
+};
 
 }  // namespace veltrane::media
 
