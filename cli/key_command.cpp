@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -110,6 +111,14 @@ void KeyCommand::AddTo(CLI::App& app) {
                  "Write the matte to this file, as grey, and to OUTPUT the colour without it.")
         ->type_name("FILE");
     AddTransferOption(c, transfer_);
+    c.add_option("--colorspace", spaces_.file,
+                 "The input's and output's colour space, by its name in an OpenColorIO config.")
+        ->type_name("NAME");
+    c.add_option("--key-space", spaces_.key,
+                 "The space to key in. [default: the config's sRGB texture or display space]")
+        ->type_name("NAME");
+    c.add_option("--ocio", spaces_.config, "The OpenColorIO config. [default: $OCIO]")
+        ->type_name("FILE");
     AddAlphaOption(c, "--alpha", writeAlpha_, "How the output holds colour beside alpha.");
     AddAlphaOption(c, "--input-alpha", readAlpha_, "How the input holds colour beside alpha.");
     AddCompressionOption(c, compression_);
@@ -138,6 +147,7 @@ media::ReadOptions KeyCommand::ReadOptions() const {
     options.transfer = transfer_;
     options.association = readAlpha_;
     options.threads = threads_;
+    options.conversion = conversion_;
     if (!frames_.empty()) options.frames = ParseFrameRange(frames_);
     return options;
 }
@@ -154,6 +164,11 @@ media::WriteOptions KeyCommand::WriteOptions(View view) const {
     options.resume = resume_;
     options.audio = !noAudio_;
     options.threads = threads_;
+    // Mattes and their heights are no colour of any space.
+    if (view != View::Matte && view != View::Status)
+        options.conversion = conversion_;
+    else if (conversion_)
+        options.transfer = media::Transfer::None;
     return options;
 }
 
@@ -174,12 +189,30 @@ std::string KeyCommand::KeyColorText(const Settings& settings) const {
     return IsBlack(settings.keyColor) ? "auto" : HexText(settings.keyColor);
 }
 
-void KeyCommand::CheckMatteTo(const Settings& settings) const {
+void KeyCommand::OpenSpaces() {
+    if (spaces_.file.empty()) {
+        const char* given = !spaces_.key.empty() ? "--key-space" : "--ocio";
+        if (!spaces_.key.empty() || !spaces_.config.empty())
+            throw UsageError(std::string(given) + " has no effect without --colorspace");
+        return;
+    }
+    if (transfer_ != media::Transfer::Automatic)
+        throw UsageError("--colorspace and --transfer exclude each other");
+    const char* usual = std::getenv("OCIO");
+    if (spaces_.config.empty() && usual != nullptr) spaces_.config = usual;
+    if (spaces_.config.empty())
+        throw UsageError("--colorspace needs a config: --ocio FILE or the environment's OCIO");
+    conversion_ = media::OpenColorSpaces(spaces_);
+    if (!quiet_) Say("keying " + spaces_.file + " in " + conversion_->KeySpace());
+}
+
+void KeyCommand::CheckMatteTo(const Settings& settings, const media::Info& info) const {
     if (matteTo_.empty()) return;
     if (settings.view != View::Result) throw UsageError("--matte-to goes with --view result only");
     if (!background_.empty()) throw UsageError("--matte-to and --background exclude each other");
-    if (writeAlpha_ == media::Association::Premultiplied)
-        throw UsageError("--matte-to leaves the colour straight; leave out --alpha premultiplied");
+    const bool linear = info.transfer == media::Transfer::Linear || output_.ends_with(".exr");
+    if (writeAlpha_ == media::Association::Premultiplied && (linear || conversion_))
+        throw UsageError("--matte-to multiplies display-referred colour only; leave out --alpha");
 }
 
 void KeyCommand::CheckPlaces(const media::Info& info) const {
@@ -187,7 +220,7 @@ void KeyCommand::CheckPlaces(const media::Info& info) const {
         if (resume_ && !output.empty() && !media::SequencePath::Parse(output))
             throw UsageError("--resume is for sequences, and " + output + " is one file");
     Places places;
-    for (const std::string& source : {input_, background_, preset_})
+    for (const std::string& source : {input_, background_, preset_, spaces_.config})
         if (!source.empty()) places.Reads(source);
     for (const std::string& output : {output_, matteTo_})
         if (!output.empty()) places.Writes(output, FramesOf(info));
@@ -216,11 +249,16 @@ void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first,
                            const std::vector<std::unique_ptr<media::Writer>>& writers,
                            Summary& summary) const {
     const Settings& settings = summary.settings;
+    std::optional<media::Frame> black;  // under a fill that is to be multiplied by its matte
+    const media::Info& info = reader.info();
+    if (!matteTo_.empty() && writeAlpha_ == media::Association::Premultiplied)
+        black = PlainPicture(info.width, info.height, {0, 0, 0});
     const auto render = [&](const media::Frame& source, const Threads& threads) {
         std::vector<media::Frame> pictures(1);
         pictures[0] = Keyed(settings, source, threads);
         if (background) PutOver(pictures[0], *background);
         if (!matteTo_.empty()) pictures.push_back(MattePicture(pictures[0]));
+        if (black) PutOver(pictures[0], *black);
         return pictures;
     };
     const std::size_t showingSource = ShowsSourceColor(settings.view) ? 1 : 0;
@@ -240,15 +278,16 @@ void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first,
     summary.seconds = std::chrono::duration<double>(time).count();
 }
 
-void KeyCommand::Run() const {
+void KeyCommand::Run() {
     UseCpu(cpu_);
+    OpenSpaces();
     Summary summary;
     summary.settings = settings_.Apply(BaseSettings());
     const Settings& settings = summary.settings;
-    CheckMatteTo(settings);
     const KeyColorRequest request = ParseKeyColor(KeyColorText(settings));
     const std::unique_ptr<media::Reader> reader = media::Open(input_, ReadOptions());
     const media::Info& info = reader->info();
+    CheckMatteTo(settings, info);
     CheckPlaces(info);
     RefuseGaps(info);
     const std::optional<media::Frame> background = Background(background_, info);

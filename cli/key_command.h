@@ -18,7 +18,7 @@ namespace veltrane::cli {
 class KeyCommand {
 public:
     void AddTo(CLI::App& app);
-    void Run() const;
+    void Run();
 
 private:
     struct Summary;
@@ -28,7 +28,8 @@ private:
     media::WriteOptions WriteOptions(View view) const;
     media::WriteOptions MatteOptions() const;
     std::string KeyColorText(const Settings& settings) const;
-    void CheckMatteTo(const Settings& settings) const;
+    void OpenSpaces();
+    void CheckMatteTo(const Settings& settings, const media::Info& info) const;
     void CheckPlaces(const media::Info& info) const;
     void ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader, FirstFrame& first,
                         Summary& summary) const;
@@ -45,6 +46,8 @@ private:
     std::string frames_;
     std::string background_;
     std::string matteTo_;
+    media::ColorSpaces spaces_;
+    std::shared_ptr<const media::ColorConversion> conversion_;  ///< where spaces are named
     media::Transfer transfer_ = media::Transfer::Automatic;
     media::Association readAlpha_ = media::Association::Automatic;
     media::Compression compression_;

@@ -9,10 +9,11 @@
 
 namespace veltrane::media {
 
-// What the two libraries behind media.h do for it: OpenImageIO for image files, FFmpeg for video.
-// They draw in hundreds of other libraries, which take a fifth of a second to load, so a program
-// can have these functions in two ways: linked (image_*.cpp, sequence.cpp, video_*.cpp), or from
-// modules that are loaded with the first file that needs them (on_demand.cpp).
+// What the libraries behind media.h do for it: OpenImageIO for image files, FFmpeg for video,
+// OpenColorIO for colour spaces. They draw in hundreds of other libraries, which take a fifth of a
+// second to load, so a program can have these functions in two ways: linked (image_*.cpp,
+// sequence.cpp, video_*.cpp), or from modules that are loaded with the first file that needs them
+// (on_demand.cpp).
 
 std::unique_ptr<Reader> OpenStill(const std::string& path, const ReadOptions& options);
 std::unique_ptr<Reader> OpenSequence(const std::string& pattern, const ReadOptions& options);
@@ -42,9 +43,14 @@ struct VideoBackend {
     decltype(&files::Unfinished::Share) shareUnfinished;
 };
 
+struct ColorBackend {
+    decltype(&OpenColorSpaces) open;
+};
+
 /// The one name that each module shows.
 extern "C" const ImageBackend veltraneImages;
 extern "C" const VideoBackend veltraneVideo;
+extern "C" const ColorBackend veltraneColor;
 
 }  // namespace veltrane::media
 

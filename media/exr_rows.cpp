@@ -124,7 +124,8 @@ void ExrRowWriter<Sample>::operator()(const std::uint16_t* pixels, std::size_t f
     float* const room = room_.data();
     const auto plane = [&](int index) { return room + std::ptrdiff_t{index} * width_; };
     const ExrRow<float> values{plane(0), plane(1), plane(2), row.alpha ? plane(3) : nullptr};
-    LookUp(pixels, values);
+    LookUp(pixels, first, values);
+    if (originals_.Exceed()) AddExcess(pixels, first, values);
     const float* factors = premultiplied_ ? values.alpha : nullptr;
     Store(values.red, factors, row.red);
     Store(values.green, factors, row.green);
@@ -134,14 +135,33 @@ void ExrRowWriter<Sample>::operator()(const std::uint16_t* pixels, std::size_t f
 }
 
 template <class Sample>
-void ExrRowWriter<Sample>::LookUp(const std::uint16_t* pixels, const ExrRow<float>& row) const {
-    for (int x = 0; x < width_; ++x) {
+void ExrRowWriter<Sample>::LookUp(const std::uint16_t* pixels, std::size_t first,
+                                  const ExrRow<float>& row) const {
+    const float* given = originals_.Given() ? originals_.Given() + 3 * first : nullptr;
+    for (int x = 0; given && x < width_; ++x) {
+        row.red[x] = given[3 * x];
+        row.green[x] = given[3 * x + 1];
+        row.blue[x] = given[3 * x + 2];
+    }
+    for (int x = 0; !given && x < width_; ++x) {
         row.red[x] = curve_.ToStored(pixels[4 * x + 2]);
         row.green[x] = curve_.ToStored(pixels[4 * x + 1]);
         row.blue[x] = curve_.ToStored(pixels[4 * x]);
     }
     if (!row.alpha) return;
     for (int x = 0; x < width_; ++x) row.alpha[x] = ToFloat(pixels[4 * x + 3]);
+}
+
+template <class Sample>
+void ExrRowWriter<Sample>::AddExcess(const std::uint16_t* pixels, std::size_t first,
+                                     const ExrRow<float>& row) const {
+    for (int x = 0; x < width_; ++x) {
+        if (row.alpha && pixels[4 * x + 3] == 0) continue;
+        const std::size_t index = 3 * (first + static_cast<std::size_t>(x));
+        row.red[x] += originals_.ExcessOf(index);
+        row.green[x] += originals_.ExcessOf(index + 1);
+        row.blue[x] += originals_.ExcessOf(index + 2);
+    }
 }
 
 template <class Sample>

@@ -54,8 +54,9 @@ public:
     void operator()(const std::uint16_t* pixels, std::size_t first, const ExrRow<Sample>& row);
 
 private:
-    void LookUp(const std::uint16_t* pixels, const ExrRow<float>& row) const;
+    void LookUp(const std::uint16_t* pixels, std::size_t first, const ExrRow<float>& row) const;
     void Store(const float* values, const float* factors, Sample* plane) const;
+    void AddExcess(const std::uint16_t* pixels, std::size_t first, const ExrRow<float>& row) const;
     void PutOriginals(const std::uint16_t* pixels, std::size_t first,
                       const ExrRow<Sample>& row) const;
 

@@ -222,8 +222,13 @@ std::vector<float> ImageWriter::StoredFloats(const Frame& result, const Frame& s
             for (int c = 0; c < 3; ++c) stored[c] = originals.Float(i * 3 + c);
         } else {
             const float factor = premultiplied_ && !opaque ? ToFloat(pixel[3]) : 1.0f;
-            for (int c = 0; c < 3; ++c)
-                stored[c] = Premultiplied(curve.ToStored(pixel[2 - c]), factor);
+            for (int c = 0; c < 3; ++c) {
+                const float* given = originals.Given();
+                const float value = given ? given[i * 3 + c] : curve.ToStored(pixel[2 - c]);
+                const bool covers = options_.opaque || pixel[3] != 0;
+                const float excess = covers ? originals.ExcessOf(i * 3 + c) : 0.0f;
+                stored[c] = Premultiplied(value + excess, factor);
+            }
         }
         if (channels == 4) stored[3] = ToFloat(pixel[3]);
     }

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "media/backends.h"
+#include "media/converted.h"
 #include "media/file_kind.h"
 #include "media/pixels.h"
 #include "media/sequence_path.h"
@@ -23,6 +24,12 @@ Frame FirstOf(Reader& reader) {
 }  // namespace
 
 std::unique_ptr<Reader> Open(const std::string& path, const ReadOptions& options) {
+    if (options.conversion) {
+        ReadOptions stored = options;
+        stored.conversion = nullptr;
+        stored.transfer = Transfer::None;
+        return ConvertedReader(Open(path, stored), options.conversion);
+    }
     CheckRange(path, options.frames);
     std::error_code error;
     if (!std::filesystem::exists(path, error) && SequencePath::Parse(path)) {
@@ -50,6 +57,12 @@ Frame ReadBackground(const std::string& path, int width, int height) {
 
 std::unique_ptr<Writer> Create(const std::string& path, const WriteOptions& options,
                                const Info& source) {
+    if (options.conversion) {
+        WriteOptions stored = options;
+        stored.conversion = nullptr;
+        stored.transfer = Transfer::None;
+        return ConvertedWriter(Create(path, stored, source), options.conversion);
+    }
     constexpr const char* kVideos[] = {".mov", ".mkv", ".webm", ".mp4"};
     const bool video =
         std::find(std::begin(kVideos), std::end(kVideos), Extension(path)) != std::end(kVideos);

@@ -10,6 +10,7 @@
 
 #include "files/error.h"
 #include "imaging/threads.h"
+#include "media/color_spaces.h"
 
 namespace veltrane::media {
 
@@ -52,6 +53,8 @@ struct ReadOptions {
     Association association = Association::Automatic;
     std::optional<FrameRange> frames;
     int threads = 0;  ///< that decode a video; 0 for one a core
+    /// Brings stored colour to the space for keying; transfer is None then.
+    std::shared_ptr<const ColorConversion> conversion{};
 };
 
 /// How an image file is compressed.
@@ -110,6 +113,8 @@ struct Frame {
     std::int64_t number = 0;  ///< the file's number in a sequence; from 1 in a video; 1 for a still
     std::vector<std::uint16_t> pixels;
     std::shared_ptr<const Origin> origin;
+    /// Straight red, green, blue that float files store instead of the pixels'; mostly empty.
+    std::vector<float> colors{};
 };
 
 /// A frame fetched but not yet converted.
@@ -150,6 +155,8 @@ struct WriteOptions {
     bool audio = true;             ///< carry the source's audio into a video
     int threads = 0;  ///< that encode ProRes or FFV1; 0 for one a core. Where their number
                       ///< changes the file, as for VP9 and H.264, it is always the same.
+    /// Brings frames back from the space for keying; transfer is None then.
+    std::shared_ptr<const ColorConversion> conversion{};
 };
 
 /// A frame converted for its file but not yet in it.

@@ -29,6 +29,13 @@ const VideoBackend& Video(const std::string& path) {
 
 }  // namespace
 
+std::shared_ptr<const ColorConversion> OpenColorSpaces(const ColorSpaces& spaces) {
+    constexpr std::size_t kMegabytes = 64;  // it takes 20
+    static const auto& backend = *static_cast<const ColorBackend*>(
+        LoadModule(spaces.config, "veltrane-color.so", "veltraneColor", kMegabytes));
+    return backend.open(spaces);
+}
+
 std::unique_ptr<Reader> OpenStill(const std::string& path, const ReadOptions& options) {
     return Images(path).openStill(path, options);
 }

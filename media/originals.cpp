@@ -1,16 +1,36 @@
 #include "media/originals.h"
 
+#include <algorithm>
+#include <bit>
+
 #include "media/image_file.h"
 #include "media/transfer.h"
 
 namespace veltrane::media {
 
+namespace {
+
+/// Bits above those of 1 are of larger numbers, negative ones, or none.
+bool AnyBeyond(const OriginalColour& colour) {
+    constexpr std::uint16_t kOneHalf = 0x3C00;
+    std::uint16_t halves = 0;
+    for (const std::uint16_t half : colour.halves) halves = std::max(halves, half);
+    std::uint32_t floats = 0;
+    for (const float value : colour.floats)
+        floats = std::max(floats, std::bit_cast<std::uint32_t>(value));
+    return halves > kOneHalf || floats > std::bit_cast<std::uint32_t>(1.0f);
+}
+
+}  // namespace
+
 Originals::Originals(const Frame& result, const Frame& source, Transfer transfer)
     : result_(result.pixels.data()), source_(source.pixels.data()), to_(transfer) {
+    if (!result.colors.empty()) given_ = result.colors.data();
     const Origin* origin = source.origin.get();
     if (!origin || origin->colour.empty() || !origin->metadata) return;
     if (source.pixels.size() != result.pixels.size()) return;
     colour_ = &origin->colour;
+    exceed_ = AnyBeyond(*colour_);
     from_ = origin->metadata->transfer;
     if (from_ != to_) return;
     if (!colour_->halves.empty()) halves_ = colour_->halves.data();

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "imaging/convert/convert.h"
 #include "media/half.h"
 #include "media/source_details.h"
 
@@ -21,6 +22,11 @@ public:
         const std::uint16_t *result = result_ + pixel * 4, *source = source_ + pixel * 4;
         return result[0] == source[0] && result[1] == source[1] && result[2] == source[2];
     }
+    /// The colours that the result holds instead of its pixels', or null.
+    const float* Given() const { return given_; }
+    /// Whether any value lies beyond 0..1, and how far this one does.
+    bool Exceed() const { return exceed_; }
+    float ExcessOf(std::size_t index) const { return exceed_ ? Excess(Float(index)) : 0.0f; }
     /// Of three a pixel: red, green, blue.
     float Float(std::size_t index) const { return floats_ ? floats_[index] : Converted(index); }
     /// The same as the bits of a half.
@@ -33,6 +39,8 @@ private:
 
     const std::uint16_t* result_;
     const std::uint16_t* source_;
+    const float* given_ = nullptr;
+    bool exceed_ = false;
     const OriginalColour* colour_ = nullptr;  ///< null where there are none
     const std::uint16_t* halves_ = nullptr;   ///< its halves where they are stored as they are
     const float* floats_ = nullptr;           ///< its floats, likewise

@@ -131,7 +131,7 @@ inline float ToFloat(std::uint16_t sample) {
 }
 /// How far a value lies above 1 or, negative, below 0.
 inline float Excess(float value) {
-    return value - std::max(0.0f, std::min(value, 1.0f));
+    return value > 1 ? value - 1 : value < 0 ? value : 0;
 }
 std::uint16_t ToSample(float value, FloatRounding rounding = FloatRounding::kNearest);
 

@@ -106,6 +106,14 @@ TEST_F(CommandTest, FillAndMatteGoToFilesOfTheirOwn) {
         EXPECT_EQ(media::ReadFrame("matte.#.png", i).pixels, matte);
     }
     EXPECT_FALSE(media::Open("fill.1.png")->info().hasAlpha);
+    Run(key + " --alpha premultiplied");
+    const auto keyedFirst = Keyed(green_, Picture(1));
+    const auto multiplied = media::ReadFrame("fill.#.png", 1).pixels;
+    for (std::size_t p = 0; p < keyedFirst.size(); ++p)
+        if (p % 4 != 3) {
+            const double product = 1.0 * keyedFirst[p] * keyedFirst[p | 3] / 65535;
+            ASSERT_EQ(multiplied[p], std::floor(product + 0.5));
+        }
     fs::remove("matte.2.png");
     const nlohmann::json resumed = Json(key + " --resume");
     EXPECT_EQ(std::tuple(resumed["frames"], resumed["kept"]), std::tuple(1, 2));
@@ -137,6 +145,36 @@ TEST_F(CommandTest, HighlightsComeBackInTheResultOnly) {
         std::vector<float> middle(3);
         OIIO::ImageBuf(output).getpixel(16, 16, 0, middle.data(), 3);
         EXPECT_EQ(middle, expected);
+    }
+}
+
+TEST_F(CommandTest, HighlightsAreCarriedInProportionToTheMatte) {
+    for (const auto type : {OIIO::TypeDesc::FLOAT, OIIO::TypeDesc::HALF}) {
+        OIIO::ImageBuf edge(OIIO::ImageSpec(33, 33, 3, type));
+        OIIO::ImageBufAlgo::fill(edge, {0, 0.9f, 0});
+        // Ever more of a lamp of 1.5 before the screen.
+        for (int x = 1; x < 10; ++x) {
+            const float lamp = 0.15f * x;
+            edge.setpixel(10 + x, 16, std::vector{lamp, 0.9f + 0.06f * x, lamp}.data());
+        }
+        ASSERT_TRUE(edge.write("edge.exr"));
+        ASSERT_TRUE(OIIO::ImageBufAlgo::clamp(edge, 0.0f, 1.0f).write("within.exr"));
+        for (const char* compression : {"zip", "piz"}) {
+            for (const std::string name : {"edge", "within"})
+                Run("key --key-color #00f300 --compression " + std::string(compression) + ' ' +
+                    name + ".exr " + name + "-keyed.exr");
+            OIIO::ImageBuf keyed("edge-keyed.exr"), bounded("within-keyed.exr");
+            int soft = 0;
+            for (int x = 11; x < 20; ++x) {
+                const float excess = std::max(0.0f, edge.getchannel(x, 16, 0, 1) - 1);
+                const float matte = keyed.getchannel(x, 16, 0, 3);
+                const float carried =
+                    keyed.getchannel(x, 16, 0, 1) - bounded.getchannel(x, 16, 0, 1);
+                EXPECT_NEAR(carried, excess * matte, 3e-3) << compression << x;
+                soft += excess > 0.05 && matte > 0.1 && matte < 0.9;
+            }
+            EXPECT_GT(soft, 0) << compression;
+        }
     }
 }
 

@@ -1,0 +1,7 @@
+#include "media/backends.h"
+
+namespace veltrane::media {
+
+const ColorBackend veltraneColor{OpenColorSpaces};
+
+}  // namespace veltrane::media
