@@ -13,6 +13,7 @@ extern "C" {
 
 #include "hosts/frei0r/host_parameters.h"
 #include "imaging/convert/convert.h"
+#include "imaging/pitch/row_padding.h"
 #include "keyer/frame_cut.h"
 #include "settings/frame_keyer.h"
 
@@ -33,8 +34,7 @@ const frei0r::HostParameter* Find(int index) {
 }
 
 /// The interface has no way to tell a user anything.
-void TellOnce(const char* text) {
-    static std::atomic_flag told;
+void TellOnce(std::atomic_flag& told, const char* text) {
     if (!told.test_and_set()) std::fprintf(stderr, "veltrane_green: %s\n", text);
 }
 
@@ -48,8 +48,16 @@ void KeyFrame(const Instance& instance, const std::uint32_t* source, std::uint32
     const auto write = [&](int y, const std::uint8_t* row) {
         writer(row, reinterpret_cast<std::uint8_t*>(output + y * width), instance.width);
     };
+    static std::atomic_flag toldOfKey, toldOfRows;
     if (!IsKeyChosen(instance.settings) && instance.settings.view != View::Source)
-        TellOnce("no key colour is chosen, so frames pass unkeyed; set \"Key color\"");
+        TellOnce(toldOfKey, "no key colour is chosen, so frames pass unkeyed; set \"Key color\"");
+    // Looked at until they are: the first frames may be black.
+    if (instance.width % 16 != 0 && !toldOfRows.test() &&
+        SeemsPadded(source, instance.width, instance.height))
+        TellOnce(
+            toldOfRows,
+            "frames come with padded rows, which this interface cannot tell, and would be keyed "
+            "askew; use a width that is a multiple of 16, or the command veltrane key");
     try {
         const std::size_t size = width * sizeof *source;
         const auto pitch = static_cast<std::ptrdiff_t>(size);

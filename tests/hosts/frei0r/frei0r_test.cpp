@@ -185,6 +185,35 @@ TEST(EditorFiles, ShotcutHoldsTheTablesRanges) {
     }
 }
 
+/// A disc on a slope of light, with rows of so many pixels in memory.
+std::string Disc(int width, int height, int pitch) {
+    std::string bytes;
+    for (int i = 0; i < pitch * height; ++i) {
+        const int x = i % pitch, y = i / pitch, dx = x - width / 2, dy = y - height / 2;
+        const bool within = dx * dx + dy * dy < height * height / 9;
+        const int green = x >= width ? 0 : within ? 40 : 150 + x / 16;
+        for (const int channel : {60, green, 70, 255}) bytes += char(channel);
+    }
+    return bytes.substr(0, std::size_t(width) * std::size_t(height) * 4);
+}
+
+TEST(Frei0rInterface, SaysOnceThatRowsLieAskew) {
+    const auto told = [](int width, int pitch) {
+        const f0r_instance_t filter = Filter(width, 120, kMatte);
+        const std::string source = Disc(width, 120, pitch);
+        std::string output = source;
+        testing::internal::CaptureStderr();
+        for (int i = 0; i < 2; ++i) Update(filter, source.data(), output.data());
+        destruct(filter);
+        return testing::internal::GetCapturedStderr();
+    };
+    for (const int width : {214, 216, 224, 1}) EXPECT_EQ(told(width, width), "") << width;
+    const std::string line = told(214, 224);
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "padded rows", line);
+    EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1);
+    EXPECT_EQ(told(214, 216), "");
+}
+
 TEST(Frei0rInterface, SaysOnceThatNoKeyColourIsChosen) {
     const f0r_instance_t filter = Filter(4, 2, Settings());
     const std::string source = Picture(4, 2);
