@@ -203,7 +203,6 @@ void KeyCommand::OpenSpaces() {
     if (spaces_.config.empty())
         throw UsageError("--colorspace needs a config: --ocio FILE or the environment's OCIO");
     conversion_ = media::OpenColorSpaces(spaces_);
-    if (!quiet_) Say("keying " + spaces_.file + " in " + conversion_->KeySpace());
 }
 
 void KeyCommand::CheckMatteTo(const Settings& settings, const media::Info& info) const {
@@ -290,6 +289,7 @@ void KeyCommand::Run() {
     CheckMatteTo(settings, info);
     CheckPlaces(info);
     RefuseGaps(info);
+    if (conversion_ && !quiet_) Say("keying " + spaces_.file + " in " + conversion_->KeySpace());
     const std::optional<media::Frame> background = Background(background_, info);
     std::vector<std::unique_ptr<media::Writer>> writers;
     const media::Info paced = WithRate(info, fps_);
