@@ -171,7 +171,10 @@ void ExrRowWriter<Sample>::Store(const float* values, const float* factors, Samp
             plane[x] = factors ? Premultiplied(values[x], factors[x]) : values[x];
         }
     } else {
-        halfRows_.narrow(values, factors, width_, plane);
+        const bool bounded = !originals_.Exceed() && originals_.Given() == nullptr;
+        const auto within = [](float value) { return value >= 0 && value <= 1; };
+        const bool fast = bounded || std::all_of(values, values + width_, within);
+        (fast ? halfRows_ : kPlainRows).narrow(values, factors, width_, plane);
     }
 }
 

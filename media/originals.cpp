@@ -10,15 +10,14 @@ namespace veltrane::media {
 
 namespace {
 
-/// Bits above those of 1 are of larger numbers, negative ones, or none.
+/// Of floats, too, all that lies beyond 0..1 has bits above those of 1.
 bool AnyBeyond(const OriginalColour& colour) {
-    constexpr std::uint16_t kOneHalf = 0x3C00;
     std::uint16_t halves = 0;
     for (const std::uint16_t half : colour.halves) halves = std::max(halves, half);
     std::uint32_t floats = 0;
     for (const float value : colour.floats)
         floats = std::max(floats, std::bit_cast<std::uint32_t>(value));
-    return halves > kOneHalf || floats > std::bit_cast<std::uint32_t>(1.0f);
+    return halves > Originals::kOneHalf || floats > std::bit_cast<std::uint32_t>(1.0f);
 }
 
 }  // namespace

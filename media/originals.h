@@ -26,13 +26,18 @@ public:
     const float* Given() const { return given_; }
     /// Whether any value lies beyond 0..1, and how far this one does.
     bool Exceed() const { return exceed_; }
-    float ExcessOf(std::size_t index) const { return exceed_ ? Excess(Float(index)) : 0.0f; }
+    float ExcessOf(std::size_t index) const {
+        const bool within = !exceed_ || (halves_ && halves_[index] <= kOneHalf);
+        return within ? 0.0f : Excess(Float(index));
+    }
     /// Of three a pixel: red, green, blue.
     float Float(std::size_t index) const { return floats_ ? floats_[index] : Converted(index); }
     /// The same as the bits of a half.
     std::uint16_t Half(std::size_t index) const {
         return halves_ ? halves_[index] : HalfFromFloat(Float(index));
     }
+
+    static constexpr std::uint16_t kOneHalf = 0x3C00;  ///< bits above it: larger, negative, or none
 
 private:
     float Converted(std::size_t index) const;

@@ -40,7 +40,8 @@ TEST_F(ImagesTest, FloatOriginalsComeBackWhereNothingChanged) {
     Convert("f.exr", "o.exr", keyed);
     const std::vector<float> back = Stored("o.exr");
     for (std::size_t i = 0; i < 6; ++i) EXPECT_EQ(back[i + i / 3], values[i]);
-    EXPECT_EQ(back[8], 1.0f) << "a changed pixel holds the working value";
+    EXPECT_EQ(back[8], 2.5f) << "a changed pixel holds the working value and what lies beyond";
+    EXPECT_NEAR(back[9], 0.5, 0.01);
     EXPECT_NEAR(back[12 + 2], 0.9 * 32768 / 65535, 1e-4) << "a translucent one too";
     // Display-referred floats become linear ones by the curve, also beyond 0..1.
     Store("f.tif", ImageSpec(4, 1, 3, TypeDesc::FLOAT), values);
