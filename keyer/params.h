@@ -75,7 +75,7 @@ struct VELTRANE_ParamBlue16bit {
     unsigned short keyB[2];
     unsigned short screenGain[2];
     unsigned short shadow[2];
-    unsigned short skinHue[2];   ///< degrees, 60..140
+    unsigned short skinHue[2];   ///< degrees, 70..150
     unsigned short greenHue[2];  ///< degrees, 220..300
     unsigned short despillGray[2];
     unsigned short despillSkin[2];

@@ -30,7 +30,7 @@ struct ScreenKind {
 
 inline constexpr ScreenKind kGreenScreen{1, {120, 170}, {250, 330}, {0, 0, 255, 0}};
 /// A blue screen may well be without red, but not without blue.
-inline constexpr ScreenKind kBlueScreen{-1, {140, 60}, {300, 220}, {255, 0, 0, 0}};
+inline constexpr ScreenKind kBlueScreen{-1, {150, 70}, {300, 220}, {255, 0, 0, 0}};
 
 constexpr const ScreenKind& KindOf(Screen screen) {
     return screen == Screen::Blue ? kBlueScreen : kGreenScreen;

@@ -33,7 +33,7 @@ std::vector<Range> RangesOf(Record<T>& record) {
 template <class T>
 std::vector<Range> RangesOf(BlueRecord<T>& record) {
     auto ranges = CommonRanges(record);
-    ranges.push_back({record.skinHue, 60, 140});
+    ranges.push_back({record.skinHue, 70, 150});
     ranges.push_back({record.greenHue, 220, 300});
     ranges.push_back({record.despillGreen, 0, 50});
     return ranges;

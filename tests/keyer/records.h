@@ -72,7 +72,7 @@ BlueRecord<T> DefaultBlueRecord(const std::vector<T>& source, std::vector<T>& ta
     auto record = std::bit_cast<BlueRecord<T>>(DefaultRecord(source, target, width, height));
     SetPair(record.keyG, kScreen[0] * kUnit<T>);
     SetPair(record.keyB, kScreen[1] * kUnit<T>);
-    SetPair(record.skinHue, 100);
+    SetPair(record.skinHue, 110);
     SetPair(record.greenHue, 260);
     return record;
 }
