@@ -171,8 +171,9 @@ constexpr Parameter kParameters[] = {
            "Moves the border between the screen's hues and those of skin and hair.", -50, 50,
            &Settings::skinHue, HueGroup),
     Slider(BlueHue, "VeltraneGreen::blue Hue", "blue-hue",
-           "Moves the border between the screen's hues and those of blue objects.", -50, 50,
-           &Settings::blueHue, HueGroup),
+           "Moves the border between the screen's hues and those of blue objects; before a blue "
+           "screen, of green ones.",
+           -50, 50, &Settings::blueHue, HueGroup),
     Group(Advanced, "VeltraneGreen::Advanced", "Spill and screen gain.", kTop),
     Group(DespillGroup, "VeltraneGreen::Despill",
           "Removal of the screen's reflection on the subject.", Advanced),
@@ -183,8 +184,9 @@ constexpr Parameter kParameters[] = {
            "Widens the range of skin and hair colours that count as spill rather than screen.", 0,
            100, &Settings::despillSkin, DespillGroup),
     Slider(DespillBlue, "VeltraneGreen::blue", "despill-blue",
-           "Widens the range of blue colours that count as spill rather than screen.", 0, 100,
-           &Settings::despillBlue, DespillGroup),
+           "Widens the range of blue colours that count as spill rather than screen; before a blue "
+           "screen, of green ones.",
+           0, 100, &Settings::despillBlue, DespillGroup),
     Slider(ScreenGain, "VeltraneGreen::Screen Gain", "screen-gain",
            "How much noise and dirt on the screen is keyed out completely.", 0, 100,
            &Settings::screenGain, Advanced),
@@ -224,6 +226,12 @@ constexpr std::pair<ParameterId, const char*> kLabels[] = {
     {DespillSkin, "Spill on skin and hair"},
     {DespillBlue, "Spill on blue"},
     {ScreenGain, "Screen noise removed"},
+};
+
+/// Before a blue screen, where they differ.
+constexpr std::pair<ParameterId, const char*> kBlueLabels[] = {
+    {BlueHue, "Border to green"},
+    {DespillBlue, "Spill on green"},
 };
 
 struct RowList {
@@ -298,10 +306,15 @@ std::string ProblemWith(const Parameter& parameter, long long value) {
            std::to_string(parameter.maximum) + ", not " + std::to_string(value);
 }
 
-std::string_view LabelOf(const Parameter& parameter) {
-    const auto label = std::ranges::find(kLabels, parameter.id,
-                                         [](const auto& entry) { return Number(entry.first); });
-    return label == std::end(kLabels) ? Label(parameter.key) : label->second;
+std::string_view LabelOf(const Parameter& parameter, veltrane::Screen screen) {
+    const auto find = [&](const auto& labels) -> const char* {
+        const auto label = std::ranges::find(labels, parameter.id,
+                                             [](const auto& entry) { return Number(entry.first); });
+        return label == std::end(labels) ? nullptr : label->second;
+    };
+    const char* label = screen == veltrane::Screen::Blue ? find(kBlueLabels) : nullptr;
+    if (label == nullptr) label = find(kLabels);
+    return label == nullptr ? Label(parameter.key) : label;
 }
 
 std::string_view Label(std::string_view key) {

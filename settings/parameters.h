@@ -138,7 +138,7 @@ std::string ProblemWith(const Parameter& parameter, long long value);
 std::string_view Label(std::string_view key);
 
 /// What our own panels call a row. The keys are FxPlug's, where groups say what they are about.
-std::string_view LabelOf(const Parameter& parameter);
+std::string_view LabelOf(const Parameter& parameter, Screen screen = Screen::Green);
 
 }  // namespace veltrane
 

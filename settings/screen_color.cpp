@@ -62,26 +62,59 @@ double Hue(const Color& c) {
     return degrees < 0 ? degrees + 360.0 : degrees;
 }
 
-/// Whether a screen might have this colour. Hues next to yellow and cyan, where much else in the
-/// world lies, must be vivid; dull colours count only where green stands out clearly.
-bool IsScreenGreen(const Color& c) {
-    if (c.green < 0.05) return false;
-    const double saturation = (c.green - std::min(c.red, c.blue)) / c.green;
-    const double dominance = (c.green - std::max(c.red, c.blue)) / c.green;
-    const bool vivid = saturation >= 0.6;
-    const bool clear = saturation >= 0.3 && dominance >= 0.15;
-    const double hue = Hue(c);
-    return (vivid || clear) && hue >= 170.0 && hue <= 285.0;
-}
+/// How one screen's colours are told from all others.
+struct Look {
+    Screen screen;
+    double Color::*main;   ///< the channel that stands out,
+    double Color::*first;  ///< and the others
+    double Color::*second;
+    double leastMain;
+    double vividSaturation;  ///< enough without a clear dominance, where the kind has such
+    double leastSaturation;  ///< for all the others
+    double leastDominance;   ///< of the main channel over both others
+    double lowestHue;
+    double highestHue;  ///< may go beyond 360
 
-/// A histogram of red/green and blue/green: the ratios hold still where the light on a screen
-/// changes.
+    double Most(const Color& c) const { return std::max(c.*first, c.*second); }
+    double Least(const Color& c) const { return std::min(c.*first, c.*second); }
+    double Saturation(const Color& c) const { return (c.*main - Least(c)) / c.*main; }
+
+    /// Whether a screen might have this colour.
+    bool Takes(const Color& c) const {
+        if (c.*main < leastMain) return false;
+        const double saturation = Saturation(c);
+        const double dominance = (c.*main - Most(c)) / c.*main;
+        const bool vivid = saturation >= vividSaturation;
+        const bool clear = saturation >= leastSaturation && dominance >= leastDominance;
+        const double hue = Hue(c);
+        return (vivid || clear) && (Within(hue) || Within(hue + 360.0));
+    }
+
+private:
+    bool Within(double hue) const { return hue >= lowestHue && hue <= highestHue; }
+};
+
+constexpr double kNeverVivid = 2.0;
+
+/// Hues next to yellow and cyan, where much else in the world lies, must be vivid; dull colours
+/// count only where green stands out clearly.
+constexpr Look kGreenLook{Screen::Green, &Color::green, &Color::red, &Color::blue, 0.05,
+                          0.6,           0.3,           0.15,        170.0,        285.0};
+/// Clear sky and denim are blues in which green is not far behind, and nights are darker.
+constexpr Look kBlueLook{Screen::Blue, &Color::blue, &Color::red, &Color::green, 0.15,
+                         kNeverVivid,  0.55,         0.37,        310.0,         380.0};
+
+/// A histogram of the other channels' ratios to the main one, which hold still where the light on
+/// a screen changes.
 class ChromaHistogram {
 public:
     static constexpr int kSide = 52;
 
-    static int Bin(const Color& c) {
-        return Step(c.blue / c.green) * kSide + Step(c.red / c.green);
+    explicit ChromaHistogram(const Look& look) : look_(look) {}
+
+    int Bin(const Color& c) const {
+        const double main = c.*look_.main;
+        return Step(c.*look_.second / main) * kSide + Step(c.*look_.first / main);
     }
 
     void Add(const Color& c, double weight) { counts_[Bin(c)] += weight; }
@@ -134,36 +167,37 @@ private:
         return std::clamp(static_cast<int>(ratio * (kSide - 2)), 0, kSide - 1);
     }
 
+    const Look& look_;
     std::vector<double> counts_ = std::vector<double>(kSide * kSide);
 };
 
-/// Which cells show the most frequent screen green of the grid.
-std::vector<bool> DominantGreen(const Grid& grid) {
-    ChromaHistogram histogram;
+/// Which cells show the most frequent screen colour of the grid.
+std::vector<bool> DominantColor(const Grid& grid, const Look& look) {
+    ChromaHistogram histogram(look);
     std::vector<bool> region(grid.cells.size());
     for (std::size_t i = 0; i < grid.cells.size(); ++i) {
         const Color& c = grid.cells[i];
-        region[i] = IsScreenGreen(c);
-        if (region[i]) histogram.Add(c, 1.0 - std::min(c.red, c.blue) / c.green);
+        region[i] = look.Takes(c);
+        if (region[i]) histogram.Add(c, 1.0 - look.Least(c) / c.*look.main);
     }
     histogram.Smooth();
     const std::vector<bool> peak = histogram.Peak();
     for (std::size_t i = 0; i < grid.cells.size(); ++i)
-        region[i] = region[i] && peak[ChromaHistogram::Bin(grid.cells[i])];
+        region[i] = region[i] && peak[histogram.Bin(grid.cells[i])];
     return region;
 }
 
 /// How even the region is: the part of its cells' right and lower neighbours that also belong to
 /// it and are about as bright. Near 1 for a screen, low for foliage, text and coarse noise.
-double Evenness(const Grid& grid, const std::vector<bool>& region) {
+double Evenness(const Grid& grid, const std::vector<bool>& region, const Look& look) {
     constexpr double kLargestStep = 0.2;
     std::int64_t pairs = 0;
     std::int64_t even = 0;
     const auto compare = [&](int a, int b) {
         ++pairs;
-        const double greenA = grid.cells[a].green;
-        const double greenB = grid.cells[b].green;
-        even += region[b] && std::abs(greenA - greenB) <= kLargestStep * std::max(greenA, greenB);
+        const double mainA = grid.cells[a].*look.main;
+        const double mainB = grid.cells[b].*look.main;
+        even += region[b] && std::abs(mainA - mainB) <= kLargestStep * std::max(mainA, mainB);
     };
     for (int y = 0; y < grid.height; ++y)
         for (int x = 0; x < grid.width; ++x) {
@@ -188,14 +222,15 @@ double BorderShare(const Grid& grid, const std::vector<bool>& region) {
 
 /// Screens are even and stretch beyond the frame; what is even but stands free, clothing say,
 /// passes for one only when it is large.
-bool LooksLikeScreen(const Grid& grid, const std::vector<bool>& region, double coverage) {
+bool LooksLikeScreen(const Grid& grid, const std::vector<bool>& region, const Look& look,
+                     double coverage) {
     constexpr double kLeastEvenness = 0.65;
     constexpr double kWideBorder = 0.08;
     constexpr double kLeastCoverage = 0.03;
     constexpr double kLeastFreeCoverage = 0.12;
     const bool stretches = BorderShare(grid, region) >= kWideBorder;
     return coverage >= (stretches ? kLeastCoverage : kLeastFreeCoverage) &&
-           Evenness(grid, region) >= kLeastEvenness;
+           Evenness(grid, region, look) >= kLeastEvenness;
 }
 
 /// The value below which this part of the values lies.
@@ -208,32 +243,56 @@ double Quantile(std::vector<double> values, double part) {
 
 /// The region's usual chroma at the brightness of its darker quarter: the keyer takes what is
 /// darker than its key for shadow, whereas a brighter screen keys well.
-Color TypicalColor(const Grid& grid, const std::vector<bool>& region) {
-    std::vector<double> red;
-    std::vector<double> green;
-    std::vector<double> blue;
+Color TypicalColor(const Grid& grid, const std::vector<bool>& region, const Look& look) {
+    std::vector<double> main;
+    std::vector<double> first;
+    std::vector<double> second;
     for (std::size_t i = 0; i < grid.cells.size(); ++i) {
         if (!region[i]) continue;
         const Color& c = grid.cells[i];
-        red.push_back(c.red / c.green);
-        green.push_back(c.green);
-        blue.push_back(c.blue / c.green);
+        main.push_back(c.*look.main);
+        first.push_back(c.*look.first / c.*look.main);
+        second.push_back(c.*look.second / c.*look.main);
     }
-    const double level = Quantile(std::move(green), 0.25);
-    return {std::min(level * Quantile(std::move(red), 0.5), 1.0), level,
-            level * Quantile(std::move(blue), 0.5)};
+    Color typical{};
+    const double level = Quantile(std::move(main), 0.25);
+    typical.*look.main = level;
+    typical.*look.first = std::min(level * Quantile(std::move(first), 0.5), 1.0);
+    typical.*look.second = level * Quantile(std::move(second), 0.5);
+    return typical;
+}
+
+std::optional<ScreenColor> FindOn(const Grid& grid, const Look& look) {
+    const std::vector<bool> region = DominantColor(grid, look);
+    const auto cells = std::count(region.begin(), region.end(), true);
+    const double coverage = static_cast<double>(cells) / static_cast<double>(region.size());
+    if (cells == 0 || !LooksLikeScreen(grid, region, look, coverage)) return std::nullopt;
+    return ScreenColor{SnapToByteSteps(TypicalColor(grid, region, look)), coverage, look.screen};
 }
 
 }  // namespace
 
-std::optional<ScreenColor> FindScreenColor(int width, int height, const std::uint16_t* frame) {
+std::optional<ScreenColor> FindScreenColor(int width, int height, const std::uint16_t* frame,
+                                           std::optional<Screen> kind) {
     if (width < 1 || height < 1) return std::nullopt;
     const Grid grid = Reduce(width, height, frame);
-    const std::vector<bool> region = DominantGreen(grid);
-    const auto cells = std::count(region.begin(), region.end(), true);
-    const double coverage = static_cast<double>(cells) / static_cast<double>(region.size());
-    if (cells == 0 || !LooksLikeScreen(grid, region, coverage)) return std::nullopt;
-    return ScreenColor{SnapToByteSteps(TypicalColor(grid, region)), coverage};
+    std::optional<ScreenColor> found;
+    for (const Look* look : {&kGreenLook, &kBlueLook}) {
+        if (kind.value_or(look->screen) != look->screen) continue;
+        const auto candidate = FindOn(grid, *look);
+        if (candidate && (!found || candidate->coverage > found->coverage)) found = candidate;
+    }
+    return found;
+}
+
+std::optional<Screen> ScreenOf(const Color& c) {
+    constexpr double kLeastChroma = 0.08;
+    const auto [least, most] = std::minmax({c.red, c.green, c.blue});
+    if (most - least < kLeastChroma) return std::nullopt;
+    const double hue = Hue(c);
+    if (hue >= 140.0 && hue <= 280.0) return Screen::Green;
+    if (hue >= 306.0 || hue <= 40.0) return Screen::Blue;
+    return std::nullopt;
 }
 
 Color AverageColor(int width, int height, const std::uint16_t* frame, int x, int y, int side) {

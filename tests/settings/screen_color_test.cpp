@@ -49,6 +49,30 @@ Scene Before(const Scene& screen, double part, int top, Color subject) {
     };
 }
 
+Color Exchanged(Color c) {
+    return {c.red, c.blue, c.green};
+}
+
+Scene Exchanged(const Scene& scene) {
+    return [=](int x, int y) { return Exchanged(scene(x, y)); };
+}
+
+void ExpectFound(const Scene& scene, double noise, Screen screen, const Color& color,
+                 double coverage) {
+    const auto frame = Render(scene, noise);
+    const auto found = FindScreenColor(kWidth, kHeight, frame.data());
+    ASSERT_TRUE(found.has_value());
+    EXPECT_EQ(found->screen, screen);
+    EXPECT_NEAR(found->color.red, color.red, 0.02);
+    EXPECT_NEAR(found->color.green, color.green, 0.02);
+    EXPECT_NEAR(found->color.blue, color.blue, 0.02);
+    EXPECT_NEAR(found->coverage, coverage, 0.05);
+    EXPECT_EQ(found->color, SnapToByteSteps(found->color));
+    EXPECT_EQ(ScreenOf(found->color), screen);
+    const Screen other = screen == Screen::Green ? Screen::Blue : Screen::Green;
+    EXPECT_FALSE(FindScreenColor(kWidth, kHeight, frame.data(), other));
+}
+
 TEST(ScreenColor, FindsTheScreen) {
     const Color usual{0.27, 0.76, 0.26};
     const Scene uneven = [](int x, int y) {
@@ -67,14 +91,30 @@ TEST(ScreenColor, FindsTheScreen) {
     for (const auto& [name, scene, color, coverage] : cases)
         for (const double noise : {0.0, 0.03}) {
             SCOPED_TRACE(name + std::to_string(noise) + " seed " + std::to_string(kSeed));
-            const auto found = FindScreenColor(kWidth, kHeight, Render(scene, noise).data());
-            ASSERT_TRUE(found.has_value());
-            EXPECT_NEAR(found->color.red, color.red, 0.02);
-            EXPECT_NEAR(found->color.green, color.green, 0.02);
-            EXPECT_NEAR(found->color.blue, color.blue, 0.02);
-            EXPECT_NEAR(found->coverage, coverage, 0.03);
-            EXPECT_EQ(found->color, SnapToByteSteps(found->color));
+            ExpectFound(scene, noise, Screen::Green, color, coverage);
+            // The mirror images of bluish and yellowish greens might as well be sky or purple.
+            if (color.red < 0.5 && color.blue < 0.4) {
+                ExpectFound(Exchanged(scene), noise, Screen::Blue, Exchanged(color), coverage);
+            }
         }
+}
+
+TEST(ScreenColor, IsThatOfTheScreenThatShowsMore) {
+    const Color green{0.2, 0.7, 0.25}, blue{0.15, 0.3, 0.75};
+    for (const auto& [behind, before, screen] :
+         {std::tuple{green, blue, Screen::Green}, {blue, green, Screen::Blue}}) {
+        const auto frame = Render(Before(Plain(behind), 0.4, 60, before));
+        EXPECT_EQ(FindScreenColor(kWidth, kHeight, frame.data())->screen, screen);
+        for (const Screen kind : {Screen::Green, Screen::Blue})
+            EXPECT_EQ(FindScreenColor(kWidth, kHeight, frame.data(), kind)->screen, kind);
+    }
+}
+
+TEST(ScreenColor, OfGreysAndWhatLiesFarFromBothIsNone) {
+    for (const Color c : {Color{0, 0, 0}, kGrey, kSkin, {0.7, 0.2, 0.2}, {0.1, 0.7, 0.72}})
+        EXPECT_FALSE(ScreenOf(c)) << HexText(c);
+    EXPECT_EQ(ScreenOf({0.35, 0.45, 0.1}), Screen::Green);
+    EXPECT_EQ(ScreenOf({0.3, 0.2, 0.7}), Screen::Blue);
 }
 
 TEST(ScreenColor, RefusesFramesWithoutAScreen) {
@@ -90,9 +130,11 @@ TEST(ScreenColor, RefusesFramesWithoutAScreen) {
     };
     const Scene text = [](int x, int y) { return Color{0, x % 7 < 2 && y % 13 < 8 ? 1. : 0., 0}; };
     std::vector<Scene> scenes{foliage, sky, shirt, text};
-    // Black, pale green, blue, a pool's cyan and a taxi's yellow are no screens either.
-    for (const Color c : {kGrey, kSkin, Color{0, 0, 0}, Color{0.7, 0.8, 0.7}, Color{0, 0.2, 0.9},
-                          Color{0.05, 0.7, 0.72}, Color{1, 0.8, 0}})
+    // Black, pale green, a pool's cyan, a taxi's yellow, clear sky, denim and night are no screens
+    // either.
+    for (const Color c : {kGrey, kSkin, Color{0, 0, 0}, Color{0.7, 0.8, 0.7},
+                          Color{0.05, 0.7, 0.72}, Color{1, 0.8, 0}, Color{0.27, 0.51, 0.78},
+                          Color{0.24, 0.31, 0.5}, Color{0.02, 0.04, 0.12}})
         scenes.push_back(Plain(c));
     for (std::size_t i = 0; i < scenes.size(); ++i)
         for (const double noise : {0.0, 0.03})
