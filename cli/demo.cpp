@@ -158,10 +158,12 @@ void DemoCommand::Run() const {
     CheckPlaces(sample, info);
     RefuseGaps(info);
     FirstFrame first = FetchFirst(*reader);
-    const KeyColor key = Resolve(FindScreen{}, LookAt(first, *reader, threads_), sample, {});
-    Say("key colour " + HexText(key.color) + ' ' + key.origin);
+    const KeyColor key = Resolve(FindScreen{}, {}, LookAt(first, *reader, threads_), sample, {});
+    Say("key colour " + HexText(key.color) + " of a " + ScreenName(key.screen) + " screen, " +
+        key.origin);
     Settings settings;
     settings.keyColor = key.color;
+    settings.screen = key.screen;
 
     const auto path = [&](const char* name) { return (fs::path(folder_) / name).string(); };
     std::error_code error;

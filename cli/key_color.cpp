@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include "cli/errors.h"
@@ -63,27 +64,43 @@ std::string Name(const media::Frame& frame) {
     return "frame " + std::to_string(frame.number);
 }
 
-KeyColor Sample(const SampleAt& spot, const media::Frame& frame) {
+/// The kind of screen of a colour that was chosen.
+Screen ScreenFor(const Color& color, const ScreenHint& hint) {
+    const std::optional<Screen> own = ScreenOf(color);
+    if (hint.demanded && own.value_or(*hint.demanded) != *hint.demanded)
+        throw UsageError("key-color " + HexText(color) + " is that of a " + ScreenName(*own) +
+                         " screen, but --screen is " + ScreenName(*hint.demanded));
+    if (hint.demanded) return *hint.demanded;
+    return own.value_or(hint.usual.value_or(Screen::Green));
+}
+
+KeyColor Chosen(const Color& color, const ScreenHint& hint, std::string origin) {
+    const Color snapped = SnapToByteSteps(color);
+    return {snapped, ScreenFor(snapped, hint), std::move(origin), std::nullopt};
+}
+
+KeyColor Sample(const SampleAt& spot, const ScreenHint& hint, const media::Frame& frame) {
     try {
         const Color color = AverageColor(frame.width, frame.height, frame.pixels.data(), spot.x,
                                          spot.y, kSampleSide);
-        return {SnapToByteSteps(color),
-                "taken at " + std::to_string(spot.x) + ',' + std::to_string(spot.y) + " of " +
-                    Name(frame),
-                std::nullopt};
+        return Chosen(color, hint,
+                      "taken at " + std::to_string(spot.x) + ',' + std::to_string(spot.y) + " of " +
+                          Name(frame));
     } catch (const std::invalid_argument& error) {
         throw UsageError(std::string("key-color: ") + error.what());
     }
 }
 
-KeyColor Find(const media::Frame& frame, const std::string& input) {
-    const auto found = FindScreenColor(frame.width, frame.height, frame.pixels.data());
+KeyColor Find(const media::Frame& frame, const ScreenHint& hint, const std::string& input) {
+    const std::optional<Screen> kind = hint.demanded ? hint.demanded : hint.usual;
+    const auto found = FindScreenColor(frame.width, frame.height, frame.pixels.data(), kind);
     if (!found)
-        throw media::Error(input + ": no green screen found in " + Name(frame) +
+        throw media::Error(input + ": no " + (kind ? ScreenName(*kind) : "green or blue") +
+                           " screen found in " + Name(frame) +
                            "; give its colour with --key-color");
     const long percent = std::lround(found->coverage * 100);
-    return {found->color, "found on " + std::to_string(percent) + " % of " + Name(frame),
-            found->coverage};
+    return {found->color, found->screen,
+            "found on " + std::to_string(percent) + " % of " + Name(frame), found->coverage};
 }
 
 }  // namespace
@@ -96,15 +113,18 @@ KeyColorRequest ParseKeyColor(const std::string& text) {
     return ParseSpot(text, text);
 }
 
-KeyColor Resolve(const KeyColorRequest& request, const media::Frame& first,
+KeyColor Resolve(const KeyColorRequest& request, const ScreenHint& hint, const media::Frame& first,
                  const std::string& input, media::ReadOptions options) {
-    if (const Color* color = std::get_if<Color>(&request))
-        return {SnapToByteSteps(*color), "as given", std::nullopt};
+    if (const Color* color = std::get_if<Color>(&request)) return Chosen(*color, hint, "as given");
     const SampleAt* spot = std::get_if<SampleAt>(&request);
-    if (spot == nullptr) return Find(first, input);
-    if (!spot->frame || *spot->frame == first.number) return Sample(*spot, first);
+    if (spot == nullptr) return Find(first, hint, input);
+    if (!spot->frame || *spot->frame == first.number) return Sample(*spot, hint, first);
     options.frames.reset();
-    return Sample(*spot, media::ReadFrame(input, *spot->frame, options));
+    return Sample(*spot, hint, media::ReadFrame(input, *spot->frame, options));
+}
+
+std::string ScreenName(Screen screen) {
+    return ParameterOf(ParameterId::Screen).entries[static_cast<std::size_t>(screen)].name;
 }
 
 }  // namespace veltrane::cli

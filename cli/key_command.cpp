@@ -214,6 +214,14 @@ void KeyCommand::CheckMatteTo(const Settings& settings, const media::Info& info)
         throw UsageError("--matte-to multiplies display-referred colour only; leave out --alpha");
 }
 
+/// A preset tells its screen, but one without a key colour only where that is not the default.
+ScreenHint KeyCommand::HintFrom(const Settings& settings) const {
+    const bool told = !IsBlack(settings.keyColor) || settings.screen != Screen::Green;
+    ScreenHint hint{settings_.screen(), std::nullopt};
+    if (!preset_.empty() && told) hint.usual = settings.screen;
+    return hint;
+}
+
 void KeyCommand::CheckPlaces(const media::Info& info) const {
     for (const std::string& output : {output_, matteTo_})
         if (resume_ && !output.empty() && !media::SequencePath::Parse(output))
@@ -232,14 +240,18 @@ void KeyCommand::CheckPlaces(const media::Info& info) const {
 void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader,
                                 FirstFrame& first, Summary& summary) const {
     Settings& settings = summary.settings;
+    const ScreenHint hint = HintFrom(settings);
+    settings.screen = hint.demanded.value_or(settings.screen);
     if (settings.view == View::Source && std::holds_alternative<FindScreen>(request)) return;
     const media::Frame none;
     const bool given = std::holds_alternative<Color>(request);
     const media::Frame& frame = given ? none : LookAt(first, reader, threads_);
-    summary.key = Resolve(request, frame, input_, ReadOptions());
+    summary.key = Resolve(request, hint, frame, input_, ReadOptions());
     settings.keyColor = summary.key->color;
+    settings.screen = summary.key->screen;
     if (quiet_) return;
-    Say("key colour " + HexText(settings.keyColor) + ' ' + summary.key->origin);
+    Say("key colour " + HexText(settings.keyColor) + " of a " + ScreenName(settings.screen) +
+        " screen, " + summary.key->origin);
     if (IsBlack(settings.keyColor)) Say("a black key colour leaves the frames unkeyed");
 }
 

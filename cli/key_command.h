@@ -30,6 +30,7 @@ private:
     std::string KeyColorText(const Settings& settings) const;
     void OpenSpaces();
     void CheckMatteTo(const Settings& settings, const media::Info& info) const;
+    ScreenHint HintFrom(const Settings& settings) const;
     void CheckPlaces(const media::Info& info) const;
     void ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader, FirstFrame& first,
                         Summary& summary) const;

@@ -9,6 +9,7 @@
 #include "cli/errors.h"
 #include "cli/frame_pipeline.h"
 #include "cli/key_color.h"
+#include "cli/setting_options.h"
 #include "cli/text.h"
 #include "settings/parameters.h"
 
@@ -214,6 +215,7 @@ void PickCommand::AddTo(CLI::App& app) {
     command
         ->add_option("--at", at_, "Take the colour from this spot instead of finding the screen.")
         ->type_name("x,y");
+    AddScreenOption(*command, screen_);
     AddTransferOption(*command, transfer_);
     command->add_flag("--json", json_, "Print it for machines.");
     command->callback([this] { Run(); });
@@ -224,15 +226,17 @@ void PickCommand::Run() const {
     options.transfer = transfer_;
     if (!frame_.empty()) options.frames = ParseFrameRange(frame_);
     const KeyColorRequest request = ParseKeyColor(at_);
+    const ScreenHint hint{ParseScreen(screen_), std::nullopt};
     const std::unique_ptr<media::Reader> reader = media::Open(input_, options);
     FirstFrame first = FetchFirst(*reader);
-    const KeyColor key = Resolve(request, LookAt(first, *reader), input_, options);
+    const KeyColor key = Resolve(request, hint, LookAt(first, *reader), input_, options);
     const std::string hex = HexText(key.color);
     if (!json_) {
-        std::printf("%s   %s\n", hex.c_str(), key.origin.c_str());
+        std::printf("%s   %s screen, %s\n", hex.c_str(), ScreenName(key.screen).c_str(),
+                    key.origin.c_str());
         return;
     }
-    Json json{{"key-color", hex}, {"origin", key.origin}};
+    Json json{{"key-color", hex}, {"screen", ScreenName(key.screen)}, {"origin", key.origin}};
     json["components"] = {key.color.red, key.color.green, key.color.blue};
     if (key.coverage) json["screen-coverage"] = *key.coverage;
     Print(json);

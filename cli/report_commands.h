@@ -42,6 +42,7 @@ private:
     std::string input_;
     std::string frame_;
     std::string at_ = "auto";
+    std::string screen_ = "auto";
     media::Transfer transfer_ = media::Transfer::Automatic;
     bool json_ = false;
 };

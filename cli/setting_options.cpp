@@ -37,6 +37,25 @@ std::string Heading(const Parameter& row) {
 
 }  // namespace
 
+CLI::Option* AddScreenOption(CLI::App& command, std::string& text) {
+    const Parameter& row = ParameterOf(ParameterId::Screen);
+    return command
+        .add_option("--" + std::string(row.name), text,
+                    std::string(row.help) +
+                        " auto goes by the key colour's hue or finds either. [default: auto]")
+        ->type_name("auto|" + Joined(ChoiceNames(row), "|"));
+}
+
+std::optional<Screen> ParseScreen(const std::string& text) {
+    if (text == "auto") return std::nullopt;
+    const Parameter& row = ParameterOf(ParameterId::Screen);
+    std::vector<std::string> names = ChoiceNames(row);
+    const auto found = std::find(names.begin(), names.end(), text);
+    if (found != names.end()) return static_cast<Screen>(found - names.begin());
+    throw UsageError(std::string(row.name) + " must be auto|" + Joined(names, "|") + ", not " +
+                     text);
+}
+
 void SettingOptions::AddTo(CLI::App& command) {
     for (const Parameter& row : Parameters()) {
         if (row.kind == ParameterKind::Group) continue;
@@ -49,6 +68,10 @@ void SettingOptions::AddTo(CLI::App& command) {
                                 "of the picture. [default: auto]")
                 ->type_name("auto|#rrggbb|r,g,b|x,y@frame")
                 ->group(Heading(row));
+            continue;
+        }
+        if (row.id == static_cast<int>(ParameterId::Screen)) {
+            AddScreenOption(command, screen_)->group(Heading(row));
             continue;
         }
         Given& given = values_.emplace_back(Given{&row, nullptr, {}, false});

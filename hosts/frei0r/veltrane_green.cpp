@@ -89,7 +89,7 @@ void f0r_get_plugin_info(f0r_plugin_info_t* info) {
              .minor_version = VELTRANE_MINOR_VERSION,
              .num_params = static_cast<int>(frei0r::HostParameters().size()),
              .explanation =
-                 "Removes a green screen: alpha holds the matte, colour the foreground "
+                 "Removes a green or blue screen: alpha holds the matte, colour the foreground "
                  "without the screen's light. Choose the key colour first."};
 }
 

@@ -7,6 +7,7 @@
 
 #include "hosts/ofx/host.h"
 #include "imaging/convert/light_curve.h"
+#include "settings/screen_color.h"
 
 namespace veltrane::ofx {
 
@@ -134,17 +135,41 @@ void UpdateAllGoverned(Effect effect) {
             FollowGovernor(params, *row, *governor, std::nullopt);
 }
 
-void SetKeyColor(Effect effect, const Color& color, double time) {
+void UpdateLabels(Effect effect, std::optional<double> time) {
+    const ParamSet params = ParamsOf(effect);
+    const std::optional<int> number = ReadInt(params, ParameterOf(ParameterId::Screen), time);
+    if (!number) return;
+    for (const Parameter* row : Panel(Host::OpenFx)) {
+        if (LabelOf(*row, Screen::Blue) == LabelOf(*row, Screen::Green)) continue;
+        PropertySet properties = nullptr;
+        if (FindParam(params, *row, &properties) == nullptr) continue;
+        const std::string label(LabelOf(*row, static_cast<Screen>(*number)));
+        Properties(properties).Set(prop::kLabel, label.c_str());
+    }
+}
+
+void SetKey(Effect effect, const Color& color, Screen screen, double time) {
     const bool linear = ReadLight(effect, time) == Light::kLinear;
     const Color shown = linear ? Curved(LinearFromSrgb, color) : color;
     const ParamSet params = ParamsOf(effect);
-    const Param param = FindParam(params, ParameterOf(ParameterId::KeyColor));
-    if (param == nullptr) throw Refusal{kFailed};
+    const Param swatch = FindParam(params, ParameterOf(ParameterId::KeyColor));
+    const Param choice = FindParam(params, ParameterOf(ParameterId::Screen));
+    if (swatch == nullptr || choice == nullptr) throw Refusal{kFailed};
     const ParameterSuite& suite = *Host().parameter;
     suite.editBegin(params, kPickLabel);
-    const Status status = suite.setValue(param, shown.red, shown.green, shown.blue);
+    const Status colored = suite.setValue(swatch, shown.red, shown.green, shown.blue);
+    const Status chosen = suite.setValue(choice, static_cast<int>(screen));
     suite.editEnd(params);
-    Require(status);
+    Require(colored);
+    Require(chosen);
+}
+
+void FollowKeyColor(Effect effect, double time) {
+    const Settings settings = ReadSettings(effect, time);
+    const std::optional<Screen> screen = ScreenOf(settings.keyColor);
+    if (!screen || screen == settings.screen) return;
+    const Param choice = FindParam(ParamsOf(effect), ParameterOf(ParameterId::Screen));
+    if (choice != nullptr) Require(Host().parameter->setValue(choice, static_cast<int>(*screen)));
 }
 
 }  // namespace veltrane::ofx

@@ -1,6 +1,7 @@
 #ifndef VELTRANE_HOSTS_OFX_CONTROLS_H
 #define VELTRANE_HOSTS_OFX_CONTROLS_H
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,8 +37,14 @@ void UpdateGoverned(Effect effect, std::string_view switchName, double time);
 /// The same for every switch at its current value, as a project may have been saved with some on.
 void UpdateAllGoverned(Effect effect);
 
-/// Sets the key colour, given display-referred, as one step of undo.
-void SetKeyColor(Effect effect, const Color& color, double time);
+/// Names the rows as they are called before the screen chosen at the time, or now.
+void UpdateLabels(Effect effect, std::optional<double> time);
+
+/// Sets the key colour, given display-referred, and its screen, as one step of undo.
+void SetKey(Effect effect, const Color& color, Screen screen, double time);
+
+/// Chooses the screen that the key colour at the time belongs to, if its hue tells.
+void FollowKeyColor(Effect effect, double time);
 
 }  // namespace veltrane::ofx
 

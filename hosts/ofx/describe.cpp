@@ -106,11 +106,11 @@ void Describe(Effect descriptor) {
     Properties effect(set);
     effect.Set(prop::kLabel, kName);
     effect.Set(prop::kShortLabel, kName);
-    effect.Set(prop::kLongLabel, "Veltrane green-screen keyer");
+    effect.Set(prop::kLongLabel, "Veltrane green- and blue-screen keyer");
     effect.Set(prop::kGrouping, "Keyer");
     effect.Set(prop::kDescription,
-               "Removes a green screen: alpha becomes the matte, colour the foreground without the "
-               "screen's light.");
+               "Removes a green or blue screen: alpha becomes the matte, colour the foreground "
+               "without the screen's light.");
     effect.Set(prop::kVersion, kMajorVersion, 0);
     effect.Set(prop::kVersion, kMinorVersion, 1);
     effect.Set(prop::kVersionLabel, VELTRANE_VERSION);

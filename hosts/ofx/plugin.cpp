@@ -52,16 +52,17 @@ Status DescribeContext(const Call& call) {
 
 Status CreateInstance(const Call& call) {
     UpdateAllGoverned(call.effect);
+    UpdateLabels(call.effect, std::nullopt);
     return kOk;
 }
 
 void Pick(const Call& call) {
     if (const auto found = FindScreen(call.effect, call.Time())) {
-        SetKeyColor(call.effect, found->color, call.Time());
+        SetKey(call.effect, found->color, found->screen, call.Time());
     } else {
-        ShowMessage(
-            call.effect, value::kMessageMessage,
-            "No green screen was found in this frame; pick its colour with the eyedropper.");
+        ShowMessage(call.effect, value::kMessageMessage,
+                    "No green or blue screen was found in this frame; pick its colour with the "
+                    "eyedropper.");
     }
 }
 
@@ -73,7 +74,14 @@ Status InstanceChanged(const Call& call) {
         return kReplyDefault;
     const std::string_view name = in.String(prop::kName);
     UpdateGoverned(call.effect, name, call.Time());
-    if (name == kPickButton && reason == value::kUserEdited) Pick(call);
+    const bool picks = name == kPickButton;
+    const bool colors = name == ParamName(ParameterOf(ParameterId::KeyColor));
+    if (reason == value::kUserEdited) {
+        if (picks) Pick(call);
+        if (colors) FollowKeyColor(call.effect, call.Time());
+    }
+    if (picks || colors || name == ParamName(ParameterOf(ParameterId::Screen)))
+        UpdateLabels(call.effect, call.Time());
     return kOk;
 }
 
