@@ -73,6 +73,39 @@ TEST_F(CommandTest, TakesEveryFormOfKeyColor) {
     EXPECT_FALSE(fs::exists("o.0008.png"));
 }
 
+TEST_F(CommandTest, GoesByTheScreenThatItFinds) {
+    const auto exchange = [](std::vector<std::uint16_t>& pixels) {
+        for (std::size_t i = 0; i < pixels.size(); i += 4) std::swap(pixels[i], pixels[i + 1]);
+    };
+    media::Frame blue = source_;
+    exchange(blue.pixels);
+    Write("blue.png", blue);
+    const auto found = FindScreenColor(64, 48, blue.pixels.data()).value();
+    Settings settings;
+    settings.keyColor = found.color;
+    settings.screen = Screen::Blue;
+    const Outcome outcome = Run("key blue.png out.png --save-preset blue.json");
+    EXPECT_EQ(media::ReadFrame("out.png", 1).pixels, Keyed(settings, blue));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, HexText(found.color) + " of a blue screen, found on",
+                        outcome.error);
+    EXPECT_EQ(ReadPreset("blue.json"), settings);
+    EXPECT_EQ(Json("pick blue.png")["screen"], "blue");
+    EXPECT_EQ(Json("pick in.png --screen green")["screen"], "green");
+    // A preset's screen, the hue of a key colour, and the option, each before the one before it;
+    // a hue between the two says nothing.
+    const auto screenOf = [&](const std::string& options) {
+        return SettingsIn(Json("key blue.png o.png --quiet " + options)).screen;
+    };
+    EXPECT_EQ(screenOf("--key-color #20c8c8"), Screen::Green);
+    EXPECT_EQ(screenOf("--preset blue.json --key-color #20c8c8"), Screen::Blue);
+    EXPECT_EQ(screenOf("--preset blue.json --key-color #20c840"), Screen::Green);
+    EXPECT_EQ(screenOf("--preset blue.json --key-color #20c8c8 --screen green"), Screen::Green);
+    EXPECT_EQ(screenOf("--preset blue.json --key-color auto"), Screen::Blue);
+    EXPECT_EQ(screenOf("--view source --screen blue"), Screen::Blue);
+    std::ofstream("look.json") << R"({"shadow": 80})";
+    EXPECT_EQ(screenOf("--preset look.json"), Screen::Blue);
+}
+
 // Expected values in long double, rounded once.
 TEST_F(CommandTest, CompositesExactly) {
     Write("back.png", Picture(3));
@@ -244,7 +277,12 @@ constexpr std::tuple<int, const char*, const char*> kRefusals[] = {
     {1, "none.json: cannot be read", "key in.png o.png --preset none.json"},
     {1, "missing/o.json: cannot be written",
      "key in.png o.png --quiet --save-preset missing/o.json"},
-    {1, "grey.png: no green screen found in frame 1", "key grey.png o.png"},
+    {1, "grey.png: no green or blue screen found in frame 1", "key grey.png o.png"},
+    {1, "in.png: no blue screen found in frame 1", "key in.png o.png --screen blue"},
+    {2, "screen must be auto|green|blue, not red", "key in.png o.png --screen red"},
+    {2, "key-color #2040c0 is that of a blue screen, but --screen is green",
+     "key in.png o.png --key-color #2040c0 --screen green"},
+    {2, "of a green screen, but --screen is blue", "pick in.png --at 4,4 --screen blue"},
     {1, "o.jpg: jpg cannot hold alpha", "key in.png o.jpg"},
     {1, "o.mp4: mp4 (H.264) cannot hold alpha", "key in.png o.mp4"},
     {1, "o.gif", "key in.png o.gif"},

@@ -285,6 +285,23 @@ void KeyRecord(Digest& digest, Random& random, int n) {
     add([&] { return Drive<T>(record, 1); });
 }
 
+template <class T>
+void KeyBlueRecord(Digest& digest, Random& random, int n) {
+    Size size(random, n);
+    if (n % 5 == 0) size.height = 30;
+    const auto source = Exchanged(AnyFrame<T>(random, size));
+    Frame<T> unused;
+    auto record = RandomBlueRecord<T>(random, source, unused, size.width, size.height);
+    if (n % 8 != 0) SetPair(record.shadow, 100);
+    for (const unsigned interlaced : {0u, 1u}) {
+        AddChanged(digest, Frame<T>(source.size(), T{kMark}), [&](T* target) {
+            record.dst = target;
+            digest.Add(Drive<T>(record, interlaced));
+        });
+        digest.Add(source);
+    }
+}
+
 /// The entry on frames of two sizes, with what lies behind the output, and what becomes of the
 /// input.
 template <class T>
@@ -325,6 +342,9 @@ TEST(Routines, Plate) {
 }
 TEST(Routines, Keys) {
     ExpectRepeated("Keys", 350, KeyRecord<Word>, KeyRecord<Byte>);
+}
+TEST(Routines, BlueKeys) {
+    ExpectRepeated("BlueKeys", 350, KeyBlueRecord<Word>, KeyBlueRecord<Byte>);
 }
 TEST(Routines, Entries) {
     ExpectRepeated("Entries", 210, EnterWith<Word>, EnterWith<Byte>);

@@ -97,6 +97,13 @@ std::vector<T> CalmFrame(Random& random, int width, int height) {
     return frame;
 }
 
+/// With blue and green in each other's place.
+template <typename T>
+std::vector<T> Exchanged(std::vector<T> frame) {
+    for (size_t i = 0; i < frame.size(); i += 4) std::swap(frame[i], frame[i + 1]);
+    return frame;
+}
+
 /// Whether two frames are equal; the message names the first difference as pixel and element.
 template <typename T>
 [[nodiscard]] ::testing::AssertionResult Same(const std::vector<T>& expected,

@@ -3,6 +3,7 @@
 
 #include <bit>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "keyer/pipeline.h"
@@ -65,16 +66,20 @@ Record<T> DefaultRecord(const std::vector<T>& source, std::vector<T>& target, in
     return record;
 }
 
-/// The record for the frame with green and blue exchanged.
+/// The record for its frame with green and blue exchanged, at these hues.
+template <typename T>
+BlueRecord<T> AsBlue(const Record<T>& green, int skinHue, int greenHue) {
+    auto record = std::bit_cast<BlueRecord<T>>(green);
+    std::swap(record.keyG, record.keyB);
+    SetPair(record.skinHue, skinHue);
+    SetPair(record.greenHue, greenHue);
+    return record;
+}
+
 template <typename T>
 BlueRecord<T> DefaultBlueRecord(const std::vector<T>& source, std::vector<T>& target, int width,
                                 int height) {
-    auto record = std::bit_cast<BlueRecord<T>>(DefaultRecord(source, target, width, height));
-    SetPair(record.keyG, kScreen[0] * kUnit<T>);
-    SetPair(record.keyB, kScreen[1] * kUnit<T>);
-    SetPair(record.skinHue, 110);
-    SetPair(record.greenHue, 260);
-    return record;
+    return AsBlue<T>(DefaultRecord(source, target, width, height), 110, 260);
 }
 
 /// A record with a key near the studio screen and all else anywhere in its range, biased to the
@@ -103,6 +108,14 @@ Record<T> RandomRecord(Random& random, const std::vector<T>& source, std::vector
     record.reservedInt1 = record.reservedInt2 = record.reservedWords[3] = any(99);  // never read
     SetPair(record.reservedPair, any(99));
     return record;
+}
+
+template <typename T>
+BlueRecord<T> RandomBlueRecord(Random& random, const std::vector<T>& source, std::vector<T>& target,
+                               int width, int height) {
+    const auto record = RandomRecord(random, source, target, width, height);
+    const int skinHue = random.Biased(70, 150);
+    return AsBlue<T>(record, skinHue, random.Biased(220, 300));
 }
 
 /// The bytes of a record behind its pointers, without the padding.

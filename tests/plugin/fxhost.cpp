@@ -45,7 +45,8 @@ void Key(const std::string& input, const std::string& output, const cli::Setting
     const media::WriteOptions write{.opaque = IsOpaque(settings.view)};
     const auto writer = media::Create(output, write, reader->info());
     const media::Frame source = reader->Decode(*reader->Fetch());
-    settings.keyColor = cli::Resolve(request, source, input, {}).color;
+    settings.keyColor =
+        cli::Resolve(request, {Screen::Green, std::nullopt}, source, input, {}).color;
     writer->Append(*writer->Encode(Rendered(settings, source), source));
     writer->Finish();
 }

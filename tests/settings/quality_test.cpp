@@ -49,14 +49,14 @@ Layer SubjectAt(int x, int y) {
 /// Lit from the left, with grain that is stronger in the blue.
 class Scene {
 public:
-    explicit Scene(Screen screen) : screen_(screen) {
+    explicit Scene(Screen screen, Color paint = {0.16, 0.31, 0.71}) : screen_(screen) {
         std::mt19937 random(kSeed);
         std::normal_distribution<double> grain(0, 0.006);
         for (int y = 0; y < kHeight; ++y)
             for (int x = 0; x < kWidth; ++x) {
                 const double light = 1.1 - 0.4 * x / kWidth;
                 const Layer subject = SubjectAt(x, y);
-                const Color bare{0.16 * light, 0.31 * light, 0.71 * light};
+                const Color bare = Mix({0, 0, 0}, paint, light);
                 Color seen = Mix(bare, subject.color, subject.coverage);
                 seen = {seen.red + grain(random), seen.green + grain(random),
                         seen.blue + 1.8 * grain(random)};
@@ -141,6 +141,13 @@ TEST(Quality, BlueScreensKeyAsWellAsGreenOnes) {
     EXPECT_LT(blue.matte, 0.0240);
     EXPECT_LT(blue.edges, 0.190);
     EXPECT_LT(blue.color, 0.0075);
+}
+
+// No part of a saturated blue screen holds red, which must not be taken for a hole.
+TEST(Quality, BlueScreensNeedNoRed) {
+    const Scene::Errors errors = Scene(Screen::Blue, {-0.05, 0.2, 0.7}).Keyed();
+    EXPECT_LT(errors.matte, 0.0240);
+    EXPECT_LT(errors.edges, 0.190);
 }
 
 // Neither what stands beside the screen's hue nor skin may be eaten; each slider moves its own.

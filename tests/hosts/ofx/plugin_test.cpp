@@ -185,13 +185,13 @@ TEST_F(OfxPlugin, OffersTheTableInBothContexts) {
             }
         }
         std::string saved;  // in projects, by id
-        for (int id = 1; id <= 27; ++id) saved += names[id] + ' ';
+        for (int id = 1; id <= 28; ++id) saved += names[id] + ' ';
         EXPECT_EQ(saved,
                   "basic view keyColor smoothBg shadow clipBlack clipWhite deBlockingGroup "
                   "deblocking deblockValue edgeContractGroup edgeContract contractMask "
                   "contractThreshold edgeBlurGroup edgeBlur maskBlurRadius maskBlurValue hue "
                   "skinHue blueHue advanced despill despillGray despillSkin despillBlue "
-                  "screenGain ");
+                  "screenGain screen ");
         EXPECT_EQ(host.order.at(3), "pickScreenColor");
         Texts views = TextsOf(host.params.at("view").bag, "OfxParamPropChoiceOption");
         views.resize(3);
@@ -222,6 +222,34 @@ TEST_F(OfxPlugin, SlidersFollowTheirSwitches) {
     host.params.at("edgeBlur").keys = {{0, {1}}};
     host.Send("OfxActionCreateInstance");
     EXPECT_EQ(enabled(), (Texts{"maskBlurRadius", "maskBlurValue"}));
+}
+
+TEST_F(OfxPlugin, FollowsTheScreen) {
+    TestHost host;
+    const auto expect = [&](int screen, const char* hue, const char* despill) {
+        EXPECT_EQ(host.params.at("screen").keys.at(0), std::vector<double>{double(screen)});
+        EXPECT_EQ(Get(host.params.at("blueHue").bag, "OfxPropLabel"), hue);
+        EXPECT_EQ(Get(host.params.at("despillBlue").bag, "OfxPropLabel"), despill);
+    };
+    host.params.at("screen").keys = {{0, {0}}};
+    auto& key = host.params.at("keyColor").keys;
+    key = {{0, {0.1, 0.3, 0.7}}};
+    host.Change("keyColor", "OfxChangeTime");
+    expect(0, "Border to blue", "Spill on blue");
+    host.Change("keyColor");
+    expect(1, "Border to green", "Spill on green");
+    key = {{0, {0.5, 0.5, 0.5}}};
+    host.Change("keyColor");
+    expect(1, "Border to green", "Spill on green");
+    host.params.at("screen").keys = {{0, {0}}};
+    host.Change("screen");
+    expect(0, "Border to blue", "Spill on blue");
+    host.params.at("screen").keys = {{0, {1}}};
+    host.Send("OfxActionCreateInstance");
+    expect(1, "Border to green", "Spill on green");
+    key = {{0, {0.1, 0.7, 0.3}}};
+    host.Change("keyColor");
+    expect(0, "Border to blue", "Spill on blue");
 }
 
 template <class Component>
@@ -272,7 +300,18 @@ TYPED_TEST(OfxRender, PicksTheScreensColor) {
     const Color found = FindScreenColor(kWidth, kHeight, frame.data()).value().color;
     EXPECT_EQ(host.params.at("keyColor").keys.at(0),
               (std::vector{found.red, found.green, found.blue}));
-    EXPECT_EQ(host.log, (Texts{"begin Pick screen colour", "keyColor", "end"}));
+    EXPECT_EQ(host.log, (Texts{"begin Pick screen colour", "keyColor", "screen", "end"}));
+}
+
+TEST_F(OfxPlugin, PicksBlueScreens) {
+    TestHost host;
+    auto picture = MakePicture<float>(3);
+    for (std::size_t i = 0; i < picture.size(); i += 4) std::swap(picture[i + 1], picture[i + 2]);
+    const Images<float> images(host, picture, {kPlace, kDepth<float>});
+    ASSERT_EQ(host.Change("pickScreenColor"), kOk);
+    EXPECT_EQ(host.params.at("screen").keys.at(0), std::vector{1.0});
+    EXPECT_GT(host.params.at("keyColor").keys.at(0)[2], 0.6);
+    EXPECT_EQ(Get(host.params.at("blueHue").bag, "OfxPropLabel"), "Border to green");
 }
 
 TEST_F(OfxPlugin, KeysLinearLightThroughTheCurveAndKeepsHighlights) {

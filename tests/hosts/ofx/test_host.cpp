@@ -207,14 +207,17 @@ Status GetValueAtTime(Param param, double time, ...) {
 /// As the interface has it, the plug-in hears of its own change before this returns.
 Status SetValue(Param handle, ...) {
     auto& param = *reinterpret_cast<TestParam*>(handle);
-    if (current_action != "OfxActionInstanceChanged" || param.type != "OfxParamTypeRGB")
+    const bool isChoice = param.type == "OfxParamTypeChoice";
+    if (current_action != "OfxActionInstanceChanged" ||
+        (!isChoice && param.type != "OfxParamTypeRGB"))
         return Fault("value set", kFailed);
-    std::vector<double> color;
+    std::vector<double> value;
     va_list values;
     va_start(values, handle);
-    for (int i = 0; i < 3; ++i) color.push_back(va_arg(values, double));
+    if (isChoice) value.push_back(va_arg(values, int));
+    for (int i = 0; i < 3 && !isChoice; ++i) value.push_back(va_arg(values, double));
     va_end(values);
-    param.keys = {{0.0, color}};
+    param.keys = {{0.0, value}};
     host->log.push_back(param.name);
     host->Change(param.name, "OfxChangePluginEdited");
     return kOk;
