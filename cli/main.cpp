@@ -43,7 +43,7 @@ void RefuseEmptyValues(CLI::App& app) {
 }
 
 void ParseAndRun(int count, char** arguments) {
-    CLI::App app("Veltrane takes the green screen out of pictures and video.", "veltrane");
+    CLI::App app("Veltrane takes green and blue screens out of pictures and video.", "veltrane");
     app.set_version_flag("--version", "veltrane " VELTRANE_VERSION);
     app.formatter(std::make_shared<HelpFormat>());
     app.require_subcommand(0, 1);
