@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <limits>
 
 namespace veltrane {
 namespace {
@@ -45,6 +46,7 @@ LightCurve::LightCurve(Light stored) {
         while (k < kFullScale && threshold_[k + 1] <= least) ++k;
         first_.push_back(static_cast<std::uint16_t>(k));
     }
+    threshold_.insert(threshold_.end(), 2, std::numeric_limits<float>::infinity());
 }
 
 const LightCurve& LightCurve::For(Light stored) {
@@ -56,8 +58,16 @@ const LightCurve& LightCurve::For(Light stored) {
 std::uint16_t LightCurve::ToWorking(float stored) const {
     if (!(stored >= kSmallest)) return 0;
     if (stored >= 1.0f) return kFullScale;
-    std::size_t k = first_[Bucket(stored) - Bucket(kSmallest)];
-    while (k < kFullScale && threshold_[k + 1] <= stored) ++k;
+    const std::size_t bucket = Bucket(stored) - Bucket(kSmallest);
+    const std::uint32_t within = std::bit_cast<std::uint32_t>(stored) & ((1u << kBucketShift) - 1);
+    const std::uint32_t first = first_[bucket], steps = first_[bucket + 1] - first;
+    // A straight line through the bucket misses by a step at most, so that three samples remain,
+    // and to count thresholds takes no branch. What follows decides all the same.
+    std::uint32_t k = first + (steps * within >> kBucketShift);
+    k -= k > 0;
+    k += std::uint32_t{threshold_[k + 1] <= stored} + std::uint32_t{threshold_[k + 2] <= stored};
+    while (threshold_[k] > stored) --k;
+    while (threshold_[k + 1] <= stored) ++k;
     return static_cast<std::uint16_t>(k);
 }
 

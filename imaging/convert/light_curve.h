@@ -24,8 +24,9 @@ public:
     float ToStored(std::uint16_t working) const { return stored_[working]; }
 
 private:
-    std::vector<float> stored_;         ///< the stored value of each sample
-    std::vector<float> threshold_;      ///< the least stored value that converts to each sample
+    std::vector<float> stored_;  ///< the stored value of each sample
+    /// The least stored value that converts to each sample, and two that none reaches.
+    std::vector<float> threshold_;
     std::vector<std::uint16_t> first_;  ///< by leading bits of a float, where to begin the search
 };
 

@@ -16,13 +16,17 @@ double Linear(double v) {
 }
 
 TEST(Transfer, IsTheNearestValueOfTheCurveAndComesBack) {
-    const TransferCurve& curve = TransferCurve::For(Transfer::Linear);
+    const TransferCurve &curve = TransferCurve::For(Transfer::Linear),
+                        &plain = TransferCurve::For(Transfer::None);
     for (int k = 0; k <= 65535; ++k) {
         const float stored = curve.ToStored(static_cast<std::uint16_t>(k));
         ASSERT_NEAR(stored, Linear(k / 65535.0), 1e-7);
         ASSERT_EQ(curve.ToWorking(stored), k);
-        const auto between = static_cast<float>(Linear((k + 0.49) / 65535));
-        ASSERT_EQ(curve.ToWorking(between), k);
+        for (const double beside : {-0.49, 0.49}) {
+            const double value = std::max((k + beside) / 65535, 0.0);
+            ASSERT_EQ(curve.ToWorking(static_cast<float>(Linear(value))), k);
+            ASSERT_EQ(plain.ToWorking(static_cast<float>(value)), k);
+        }
     }
     const float infinity = std::numeric_limits<float>::infinity();
     for (float low : {-1.0f, -infinity, std::nanf("")}) EXPECT_EQ(curve.ToWorking(low), 0);
