@@ -92,10 +92,12 @@ bool IsOfLayout(std::string_view name) {
     });
 }
 
+/// A camera's matrices keep their own names, which differ by capitals alone.
 std::string LibraryName(const char* exr) {
     const auto* const found =
-        std::find_if(std::begin(kNames), std::end(kNames),
-                     [&](const Name& name) { return std::string_view(name.exr) == exr; });
+        std::find_if(std::begin(kNames), std::end(kNames), [&](const Name& name) {
+            return std::string_view(name.exr) == exr && name.type != OIIO::TypeMatrix44;
+        });
     return found == std::end(kNames) ? exr : found->library;
 }
 
