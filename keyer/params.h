@@ -93,6 +93,7 @@ struct VELTRANE_ParamBlue16bit {
     unsigned short maskBlurMode;
 };
 
+/// The same for one 8-bit frame.
 struct VELTRANE_ParamBlue {
     const unsigned char* src;
     unsigned char* dst;
