@@ -45,7 +45,13 @@ Item {
                 value = filter.get(row.name);
             }
 
-            onValueChanged: panel.put(row.name, value)
+            // Colours are picked from the source, not from the result.
+            onPickStarted: filter.set('disable', 1)
+            onPickCancelled: filter.set('disable', 0)
+            onValueChanged: {
+                panel.put(row.name, value);
+                filter.set('disable', 0);
+            }
         }
     }
 
