@@ -9,6 +9,7 @@ set(veltrane_headers
   imaging/sample.h
   imaging/threads.h
   keyer/entry.h
+  keyer/key_inputs.h
   keyer/params.h
   keyer/pipeline.h
   keyer/settings.h

@@ -27,6 +27,8 @@ struct RowSource {
     std::function<void(int y, Sample* row)> read{};  ///< where packed is null
     RowMemory memory{};                              ///< what it reads; may be left out
 
+    explicit operator bool() const { return packed != nullptr || read; }
+
     /// Where rows of width pixels lie, if that is known.
     RowMemory Memory(int width) const {
         if (packed == nullptr) return memory;

@@ -44,6 +44,7 @@ public:
     const Sample* Given(int y) {
         return Depth<Sample>::kSmoothsTransparent ? (*this)(y) : reader_(y);
     }
+    SourceRow<Sample> Both(int y) { return {Given(y), (*this)(y)}; }
 
 private:
     RowReader<Sample> reader_;
@@ -82,18 +83,35 @@ private:
 
 template <class Sample>
 BandKeyer<Sample>::BandKeyer(const Record& p, Screen screen, const RowSource<Sample>& source,
-                             const Threads& threads)
+                             const Threads& threads, RowSource<Sample> cleanPlate)
     : p_(p),
       look_(p, screen),
       axis_(SampleToYiq(p.keyR[0], p.keyG[0], p.keyB[0]), look_.neutral, look_.turn, kColorMargins),
       rows_(KeyRowsInUse<Sample>()),
       matteRows_(MattePlaneRowsInUse<Sample>()) {
     if (p.smoothBG == 0) return;
+    if (cleanPlate) {
+        givenPlate_ = std::move(cleanPlate);
+        return;
+    }
     ReducedPlate plate = ModelPlate<Sample>(p, screen, source, threads);
     plate_ = std::move(plate.pixels);
     enlargement_.emplace(plate_.get(), plate.width, plate.height, plate.width * kElements, p.width,
                          p.height, 0, 1);
 }
+
+/// The plate of the rows of a band, from the first one down.
+template <class Sample>
+class BandKeyer<Sample>::PlateRows {
+public:
+    PlateRows(const BandKeyer& keyer, int firstRow) {
+        if (keyer.enlargement_) modelled.emplace(*keyer.enlargement_, firstRow);
+        if (keyer.givenPlate_) given.emplace(keyer.givenPlate_, keyer.p_.width);
+    }
+
+    std::optional<RowEnlarger> modelled;
+    std::optional<RowReader<Sample>> given;
+};
 
 template <class Sample>
 int BandKeyer<Sample>::LeastHeight() const {
@@ -101,10 +119,12 @@ int BandKeyer<Sample>::LeastHeight() const {
 }
 
 template <class Sample>
-void BandKeyer<Sample>::KeyRow(const Sample* source, RowEnlarger* enlarger, Sample* target,
+void BandKeyer<Sample>::KeyRow(int y, const Sample* source, PlateRows& plate, Sample* target,
                                const Ahead& ahead) const {
-    if (enlarger != nullptr) {
-        rows_.againstPlate(look_, source, enlarger->Next(), target, p_.width, ahead);
+    if (plate.modelled) {
+        rows_.againstPlate(look_, source, plate.modelled->Next(), target, p_.width, ahead);
+    } else if (plate.given) {
+        rows_.againstPixels(look_, source, (*plate.given)(y), target, p_.width, ahead);
     } else {
         rows_.againstColor(look_, axis_, source, target, p_.width, ahead);
     }
@@ -118,19 +138,18 @@ void BandKeyer<Sample>::Key(Band band, const RowSource<Sample>& source,
     const Band keyed = Widened(band, MatteReach(p_), p_.height);
     SourceRows<Sample> rows(p_, source, keyed);
     const TargetRows<Sample> targets(target, band, width * kElements, refines);
-    std::optional<RowEnlarger> enlarger;
-    if (enlargement_) enlarger.emplace(*enlargement_, keyed.first);
+    PlateRows plate(*this, keyed.first);
     const auto matte = MakeBuffer<Sample>(refines ? width * keyed.Height() : 0);
     for (int y = keyed.first; y < keyed.end; ++y) {
         Sample* row = targets(y);
         Ahead ahead;
         if (y + 1 < keyed.end) ahead.read = {source.Memory(p_.width), y + 1};
         if (!refines) ahead.written = {target.memory, y};
-        KeyRow(rows(y), enlarger ? &*enlarger : nullptr, row, ahead);
+        KeyRow(y, rows(y), plate, row, ahead);
         if (refines) {
             matteRows_.take(row, matte.get() + (y - keyed.first) * width, p_.width);
         } else if (target.take) {
-            target.take(y, rows.Given(y), row);
+            target.take(y, rows.Both(y), row);
         }
     }
     if (!refines) return;
@@ -138,21 +157,22 @@ void BandKeyer<Sample>::Key(Band band, const RowSource<Sample>& source,
     for (int y = band.first; y < band.end; ++y) {
         Sample* row = targets(y);
         matteRows_.put(matte.get() + (y - keyed.first) * width, row, p_.width);
-        if (target.take) target.take(y, rows.Given(y), row);
+        if (target.take) target.take(y, rows.Both(y), row);
     }
 }
 
 template <class Sample>
-void BandKeyer<Sample>::CopyScreen(RowEnlarger* enlarger, Sample* target) const {
+void BandKeyer<Sample>::CopyScreen(int y, PlateRows& plate, Sample* target) const {
     constexpr int kStep = kFullScale<Sample> / 255;
-    const PlanarRow plate = enlarger != nullptr ? enlarger->Next() : PlanarRow{};
+    const PlanarRow modelled = plate.modelled ? plate.modelled->Next() : PlanarRow{};
+    const Sample* given = plate.given ? (*plate.given)(y) : nullptr;
     for (int x = 0; x < p_.width; ++x, target += kElements) {
         const Sample key[] = {p_.keyB[0], p_.keyG[0], p_.keyR[0]};
-        std::copy_n(key, kAlpha, target);
-        if (enlarger != nullptr) {
-            target[0] = static_cast<Sample>(plate.blue[x] * kStep);
-            target[1] = static_cast<Sample>(plate.green[x] * kStep);
-            target[2] = static_cast<Sample>(plate.red[x] * kStep);
+        std::copy_n(given != nullptr ? given + x * kElements : key, kAlpha, target);
+        if (plate.modelled) {
+            target[0] = static_cast<Sample>(modelled.blue[x] * kStep);
+            target[1] = static_cast<Sample>(modelled.green[x] * kStep);
+            target[2] = static_cast<Sample>(modelled.red[x] * kStep);
         }
         target[kAlpha] = kFullScale<Sample>;
     }
@@ -162,11 +182,10 @@ template <class Sample>
 void BandKeyer<Sample>::ShowScreen(Band band, const RowSink<Sample>& sink) const {
     const std::size_t pitch = static_cast<std::size_t>(p_.width) * kElements;
     const auto own = MakeBuffer<Sample>(sink.packed == nullptr ? pitch : 0);
-    std::optional<RowEnlarger> enlarger;
-    if (enlargement_) enlarger.emplace(*enlargement_, band.first);
+    PlateRows plate(*this, band.first);
     for (int y = band.first; y < band.end; ++y) {
         Sample* row = sink.packed == nullptr ? own.get() : sink.packed + y * pitch;
-        CopyScreen(enlarger ? &*enlarger : nullptr, row);
+        CopyScreen(y, plate, row);
         if (sink.packed == nullptr) sink.write(y, row);
     }
 }

@@ -15,14 +15,22 @@
 
 namespace veltrane {
 
+/// A source's row as the user gave it and as it was keyed, which is de-blocked where that is on.
+template <class Sample>
+struct SourceRow {
+    const Sample* given;
+    const Sample* keyed;
+};
+
 /// Where keyed rows go. take(y, source, row) is called for every row, downwards, once nothing will
-/// change it any more; source is the row as the user gave it. It may still write to both the row
-/// and, if that was the caller's, the memory that the source was read from.
+/// change it any more. It may still write to both the row and, if that was the caller's, the memory
+/// that the source was read from.
 template <class Sample>
 struct RowTarget {
     Sample* packed =
         nullptr;  ///< the whole frame's memory; where null, rows go once they are taken
-    std::function<void(int y, const Sample* source, Sample* row)> take{};  ///< may be empty
+    std::function<void(int y, const SourceRow<Sample>& source, Sample* row)>
+        take{};          ///< may be empty
     RowMemory memory{};  ///< where it puts the row; may be left out
 };
 
@@ -36,9 +44,10 @@ public:
     using Record = typename Depth<Sample>::Record;
 
     /// For a frame of the record's size, which has at least one pixel. The record's frames are not
-    /// used. Throws std::bad_alloc.
+    /// used. A clean plate that is given takes the place of the modelled one; what it reads must
+    /// stay. Throws std::bad_alloc.
     BandKeyer(const Record& p, Screen screen, const RowSource<Sample>& source,
-              const Threads& threads = {});
+              const Threads& threads = {}, RowSource<Sample> cleanPlate = {});
 
     /// Reads rows of the band, and of some beyond it, up to three times, the last time just before
     /// they are taken. Throws std::bad_alloc.
@@ -51,10 +60,11 @@ public:
     int LeastHeight() const;
 
 private:
-    void KeyRow(const Sample* source, RowEnlarger* enlarger, Sample* target,
-                const Ahead& ahead) const;
+    class PlateRows;
 
-    void CopyScreen(RowEnlarger* enlarger, Sample* target) const;
+    void KeyRow(int y, const Sample* source, PlateRows& plate, Sample* target,
+                const Ahead& ahead) const;
+    void CopyScreen(int y, PlateRows& plate, Sample* target) const;
 
     Record p_;
     KeyLook<Sample> look_;
@@ -62,7 +72,8 @@ private:
     const KeyRows<Sample>& rows_;
     const MattePlaneRows<Sample>& matteRows_;
     std::unique_ptr<unsigned char[]> plate_;
-    std::optional<Enlargement> enlargement_;  ///< of the plate, where there is one
+    std::optional<Enlargement> enlargement_;  ///< of the plate, where it is modelled
+    RowSource<Sample> givenPlate_;
 };
 
 /// Whether the matte is worked on after the frame has been keyed.

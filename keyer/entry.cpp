@@ -39,8 +39,8 @@ void Cut(unsigned short* output, const unsigned short* input, int width, int hei
     if (width < 1 || height < 1) return;
     const std::size_t pitch = Pitch(width);
     const auto finish = FinishFor<unsigned short>(s);
-    const auto finishRow = [&](int, const unsigned short* source, unsigned short* row) {
-        finish(source, row, width);
+    const auto finishRow = [&](int, const SourceRow<unsigned short>& source, unsigned short* row) {
+        finish(source.given, row, width);
     };
     if (s.view != View::Source && IsKeyChosen(s)) {
         auto record = MakeRecord<unsigned short>(s, width, height);
@@ -52,7 +52,7 @@ void Cut(unsigned short* output, const unsigned short* input, int width, int hei
         std::memcpy(output, input, pitch * height * sizeof(*input));
         if (s.view == View::Source) return;
     }
-    for (int y = 0; y < height; ++y) finishRow(y, input + y * pitch, output + y * pitch);
+    for (int y = 0; y < height; ++y) finish(input + y * pitch, output + y * pitch, width);
 }
 
 /// A host's frame, alpha first, with rows of its own length.

@@ -60,23 +60,59 @@ typename Depth<Sample>::Record MakeRecord(const Settings& s, int width, int heig
 template VELTRANE_Param16bit MakeRecord<unsigned short>(const Settings&, int, int);
 template VELTRANE_Param MakeRecord<unsigned char>(const Settings&, int, int);
 
+/// What happens to a row once it is keyed, for one thread.
+template <class Sample>
+class FrameCut<Sample>::RowEnd {
+public:
+    explicit RowEnd(const FrameCut& cut) : cut_(cut) {
+        if (cut.mattes_) mattes_.emplace(*cut.mattes_);
+        if (cut.show_) source_.resize(static_cast<std::size_t>(cut.width_) * kElements);
+    }
+
+    void Finish(int y, const SourceRow<Sample>& source, Sample* row) {
+        cut_.finish_(source.given, row, cut_.width_);
+        if (mattes_) mattes_->Apply(y, source.keyed, row);
+        if (cut_.show_) Show(source.given, row);
+    }
+
+private:
+    /// The matte is limited already: what passes for the source's alpha changes nothing.
+    void Show(const Sample* source, Sample* row) {
+        std::copy_n(source, source_.size(), source_.begin());
+        for (std::size_t i = kAlpha; i < source_.size(); i += kElements)
+            source_[i] = std::max(row[i], Sample{1});
+        (*cut_.show_)(source_.data(), row, cut_.width_);
+    }
+
+    const FrameCut& cut_;
+    std::vector<Sample> source_;
+    std::optional<typename GivenMattes<Sample>::Rows> mattes_;
+};
+
 template <class Sample>
 FrameCut<Sample>::FrameCut(const Settings& s, int width, int height, RowSource<Sample> source,
-                           const Threads& threads)
+                           const Threads& threads, const KeyInputs<Sample>& inputs)
     : width_(width), source_(std::move(source)), view_(s.view), finish_(FinishFor<Sample>(s)) {
     const bool chosen = IsKeyChosen(s);
-    if (view_ == View::Source || (!chosen && view_ != View::CleanPlate)) return;
+    if (view_ == View::Source) return;
     auto record = MakeRecord<Sample>(s, width, height);
     if (!chosen) record.smoothBG = 0;
-    keyer_.emplace(record, s.screen, source_, threads);
+    if (view_ != View::CleanPlate && (inputs.garbage || inputs.core)) {
+        mattes_.emplace(record, s.screen, inputs, s.coreColor);
+        if (IsOpaque(view_)) show_.emplace(0, 100, view_);
+        finish_.view = View::Result;
+    }
+    if (chosen || view_ == View::CleanPlate)
+        keyer_.emplace(record, s.screen, source_, threads, inputs.cleanPlate);
 }
 
 template <class Sample>
 void FrameCut<Sample>::Key(Band band, const RowSink<Sample>& sink) const {
     if (!keyer_) return PassOn(band, sink);
     if (view_ == View::CleanPlate) return keyer_->ShowScreen(band, sink);
-    const auto take = [&](int y, const Sample* source, Sample* row) {
-        finish_(source, row, width_);
+    RowEnd end(*this);
+    const auto take = [&](int y, const SourceRow<Sample>& source, Sample* row) {
+        end.Finish(y, source, row);
         if (sink.packed == nullptr) sink.write(y, row);
     };
     keyer_->Key(band, source_, {sink.packed, take, sink.memory});
@@ -86,11 +122,13 @@ template <class Sample>
 void FrameCut<Sample>::PassOn(Band band, const RowSink<Sample>& sink) const {
     const std::size_t pitch = static_cast<std::size_t>(width_) * kElements;
     RowReader<Sample> source(source_, width_);
+    RowEnd end(*this);
     std::vector<Sample> own(sink.packed == nullptr ? pitch : 0);
     for (int y = band.first; y < band.end; ++y) {
+        const Sample* given = source(y);
         Sample* row = sink.packed == nullptr ? own.data() : sink.packed + y * pitch;
-        std::copy_n(source(y), pitch, row);
-        if (view_ != View::Source) finish_(row, row, width_);
+        std::copy_n(given, pitch, row);
+        if (view_ != View::Source) end.Finish(y, {given, given}, row);
         if (sink.packed == nullptr) sink.write(y, row);
     }
 }

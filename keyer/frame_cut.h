@@ -5,6 +5,8 @@
 
 #include "keyer/band_keyer.h"
 #include "keyer/finish/finish.h"
+#include "keyer/key_inputs.h"
+#include "keyer/mattes/given_mattes.h"
 #include "keyer/settings.h"
 
 namespace veltrane {
@@ -28,9 +30,10 @@ RowFinish<Sample> FinishFor(const Settings& settings) {
 template <class Sample>
 class FrameCut {
 public:
-    /// Looks at the whole frame. The source is kept; its memory must stay. Throws std::bad_alloc.
+    /// Looks at the whole frame. The source and the inputs are kept; their memory must stay. Throws
+    /// std::bad_alloc.
     FrameCut(const Settings& settings, int width, int height, RowSource<Sample> source,
-             const Threads& threads = {});
+             const Threads& threads = {}, const KeyInputs<Sample>& inputs = {});
 
     /// Reads a row for the last time just before it is written. Throws std::bad_alloc.
     void Key(Band band, const RowSink<Sample>& sink) const;
@@ -39,12 +42,16 @@ public:
     int LeastHeight() const { return keyer_ ? keyer_->LeastHeight() : 1; }
 
 private:
+    class RowEnd;
+
     void PassOn(Band band, const RowSink<Sample>& sink) const;
 
     int width_;
     RowSource<Sample> source_;
     View view_;
     RowFinish<Sample> finish_;
+    std::optional<GivenMattes<Sample>> mattes_;
+    std::optional<RowFinish<Sample>> show_;   ///< what the mattes come before, in views of them
     std::optional<BandKeyer<Sample>> keyer_;  ///< nothing where rows pass unkeyed
 };
 

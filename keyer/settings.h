@@ -27,6 +27,10 @@ constexpr bool ShowsSourceColor(View view) {
 /// The screen behind the subject. Hosts' projects hold the numbers.
 enum class Screen { Green = 0, Blue = 1 };
 
+/// The colour of what a core matte holds solid: without the screen's light, or the source's own.
+/// Numbers as View's.
+enum class CoreColor { Despilled = 0, Source = 1 };
+
 /// A display-referred colour, each component 0..1.
 struct Color {
     double red;
@@ -60,6 +64,7 @@ struct Settings {
     int despillSkin = 20;
     int despillBlue = 0;
     int screenGain = 33;
+    CoreColor coreColor = CoreColor::Despilled;
 
     bool operator==(const Settings&) const = default;
 };

@@ -30,9 +30,10 @@ class FrameKeyer<Sample>::Cut : public FrameCut<Sample> {
 
 template <class Sample>
 FrameKeyer<Sample>::FrameKeyer(const Settings& settings, int width, int height,
-                               RowSource<Sample> source, const Threads& threads)
+                               RowSource<Sample> source, const Threads& threads,
+                               const KeyInputs<Sample>& inputs)
     : cut_(std::make_unique<const Cut>(Checked(settings, width, height), width, height,
-                                       std::move(source), threads)) {}
+                                       std::move(source), threads, inputs)) {}
 
 template <class Sample>
 FrameKeyer<Sample>::FrameKeyer(FrameKeyer&&) noexcept = default;
@@ -55,15 +56,15 @@ template class FrameKeyer<std::uint8_t>;
 
 template <class Sample>
 void Key(const Settings& settings, int width, int height, const RowSource<Sample>& source,
-         const RowSink<Sample>& sink, const Threads& threads) {
-    const FrameKeyer<Sample> keyer(settings, width, height, source, threads);
+         const RowSink<Sample>& sink, const Threads& threads, const KeyInputs<Sample>& inputs) {
+    const FrameKeyer<Sample> keyer(settings, width, height, source, threads, inputs);
     ForEachBand(threads, height, keyer.LeastHeight(), [&](Band band) { keyer.Key(band, sink); });
 }
 
 template void Key(const Settings&, int, int, const RowSource<std::uint16_t>&,
-                  const RowSink<std::uint16_t>&, const Threads&);
+                  const RowSink<std::uint16_t>&, const Threads&, const KeyInputs<std::uint16_t>&);
 template void Key(const Settings&, int, int, const RowSource<std::uint8_t>&,
-                  const RowSink<std::uint8_t>&, const Threads&);
+                  const RowSink<std::uint8_t>&, const Threads&, const KeyInputs<std::uint8_t>&);
 
 void Key(const Settings& settings, int width, int height, const std::uint16_t* source,
          std::uint16_t* destination, const Threads& threads) {

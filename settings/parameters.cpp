@@ -34,6 +34,11 @@ constexpr ChoiceEntry kScreens[] = {
 /// FxPlug's panel is closed.
 constexpr HostSet kOpenHosts{Host::Frei0r, Host::OpenFx};
 
+constexpr ChoiceEntry kCoreColors[] = {
+    {static_cast<int>(CoreColor::Despilled), "VeltraneGreen::Despilled", "despilled", 0},
+    {static_cast<int>(CoreColor::Source), "VeltraneGreen::As source", "source", 1},
+};
+
 constexpr ParameterId kTop{};  ///< the group of rows that are in none
 
 constexpr int Number(ParameterId id) {
@@ -190,6 +195,11 @@ constexpr Parameter kParameters[] = {
     Slider(ScreenGain, "VeltraneGreen::Screen Gain", "screen-gain",
            "How much noise and dirt on the screen is keyed out completely.", 0, 100,
            &Settings::screenGain, Advanced),
+    Group(MatteGroup, "VeltraneGreen::Mattes", "What is drawn beside the key.", kTop,
+          {Host::OpenFx}),
+    Choice(ParameterId::CoreColor, "VeltraneGreen::Core colour", "core-color",
+           "Colour of what a core matte holds solid: without the screen's light, or as it came.",
+           kCoreColors, &Settings::coreColor, MatteGroup, {Host::OpenFx}),
 };
 
 static_assert(std::size(kParameters) <= kMostParameters);

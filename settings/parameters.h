@@ -46,6 +46,8 @@ enum class ParameterId {
     DespillBlue = 26,
     ScreenGain = 27,
     Screen = 28,
+    MatteGroup = 30,
+    CoreColor = 31,
 };
 
 /// The interfaces of the plug-ins.
@@ -84,8 +86,9 @@ struct ChoiceEntry {
 };
 
 /// Where Settings holds a row's value: nowhere for a group.
-using Member = std::variant<std::monostate, View Settings::*, Screen Settings::*, Color Settings::*,
-                            bool Settings::*, int Settings::*>;
+using Member =
+    std::variant<std::monostate, View Settings::*, Screen Settings::*, CoreColor Settings::*,
+                 Color Settings::*, bool Settings::*, int Settings::*>;
 
 /// One row of the parameter table.
 struct Parameter {

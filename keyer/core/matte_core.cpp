@@ -1,5 +1,6 @@
 #include "keyer/core/matte_core.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "imaging/cpu/in_use.h"
@@ -229,6 +230,33 @@ YIQ PixelToYiq(const Sample* pixel) {
     return SampleToYiq(pixel[2], pixel[1], pixel[0]);
 }
 
+/// How far a solid pixel's chroma goes along the key axis until no screen light is left in it:
+/// until it is level with neutral, or on the side of a protected colour until it meets that line.
+template <class Sample>
+float WayOutOfSpill(const MixedPixel& mix, const KeyLook<Sample>& look, const KeyMargins& margins) {
+    const Chroma along = mix.axis.direction;
+    const auto toLine = [&](Chroma normal) {
+        return Dot(mix.toNeutral, normal) / Dot(along, normal);
+    };
+    const float level = Dot(mix.toNeutral, along);
+    if (mix.at.across <= 0) return toLine(look.skinNormal);
+    const float w = Clamp(BandWeight(mix.at.across, margins), 0.0f, 1.0f);
+    return w * toLine(look.neighbourNormal) + (1.0f - w) * level;
+}
+
+template <class Sample>
+void WriteDespilled(const KeyLook<Sample>& look, const KeyMargins& margins, const KeyAxis& axis,
+                    const Sample* source, Sample* target) {
+    const Position at = Locate(PixelToYiq(source), axis);
+    std::copy_n(source, kElements, target);
+    if (IsForeground(at, look, margins)) return;
+    const float way = WayOutOfSpill({axis, at, look.neutral - at.chroma}, look, margins);
+    if (!(way > 0)) return;
+    const Chroma chroma = at.chroma + way * axis.direction;
+    const YIQ color{Clamp(at.color.Y, 0.0f, 255.0f), chroma.i, chroma.q};
+    Write(target, Depth<Sample>::ToRgb(color), source[kAlpha]);
+}
+
 template <class Sample>
 void KeyPixel(const KeyLook<Sample>& look, const KeyMargins& margins, const KeyAxis& axis,
               const Sample* source, Sample* target) {
@@ -348,6 +376,24 @@ KeyAxis::KeyAxis(YIQ screenColor, Chroma neutral, double turn, const KeyMargins&
 
 template struct KeyLook<unsigned short>;
 template struct KeyLook<unsigned char>;
+
+template <class Sample>
+void DespillRow(const KeyLook<Sample>& look, const KeyAxis& axis, const Sample* source,
+                const Sample* keyed, const std::uint16_t* core, Sample* target, int width) {
+    for (int x = 0; x < width; ++x, source += kElements, keyed += kElements, target += kElements) {
+        if (core[x] == 0) continue;
+        if (std::equal(source, source + kAlpha, keyed)) {
+            std::copy_n(source, kElements, target);
+        } else {
+            WriteDespilled(look, kPlateMargins, axis, source, target);
+        }
+    }
+}
+
+template void DespillRow(const KeyLook<unsigned short>&, const KeyAxis&, const unsigned short*,
+                         const unsigned short*, const std::uint16_t*, unsigned short*, int);
+template void DespillRow(const KeyLook<unsigned char>&, const KeyAxis&, const unsigned char*,
+                         const unsigned char*, const std::uint16_t*, unsigned char*, int);
 
 template <class Sample>
 const KeyRows<Sample>& KeyRowsInUse() {

@@ -1,6 +1,7 @@
 #ifndef VELTRANE_KEYER_CORE_MATTE_CORE_H
 #define VELTRANE_KEYER_CORE_MATTE_CORE_H
 
+#include <cstdint>
 #include <vector>
 
 #include "imaging/imaging.h"
@@ -60,6 +61,13 @@ struct KeyAxis {
     Chroma normal;     ///< direction turned by a quarter, to the side of the neighbour
     float luma;        ///< of the screen, with its margin
 };
+
+/// Fills target with a row's pixels as solid foreground without the screen's light, where core lies
+/// above 0; elsewhere it may hold anything. keyed is the row as it was keyed: a colour that the key
+/// left alone holds no such light.
+template <class Sample>
+void DespillRow(const KeyLook<Sample>& look, const KeyAxis& axis, const Sample* source,
+                const Sample* keyed, const std::uint16_t* core, Sample* target, int width);
 
 }  // namespace veltrane
 
