@@ -62,13 +62,15 @@ media::Frame Reduced(const media::Frame& picture, int factor) {
     return reduced;
 }
 
-media::Frame Keyed(const Settings& settings, const media::Frame& source, const Threads& threads) {
+media::Frame Keyed(const Settings& settings, const media::Frame& source, const Threads& threads,
+                   const KeyInputs<std::uint16_t>& inputs) {
     media::Frame result;
     result.width = source.width;
     result.height = source.height;
     result.number = source.number;
     result.pixels.resize(source.pixels.size());
-    Key(settings, source.width, source.height, source.pixels.data(), result.pixels.data(), threads);
+    Key<std::uint16_t>(settings, source.width, source.height, {source.pixels.data()},
+                       {result.pixels.data()}, threads, inputs);
     return result;
 }
 

@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "media/media.h"
-#include "settings/settings.h"
+#include "settings/frame_keyer.h"
 
 namespace veltrane::cli {
 
@@ -21,8 +21,9 @@ media::Frame Checkerboard(int width, int height, int square);
 /// left over at the right and below is cut off.
 media::Frame Reduced(const media::Frame& picture, int factor);
 
-/// The frame keyed with these settings. Throws as veltrane::Key does.
-media::Frame Keyed(const Settings& settings, const media::Frame& source, const Threads& threads);
+/// The frame keyed with these settings and what goes along with it. Throws as veltrane::Key does.
+media::Frame Keyed(const Settings& settings, const media::Frame& source, const Threads& threads,
+                   const KeyInputs<std::uint16_t>& inputs = {});
 
 /// Puts the frame, with its straight alpha, over an opaque background of the same size; it becomes
 /// opaque. Exact to the nearest 16-bit value.

@@ -110,7 +110,7 @@ void KeyClip(media::Reader& reader, const FirstFrame& first, const Settings& set
     std::vector<media::Writer*> writers;
     for (const Video& video : videos)
         writers.push_back(owners.emplace_back(OpenVideo(video, reader.info())).get());
-    const auto render = [&](const media::Frame& source, const Threads& lent) {
+    const auto render = [&](const media::Frame& source, const FetchedInputs*, const Threads& lent) {
         std::vector<media::Frame> pictures(3);
         pictures[0] = Keyed(settings, source, lent);
         pictures[1] = MattePicture(pictures[0]);

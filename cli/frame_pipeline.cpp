@@ -20,6 +20,7 @@ namespace {
 struct Job {
     std::shared_ptr<media::Fetched> fetched;
     std::shared_ptr<media::Frame> decoded;  ///< null where that is still to be done
+    std::shared_ptr<const FetchedInputs> inputs;
     std::vector<std::shared_ptr<media::Encoded>> encoded;
     std::exception_ptr error;
 };
@@ -63,7 +64,12 @@ private:
         const bool kept = std::all_of(pipeline_.writers.begin(), pipeline_.writers.end(),
                                       [&](const auto* writer) { return writer->Has(number_); });
         if (!kept) job.fetched = next_;
+        if (next_ && pipeline_.fetchInputs) job.inputs = FetchInputs();
         ++number_;
+    }
+
+    std::shared_ptr<const FetchedInputs> FetchInputs() {
+        return pipeline_.times.Time(Step::Fetch, [&] { return pipeline_.fetchInputs(number_); });
     }
 
     const Pipeline& pipeline_;
@@ -88,8 +94,9 @@ void Render(const Pipeline& pipeline, FrameThreads& threads, Job& job) {
     media::Frame source = job.decoded ? std::move(*job.decoded) : times.Time(Step::Decode, decode);
     job.fetched.reset();
     CheckSize(source, pipeline.reader.info());
-    const std::vector<media::Frame> pictures =
-        times.Time(Step::Key, [&] { return pipeline.render(source, share.Get()); });
+    const std::vector<media::Frame> pictures = times.Time(
+        Step::Key, [&] { return pipeline.render(source, job.inputs.get(), share.Get()); });
+    job.inputs.reset();
     for (std::size_t i = 0; i < pictures.size(); ++i) {
         if (i >= pipeline.showingSource) source.pixels.clear();
         const auto encode = [&] {

@@ -20,14 +20,17 @@ struct FirstFrame {
     std::shared_ptr<media::Frame> decoded;  ///< once it was looked at
 };
 
+struct FetchedInputs;
+
 /// Frames on their way from a reader to one or more writers.
 struct Pipeline {
     media::Reader& reader;
     FirstFrame first;  ///< already fetched; what is decoded is taken away
     std::vector<media::Writer*> writers;
-    /// Makes one picture for each writer of a frame as read, by the threads lent to it. Called on
-    /// many threads at a time.
-    std::function<std::vector<media::Frame>(const media::Frame& source, const Threads& threads)>
+    /// Makes one picture for each writer of a frame as read, with what goes along with it, by the
+    /// threads lent to it. Called on many threads at a time.
+    std::function<std::vector<media::Frame>(const media::Frame& source, const FetchedInputs* inputs,
+                                            const Threads& threads)>
         render;
     int threads;
     Progress& progress;
@@ -35,6 +38,8 @@ struct Pipeline {
     /// How many of the pictures, from the first on, show the source. No original float value may
     /// take the place of another's pixel that happens to look like the source's.
     std::size_t showingSource = std::numeric_limits<std::size_t>::max();
+    /// Fetches what goes along with a frame, in order; nothing does where it is empty.
+    std::function<std::shared_ptr<const FetchedInputs>(std::int64_t number)> fetchInputs{};
 };
 
 /// Throws media::Error, naming them, where frames of a sequence are missing.

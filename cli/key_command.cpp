@@ -110,6 +110,13 @@ void KeyCommand::AddTo(CLI::App& app) {
     c.add_option("--matte-to", matteTo_,
                  "Write the matte to this file, as grey, and to OUTPUT the colour without it.")
         ->type_name("FILE");
+    c.add_option(
+         "--garbage", inputs_.garbage,
+         "A matte of what is always out, where it is white or opaque; a picture, sequence or "
+         "video.")
+        ->type_name("FILE");
+    c.add_option("--core", inputs_.core, "A matte of what is always in, unless it is garbage.")
+        ->type_name("FILE");
     AddTransferOption(c, transfer_);
     c.add_option("--colorspace", spaces_.file,
                  "The input's and output's colour space, by its name in an OpenColorIO config.")
@@ -229,6 +236,7 @@ void KeyCommand::CheckPlaces(const media::Info& info) const {
     Places places;
     for (const std::string& source : {input_, background_, preset_, spaces_.config})
         if (!source.empty()) places.Reads(source);
+    for (const std::string& source : inputs_.Named()) places.Reads(source);
     for (const std::string& output : {output_, matteTo_})
         if (!output.empty()) places.Writes(output, FramesOf(info));
     // The preset has been read to its end, so it may be saved under the same name.
@@ -255,7 +263,7 @@ void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, media::Reader& r
     if (IsBlack(settings.keyColor)) Say("a black key colour leaves the frames unkeyed");
 }
 
-void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first,
+void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first, ShotInputs& inputs,
                            const std::optional<media::Frame>& background,
                            const std::vector<std::unique_ptr<media::Writer>>& writers,
                            Summary& summary) const {
@@ -264,9 +272,11 @@ void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first,
     const media::Info& info = reader.info();
     if (!matteTo_.empty() && writeAlpha_ == media::Association::Premultiplied)
         black = PlainPicture(info.width, info.height, {0, 0, 0});
-    const auto render = [&](const media::Frame& source, const Threads& threads) {
+    const auto render = [&](const media::Frame& source, const FetchedInputs* fetched,
+                            const Threads& threads) {
         std::vector<media::Frame> pictures(1);
-        pictures[0] = Keyed(settings, source, threads);
+        const FrameInputs beside = inputs.Decode(*fetched);
+        pictures[0] = Keyed(settings, source, threads, beside.Rows());
         if (background) PutOver(pictures[0], *background);
         if (!matteTo_.empty()) pictures.push_back(MattePicture(pictures[0]));
         if (black) PutOver(pictures[0], *black);
@@ -278,7 +288,9 @@ void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first,
     const auto start = std::chrono::steady_clock::now();
     try {
         Progress progress(!quiet_ && OnTerminal(), reader.info().frameCount);
-        cli::Run({reader, first, targets, render, threads_, progress, summary.times, showingSource},
+        const auto fetch = [&](std::int64_t number) { return inputs.Fetch(number); };
+        cli::Run({reader, first, targets, render, threads_, progress, summary.times, showingSource,
+                  fetch},
                  summary.counts);
         for (media::Writer* writer : targets)
             summary.times.Time(Step::Append, [&] { writer->Finish(); });
@@ -303,6 +315,7 @@ void KeyCommand::Run() {
     RefuseGaps(info);
     if (conversion_ && !quiet_) Say("keying " + spaces_.file + " in " + conversion_->KeySpace());
     const std::optional<media::Frame> background = Background(background_, info);
+    ShotInputs inputs(inputs_, info, threads_);
     std::vector<std::unique_ptr<media::Writer>> writers;
     const media::Info paced = WithRate(info, fps_);
     writers.push_back(media::Create(output_, WriteOptions(settings.view), paced));
@@ -310,7 +323,7 @@ void KeyCommand::Run() {
     FirstFrame first = FetchFirst(*reader);
     ChooseKeyColor(request, *reader, first, summary);
     if (!savePreset_.empty()) WritePreset(savePreset_, settings);
-    KeyFrames(*reader, first, background, writers, summary);
+    KeyFrames(*reader, first, inputs, background, writers, summary);
     if (!quiet_) Say(summary.ForPeople(output_, matteTo_));
     if (json_) std::cout << summary.AsJson(input_, output_, matteTo_) << std::endl;
 }

@@ -10,6 +10,7 @@
 #include "cli/frame_pipeline.h"
 #include "cli/key_color.h"
 #include "cli/setting_options.h"
+#include "cli/shot_inputs.h"
 #include "media/media.h"
 
 namespace veltrane::cli {
@@ -34,7 +35,7 @@ private:
     void CheckPlaces(const media::Info& info) const;
     void ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader, FirstFrame& first,
                         Summary& summary) const;
-    void KeyFrames(media::Reader& reader, const FirstFrame& first,
+    void KeyFrames(media::Reader& reader, const FirstFrame& first, ShotInputs& inputs,
                    const std::optional<media::Frame>& background,
                    const std::vector<std::unique_ptr<media::Writer>>& writers,
                    Summary& summary) const;
@@ -49,6 +50,7 @@ private:
     std::string matteTo_;
     media::ColorSpaces spaces_;
     std::shared_ptr<const media::ColorConversion> conversion_;  ///< where spaces are named
+    InputFiles inputs_;
     media::Transfer transfer_ = media::Transfer::Automatic;
     media::Association readAlpha_ = media::Association::Automatic;
     media::Compression compression_;

@@ -1,0 +1,95 @@
+#include "cli/shot_inputs.h"
+
+#include "cli/companion.h"
+#include "imaging/convert/levels.h"
+
+namespace veltrane::cli {
+
+namespace {
+
+/// Luma, or alpha where the file has it. A picture that is opaque all over says nothing by its
+/// alpha, as when a program adds the channel to every file.
+std::shared_ptr<const Levels> LevelsOf(const media::Frame& picture, bool hasAlpha) {
+    auto levels = std::make_shared<Levels>(picture.pixels.size() / 4);
+    const auto count = std::ssize(*levels);
+    const bool byAlpha = hasAlpha && ShowsThrough(picture.pixels.data(), count);
+    (byAlpha ? AlphaLevels : LumaLevels)(picture.pixels.data(), levels->data(), count);
+    return levels;
+}
+
+class PictureMatte : public MatteSource {
+public:
+    PictureMatte(const std::string& role, const std::string& path, const media::Info& shot,
+                 int threads)
+        : file_(role, path, shot, Options(threads)) {
+        if (!file_.IsStill()) return;
+        const auto fetched = file_.Fetch(shot.firstFrame);
+        still_ = LevelsOf(file_.Decode(*fetched), file_.info().hasAlpha);
+    }
+
+    std::shared_ptr<media::Fetched> Fetch(std::int64_t number) override {
+        return still_ ? nullptr : file_.Fetch(number);
+    }
+
+    std::shared_ptr<const Levels> Decode(const media::Fetched* fetched,
+                                         std::int64_t) const override {
+        return still_ ? still_ : LevelsOf(file_.Decode(*fetched), file_.info().hasAlpha);
+    }
+
+private:
+    /// A matte's values are coverage, which no curve belongs to.
+    static media::ReadOptions Options(int threads) {
+        media::ReadOptions options;
+        options.transfer = media::Transfer::None;
+        options.threads = threads;
+        return options;
+    }
+
+    Companion file_;
+    std::shared_ptr<const Levels> still_;
+};
+
+std::unique_ptr<MatteSource> OpenMatte(const std::string& role, const std::string& path,
+                                       const media::Info& shot, int threads) {
+    if (path.empty()) return nullptr;
+    return std::make_unique<PictureMatte>(role, path, shot, threads);
+}
+
+}  // namespace
+
+std::vector<std::string> InputFiles::Named() const {
+    std::vector<std::string> named;
+    for (const std::string& file : {garbage, core})
+        if (!file.empty()) named.push_back(file);
+    return named;
+}
+
+KeyInputs<std::uint16_t> FrameInputs::Rows() const {
+    KeyInputs<std::uint16_t> inputs;
+    if (garbage) inputs.garbage.packed = garbage->data();
+    if (core) inputs.core.packed = core->data();
+    return inputs;
+}
+
+ShotInputs::ShotInputs(const InputFiles& files, const media::Info& shot, int threads)
+    : garbage_(OpenMatte("garbage matte", files.garbage, shot, threads)),
+      core_(OpenMatte("core matte", files.core, shot, threads)) {}
+
+ShotInputs::~ShotInputs() = default;
+
+std::shared_ptr<const FetchedInputs> ShotInputs::Fetch(std::int64_t number) {
+    auto fetched = std::make_shared<FetchedInputs>();
+    fetched->number = number;
+    if (garbage_) fetched->garbage = garbage_->Fetch(number);
+    if (core_) fetched->core = core_->Fetch(number);
+    return fetched;
+}
+
+FrameInputs ShotInputs::Decode(const FetchedInputs& fetched) const {
+    FrameInputs inputs;
+    if (garbage_) inputs.garbage = garbage_->Decode(fetched.garbage.get(), fetched.number);
+    if (core_) inputs.core = core_->Decode(fetched.core.get(), fetched.number);
+    return inputs;
+}
+
+}  // namespace veltrane::cli

@@ -1,0 +1,109 @@
+#include <OpenImageIO/imagebuf.h>
+
+#include "command.h"
+#include "settings/frame_keyer.h"
+
+namespace veltrane {
+namespace {
+
+constexpr int kWidth = 64, kHeight = 48;
+
+using Levels = std::vector<std::uint16_t>;
+
+/// Soft to hard from left to right, moved by the frame's number.
+Levels Drawn(int number) {
+    Levels levels;
+    for (int i = 0; i < kWidth * kHeight; ++i) {
+        const int level = 9000 * (i % kWidth - 20 - number) + 300 * (i / kWidth);
+        levels.push_back(static_cast<std::uint16_t>(std::clamp(level, 0, 65535)));
+    }
+    return levels;
+}
+
+/// A picture of these values, of which the alpha or else the grey are the levels. Where alpha holds
+/// them, red tells something else.
+void WriteMatte(const std::string& path, const Levels& levels, bool inAlpha, bool opaqueAlpha) {
+    const int channels = inAlpha || opaqueAlpha ? 4 : 1;
+    OIIO::ImageBuf picture(OIIO::ImageSpec(kWidth, kHeight, channels, OIIO::TypeDesc::FLOAT));
+    for (int i = 0; i < kWidth * kHeight; ++i) {
+        const float level = levels[i] / 65535.0f;
+        const float last = opaqueAlpha ? 1 : level;
+        const float pixel[] = {inAlpha ? 0.5f : level, level, level, last};
+        picture.setpixel(i % kWidth, i / kWidth, 0, pixel);
+    }
+    picture.set_write_format(OIIO::TypeDesc::UINT16);
+    ASSERT_TRUE(picture.write(path)) << picture.geterror();
+}
+
+std::vector<std::uint16_t> KeyedWith(const Settings& s, const media::Frame& source,
+                                     const KeyInputs<std::uint16_t>& inputs) {
+    std::vector<std::uint16_t> result(source.pixels.size());
+    Key<std::uint16_t>(s, source.width, source.height, {source.pixels.data()}, {result.data()}, {},
+                       inputs);
+    return result;
+}
+
+/// Refused with a line that holds all of these words.
+#define EXPECT_REFUSED(outcome, ...)       \
+    for (const char* word : {__VA_ARGS__}) \
+    EXPECT_NE((outcome).error.find(word), std::string::npos) << (outcome).error
+
+TEST_F(CommandTest, MattesAreLumaOrAlphaOfPicturesAndCutEveryFrame) {
+    const Levels garbage = Drawn(1), core = Drawn(-9);
+    WriteMatte("garbage.png", garbage, false, false);
+    WriteMatte("opaque.png", garbage, false, true);
+    WriteMatte("core.tif", core, true, false);
+    const KeyInputs<std::uint16_t> inputs{{}, {garbage.data()}, {core.data()}};
+    WriteFrames(3);
+    const std::string color = " --key-color #40b838 ";
+    for (const std::string garbageFile : {"garbage.png", "opaque.png"}) {
+        Run("key f.#.png o.#.png --core core.tif --garbage " + garbageFile + color);
+        for (int i = 1; i <= 3; ++i) {
+            const auto result = media::ReadFrame("o." + std::to_string(i) + ".png", 1).pixels;
+            EXPECT_EQ(result, KeyedWith(green_, Picture(i), inputs)) << garbageFile << i;
+        }
+    }
+    Settings asSource = green_;
+    asSource.coreColor = CoreColor::Source;
+    Run("key in.png out.png --core core.tif --core-color source" + color);
+    EXPECT_EQ(media::ReadFrame("out.png", 1).pixels,
+              KeyedWith(asSource, source_, {{}, {}, {core.data()}}));
+}
+
+TEST_F(CommandTest, SequencesGoAlongByNumberAndVideosByPlace) {
+    for (int i = 1; i <= 5; ++i) {
+        Write("s." + std::to_string(10 + i) + ".png", Picture(i));
+        WriteMatte("m." + std::to_string(10 + i) + ".png", Drawn(i), false, false);
+    }
+    Run("key m.#.png m.mkv --view source");
+    const std::string options = " --key-color #40b838 --frames 12-14 --threads 3 --garbage ";
+    for (const std::string matte : {"m.#.png", "m.mkv"}) {
+        Run("key s.#.png o.mkv" + options + matte);
+        for (int i = 1; i <= 3; ++i) {
+            const Levels drawn = Drawn(1 + i);
+            EXPECT_EQ(media::ReadFrame("o.mkv", i).pixels,
+                      KeyedWith(green_, Picture(1 + i), {{}, {drawn.data()}, {}}))
+                << matte << i;
+        }
+    }
+    fs::remove("m.15.png");
+    EXPECT_REFUSED(Run("key s.#.png o.#.png --core m.#.png", 1), "core matte m.#.png", "11 to 14",
+                   "11 to 15");
+    fs::remove("m.12.png");
+    EXPECT_REFUSED(Run("key s.#.png o.#.png --core m.#.png --frames 11-14", 1), "m.#.png",
+                   "missing: 12");
+    EXPECT_FALSE(fs::exists("o.11.png"));
+}
+
+TEST_F(CommandTest, RefusesInputsThatDoNotFitAndNeverWritesOverThem) {
+    Write("small.png", Picture(1, 32, 48));
+    EXPECT_REFUSED(Run("key in.png out.png --garbage small.png", 1), "garbage matte small.png",
+                   "32 x 48", "64 x 48");
+    EXPECT_REFUSED(Run("key in.png out.png --core none.png", 1), "none.png");
+    WriteMatte("matte.png", Drawn(1), false, false);
+    EXPECT_REFUSED(Run("key in.png matte.png --core matte.png", 2), "source of this call");
+    EXPECT_FALSE(fs::exists("out.png"));
+}
+
+}  // namespace
+}  // namespace veltrane
