@@ -13,6 +13,7 @@ set(veltrane_headers
   keyer/params.h
   keyer/pipeline.h
   keyer/settings.h
+  settings/clean_plate.h
   settings/frame_keyer.h
   settings/frame_keyer_c.h
   settings/parameters.h

@@ -1,0 +1,110 @@
+#include "settings/clean_plate.h"
+
+#include <gtest/gtest.h>
+
+#include "settings/frame_keyer.h"
+#include "tests/imaging/frames.h"
+
+namespace veltrane {
+namespace {
+
+using testing::BothDepths;
+using testing::Random;
+using testing::Same;
+using Words = std::vector<std::uint16_t>;
+
+constexpr int kWidth = 200, kHeight = 120;
+constexpr Color kGreen{60 / 255.0, 180 / 255.0, 70 / 255.0};
+constexpr Color kBlue{40 / 255.0, 70 / 255.0, 190 / 255.0};
+
+TYPED_TEST_SUITE(BothDepths, testing::Depths);
+
+TYPED_TEST(BothDepths, TheModelledPlateGivenBackMakesTheSameKey) {
+    using T = TypeParam;
+    Random random(71);
+    const auto source = testing::CalmFrame<T>(random, kWidth, kHeight);
+    Settings s;
+    s.keyColor = kGreen;
+    for (const bool everything : {false, true}) {
+        s.edgeContract = s.edgeBlur = everything;
+        std::vector<T> plate(source.size()), shown(source.size()), modelled(source.size()),
+            given(source.size());
+        Settings view = s;
+        view.view = View::CleanPlate;
+        Key<T>(view, kWidth, kHeight, {source.data()}, {plate.data()});
+        Key<T>(view, kWidth, kHeight, {source.data()}, {shown.data()}, {},
+               {.cleanPlate = {plate.data()}});
+        EXPECT_TRUE(Same(plate, shown, kWidth));
+        Key<T>(s, kWidth, kHeight, {source.data()}, {modelled.data()});
+        Key<T>(s, kWidth, kHeight, {source.data()}, {given.data()}, {},
+               {.cleanPlate = {plate.data()}});
+        EXPECT_TRUE(Same(modelled, given, kWidth));
+    }
+    Settings off = s;
+    off.smoothBG = false;
+    std::vector<T> withPlate(source.size()), without(source.size()), black(source.size());
+    Key<T>(off, kWidth, kHeight, {source.data()}, {without.data()});
+    Key<T>(off, kWidth, kHeight, {source.data()}, {withPlate.data()}, {},
+           {.cleanPlate = {black.data()}});
+    EXPECT_TRUE(Same(without, withPlate, kWidth));
+}
+
+/// A screen of this colour that falls off to the right, with grain of its own.
+Words EmptySet(const Color& color, int seed) {
+    Random random(seed);
+    Words frame;
+    for (int i = 0; i < kWidth * kHeight; ++i) {
+        const double light = 1.2 - 0.5 * (i % kWidth) / kWidth + 0.1 * (i / kWidth) / kHeight;
+        for (const double channel : {color.blue, color.green, color.red})
+            frame.push_back(static_cast<std::uint16_t>(65535 * channel * light * 0.8 +
+                                                       random(-600, 600) + 600));
+        frame.push_back(65535);
+    }
+    return frame;
+}
+
+/// What such a set gives in another exposure, with a subject and its shadow before it.
+Words Shot(const Color& color, const PlateFit& exposure) {
+    Words shot = EmptySet(color, 9);
+    CorrectPlate(exposure, Words(shot).data(), shot.data(), kWidth * kHeight);
+    for (int i = 0; i < kWidth * kHeight; ++i) {
+        const int x = i % kWidth, y = i / kWidth;
+        if (x > 70 && x < 120 && y > 30) std::fill_n(&shot[4 * i], 3, std::uint16_t{40000});
+        if (x >= 120 && x < 150 && y > 60)
+            for (int e = 0; e < 3; ++e) shot[4 * i + e] = shot[4 * i + e] * 6 / 10;
+    }
+    return shot;
+}
+
+TEST(CleanPlates, AreBroughtToTheShotsExposure) {
+    const PlateFit exposure{{0.9, 0.02}, {1.12, -0.015}, {1.05, 0.01}};
+    for (const Color& color : {kGreen, kBlue}) {
+        const Words plate = EmptySet(color, 8), shot = Shot(color, exposure);
+        const auto fit = FitPlate(kWidth, kHeight, shot.data(), plate.data(), color);
+        ASSERT_TRUE(fit);
+        Words matched(plate.size()), truth(plate.size());
+        CorrectPlate(*fit, plate.data(), matched.data(), kWidth * kHeight);
+        CorrectPlate(exposure, plate.data(), truth.data(), kWidth * kHeight);
+        for (std::size_t i = 0; i < plate.size(); ++i)
+            ASSERT_NEAR(matched[i], truth[i], 65535 * 0.006) << i;
+        // Where all of the screen is dark or hidden, nothing is compared.
+        const Words black(plate.size());
+        EXPECT_FALSE(FitPlate(kWidth, kHeight, black.data(), plate.data(), color));
+    }
+}
+
+TEST(CleanPlates, AreToldFromOtherPicturesByTheKeysHue) {
+    const Words green = EmptySet(kGreen, 8), blue = EmptySet(kBlue, 8);
+    const auto share = [](const Words& frame, const Color& color) {
+        return ScreenShare(kWidth, kHeight, frame.data(), color);
+    };
+    EXPECT_GT(share(green, kGreen), 0.99);
+    EXPECT_GT(share(blue, kBlue), 0.99);
+    EXPECT_LT(share(green, kBlue), 0.01);
+    EXPECT_LT(share(blue, kGreen), 0.01);
+    EXPECT_EQ(share(Words(green.size(), 30000), kGreen), 0);
+    EXPECT_EQ(share(green, {0.5, 0.5, 0.5}), 0);
+}
+
+}  // namespace
+}  // namespace veltrane
