@@ -4,6 +4,7 @@
 
 #include "hosts/ofx/controls.h"
 #include "hosts/ofx/host.h"
+#include "hosts/ofx/inputs.h"
 
 namespace veltrane::ofx {
 
@@ -11,7 +12,7 @@ namespace {
 
 constexpr char kName[] = "VeltraneGreen";
 
-void DefineClip(Effect descriptor, const char* name) {
+Properties DefineClip(Effect descriptor, const char* name) {
     PropertySet set = nullptr;
     Require(Host().effect->clipDefine(descriptor, name, &set));
     Properties clip(set);
@@ -20,6 +21,7 @@ void DefineClip(Effect descriptor, const char* name) {
     clip.Set(prop::kTemporalClipAccess, 0);
     // Both fields woven into one frame: the keyer always gets whole frames.
     clip.Set(prop::kFieldExtraction, value::kFieldBoth);
+    return clip;
 }
 
 Properties DefineParam(ParamSet params, const char* type, const std::string& name,
@@ -131,8 +133,15 @@ void Describe(Effect descriptor) {
     effect.Set(prop::kRenderTwiceAlways, 0);
 }
 
-void DescribeInContext(Effect descriptor) {
+void DescribeInContext(Effect descriptor, std::string_view context) {
     DefineClip(descriptor, kSourceClip);
+    for (const InputClip& input : kInputClips) {
+        if (context != value::kGeneral) break;
+        Properties clip = DefineClip(descriptor, input.name);
+        clip.Set(prop::kLabel, input.label);
+        clip.Set(prop::kOptional, 1);
+        clip.Set(prop::kIsMask, input.isMask ? 1 : 0);
+    }
     DefineClip(descriptor, kOutputClip);
     ParamSet params = nullptr;
     Require(Host().effect->getParamSet(descriptor, &params));

@@ -1,6 +1,8 @@
 #ifndef VELTRANE_HOSTS_OFX_DESCRIBE_H
 #define VELTRANE_HOSTS_OFX_DESCRIBE_H
 
+#include <string_view>
+
 #include "hosts/ofx/abi.h"
 
 namespace veltrane::ofx {
@@ -12,8 +14,8 @@ inline constexpr int kMinorVersion = 0;
 /// What the effect is and supports.
 void Describe(Effect descriptor);
 
-/// The effect's clips and parameters, alike in both contexts.
-void DescribeInContext(Effect descriptor);
+/// The effect's clips and parameters; mattes and the clean plate in the general context only.
+void DescribeInContext(Effect descriptor, std::string_view context);
 
 }  // namespace veltrane::ofx
 

@@ -2,11 +2,13 @@
 
 #include <exception>
 #include <new>
+#include <string>
 #include <string_view>
 
 #include "hosts/ofx/controls.h"
 #include "hosts/ofx/describe.h"
 #include "hosts/ofx/host.h"
+#include "hosts/ofx/inputs.h"
 #include "hosts/ofx/render.h"
 
 #ifdef _WIN32
@@ -46,7 +48,7 @@ Status DescribeEffect(const Call& call) {
 }
 
 Status DescribeContext(const Call& call) {
-    DescribeInContext(call.effect);
+    DescribeInContext(call.effect, Properties(call.in).String(prop::kContext));
     return kOk;
 }
 
@@ -95,14 +97,18 @@ Status GetClipPreferences(const Call& call) {
     return kOk;
 }
 
-/// The whole source, whatever part of the output is wanted.
+/// All clips over the whole source, whatever part of the output is wanted.
 Status GetRegionsOfInterest(const Call& call) {
     RectD whole{};
     const Clip source = FindClip(call.effect, kSourceClip);
     if (Host().effect->clipGetRegionOfDefinition(source, call.Time(), &whole) != kOk)
         return kReplyDefault;
     const double edges[] = {whole.x1, whole.y1, whole.x2, whole.y2};
-    Properties(call.out).Set(prop::kSourceRegionOfInterest, edges, 4);
+    const std::string prefix = prop::kRegionOfInterest;
+    Properties(call.out).Set((prefix + kSourceClip).c_str(), edges, 4);
+    for (const InputClip& input : kInputClips)
+        if (IsConnected(call.effect, input))
+            Properties(call.out).Set((prefix + input.name).c_str(), edges, 4);
     return kOk;
 }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "hosts/ofx/controls.h"
+#include "hosts/ofx/inputs.h"
 #include "hosts/ofx/threads.h"
 #include "imaging/sample.h"
 #include "settings/frame_keyer.h"
@@ -75,8 +76,8 @@ AlphaState WrittenAlpha(const Image& output, AlphaState source) {
 }
 
 template <class Component>
-void RenderDepth(const Settings& settings, Light light, const Image& source, const Image& output,
-                 const RectI& window) {
+void RenderDepth(const Settings& settings, Light light, const Image& source, const Inputs& inputs,
+                 const Image& output, const RectI& window) {
     using Sample = SampleFor<Component>;
     const RectI frame = source ? source.picture() : RectI{};
     ClearAround<Component>(frame, output, window);
@@ -90,7 +91,7 @@ void RenderDepth(const Settings& settings, Light light, const Image& source, con
         settings, Width(frame), Height(frame),
         {nullptr, RowsFrom<Component>(source, light), source.Rows<Component>(frame)},
         {nullptr, RowsTo<Component>(source, output, formats, settings.view, shared), written},
-        HostThreads());
+        HostThreads(), inputs.Rows<Component>(frame, light));
 }
 
 /// Calls the function with a component of the depth's type.
@@ -125,6 +126,7 @@ AlphaState DeliveredAlpha(AlphaState source) {
 void Render(Effect effect, double time, const RectI& window) {
     const Image source(FindClip(effect, kSourceClip), time);
     if (Host().effect->abort(effect) != 0) throw Refusal{kFailed};
+    const Inputs inputs(effect, time, source);
     const Image output(FindClip(effect, kOutputClip), time);
     if (!output) throw Refusal{kFailed};
     RequireMatch(source, output, window);
@@ -132,7 +134,7 @@ void Render(Effect effect, double time, const RectI& window) {
     ScaleRadii(settings, output.scale());
     const Light light = ReadLight(effect, time);
     WithDepth(output.depth(), [&]<class Component>(Component) {
-        RenderDepth<Component>(settings, light, source, output, window);
+        RenderDepth<Component>(settings, light, source, inputs, output, window);
     });
 }
 

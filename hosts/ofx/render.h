@@ -9,10 +9,11 @@
 namespace veltrane::ofx {
 
 /// Keys the source's frame at a time into the window of the output, in that time's settings with
-/// radii at the output's scale. What the source does not cover becomes transparent black, all of it
-/// where the source has no image. The output is straight or premultiplied as its image declares;
-/// one that declares itself opaque follows DeliveredAlpha. Throws Refusal when there is no output,
-/// the window leaves it, depths or scales differ, or the host asks to stop.
+/// radii at the output's scale, with the mattes and the clean plate that are connected. What the
+/// source does not cover becomes transparent black, all of it where the source has no image. The
+/// output is straight or premultiplied as its image declares; one that declares itself opaque
+/// follows DeliveredAlpha. Throws Refusal when there is no output, the window leaves it, depths or
+/// scales differ, or the host asks to stop.
 void Render(Effect effect, double time, const RectI& window);
 
 /// The alpha state of the output for a source of this state: straight frames stay straight, all

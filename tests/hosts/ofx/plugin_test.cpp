@@ -55,7 +55,8 @@ Picture<Component> MakePicture(unsigned seed) {
 template <class Component>
 Picture<Component> Keyed(const Settings& settings, const Picture<Component>& picture,
                          AlphaState from = AlphaState::kStraight,
-                         AlphaState to = AlphaState::kStraight, Light light = Light::kDisplay) {
+                         AlphaState to = AlphaState::kStraight, Light light = Light::kDisplay,
+                         const KeyInputs<SampleFor<Component>>& inputs = {}) {
     using Sample = SampleFor<Component>;
     const FloatRestorer::Formats formats{{PixelOrder::kRgba, from, {}, light},
                                          {PixelOrder::kRgba, to, {}, light}};
@@ -72,7 +73,7 @@ Picture<Component> Keyed(const Settings& settings, const Picture<Component>& pic
     Key<Sample>(
         settings, kWidth, kHeight,
         {nullptr, [&](int y, Sample* row) { reader(&picture[4 * kWidth * y], row, kWidth); }},
-        {nullptr, write});
+        {nullptr, write}, {}, inputs);
     return result;
 }
 
@@ -281,6 +282,66 @@ TYPED_TEST(OfxRender, GivesTheLibrarysBitsInEveryAlphaStateAndLayout) {
             EXPECT_TRUE(images.output.IsKeptOutside(window));
             EXPECT_TRUE(Shows(images.output, expected, window, place));
         }
+}
+
+/// A soft matte as hosts hold it, in alpha or as opaque grey, and its levels.
+template <class Component>
+struct Matte {
+    Matte(int moved, bool inAlpha, int cut) {
+        constexpr double kFull = sizeof(Component) == 4 ? 1 : std::numeric_limits<Component>::max();
+        for (int i = 0; i < kWidth * kHeight; ++i) {
+            const int x = i % kWidth, level = std::clamp((x - moved) * 20 + i / kWidth, 0, 255);
+            const auto value =
+                static_cast<Component>(level / 255.0 * kFull + (kFull > 1 ? 0.5 : 0));
+            const auto full = static_cast<Component>(kFull);
+            const Component grey = inAlpha ? full : value;
+            picture.insert(picture.end(), {grey, grey, grey, inAlpha ? value : full});
+            levels.push_back(x < cut ? level * 257 : 0);
+        }
+    }
+
+    Picture<Component> picture;
+    std::vector<std::uint16_t> levels;
+};
+
+TYPED_TEST(OfxRender, KeysWithMattesAndAPlateWhereTheyAreConnected) {
+    using Sample = SampleFor<TypeParam>;
+    TestHost host("OfxImageEffectContextGeneral");
+    Settings look;
+    look.keyColor = {51 / 255.0, 180 / 255.0, 65 / 255.0};
+    Enter(host, look);
+    const auto picture = MakePicture<TypeParam>(1), plate = MakePicture<TypeParam>(2);
+    const Matte<TypeParam> garbage(20, false, 30), core(-9, true, kWidth);
+    Images<TypeParam> images(host, picture);
+    const std::string depth = kDepth<TypeParam>;
+    TestImage narrow({{0, 0, 30, kHeight}, depth}), whole({kPlace, depth}),
+        wide({{-3, -2, 60, 40}, depth});
+    const auto connect = [&](const char* clip, TestImage& image, const Picture<TypeParam>& shown,
+                             int width) {
+        for (int y = 0; y < kHeight; ++y)
+            std::memcpy(image.At(0, y), &shown[4 * kWidth * (kHeight - 1 - y)],
+                        4 * width * sizeof(TypeParam));
+        EXPECT_EQ(Get<int>(host.clips.at(clip).bag, "OfxImageClipPropOptional"), 1);
+        host.clips[clip].image = [&image](double) { return &image; };
+        host.clips[clip].bag["OfxImageClipPropConnected"] = {1};
+    };
+    ASSERT_EQ(host.Render(0, kPlace), kOk);
+    EXPECT_TRUE(Shows(images.output, Keyed(look, picture)));
+
+    connect("GarbageMatte", narrow, garbage.picture, 30);
+    connect("CoreMatte", whole, core.picture, kWidth);
+    connect("CleanPlate", wide, plate, kWidth);
+    const PixelReader<TypeParam> reader({PixelOrder::kRgba});
+    const auto readPlate = [&](int y, Sample* row) { reader(&plate[4 * kWidth * y], row, kWidth); };
+    const auto straight = AlphaState::kStraight;
+    ASSERT_EQ(host.Render(0, kPlace), kOk);
+    EXPECT_TRUE(
+        Shows(images.output,
+              Keyed(look, picture, straight, straight, Light::kDisplay,
+                    {{nullptr, readPlate}, {garbage.levels.data()}, {core.levels.data()}})));
+    connect("CleanPlate", narrow, plate, 30);
+    EXPECT_EQ(host.Render(0, kPlace), kFailed);
+    EXPECT_NE(host.log.back().find("must cover"), std::string::npos);
 }
 
 TYPED_TEST(OfxRender, PicksTheScreensColor) {

@@ -47,7 +47,8 @@ constexpr char kNumbers[] =
     "OfxImageEffectPluginPropFieldRenderTwiceAlways OfxImageEffectPropMultipleClipDepths "
     "OfxImageEffectPropSupportsMultipleClipPARs OfxImageEffectPluginPropSingleInstance "
     "OfxParamPropEnabled OfxParamPropDefault OfxParamPropMin OfxParamPropMax "
-    "OfxParamPropDisplayMin OfxParamPropDisplayMax ";
+    "OfxParamPropDisplayMin OfxParamPropDisplayMax OfxImageClipPropOptional "
+    "OfxImageClipPropIsMask ";
 constexpr char kTexts[] =
     " OfxPropLabel OfxPropShortLabel OfxPropLongLabel OfxPropVersionLabel OfxPropPluginDescription "
     "OfxImageEffectPluginPropGrouping OfxImageEffectPluginRenderThreadSafety "
@@ -136,7 +137,9 @@ const ImageEffectSuite kEffects = [] {
     suite.clipDefine = [](Effect effect, const char* name, PropertySet* set) {
         if (!IsEffect(effect) || current_action != "OfxImageEffectActionDescribeInContext")
             return Fault("clip defined outside its action", kBadHandle);
-        *set = HandleOf<PropertySet>(host->clips[name].bag);
+        TestClip& clip = host->clips[name];
+        clip.bag["OfxImageClipPropConnected"] = {0};
+        *set = HandleOf<PropertySet>(clip.bag);
         return kOk;
     };
     suite.clipGetHandle = [](Effect effect, const char* name, Clip* clip, PropertySet*) {
@@ -355,6 +358,7 @@ TestHost::TestHost(const std::string& context, std::set<std::string> missing, bo
     Send("OfxActionDescribe");
     Bag in{{"OfxImageEffectPropContext", {context}}};
     Send("OfxImageEffectActionDescribeInContext", &in);
+    bag["OfxImageEffectPropContext"] = {context};
     Send("OfxActionCreateInstance");
 }
 
