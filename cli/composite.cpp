@@ -22,6 +22,16 @@ std::uint64_t SquareSum(const media::Frame& frame, int left, int top, int side, 
     return sum;
 }
 
+/// A frame of the source's size and number.
+media::Frame EmptyLike(const media::Frame& source) {
+    media::Frame frame;
+    frame.width = source.width;
+    frame.height = source.height;
+    frame.number = source.number;
+    frame.pixels.resize(source.pixels.size());
+    return frame;
+}
+
 }  // namespace
 
 media::Frame Painted(int width, int height, const std::function<Color(int x, int y)>& colorAt) {
@@ -64,14 +74,15 @@ media::Frame Reduced(const media::Frame& picture, int factor) {
 
 media::Frame Keyed(const Settings& settings, const media::Frame& source, const Threads& threads,
                    const KeyInputs<std::uint16_t>& inputs) {
-    media::Frame result;
-    result.width = source.width;
-    result.height = source.height;
-    result.number = source.number;
-    result.pixels.resize(source.pixels.size());
+    media::Frame result = EmptyLike(source);
     Key<std::uint16_t>(settings, source.width, source.height, {source.pixels.data()},
                        {result.pixels.data()}, threads, inputs);
     return result;
+}
+
+media::Frame CleanPlate(Settings settings, const media::Frame& source, const Threads& threads) {
+    settings.view = View::CleanPlate;
+    return Keyed(settings, source, threads);
 }
 
 void PutOver(media::Frame& frame, const media::Frame& background) {

@@ -25,6 +25,9 @@ media::Frame Reduced(const media::Frame& picture, int factor);
 media::Frame Keyed(const Settings& settings, const media::Frame& source, const Threads& threads,
                    const KeyInputs<std::uint16_t>& inputs = {});
 
+/// The clean plate modelled from the frame. Throws as veltrane::Key does.
+media::Frame CleanPlate(Settings settings, const media::Frame& source, const Threads& threads);
+
 /// Puts the frame, with its straight alpha, over an opaque background of the same size; it becomes
 /// opaque. Exact to the nearest 16-bit value.
 void PutOver(media::Frame& frame, const media::Frame& background);

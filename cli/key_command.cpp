@@ -15,6 +15,7 @@
 #include "cli/key_color.h"
 #include "cli/places.h"
 #include "imaging/cpu/cpu.h"
+#include "media/file_kind.h"
 #include "media/sequence_path.h"
 #include "settings/presets.h"
 
@@ -58,6 +59,7 @@ struct KeyCommand::Summary {
     double seconds = 0;
     Settings settings;
     std::optional<KeyColor> key;
+    std::optional<PlateReport> plate;
 
     double Rate() const { return static_cast<double>(counts.written) / std::max(seconds, 1e-9); }
 
@@ -70,6 +72,15 @@ struct KeyCommand::Summary {
         const std::string kept =
             counts.kept > 0 ? ", " + std::to_string(counts.kept) + " kept as they were" : "";
         return output + (matte.empty() ? "" : " and " + matte) + ": " + figures + kept;
+    }
+
+    static nlohmann::ordered_json AsJson(const PlateReport& plate) {
+        nlohmann::ordered_json json{{"screen", plate.screen}};
+        if (!plate.fit) return json;
+        const auto& [red, green, blue] = *plate.fit;
+        json["gain"] = {red.gain, green.gain, blue.gain};
+        json["offset"] = {red.offset, green.offset, blue.offset};
+        return json;
     }
 
     std::string AsJson(const std::string& input, const std::string& output,
@@ -85,6 +96,7 @@ struct KeyCommand::Summary {
         }
         if (key) json["key-color-origin"] = key->origin;
         if (key && key->coverage) json["screen-coverage"] = *key->coverage;
+        if (plate) json["clean-plate"] = AsJson(*plate);
         json["settings"] = nlohmann::ordered_json::parse(ToJson(settings));
         return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
     }
@@ -110,12 +122,22 @@ void KeyCommand::AddTo(CLI::App& app) {
     c.add_option("--matte-to", matteTo_,
                  "Write the matte to this file, as grey, and to OUTPUT the colour without it.")
         ->type_name("FILE");
-    c.add_option(
-         "--garbage", inputs_.garbage,
-         "A matte of what is always out, where it is white or opaque; a picture, sequence or "
-         "video.")
+    c.add_option("--garbage", inputs_.garbage,
+                 "A matte of what is always out, where it is white or opaque; a picture, sequence, "
+                 "video, or shapes in an SVG.")
         ->type_name("FILE");
     c.add_option("--core", inputs_.core, "A matte of what is always in, unless it is garbage.")
+        ->type_name("FILE");
+    c.add_option("--clean-plate", inputs_.cleanPlate,
+                 "The empty set, to key against instead of a model of it; a picture, sequence or "
+                 "video of the same size.")
+        ->type_name("FILE");
+    c.add_flag("--match-plate", inputs_.matchPlate,
+               "Bring the clean plate to every frame's exposure.");
+    c.add_option(
+         "--save-plate", savePlate_,
+         "Write the modelled clean plate, to be painted and given back: of every frame into "
+         "a sequence or video, of the first one into a picture.")
         ->type_name("FILE");
     AddTransferOption(c, transfer_);
     c.add_option("--colorspace", spaces_.file,
@@ -237,7 +259,7 @@ void KeyCommand::CheckPlaces(const media::Info& info) const {
     for (const std::string& source : {input_, background_, preset_, spaces_.config})
         if (!source.empty()) places.Reads(source);
     for (const std::string& source : inputs_.Named()) places.Reads(source);
-    for (const std::string& output : {output_, matteTo_})
+    for (const std::string& output : {output_, matteTo_, savePlate_})
         if (!output.empty()) places.Writes(output, FramesOf(info));
     // The preset has been read to its end, so it may be saved under the same name.
     std::error_code ignored;
@@ -263,6 +285,50 @@ void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, media::Reader& r
     if (IsBlack(settings.keyColor)) Say("a black key colour leaves the frames unkeyed");
 }
 
+void KeyCommand::CheckPlateOptions(const Settings& settings) const {
+    const bool given = !inputs_.cleanPlate.empty();
+    if (given && !settings.smoothBG)
+        throw UsageError(
+            "--clean-plate has no use with --no-smooth-bg, which keys against a colour");
+    if (given && !savePlate_.empty())
+        throw UsageError(
+            "--save-plate writes the modelled plate, and --clean-plate takes its place");
+    if (inputs_.matchPlate && !given) throw UsageError("--match-plate needs a --clean-plate");
+}
+
+void KeyCommand::ComparePlate(ShotInputs& inputs, media::Reader& reader, FirstFrame& first,
+                              Summary& summary) const {
+    const Settings& settings = summary.settings;
+    if (inputs.plate() == nullptr || settings.view == View::Source) return;
+    summary.plate = inputs.plate()->Compare(LookAt(first, reader), settings.keyColor);
+    const media::Info& info = reader.info();
+    if (!quiet_)
+        Say("clean plate " + inputs_.cleanPlate + ": " + std::to_string(info.width) + " x " +
+            std::to_string(info.height) + ", " + summary.plate->Text());
+}
+
+bool KeyCommand::SavesEveryPlate() const {
+    return media::IsVideoName(savePlate_) || media::SequencePath::Parse(savePlate_);
+}
+
+media::WriteOptions KeyCommand::PlateOptions() const {
+    media::WriteOptions options = WriteOptions(View::CleanPlate);
+    options.audio = false;
+    return options;
+}
+
+void KeyCommand::SaveFirstPlate(const media::Frame& first, const Settings& settings,
+                                const media::Info& info) const {
+    media::Info one = info;
+    one.firstFrame = first.number;
+    one.frameCount = 1;
+    media::WriteOptions options = PlateOptions();
+    options.resume = false;
+    const std::unique_ptr<media::Writer> writer = media::Create(savePlate_, options, one);
+    writer->Append(*writer->Encode(CleanPlate(settings, first, {}), media::Frame()));
+    writer->Finish();
+}
+
 void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first, ShotInputs& inputs,
                            const std::optional<media::Frame>& background,
                            const std::vector<std::unique_ptr<media::Writer>>& writers,
@@ -274,12 +340,13 @@ void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first, ShotI
         black = PlainPicture(info.width, info.height, {0, 0, 0});
     const auto render = [&](const media::Frame& source, const FetchedInputs* fetched,
                             const Threads& threads) {
-        std::vector<media::Frame> pictures(1);
-        const FrameInputs beside = inputs.Decode(*fetched);
-        pictures[0] = Keyed(settings, source, threads, beside.Rows());
+        const FrameInputs beside = inputs.Decode(*fetched, source);
+        std::vector<media::Frame> pictures{Keyed(settings, source, threads, beside.Rows())};
         if (background) PutOver(pictures[0], *background);
         if (!matteTo_.empty()) pictures.push_back(MattePicture(pictures[0]));
         if (black) PutOver(pictures[0], *black);
+        if (writers.size() > pictures.size())
+            pictures.push_back(CleanPlate(settings, source, threads));
         return pictures;
     };
     const std::size_t showingSource = ShowsSourceColor(settings.view) ? 1 : 0;
@@ -313,17 +380,25 @@ void KeyCommand::Run() {
     CheckMatteTo(settings, info);
     CheckPlaces(info);
     RefuseGaps(info);
+    CheckPlateOptions(settings);
     if (conversion_ && !quiet_) Say("keying " + spaces_.file + " in " + conversion_->KeySpace());
     const std::optional<media::Frame> background = Background(background_, info);
-    ShotInputs inputs(inputs_, info, threads_);
+    ShotInputs inputs(inputs_, info, ReadOptions());
     std::vector<std::unique_ptr<media::Writer>> writers;
     const media::Info paced = WithRate(info, fps_);
     writers.push_back(media::Create(output_, WriteOptions(settings.view), paced));
     if (!matteTo_.empty()) writers.push_back(media::Create(matteTo_, MatteOptions(), paced));
+    if (SavesEveryPlate()) writers.push_back(media::Create(savePlate_, PlateOptions(), paced));
     FirstFrame first = FetchFirst(*reader);
     ChooseKeyColor(request, *reader, first, summary);
+    ComparePlate(inputs, *reader, first, summary);
     if (!savePreset_.empty()) WritePreset(savePreset_, settings);
+    if (!savePlate_.empty() && !SavesEveryPlate())
+        SaveFirstPlate(LookAt(first, *reader), settings, info);
     KeyFrames(*reader, first, inputs, background, writers, summary);
+    if (inputs.plate() != nullptr && inputs.plate()->unmatched() > 0 && !quiet_)
+        Say(std::to_string(inputs.plate()->unmatched()) +
+            " frames show too little of the screen to match the clean plate to");
     if (!quiet_) Say(summary.ForPeople(output_, matteTo_));
     if (json_) std::cout << summary.AsJson(input_, output_, matteTo_) << std::endl;
 }

@@ -35,6 +35,14 @@ private:
     void CheckPlaces(const media::Info& info) const;
     void ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader, FirstFrame& first,
                         Summary& summary) const;
+    void CheckPlateOptions(const Settings& settings) const;
+    void ComparePlate(ShotInputs& inputs, media::Reader& reader, FirstFrame& first,
+                      Summary& summary) const;
+    /// A sequence or video gets the plate of every frame, one picture that of the first.
+    bool SavesEveryPlate() const;
+    media::WriteOptions PlateOptions() const;
+    void SaveFirstPlate(const media::Frame& first, const Settings& settings,
+                        const media::Info& info) const;
     void KeyFrames(media::Reader& reader, const FirstFrame& first, ShotInputs& inputs,
                    const std::optional<media::Frame>& background,
                    const std::vector<std::unique_ptr<media::Writer>>& writers,
@@ -51,6 +59,7 @@ private:
     media::ColorSpaces spaces_;
     std::shared_ptr<const media::ColorConversion> conversion_;  ///< where spaces are named
     InputFiles inputs_;
+    std::string savePlate_;
     media::Transfer transfer_ = media::Transfer::Automatic;
     media::Association readAlpha_ = media::Association::Automatic;
     media::Compression compression_;

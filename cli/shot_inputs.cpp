@@ -1,7 +1,11 @@
 #include "cli/shot_inputs.h"
 
+#include <stdexcept>
+
 #include "cli/companion.h"
 #include "imaging/convert/levels.h"
+#include "media/file_kind.h"
+#include "shapes/shape_file.h"
 
 namespace veltrane::cli {
 
@@ -49,9 +53,45 @@ private:
     std::shared_ptr<const Levels> still_;
 };
 
+/// Drawn shapes, once or for every frame.
+class ShapeMatte : public MatteSource {
+public:
+    ShapeMatte(const std::string& path, const media::Info& shot, shapes::Purpose purpose)
+        : path_(path),
+          width_(shot.width),
+          height_(shot.height),
+          file_(path, shot.width, shot.height, purpose) {
+        if (!file_.Moves()) still_ = Drawn(shot.firstFrame);
+    }
+
+    std::shared_ptr<media::Fetched> Fetch(std::int64_t) override { return nullptr; }
+
+    std::shared_ptr<const Levels> Decode(const media::Fetched*,
+                                         std::int64_t number) const override {
+        return still_ ? still_ : Drawn(number);
+    }
+
+private:
+    std::shared_ptr<const Levels> Drawn(std::int64_t frame) const {
+        try {
+            return std::make_shared<Levels>(shapes::Draw(file_.At(frame), width_, height_));
+        } catch (const std::length_error& error) {
+            files::Fail(path_, error.what());
+        }
+    }
+
+    std::string path_;
+    int width_;
+    int height_;
+    shapes::ShapeFile file_;
+    std::shared_ptr<const Levels> still_;
+};
+
 std::unique_ptr<MatteSource> OpenMatte(const std::string& role, const std::string& path,
-                                       const media::Info& shot, int threads) {
+                                       const media::Info& shot, int threads,
+                                       shapes::Purpose purpose) {
     if (path.empty()) return nullptr;
+    if (media::Extension(path) == ".svg") return std::make_unique<ShapeMatte>(path, shot, purpose);
     return std::make_unique<PictureMatte>(role, path, shot, threads);
 }
 
@@ -59,7 +99,7 @@ std::unique_ptr<MatteSource> OpenMatte(const std::string& role, const std::strin
 
 std::vector<std::string> InputFiles::Named() const {
     std::vector<std::string> named;
-    for (const std::string& file : {garbage, core})
+    for (const std::string& file : {garbage, core, cleanPlate})
         if (!file.empty()) named.push_back(file);
     return named;
 }
@@ -68,12 +108,18 @@ KeyInputs<std::uint16_t> FrameInputs::Rows() const {
     KeyInputs<std::uint16_t> inputs;
     if (garbage) inputs.garbage.packed = garbage->data();
     if (core) inputs.core.packed = core->data();
+    if (cleanPlate) inputs.cleanPlate.packed = cleanPlate->pixels.data();
     return inputs;
 }
 
-ShotInputs::ShotInputs(const InputFiles& files, const media::Info& shot, int threads)
-    : garbage_(OpenMatte("garbage matte", files.garbage, shot, threads)),
-      core_(OpenMatte("core matte", files.core, shot, threads)) {}
+ShotInputs::ShotInputs(const InputFiles& files, const media::Info& shot,
+                       const media::ReadOptions& options)
+    : garbage_(OpenMatte("garbage matte", files.garbage, shot, options.threads,
+                         shapes::Purpose::kGarbage)),
+      core_(OpenMatte("core matte", files.core, shot, options.threads, shapes::Purpose::kCore)) {
+    if (!files.cleanPlate.empty())
+        plate_ = std::make_unique<PlateSource>(files.cleanPlate, shot, options, files.matchPlate);
+}
 
 ShotInputs::~ShotInputs() = default;
 
@@ -82,13 +128,15 @@ std::shared_ptr<const FetchedInputs> ShotInputs::Fetch(std::int64_t number) {
     fetched->number = number;
     if (garbage_) fetched->garbage = garbage_->Fetch(number);
     if (core_) fetched->core = core_->Fetch(number);
+    if (plate_) fetched->cleanPlate = plate_->Fetch(number);
     return fetched;
 }
 
-FrameInputs ShotInputs::Decode(const FetchedInputs& fetched) const {
+FrameInputs ShotInputs::Decode(const FetchedInputs& fetched, const media::Frame& shot) const {
     FrameInputs inputs;
     if (garbage_) inputs.garbage = garbage_->Decode(fetched.garbage.get(), fetched.number);
     if (core_) inputs.core = core_->Decode(fetched.core.get(), fetched.number);
+    if (plate_) inputs.cleanPlate = plate_->Decode(fetched.cleanPlate.get(), shot);
     return inputs;
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/plate_source.h"
 #include "keyer/key_inputs.h"
 #include "media/media.h"
 
@@ -15,6 +16,8 @@ namespace veltrane::cli {
 struct InputFiles {
     std::string garbage;
     std::string core;
+    std::string cleanPlate;
+    bool matchPlate = false;  ///< bring each plate to its frame's exposure
 
     /// Those that are named.
     std::vector<std::string> Named() const;
@@ -28,12 +31,14 @@ struct FetchedInputs {
     std::int64_t number = 0;  ///< of the shot's frame
     std::shared_ptr<media::Fetched> garbage;
     std::shared_ptr<media::Fetched> core;
+    std::shared_ptr<media::Fetched> cleanPlate;
 };
 
 /// The same, ready to key with.
 struct FrameInputs {
     std::shared_ptr<const Levels> garbage;
     std::shared_ptr<const Levels> core;
+    std::shared_ptr<const media::Frame> cleanPlate;
 
     /// Reads what this holds, which must stay.
     KeyInputs<std::uint16_t> Rows() const;
@@ -54,17 +59,21 @@ public:
 class ShotInputs {
 public:
     /// Opens the files. Throws media::Error, in one line, for one that does not fit the shot.
-    ShotInputs(const InputFiles& files, const media::Info& shot, int threads);
+    ShotInputs(const InputFiles& files, const media::Info& shot, const media::ReadOptions& options);
     ~ShotInputs();
+
+    /// The clean plate, or null.
+    PlateSource* plate() const { return plate_.get(); }
 
     /// What goes with this frame of the shot. In order, one thread at a time.
     std::shared_ptr<const FetchedInputs> Fetch(std::int64_t number);
     /// Any number of threads at a time.
-    FrameInputs Decode(const FetchedInputs& fetched) const;
+    FrameInputs Decode(const FetchedInputs& fetched, const media::Frame& shot) const;
 
 private:
     std::unique_ptr<MatteSource> garbage_;
     std::unique_ptr<MatteSource> core_;
+    std::unique_ptr<PlateSource> plate_;
 };
 
 }  // namespace veltrane::cli

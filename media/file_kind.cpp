@@ -77,4 +77,9 @@ std::string FormatsWithAlpha() {
     return "mov (ProRes 4444), mkv (FFV1), webm (VP9), png, tif and exr";
 }
 
+bool IsVideoName(const std::string& path) {
+    constexpr const char* kVideos[] = {".mov", ".mkv", ".webm", ".mp4"};
+    return std::find(std::begin(kVideos), std::end(kVideos), Extension(path)) != std::end(kVideos);
+}
+
 }  // namespace veltrane::media

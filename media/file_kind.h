@@ -14,6 +14,9 @@ void RequireFile(const std::string& path);
 /// The ending of a file's name in small letters, such as ".png".
 std::string Extension(const std::string& path);
 
+/// Whether the name's ending is that of a video that can be written.
+bool IsVideoName(const std::string& path);
+
 }  // namespace veltrane::media
 
 #endif

@@ -1,6 +1,5 @@
 #include "media/media.h"
 
-#include <algorithm>
 #include <filesystem>
 
 #include "media/backends.h"
@@ -63,10 +62,7 @@ std::unique_ptr<Writer> Create(const std::string& path, const WriteOptions& opti
         stored.transfer = Transfer::None;
         return ConvertedWriter(Create(path, stored, source), options.conversion);
     }
-    constexpr const char* kVideos[] = {".mov", ".mkv", ".webm", ".mp4"};
-    const bool video =
-        std::find(std::begin(kVideos), std::end(kVideos), Extension(path)) != std::end(kVideos);
-    if (!video) return CreateImages(path, options, source);
+    if (!IsVideoName(path)) return CreateImages(path, options, source);
     const Compression::Method method = options.compression.method;
     if (method != Compression::Method::Automatic) {
         Fail(path, std::string("cannot be compressed by ") + CompressionName(method) +

@@ -2,13 +2,14 @@
 
 #include "command.h"
 #include "settings/frame_keyer.h"
+#include "shapes/shape_file.h"
 
 namespace veltrane {
 namespace {
 
 constexpr int kWidth = 64, kHeight = 48;
 
-using Levels = std::vector<std::uint16_t>;
+using shapes::Levels;
 
 /// Soft to hard from left to right, moved by the frame's number.
 Levels Drawn(int number) {
@@ -95,6 +96,71 @@ TEST_F(CommandTest, SequencesGoAlongByNumberAndVideosByPlace) {
     EXPECT_FALSE(fs::exists("o.11.png"));
 }
 
+TEST_F(CommandTest, ShapesOfOneFileServeAsGarbageAndCore) {
+    std::ofstream("roto.svg")
+        << "<svg xmlns='http://www.w3.org/2000/svg' viewBox='0 0 64 48'>"
+           "<g data-frame='1'><rect class='garbage' width='9' height='48'/></g>"
+           "<g data-frame='3'><rect class='garbage' width='19' height='48'/></g>"
+           "<ellipse class='core' cx='32' cy='30' rx='9' ry='12' "
+           "data-feather='5'/></svg>";
+    WriteFrames(3);
+    Run("key f.#.png o.#.png --key-color #40b838 --garbage roto.svg --core roto.svg");
+    const shapes::ShapeFile garbage("roto.svg", kWidth, kHeight, shapes::Purpose::kGarbage);
+    const shapes::ShapeFile core("roto.svg", kWidth, kHeight, shapes::Purpose::kCore);
+    for (int i = 1; i <= 3; ++i) {
+        const Levels out = shapes::Draw(garbage.At(i), kWidth, kHeight);
+        const Levels in = shapes::Draw(core.At(i), kWidth, kHeight);
+        EXPECT_EQ(out[3 + 5 * i], 65535);
+        EXPECT_EQ(out[4 + 5 * i], 0);
+        EXPECT_EQ(media::ReadFrame("o." + std::to_string(i) + ".png", 1).pixels,
+                  KeyedWith(green_, Picture(i), {{}, {out.data()}, {in.data()}}));
+    }
+    EXPECT_REFUSED(Run("key f.1.png o.png --core none.svg", 1), "none.svg");
+    EXPECT_REFUSED(Run("key f.1.png roto.svg --core roto.svg", 2), "source of this call");
+}
+
+TEST_F(CommandTest, TheModelledPlateIsSavedAndGivenBackToTheBit) {
+    WriteFrames(3);
+    const std::string color = " --key-color #40b838 ";
+    Run("key f.#.png o.mkv --save-plate plates.mkv" + color);
+    Run("key f.#.png again.mkv --clean-plate plates.mkv" + color);
+    Run("key f.#.png o.#.png --save-plate plate.png" + color);
+    const Outcome back = Run("key f.1.png again.png --clean-plate plate.png" + color);
+    for (int i = 1; i <= 3; ++i)
+        EXPECT_EQ(media::ReadFrame("again.mkv", i).pixels, Keyed(green_, Picture(i))) << i;
+    EXPECT_EQ(media::ReadFrame("again.png", 1).pixels, Keyed(green_, Picture(1)));
+    EXPECT_NE(back.error.find("clean plate plate.png: 64 x 48, 100 % looks like screen"),
+              std::string::npos)
+        << back.error;
+}
+
+TEST_F(CommandTest, PlatesAreMatchedFrameByFrame) {
+    Run("key in.png o.png --key-color #40b838 --save-plate plate.png");
+    for (int i = 1; i <= 3; ++i) {
+        media::Frame flicker = Picture(i);
+        for (std::size_t n = 0; n < flicker.pixels.size(); ++n)
+            if (n % 4 != 3) flicker.pixels[n] = flicker.pixels[n] * (10 - i) / 10;
+        Write("f." + std::to_string(i) + ".png", flicker);
+    }
+    const std::string key = "key f.#.png o.#.png --key-color #40b838 --clean-plate plate.png";
+    const auto meanMatte = [](int frame) {
+        const auto pixels = media::ReadFrame("o." + std::to_string(frame) + ".png", 1).pixels;
+        double sum = 0;
+        for (std::size_t n = 3; n < pixels.size(); n += 4) sum += pixels[n];
+        return sum / 65535 / (kWidth * kHeight);
+    };
+    const auto plate = Json(key)["clean-plate"];
+    const double lit = 0.6, seen = plate["gain"][1].get<double>() * lit;
+    EXPECT_NEAR(seen + plate["offset"][1].get<double>(), 0.9 * lit, 0.01);
+    EXPECT_GT(plate["screen"].get<double>(), 0.95);
+    const double darkened = meanMatte(3);
+    Run(key + " --match-plate");
+    const double subject = 0.39 * 2 / 3;  // of Picture's area
+    EXPECT_NEAR(meanMatte(1), subject, 0.02);
+    EXPECT_NEAR(meanMatte(3), meanMatte(1), 0.01);
+    EXPECT_GT(darkened, meanMatte(3) + 0.03);  // taken for a shadow
+}
+
 TEST_F(CommandTest, RefusesInputsThatDoNotFitAndNeverWritesOverThem) {
     Write("small.png", Picture(1, 32, 48));
     EXPECT_REFUSED(Run("key in.png out.png --garbage small.png", 1), "garbage matte small.png",
@@ -102,7 +168,17 @@ TEST_F(CommandTest, RefusesInputsThatDoNotFitAndNeverWritesOverThem) {
     EXPECT_REFUSED(Run("key in.png out.png --core none.png", 1), "none.png");
     WriteMatte("matte.png", Drawn(1), false, false);
     EXPECT_REFUSED(Run("key in.png matte.png --core matte.png", 2), "source of this call");
+    EXPECT_REFUSED(Run("key in.png out.png --clean-plate small.png", 1), "clean plate small.png",
+                   "32 x 48", "64 x 48");
+    EXPECT_REFUSED(Run("key in.png out.png --clean-plate matte.png --key-color #40b838", 1),
+                   "clean plate matte.png: shows no screen", "#40b838");
+    const std::string plate = " --clean-plate in.png";
+    EXPECT_REFUSED(Run("key in.png out.png --no-smooth-bg" + plate, 2), "--no-smooth-bg");
+    EXPECT_REFUSED(Run("key in.png out.png --save-plate p.png" + plate, 2), "--save-plate");
+    EXPECT_REFUSED(Run("key in.png out.png --match-plate", 2), "--clean-plate");
+    EXPECT_REFUSED(Run("key in.png out.png --save-plate in.png", 2), "source of this call");
     EXPECT_FALSE(fs::exists("out.png"));
+    EXPECT_FALSE(fs::exists("p.png"));
 }
 
 }  // namespace
