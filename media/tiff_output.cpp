@@ -38,20 +38,19 @@ constexpr TextTag kTexts[] = {{"Artist", TIFFTAG_ARTIST},
                               {"Make", TIFFTAG_MAKE},
                               {"Model", TIFFTAG_MODEL}};
 
-/// True for what a tag of a TIFF's own holds, and for what is not stored at all. The others are
-/// kept in formats within the format, which are the image library's.
-bool HasTag(const OIIO::ParamValue& attribute) {
+/// True for what the image library keeps in formats within the format (Exif, XMP), or in tags that
+/// nobody else knows. Other attributes have a tag of their own here, or no place in a TIFF at all.
+bool IsForeign(const OIIO::ParamValue& attribute) {
     const OIIO::string_view name = attribute.name();
-    for (const char* prefix : {"oiio:", "tiff:", "smpte:", "screenWindow"}) {
-        if (OIIO::Strutil::istarts_with(name, prefix)) return true;
+    for (const char* prefix : {"oiio:", "tiff:", "smpte:"}) {
+        if (OIIO::Strutil::istarts_with(name, prefix)) return false;
     }
-    constexpr const char* kOthers[] = {"XResolution",      "YResolution", "ResolutionUnit",
-                                       "PixelAspectRatio", "ICCProfile",  "compression",
-                                       "FramesPerSecond"};
-    const auto is = [&](const char* known) { return Is(name, known); };
-    if (std::any_of(std::begin(kOthers), std::end(kOthers), is)) return true;
-    return std::any_of(std::begin(kTexts), std::end(kTexts),
-                       [&](const TextTag& text) { return is(text.name); });
+    constexpr const char* kForeign[] = {
+        "ExposureTime", "FNumber", "Keywords",      "ImageHistory",  "description",   "host",
+        "name",         "fovcot",  "textureformat", "worldtocamera", "worldtoscreen", "wrapmodes"};
+    return name.find(':') != name.npos ||
+           std::any_of(std::begin(kForeign), std::end(kForeign),
+                       [&](const char* known) { return Is(name, known); });
 }
 
 class TagWriter {
@@ -145,7 +144,7 @@ Bytes SinglePixel(const std::string& path, const ImageLayout& layout, bool big) 
     single.width = single.height = single.fullWidth = single.fullHeight = 1;
     if (big) SetAttribute(single.attributes, "tiff:bigtiff", 1);
     const OIIO::ParamValueList& attributes = layout.attributes;
-    if (!std::all_of(attributes.begin(), attributes.end(), HasTag)) {
+    if (std::any_of(attributes.begin(), attributes.end(), IsForeign)) {
         return EncodeByLibrary(path, "tiff", single, OIIO::TypeDesc::UINT16, pixel);
     }
     MemoryTiff file(path, {}, big ? "w8" : "w");
