@@ -50,7 +50,7 @@ Item {
             onPickCancelled: filter.set('disable', 0)
             onValueChanged: {
                 panel.put(row.name, value);
-                filter.set('disable', 0);
+                panel.put('disable', 0);
             }
         }
     }
