@@ -102,7 +102,10 @@ TEST_F(DamageTest, OneLineIsAllThatIsSaid) {
         for (int shift = 24; shift >= 0; shift -= 8) chunk += static_cast<char>(sum >> shift);
         return chunk;
     };
-    std::string header = whole.substr(12, 17);
+    std::string header = whole.substr(12, 17), huge = header;
+    huge.replace(4, 8, std::string("\0\0\xff\xff\0\0\xff\xff", 8));
+    Put("a.png", whole.substr(0, 12) + summed(huge) + whole.substr(33));
+    EXPECT_EQ(ReadError("a.png"), "a.png: is damaged");
     header[12] = 7;
     const std::size_t data = whole.find("IDAT"), name = 4;
     const std::string empty = std::string(4, '\0') + summed("IDAT");
