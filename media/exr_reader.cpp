@@ -99,8 +99,7 @@ private:
 template <class Sample, class Kept>
 class PictureReader {
 public:
-    PictureReader(const ExrLayout& layout, const Reading& reading, Frame& frame,
-                  std::vector<Kept>& colour)
+    PictureReader(const ExrLayout& layout, const Reading& reading, Frame& frame, Kept* colour)
         : layout_(layout),
           rows_(reading.transfer, reading.premultiplied),
           frame_(frame),
@@ -128,16 +127,21 @@ private:
                                   static_cast<std::size_t>(left_ - layout_.display.min.x);
         rows_(ExrRow<const Sample>{plane(layout_.red), plane(layout_.green), plane(layout_.blue),
                                    alpha},
-              end_ - left_, frame_.pixels.data() + first * 4, colour_.data() + first * 3);
+              end_ - left_, frame_.pixels.data() + first * 4, colour_ + first * 3);
     }
 
     const ExrLayout& layout_;
     ExrRowReader<Sample> rows_;
     Frame& frame_;
-    std::vector<Kept>& colour_;
+    Kept* colour_;  ///< of the whole frame
     int left_;
     int end_;
 };
+
+bool Covers(const exr_attr_box2i_t& box, const exr_attr_box2i_t& other) {
+    return box.min.x <= other.min.x && box.min.y <= other.min.y && box.max.x >= other.max.x &&
+           box.max.y >= other.max.y;
+}
 
 template <class Sample, class Kept>
 void ReadPicture(const std::string& path, const ExrFile& file, const ExrLayout& layout,
@@ -201,9 +205,11 @@ std::optional<Frame> ReadExr(const std::string& path, std::int64_t number,
     frame.pixels.resize(std::size_t(frame.width) * frame.height * 4);
     auto origin = std::make_shared<Origin>();
     origin->metadata = MetadataOf(file, *layout, reading.transfer);
-    const auto read = [&]<class Sample, class Kept>(Sample, std::vector<Kept>& colour) {
+    const auto read = [&]<class Sample>(Sample, auto& colour) {
         colour.resize(frame.pixels.size() / 4 * 3);
-        const PictureReader<Sample, Kept> picture(*layout, reading, frame, colour);
+        using Kept = typename std::decay_t<decltype(colour)>::value_type;
+        if (!Covers(layout->data, layout->display)) std::fill(colour.begin(), colour.end(), Kept{});
+        const PictureReader<Sample, Kept> picture(*layout, reading, frame, colour.data());
         ReadPicture(path, file, *layout, picture, threads);
     };
     if (!layout->half) {
