@@ -90,7 +90,7 @@ private:
     exr_const_context_t file_;
     const ExrLayout& layout_;
     exr_chunk_info_t chunk_{};
-    exr_decode_pipeline_t pipeline_ = EXR_DECODE_PIPELINE_INITIALIZER;
+    exr_decode_pipeline_t pipeline_{};
     Bytes scratch_;
 };
 

@@ -21,8 +21,8 @@ using Method = Compression::Method;
 /// Values of all kinds that a float file may hold; every fourth may be an alpha.
 std::vector<float> Values(std::size_t count) {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
-    constexpr float kOdd[] = {0,     -0.0f, 1,         1e-7f,      6e-8f, 65504,        1e-30f,
-                              -0.5f, 17.5f, kInfinity, -kInfinity, 0.5f,  std::nanf("")};
+    const float kOdd[] = {0,     -0.0f, 1,         1e-7f,      6e-8f, 65504,        1e-30f,
+                          -0.5f, 17.5f, kInfinity, -kInfinity, 0.5f,  std::nanf("")};
     std::mt19937 random(5);
     std::vector<float> values(count);
     for (std::size_t i = 0; i < count; ++i) {
@@ -179,10 +179,12 @@ TEST_F(ExrTest, WhatIsWrittenIsWhatTheImageLibraryWrites) {
                 write("a.exr", result, source, options, Method::Rle, {});
                 write("b.exr", result, source, options, method, {});
                 write("c.exr", result, source, options, method, Lent(4));
-                EXPECT_TRUE(Bytes("b.exr") == Bytes("c.exr")) << kind;
-                const std::vector<float> a = Stored("a.exr"), b = Stored("b.exr");
-                ASSERT_EQ(a.size(), b.size());
-                EXPECT_EQ(std::memcmp(a.data(), b.data(), a.size() * sizeof(float)), 0) << kind;
+                const std::vector<float> a = Stored("a.exr");
+                for (const char* name : {"b.exr", "c.exr"}) {
+                    const std::vector<float> b = Stored(name);
+                    ASSERT_EQ(a.size(), b.size());
+                    EXPECT_EQ(std::memcmp(a.data(), b.data(), a.size() * sizeof(float)), 0) << kind;
+                }
                 const ImageSpec theirs = SpecOf("a.exr"), ours = SpecOf("b.exr");
                 EXPECT_EQ(OIIO::get_roi(theirs), OIIO::get_roi(ours));
                 EXPECT_EQ(OIIO::get_roi_full(theirs), OIIO::get_roi_full(ours));
