@@ -230,9 +230,9 @@ void PlacePixels(const OpenImage& image, const std::vector<Sample>& samples,
     const int firstY = std::max(top, 0), endY = std::min(top + layout.height, layout.fullHeight);
     for (int y = firstY; y < endY; ++y) {
         const Sample* row =
-            samples.data() + (std::size_t(y - top) * layout.width - left) * image.channels.count;
+            samples.data() + std::size_t(y - top) * layout.width * image.channels.count;
         for (int x = firstX; x < endX; ++x) {
-            place(placement.Index(x, y), row + std::size_t(x) * image.channels.count);
+            place(placement.Index(x, y), row + std::size_t(x - left) * image.channels.count);
         }
     }
 }
