@@ -63,7 +63,7 @@ struct Pairs {
 };
 
 /// Least squares over the pairs that lie within limit of the fit so far. A plate that is all of one
-/// value tells nothing of an offset.
+/// value tells nothing of an offset, and one of zeros, as under a saturated screen, nothing at all.
 ChannelFit Refit(const Pairs& pairs, const ChannelFit& fit, double limit) {
     constexpr double kLeastSpread = 0.015;
     double count = 0, p = 0, s = 0, pp = 0, ps = 0;
@@ -75,6 +75,7 @@ ChannelFit Refit(const Pairs& pairs, const ChannelFit& fit, double limit) {
         pp += pairs.plate[n] * pairs.plate[n];
         ps += pairs.plate[n] * pairs.shot[n];
     }
+    if (pp == 0) return {1, 0};
     const double spread = pp / count - p / count * (p / count);
     if (!(spread >= kLeastSpread * kLeastSpread)) return {ps / pp, 0};
     const double gain = (ps / count - p / count * (s / count)) / spread;

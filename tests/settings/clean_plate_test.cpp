@@ -93,6 +93,18 @@ TEST(CleanPlates, AreBroughtToTheShotsExposure) {
     }
 }
 
+TEST(CleanPlates, KeepAChannelThatIsZero) {
+    Words plate = EmptySet(kGreen, 8);
+    for (std::size_t i = 2; i < plate.size(); i += 4) plate[i] = 0;
+    const auto fit = FitPlate(kWidth, kHeight, plate.data(), plate.data(), kGreen);
+    ASSERT_TRUE(fit);
+    EXPECT_EQ(fit->red.gain, 1);
+    EXPECT_EQ(fit->red.offset, 0);
+    Words matched(plate.size());
+    CorrectPlate(*fit, plate.data(), matched.data(), kWidth * kHeight);
+    for (std::size_t i = 2; i < matched.size(); i += 4) ASSERT_EQ(matched[i], 0);
+}
+
 TEST(CleanPlates, AreToldFromOtherPicturesByTheKeysHue) {
     const Words green = EmptySet(kGreen, 8), blue = EmptySet(kBlue, 8);
     const auto share = [](const Words& frame, const Color& color) {
