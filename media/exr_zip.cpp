@@ -1,8 +1,11 @@
 #include "media/exr_zip.h"
 
+#include <isa-l/igzip_lib.h>
+
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <memory>
 
 namespace veltrane::media {
 namespace {
@@ -58,25 +61,13 @@ void Interleave(const std::uint8_t* halves, std::size_t size, std::uint8_t* chun
 
 }  // namespace
 
-ExrZipper::ExrZipper() : stream_(std::make_unique<isal_zstream>()), level_(ISAL_DEF_LVL1_SMALL) {}
-
 std::size_t ExrZipper::Zip(const std::uint8_t* chunk, std::size_t size, std::uint8_t* room) {
     differences_.resize(size);
     ToDifferences(chunk, size, differences_.data());
-    // What earlier chunks left here would decide which of several matches is taken.
-    std::fill(level_.begin(), level_.end(), std::uint8_t{0});
-    isal_deflate_stateless_init(stream_.get());
-    stream_->level = 1;
-    stream_->level_buf = level_.data();
-    stream_->level_buf_size = static_cast<std::uint32_t>(level_.size());
-    stream_->gzip_flag = IGZIP_ZLIB;
-    stream_->end_of_stream = 1;
-    stream_->next_in = differences_.data();
-    stream_->avail_in = static_cast<std::uint32_t>(size);
-    stream_->next_out = room;
-    stream_->avail_out = static_cast<std::uint32_t>(size);
-    if (isal_deflate_stateless(stream_.get()) != COMP_OK) return 0;
-    return stream_->total_out < size ? stream_->total_out : 0;
+    zipper_.Begin();
+    zipper_.Give(differences_.data(), size, true);
+    const std::size_t made = zipper_.Take(room, size);
+    return made < size ? made : 0;
 }
 
 bool ExrUnzip(const std::uint8_t* zipped, std::size_t zippedSize, std::uint8_t* chunk,

@@ -1,13 +1,11 @@
 #ifndef VELTRANE_MEDIA_EXR_ZIP_H
 #define VELTRANE_MEDIA_EXR_ZIP_H
 
-#include <isa-l/igzip_lib.h>
-
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 #include "media/file_bytes.h"
+#include "media/zlib_data.h"
 
 namespace veltrane::media {
 
@@ -17,15 +15,12 @@ namespace veltrane::media {
 /// Compresses chunks, one after another.
 class ExrZipper {
 public:
-    ExrZipper();
-
     /// Puts a chunk, compressed, into room for as many bytes as it has itself. Returns how many it
     /// takes, or 0 where it would not become smaller.
     std::size_t Zip(const std::uint8_t* chunk, std::size_t size, std::uint8_t* room);
 
 private:
-    std::unique_ptr<isal_zstream> stream_;
-    Bytes level_;
+    Zipper zipper_{Zipper::Blocks::Short};
     Bytes differences_;
 };
 

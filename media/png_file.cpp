@@ -1,7 +1,8 @@
 #include "media/png_file.h"
 
 #include <isa-l/crc.h>
-#include <isa-l/igzip_lib.h>
+
+#include "media/zlib_data.h"
 
 namespace veltrane::media {
 namespace {
@@ -36,40 +37,28 @@ void AddHeader(PngBytes& file, int width, int height, bool alpha) {
 /// The chunks of compressed pixels.
 class PixelChunks {
 public:
-    explicit PixelChunks(PngBytes& file) : file_(file) {
-        isal_deflate_init(&stream_);
-        stream_.level = 1;
-        stream_.level_buf = level_.data();
-        stream_.level_buf_size = static_cast<std::uint32_t>(level_.size());
-        stream_.gzip_flag = IGZIP_ZLIB;
-        Rewind();
-    }
+    explicit PixelChunks(PngBytes& file) : file_(file) { zipper_.Begin(); }
 
-    void Add(PngBytes& bytes, bool last) {
-        stream_.next_in = bytes.data();
-        stream_.avail_in = static_cast<std::uint32_t>(bytes.size());
-        stream_.end_of_stream = last;
-        while (stream_.avail_in > 0 || (last && stream_.internal_state.state != ZSTATE_END)) {
-            isal_deflate(&stream_);
-            if (stream_.avail_out == 0) Flush();
+    void Add(const PngBytes& bytes, bool last) {
+        zipper_.Give(bytes.data(), bytes.size(), last);
+        for (;;) {
+            made_ += zipper_.Take(chunk_.data() + made_, chunk_.size() - made_);
+            if (made_ < chunk_.size()) break;
+            Flush();
         }
         if (last) Flush();
     }
 
 private:
-    void Rewind() {
-        stream_.next_out = chunk_.data();
-        stream_.avail_out = static_cast<std::uint32_t>(chunk_.size());
-    }
     void Flush() {
-        AddChunk(file_, "IDAT", chunk_, chunk_.size() - stream_.avail_out);
-        Rewind();
+        AddChunk(file_, "IDAT", chunk_, made_);
+        made_ = 0;
     }
 
     PngBytes& file_;
-    isal_zstream stream_;
-    PngBytes level_ = PngBytes(ISAL_DEF_LVL1_DEFAULT);
+    Zipper zipper_;
     PngBytes chunk_ = PngBytes(std::size_t{1} << 18);
+    std::size_t made_ = 0;
 };
 
 /// A row as it stands in the file before it is filtered.

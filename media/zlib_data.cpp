@@ -3,6 +3,7 @@
 #include <isa-l/igzip_lib.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <optional>
 
@@ -73,31 +74,109 @@ bool IsWholeZlib(const std::vector<std::uint8_t>& data, std::uint64_t size) {
     return made && *made >= size;
 }
 
-Zipper::Zipper() : level_(ISAL_DEF_LVL1_DEFAULT) {}
+/// The first bytes are compressed apart from the rest. Given all at once, the library enters a hash
+/// of the stream's own address in its table of places, so that now and then another match would be
+/// found, depending on where memory lies.
+class Zipper::Stream {
+public:
+    explicit Stream(Blocks blocks)
+        : level_(blocks == Blocks::Long ? ISAL_DEF_LVL1_DEFAULT : ISAL_DEF_LVL1_SMALL) {}
+
+    void Begin() {
+        // What earlier pieces left here would decide which of several matches is taken.
+        std::fill(level_.begin(), level_.end(), std::uint8_t{0});
+        isal_deflate_init(&stream_);
+        stream_.level = 1;
+        stream_.level_buf = level_.data();
+        stream_.level_buf_size = static_cast<std::uint32_t>(level_.size());
+        stream_.gzip_flag = IGZIP_ZLIB;
+        firstBytes_ = headMade_ = headTaken_ = 0;
+    }
+
+    void Give(const std::uint8_t* bytes, std::size_t size, bool last) {
+        given_ = bytes;
+        left_ = size;
+        last_ = last;
+        while (firstBytes_ < first_.size() && left_ > 0) {
+            first_[firstBytes_++] = *given_++;
+            --left_;
+        }
+        if (headMade_ == 0 && (firstBytes_ == first_.size() || last)) MakeHead();
+    }
+
+    std::size_t Take(std::uint8_t* room, std::size_t size) {
+        std::size_t made = std::min(size, headMade_ - headTaken_);
+        std::copy_n(head_.data() + headTaken_, made, room);
+        headTaken_ += made;
+        while (made < size && headMade_ > 0 && (left_ > 0 || (last_ && !ended()))) {
+            made += Step(room + made, size - made);
+        }
+        return made;
+    }
+
+private:
+    bool ended() const { return stream_.internal_state.state == ZSTATE_END; }
+
+    void MakeHead() {
+        stream_.next_in = first_.data();
+        stream_.avail_in = static_cast<std::uint32_t>(firstBytes_);
+        stream_.flush = SYNC_FLUSH;
+        stream_.next_out = head_.data();
+        stream_.avail_out = static_cast<std::uint32_t>(head_.size());
+        isal_deflate(&stream_);
+        stream_.flush = NO_FLUSH;
+        headMade_ = head_.size() - stream_.avail_out;
+    }
+
+    std::size_t Step(std::uint8_t* room, std::size_t size) {
+        const std::size_t more = std::min(kMost, left_);
+        size = std::min(kMost, size);
+        stream_.next_in = const_cast<std::uint8_t*>(given_);
+        stream_.avail_in = static_cast<std::uint32_t>(more);
+        stream_.end_of_stream = last_ && more == left_;
+        stream_.next_out = room;
+        stream_.avail_out = static_cast<std::uint32_t>(size);
+        isal_deflate(&stream_);
+        const std::size_t used = more - stream_.avail_in;
+        given_ += used;
+        left_ -= used;
+        return size - stream_.avail_out;
+    }
+
+    isal_zstream stream_;
+    std::vector<std::uint8_t> level_;
+    std::array<std::uint8_t, 8> first_;
+    std::array<std::uint8_t, 512> head_;
+    std::size_t firstBytes_ = 0, headMade_ = 0, headTaken_ = 0;
+    const std::uint8_t* given_ = nullptr;
+    std::size_t left_ = 0;
+    bool last_ = false;
+};
+
+Zipper::Zipper(Blocks blocks) : stream_(std::make_unique<Stream>(blocks)) {}
+Zipper::~Zipper() = default;
+Zipper::Zipper(Zipper&&) noexcept = default;
+
+void Zipper::Begin() {
+    stream_->Begin();
+}
+
+void Zipper::Give(const std::uint8_t* bytes, std::size_t size, bool last) {
+    stream_->Give(bytes, size, last);
+}
+
+std::size_t Zipper::Take(std::uint8_t* room, std::size_t size) {
+    return stream_->Take(room, size);
+}
 
 std::vector<std::uint8_t> Zipper::Zip(const std::uint8_t* bytes, std::size_t size) {
-    // What earlier pieces left here would decide which of several matches is taken.
-    std::fill(level_.begin(), level_.end(), std::uint8_t{0});
-    isal_zstream stream;
-    isal_deflate_init(&stream);
-    stream.level = 1;
-    stream.level_buf = level_.data();
-    stream.level_buf_size = static_cast<std::uint32_t>(level_.size());
-    stream.gzip_flag = IGZIP_ZLIB;
+    Begin();
+    Give(bytes, size, true);
     std::vector<std::uint8_t> zipped(size / 2 + 4096);
-    std::size_t given = 0, made = 0;
-    while (stream.internal_state.state != ZSTATE_END) {
-        if (made == zipped.size()) zipped.resize(zipped.size() * 2);
-        const std::size_t more = std::min(kMost, size - given);
-        const std::size_t room = std::min(kMost, zipped.size() - made);
-        stream.next_in = const_cast<std::uint8_t*>(bytes) + given;
-        stream.avail_in = static_cast<std::uint32_t>(more);
-        stream.end_of_stream = given + more == size;
-        stream.next_out = zipped.data() + made;
-        stream.avail_out = static_cast<std::uint32_t>(room);
-        isal_deflate(&stream);
-        given += more - stream.avail_in;
-        made += room - stream.avail_out;
+    std::size_t made = Take(zipped.data(), zipped.size());
+    while (made == zipped.size()) {
+        zipped.resize(zipped.size() * 2);
+        made += Take(zipped.data() + made, zipped.size() - made);
     }
     zipped.resize(made);
     return zipped;

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace veltrane::media {
@@ -18,14 +19,30 @@ bool Unzip(const std::vector<std::uint8_t>& data, std::uint8_t* to, std::size_t 
 bool IsWholeZlib(const std::vector<std::uint8_t>& data, std::uint64_t size);
 
 /// Compresses pieces by zlib's format, one after another: fast, and about as small as by zlib's own
-/// first level. A piece's result depends on nothing before it.
+/// first level. What a piece becomes depends on nothing but its bytes, however they are given.
 class Zipper {
 public:
-    Zipper();
+    /// How much is compressed as one block.
+    enum class Blocks { Long, Short };
+
+    explicit Zipper(Blocks blocks = Blocks::Long);
+    ~Zipper();
+    Zipper(Zipper&&) noexcept;
+
+    void Begin();
+    /// The piece's next bytes, which must stay until all that they become is taken; an end of
+    /// nothing is allowed.
+    void Give(const std::uint8_t* bytes, std::size_t size, bool last);
+    /// Puts what was made into the room and tells how much; less than the room when there is no
+    /// more.
+    std::size_t Take(std::uint8_t* room, std::size_t size);
+
+    /// A whole piece.
     std::vector<std::uint8_t> Zip(const std::uint8_t* bytes, std::size_t size);
 
 private:
-    std::vector<std::uint8_t> level_;
+    class Stream;
+    std::unique_ptr<Stream> stream_;
 };
 
 }  // namespace veltrane::media
