@@ -114,11 +114,15 @@ protected:
             fs::create_symlink("../samples/still.jpg", "s." + std::to_string(number) + ".jpg");
     }
 
-    /// Waits until something is true.
+    /// Waits until something is true, or the command has ended.
     template <class Condition>
-    static void WaitUntil(Condition condition) {
-        for (int i = 0; i < 30000 && !condition(); ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    static void WaitUntil(pid_t command, Condition condition) {
+        siginfo_t ended{};
+        const auto waits = [&] {
+            waitid(P_PID, static_cast<id_t>(command), &ended, WEXITED | WNOHANG | WNOWAIT);
+            return ended.si_pid == 0 && !condition();
+        };
+        while (waits()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
 
 private:

@@ -49,8 +49,8 @@ protected:
                            [](const fs::path& file) { return files::IsTemporary(file); });
     }
 
-    static void WaitForTemporary(const fs::path& folder) {
-        WaitUntil([&] { return HoldsTemporary(folder); });
+    static void WaitForTemporary(pid_t command, const fs::path& folder) {
+        WaitUntil(command, [&] { return HoldsTemporary(folder); });
     }
 
     static void Pause(std::chrono::microseconds time) { std::this_thread::sleep_for(time); }
@@ -161,7 +161,7 @@ TEST_F(OutputsTest, EverySignalThatCanBeCaughtRemovesWhatIsUnfinished) {
         {SIGINT, SIGTERM}, {SIGHUP, SIGHUP, SIGINT}, {SIGPIPE}, {SIGABRT}, {SIGXCPU}, {SIGRTMAX}};
     for (const std::vector<int>& signals : deaths) {
         const auto stop = [&](pid_t child) {
-            WaitForTemporary("out");
+            WaitForTemporary(child, "out");
             for (const int signal : signals) kill(child, signal);
         };
         constexpr int kKilled = -1;
@@ -171,7 +171,7 @@ TEST_F(OutputsTest, EverySignalThatCanBeCaughtRemovesWhatIsUnfinished) {
     for (const auto& [signal, output] :
          {std::pair{SIGINT, "out/o.mov"}, {SIGHUP, "out/o.mov"}, {SIGTERM, "out/o.%04d.tif"}}) {
         const auto stop = [sent = signal](pid_t child) {
-            WaitUntil([] { return !fs::is_empty("out"); });
+            WaitUntil(child, [] { return !fs::is_empty("out"); });
             kill(child, sent);
         };
         const std::string error = Run(std::string("key s.%04d.jpg ") + output, 130, stop).error;
@@ -194,7 +194,7 @@ TEST_F(OutputsTest, TheNextRunRemovesWhatDeadProcessesLeftAndNothingElse) {
     LinkManyStills();
     for (const char* next : {"out/o.%d.png", "out/o.mov", "o.png --save-preset out/o"}) {
         Run("key s.%04d.jpg out/dead.mov", -1, [&](pid_t child) {
-            WaitUntil([&] { return Files("out").size() > before.size(); });
+            WaitUntil(child, [&] { return Files("out").size() > before.size(); });
             kill(child, SIGKILL);
         });
         EXPECT_EQ(Everything("out").size(), before.size() + 1);
@@ -215,7 +215,7 @@ TEST_F(OutputsTest, KilledAtAnyMomentEveryFrameIsWholeAndResumeLeavesNoTrace) {
     for (const std::string name : {"/o.#.png", "/o.mkv"}) {
         std::chrono::microseconds time{};
         Run(key("whole" + name), 0, [&](pid_t child) {
-            WaitForTemporary("whole");
+            WaitForTemporary(child, "whole");
             const auto start = std::chrono::steady_clock::now();
             waitid(P_PID, static_cast<id_t>(child), nullptr, WEXITED | WNOWAIT);
             time = std::chrono::duration_cast<std::chrono::microseconds>(
@@ -224,7 +224,7 @@ TEST_F(OutputsTest, KilledAtAnyMomentEveryFrameIsWholeAndResumeLeavesNoTrace) {
         const auto whole = Everything("whole");
         for (int round = 0; round < 10; ++round) {
             const pid_t child = Start(key("killed" + name));
-            WaitForTemporary("killed");
+            WaitForTemporary(child, "killed");
             Pause(time * static_cast<int>(random() % 1000) / 1000);
             kill(child, SIGKILL);
             waitpid(child, nullptr, 0);
