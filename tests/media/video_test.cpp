@@ -182,11 +182,11 @@ TEST_F(VideoTest, AudioFollowsThePictures) {
         "\"aevalsrc='if(gte(t,1),0.5*sin(2*PI*440*t),0)':s=48000:d=2\" -c:v ffv1 -c:a pcm_s16le "
         "pcm.mkv");
     Ffmpeg("-i pcm.mkv -c:v mpeg4 -c:a aac aac.mov");
-    const std::pair<std::string, std::string> cases[] = {{"pcm.mkv", "o.mov"},
-                                                         {"pcm.mkv", "o.mkv"},
-                                                         {"aac.mov", "o.mov"},
-                                                         {"pcm.mkv", "o.mp4"},
-                                                         {"aac.mov", "o.webm"}};
+    // The tone alone, which begins when pictures have been shown for a second.
+    Ffmpeg("-i pcm.mkv -itsoffset 1 -ss 1 -i pcm.mkv -map 0:v -map 1:a -c:v copy late.mkv");
+    const std::pair<std::string, std::string> cases[] = {
+        {"pcm.mkv", "o.mov"},  {"pcm.mkv", "o.mkv"},  {"aac.mov", "o.mov"}, {"pcm.mkv", "o.mp4"},
+        {"aac.mov", "o.webm"}, {"late.mkv", "o.mkv"}, {"late.mkv", "o.mp4"}};
     const Conversion part{.read = {{}, {}, FrameRange{19, 36}}, .write = {.opaque = true}};
     for (const auto& [from, to] : cases) {
         Convert(from, to, part);
