@@ -91,6 +91,36 @@ void AddTransferOption(CLI::App& command, media::Transfer& transfer) {
          {"none", media::Transfer::None}});
 }
 
+void AddColorSpaceOptions(CLI::App& command, media::ColorSpaces& spaces) {
+    command
+        .add_option("--colorspace", spaces.file,
+                    "The files' colour space, by its name in an OpenColorIO config.")
+        ->type_name("NAME");
+    command
+        .add_option("--key-space", spaces.key,
+                    "The space to key in. [default: the config's sRGB texture or display space]")
+        ->type_name("NAME");
+    command.add_option("--ocio", spaces.config, "The OpenColorIO config. [default: $OCIO]")
+        ->type_name("FILE");
+}
+
+std::shared_ptr<const media::ColorConversion> OpenSpaces(media::ColorSpaces& spaces,
+                                                         media::Transfer transfer) {
+    if (spaces.file.empty()) {
+        const char* given = !spaces.key.empty() ? "--key-space" : "--ocio";
+        if (!spaces.key.empty() || !spaces.config.empty())
+            throw UsageError(std::string(given) + " has no effect without --colorspace");
+        return nullptr;
+    }
+    if (transfer != media::Transfer::Automatic)
+        throw UsageError("--colorspace and --transfer exclude each other");
+    const char* usual = std::getenv("OCIO");
+    if (spaces.config.empty() && usual != nullptr) spaces.config = usual;
+    if (spaces.config.empty())
+        throw UsageError("--colorspace needs a config: --ocio FILE or the environment's OCIO");
+    return media::OpenColorSpaces(spaces);
+}
+
 void AddAlphaOption(CLI::App& command, const std::string& name, media::Association& association,
                     const std::string& help) {
     AddNamed<media::Association>(command, name, association, help,

@@ -2,6 +2,7 @@
 #define VELTRANE_CLI_COMMON_OPTIONS_H
 
 #include <CLI/CLI.hpp>
+#include <memory>
 #include <string>
 
 #include "media/media.h"
@@ -10,6 +11,14 @@ namespace veltrane::cli {
 
 /// --transfer, for every command that reads frames.
 void AddTransferOption(CLI::App& command, media::Transfer& transfer);
+
+/// --colorspace, --key-space and --ocio, for every command that reads frames.
+void AddColorSpaceOptions(CLI::App& command, media::ColorSpaces& spaces);
+
+/// The conversion that they name, or null without --colorspace; spaces receives the config that is
+/// used. Throws UsageError for options that do not go together, and media::Error.
+std::shared_ptr<const media::ColorConversion> OpenSpaces(media::ColorSpaces& spaces,
+                                                         media::Transfer transfer);
 
 /// --threads, by default all cores.
 void AddThreadsOption(CLI::App& command, int& threads);

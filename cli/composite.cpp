@@ -86,8 +86,10 @@ media::Frame CleanPlate(Settings settings, const media::Frame& source, const Thr
 }
 
 void PutOver(media::Frame& frame, const media::Frame& background) {
+    frame.coverage.reserve(frame.pixels.size() / 4);
     for (std::size_t i = 0; i < frame.pixels.size(); i += 4) {
         const std::uint32_t alpha = frame.pixels[i + 3];
+        frame.coverage.push_back(frame.pixels[i + 3]);
         for (std::size_t c = i; c < i + 3; ++c) {
             const std::uint32_t sum =
                 frame.pixels[c] * alpha + background.pixels[c] * (kOpaque - alpha);

@@ -29,7 +29,7 @@ media::Frame Keyed(const Settings& settings, const media::Frame& source, const T
 media::Frame CleanPlate(Settings settings, const media::Frame& source, const Threads& threads);
 
 /// Puts the frame, with its straight alpha, over an opaque background of the same size; it becomes
-/// opaque. Exact to the nearest 16-bit value.
+/// opaque, and its alpha its coverage. Exact to the nearest 16-bit value.
 void PutOver(media::Frame& frame, const media::Frame& background);
 media::Frame Over(media::Frame frame, const media::Frame& background);
 

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -22,15 +21,6 @@
 namespace veltrane::cli {
 
 namespace {
-
-/// What is put behind the result, fitted to the frame; nothing without a background.
-std::optional<media::Frame> Background(const std::string& text, const media::Info& info) {
-    if (text.empty()) return std::nullopt;
-    if (const std::optional<Color> color = ParseHexColor(text))
-        return PlainPicture(info.width, info.height, *color);
-    if (text[0] == '#') throw UsageError("background must be an image or #rrggbb, not " + text);
-    return media::ReadBackground(text, info.width, info.height);
-}
 
 bool IsBlack(Color color) {
     return SnapToByteSteps(color) == Color{0, 0, 0};
@@ -140,14 +130,10 @@ void KeyCommand::AddTo(CLI::App& app) {
          "a sequence or video, of the first one into a picture.")
         ->type_name("FILE");
     AddTransferOption(c, transfer_);
-    c.add_option("--colorspace", spaces_.file,
-                 "The input's and output's colour space, by its name in an OpenColorIO config.")
+    AddColorSpaceOptions(c, spaces_);
+    c.add_option("--background-space", backgroundSpace_,
+                 "The background picture's colour space. [default: that of --colorspace]")
         ->type_name("NAME");
-    c.add_option("--key-space", spaces_.key,
-                 "The space to key in. [default: the config's sRGB texture or display space]")
-        ->type_name("NAME");
-    c.add_option("--ocio", spaces_.config, "The OpenColorIO config. [default: $OCIO]")
-        ->type_name("FILE");
     AddAlphaOption(c, "--alpha", writeAlpha_, "How the output holds colour beside alpha.");
     AddAlphaOption(c, "--input-alpha", readAlpha_, "How the input holds colour beside alpha.");
     AddCompressionOption(c, compression_);
@@ -218,20 +204,21 @@ std::string KeyCommand::KeyColorText(const Settings& settings) const {
     return IsBlack(settings.keyColor) ? "auto" : HexText(settings.keyColor);
 }
 
-void KeyCommand::OpenSpaces() {
-    if (spaces_.file.empty()) {
-        const char* given = !spaces_.key.empty() ? "--key-space" : "--ocio";
-        if (!spaces_.key.empty() || !spaces_.config.empty())
-            throw UsageError(std::string(given) + " has no effect without --colorspace");
-        return;
+std::optional<media::Frame> KeyCommand::Background(const media::Info& info) const {
+    if (!backgroundSpace_.empty()) {
+        if (background_.empty()) throw UsageError("--background-space needs a --background");
+        if (!conversion_) throw UsageError("--background-space has no effect without --colorspace");
     }
-    if (transfer_ != media::Transfer::Automatic)
-        throw UsageError("--colorspace and --transfer exclude each other");
-    const char* usual = std::getenv("OCIO");
-    if (spaces_.config.empty() && usual != nullptr) spaces_.config = usual;
-    if (spaces_.config.empty())
-        throw UsageError("--colorspace needs a config: --ocio FILE or the environment's OCIO");
-    conversion_ = media::OpenColorSpaces(spaces_);
+    if (background_.empty()) return std::nullopt;
+    if (const std::optional<Color> color = ParseHexColor(background_))
+        return PlainPicture(info.width, info.height, *color);
+    if (background_[0] == '#')
+        throw UsageError("background must be an image or #rrggbb, not " + background_);
+    const bool own = !backgroundSpace_.empty();
+    const auto conversion =
+        own ? media::OpenColorSpaces({spaces_.config, backgroundSpace_, conversion_->KeySpace()})
+            : conversion_;
+    return media::ReadBackground(background_, info.width, info.height, conversion);
 }
 
 void KeyCommand::CheckMatteTo(const Settings& settings, const media::Info& info) const {
@@ -370,7 +357,7 @@ void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first, ShotI
 
 void KeyCommand::Run() {
     UseCpu(cpu_);
-    OpenSpaces();
+    conversion_ = OpenSpaces(spaces_, transfer_);
     Summary summary;
     summary.settings = settings_.Apply(BaseSettings());
     const Settings& settings = summary.settings;
@@ -381,8 +368,8 @@ void KeyCommand::Run() {
     CheckPlaces(info);
     RefuseGaps(info);
     CheckPlateOptions(settings);
+    const std::optional<media::Frame> background = Background(info);
     if (conversion_ && !quiet_) Say("keying " + spaces_.file + " in " + conversion_->KeySpace());
-    const std::optional<media::Frame> background = Background(background_, info);
     ShotInputs inputs(inputs_, info, ReadOptions());
     std::vector<std::unique_ptr<media::Writer>> writers;
     const media::Info paced = WithRate(info, fps_);

@@ -29,8 +29,9 @@ private:
     media::WriteOptions WriteOptions(View view) const;
     media::WriteOptions MatteOptions() const;
     std::string KeyColorText(const Settings& settings) const;
-    void OpenSpaces();
     void CheckMatteTo(const Settings& settings, const media::Info& info) const;
+    /// What is put behind the result, fitted to the frame; nothing without a background.
+    std::optional<media::Frame> Background(const media::Info& info) const;
     ScreenHint HintFrom(const Settings& settings) const;
     void CheckPlaces(const media::Info& info) const;
     void ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader, FirstFrame& first,
@@ -55,6 +56,7 @@ private:
     std::string savePreset_;
     std::string frames_;
     std::string background_;
+    std::string backgroundSpace_;
     std::string matteTo_;
     media::ColorSpaces spaces_;
     std::shared_ptr<const media::ColorConversion> conversion_;  ///< where spaces are named

@@ -217,13 +217,15 @@ void PickCommand::AddTo(CLI::App& app) {
         ->type_name("x,y");
     AddScreenOption(*command, screen_);
     AddTransferOption(*command, transfer_);
+    AddColorSpaceOptions(*command, spaces_);
     command->add_flag("--json", json_, "Print it for machines.");
     command->callback([this] { Run(); });
 }
 
-void PickCommand::Run() const {
+void PickCommand::Run() {
     media::ReadOptions options;
     options.transfer = transfer_;
+    options.conversion = OpenSpaces(spaces_, transfer_);
     if (!frame_.empty()) options.frames = ParseFrameRange(frame_);
     const KeyColorRequest request = ParseKeyColor(at_);
     const ScreenHint hint{ParseScreen(screen_), std::nullopt};

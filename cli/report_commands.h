@@ -37,13 +37,14 @@ public:
     void AddTo(CLI::App& app);
 
 private:
-    void Run() const;
+    void Run();
 
     std::string input_;
     std::string frame_;
     std::string at_ = "auto";
     std::string screen_ = "auto";
     media::Transfer transfer_ = media::Transfer::Automatic;
+    media::ColorSpaces spaces_;
     bool json_ = false;
 };
 

@@ -11,6 +11,8 @@
 namespace veltrane::media {
 namespace {
 
+constexpr std::uint16_t kOpaque = 65535;
+
 /// Red, green, blue of a frame's pixels, straight.
 std::vector<float> ColorsOf(const Frame& frame) {
     std::vector<float> colors(frame.pixels.size() / 4 * 3);
@@ -92,13 +94,18 @@ private:
         const std::vector<float> originals = StoredColors(source);
         std::vector<float> given = originals;
         conversion_->ToKey(given.data(), given.size() / 3);
+        const auto coverage = [&](std::size_t pixel) {
+            return result.coverage.empty() ? kOpaque : result.coverage[pixel];
+        };
         for (std::size_t i = 0; i < colors.size(); ++i)
-            if (result.pixels[i / 3 * 4 + 3] != 0) colors[i] += Excess(given[i]);
+            if (result.pixels[i / 3 * 4 + 3] != 0)
+                colors[i] += Excess(given[i]) * ToFloat(coverage(i / 3));
         conversion_->FromKey(colors.data(), colors.size() / 3);
         for (std::size_t p = 0; p < result.pixels.size(); p += 4) {
-            const auto pixel = result.pixels.begin() + static_cast<std::ptrdiff_t>(p);
-            if (pixel[3] == 65535 && std::equal(pixel, pixel + 3, &source.pixels[p]))
-                std::copy_n(&originals[p / 4 * 3], 3, &colors[p / 4 * 3]);
+            const std::uint16_t* pixel = &result.pixels[p];
+            const bool untouched = pixel[3] == kOpaque && coverage(p / 4) == kOpaque &&
+                                   std::equal(pixel, pixel + 3, &source.pixels[p]);
+            if (untouched) std::copy_n(&originals[p / 4 * 3], 3, &colors[p / 4 * 3]);
         }
         return colors;
     }

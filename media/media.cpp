@@ -45,9 +45,12 @@ Frame ReadFrame(const std::string& path, std::int64_t number, const ReadOptions&
     return FirstOf(*reader);
 }
 
-Frame ReadBackground(const std::string& path, int width, int height) {
+Frame ReadBackground(const std::string& path, int width, int height,
+                     std::shared_ptr<const ColorConversion> conversion) {
     CheckSize(path, width, height);
-    const std::unique_ptr<Reader> reader = Open(path);
+    ReadOptions options;
+    options.conversion = std::move(conversion);
+    const std::unique_ptr<Reader> reader = Open(path, options);
     Frame picture = FirstOf(*reader);
     Premultiply(picture.pixels);
     for (std::size_t i = 3; i < picture.pixels.size(); i += 4) picture.pixels[i] = 65535;

@@ -115,6 +115,8 @@ struct Frame {
     std::shared_ptr<const Origin> origin;
     /// Straight red, green, blue that float files store instead of the pixels'; mostly empty.
     std::vector<float> colors{};
+    /// Of a composite, how far each pixel is the source's, 0..65535; empty where all of them are.
+    std::vector<std::uint16_t> coverage{};
 };
 
 /// A frame fetched but not yet converted.
@@ -141,8 +143,10 @@ std::unique_ptr<Reader> Open(const std::string& path, const ReadOptions& options
 Frame ReadFrame(const std::string& path, std::int64_t number, const ReadOptions& options = {});
 
 /// Reads an image (or a video's first frame) as an opaque frame of the given size: scaled to fill
-/// it, with what overhangs cut off evenly; transparent parts become black. Throws Error.
-Frame ReadBackground(const std::string& path, int width, int height);
+/// it, with what overhangs cut off evenly; transparent parts become black. The conversion, if any,
+/// brings it to the space for keying. Throws Error.
+Frame ReadBackground(const std::string& path, int width, int height,
+                     std::shared_ptr<const ColorConversion> conversion = nullptr);
 
 struct WriteOptions {
     /// Automatic: a file of the source's own format is written as the source was read; otherwise

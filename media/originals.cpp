@@ -25,6 +25,7 @@ bool AnyBeyond(const OriginalColour& colour) {
 Originals::Originals(const Frame& result, const Frame& source, Transfer transfer)
     : result_(result.pixels.data()), source_(source.pixels.data()), to_(transfer) {
     if (!result.colors.empty()) given_ = result.colors.data();
+    if (!result.coverage.empty()) coverage_ = result.coverage.data();
     const Origin* origin = source.origin.get();
     if (!origin || origin->colour.empty() || !origin->metadata) return;
     if (source.pixels.size() != result.pixels.size()) return;
