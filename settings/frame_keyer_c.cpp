@@ -3,8 +3,11 @@
 #include <new>
 #include <stdexcept>
 #include <variant>
+#include <vector>
 
+#include "imaging/convert/convert.h"
 #include "settings/frame_keyer.h"
+#include "settings/screen_color.h"
 
 struct VeltraneSettings {
     veltrane::Settings values;
@@ -46,13 +49,40 @@ const Parameter& Find(const char* name, bool isColor) {
 }
 
 template <class Sample>
+int FindScreen(VeltraneSettings* settings, int width, int height, const Sample* source) {
+    return StatusOf([&] {
+        constexpr int kLongestSide = 65535;
+        Require(settings != nullptr && source != nullptr);
+        Require(width >= 1 && height >= 1 && width <= kLongestSide && height <= kLongestSide);
+        const std::ptrdiff_t pixels = std::ptrdiff_t{width} * height;
+        std::vector<std::uint16_t> wide(kElements * pixels);
+        WidenRow(source, wide.data(), pixels);
+        const auto found = FindScreenColor(width, height, wide.data());
+        Require(found.has_value());
+        settings->values.keyColor = found->color;
+        settings->values.screen = found->screen;
+    });
+}
+
+template <class Inputs>
+auto RowsOf(const Inputs* inputs, auto sample) {
+    KeyInputs<decltype(sample)> rows;
+    if (inputs == nullptr) return rows;
+    rows.cleanPlate.packed = inputs->cleanPlate;
+    rows.garbage.packed = inputs->garbage;
+    rows.core.packed = inputs->core;
+    return rows;
+}
+
+template <class Sample, class Inputs>
 VeltraneFrameKeyer* NewKeyer(const VeltraneSettings* settings, int width, int height,
-                             const Sample* source, int* status) {
+                             const Sample* source, const Inputs* inputs, int* status) {
     VeltraneFrameKeyer* made = nullptr;
     const int outcome = StatusOf([&] {
         Require(settings != nullptr && source != nullptr);
         made = new VeltraneFrameKeyer{
-            height, FrameKeyer<Sample>(settings->values, width, height, {source})};
+            height, FrameKeyer<Sample>(settings->values, width, height, {source}, {},
+                                       RowsOf(inputs, Sample{}))};
     });
     if (status != nullptr) *status = outcome;
     return made;
@@ -99,14 +129,26 @@ int VeltraneSetColor(VeltraneSettings* settings, const char* name, double red, d
     });
 }
 
+int VeltraneFindScreen16bit(VeltraneSettings* settings, int width, int height,
+                            const uint16_t* source) {
+    return FindScreen(settings, width, height, source);
+}
+
+int VeltraneFindScreen8bit(VeltraneSettings* settings, int width, int height,
+                           const uint8_t* source) {
+    return FindScreen(settings, width, height, source);
+}
+
 VeltraneFrameKeyer* VeltraneNewFrameKeyer16bit(const VeltraneSettings* settings, int width,
-                                               int height, const uint16_t* source, int* status) {
-    return NewKeyer(settings, width, height, source, status);
+                                               int height, const uint16_t* source,
+                                               const VeltraneInputs16bit* inputs, int* status) {
+    return NewKeyer(settings, width, height, source, inputs, status);
 }
 
 VeltraneFrameKeyer* VeltraneNewFrameKeyer8bit(const VeltraneSettings* settings, int width,
-                                              int height, const uint8_t* source, int* status) {
-    return NewKeyer(settings, width, height, source, status);
+                                              int height, const uint8_t* source,
+                                              const VeltraneInputs8bit* inputs, int* status) {
+    return NewKeyer(settings, width, height, source, inputs, status);
 }
 
 void VeltraneFreeFrameKeyer(VeltraneFrameKeyer* keyer) {

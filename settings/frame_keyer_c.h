@@ -29,13 +29,39 @@ int VeltraneSetNumber(VeltraneSettings* settings, const char* name, int value);
 int VeltraneSetColor(VeltraneSettings* settings, const char* name, double red, double green,
                      double blue);
 
+/* Finds the screen, green or blue, in a frame as described below and sets "key-color" and "screen"
+ * to it. VELTRANE_REFUSED, with the settings as they were, where no screen is found. */
+int VeltraneFindScreen16bit(VeltraneSettings* settings, int width, int height,
+                            const uint16_t* source);
+int VeltraneFindScreen8bit(VeltraneSettings* settings, int width, int height,
+                           const uint8_t* source);
+
+/* What a shot brings along beside its frame, all of the frame's size; null where it brings nothing.
+ * They must stay as the source must. */
+typedef struct VeltraneInputs16bit {
+    const uint16_t* cleanPlate; /* the empty set, laid out as the source: with "smooth-bg" on, keyed
+                                 * against instead of a model; its alpha is not used */
+    const uint16_t* garbage;    /* what is out: one level a pixel, 0..65535 */
+    const uint16_t* core;       /* what is in, unless it is garbage: likewise */
+} VeltraneInputs16bit;
+
+/* The same for a frame of 8 bits; the mattes' levels keep their 16. */
+typedef struct VeltraneInputs8bit {
+    const uint8_t* cleanPlate;
+    const uint16_t* garbage;
+    const uint16_t* core;
+} VeltraneInputs8bit;
+
 /* One frame of 16 or 8 bits a channel: blue, green, red, alpha, straight, packed rows, each side
- * 1..65535. The source must stay until the keyer is freed. Null where it cannot be made. */
+ * 1..65535. The source must stay until the keyer is freed. inputs may be null. Null where it cannot
+ * be made. */
 typedef struct VeltraneFrameKeyer VeltraneFrameKeyer;
 VeltraneFrameKeyer* VeltraneNewFrameKeyer16bit(const VeltraneSettings* settings, int width,
-                                               int height, const uint16_t* source, int* status);
+                                               int height, const uint16_t* source,
+                                               const VeltraneInputs16bit* inputs, int* status);
 VeltraneFrameKeyer* VeltraneNewFrameKeyer8bit(const VeltraneSettings* settings, int width,
-                                              int height, const uint8_t* source, int* status);
+                                              int height, const uint8_t* source,
+                                              const VeltraneInputs8bit* inputs, int* status);
 void VeltraneFreeFrameKeyer(VeltraneFrameKeyer* keyer);
 
 /* Keys the rows from first up to, but without, end into a whole frame's memory, laid out as the
