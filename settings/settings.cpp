@@ -101,6 +101,15 @@ std::vector<std::string> Problems(const Settings& settings) {
     return problems;
 }
 
+void ScaleRadii(Settings& settings, double scale) {
+    for (const Parameter& row : Parameters()) {
+        if (!row.inPixels) continue;
+        const double radius = std::floor(ValueOf(settings, row) * scale + 0.5);
+        SetValue(settings, row,
+                 static_cast<int>(std::clamp<double>(radius, row.minimum, row.maximum)));
+    }
+}
+
 Color SnapToByteSteps(Color color) {
     return {ByteStep(color.red) / 255.0, ByteStep(color.green) / 255.0,
             ByteStep(color.blue) / 255.0};

@@ -26,6 +26,9 @@ void SetColor(Settings& settings, const Parameter& parameter, const Color& color
 /// One line for each value out of range, such as "shadow must be 0 to 100, not 140".
 std::vector<std::string> Problems(const Settings& settings);
 
+/// The same look at a proxy's scale: lengths in pixels are multiplied, rounded, and kept in range.
+void ScaleRadii(Settings& settings, double scale);
+
 /// The nearest colour whose components are whole steps of 1/255. The clean plate is 8-bit, and only
 /// such a colour fills its gaps unchanged.
 Color SnapToByteSteps(Color color);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cmath>
 #include <optional>
 
 #include "hosts/ofx/host.h"
@@ -108,15 +107,6 @@ Settings ReadSettings(Effect effect, double time) {
 Light ReadLight(Effect effect, double time) {
     const auto choice = ReadInt(FindParam(ParamsOf(effect), kLightChoice), time);
     return choice == static_cast<int>(Light::kLinear) ? Light::kLinear : Light::kDisplay;
-}
-
-void ScaleRadii(Settings& settings, double scale) {
-    for (const Parameter& row : Parameters()) {
-        if (!row.inPixels) continue;
-        const double radius = std::floor(ValueOf(settings, row) * scale + 0.5);
-        SetValue(settings, row,
-                 static_cast<int>(std::clamp<double>(radius, row.minimum, row.maximum)));
-    }
 }
 
 void UpdateGoverned(Effect effect, std::string_view switchName, double time) {

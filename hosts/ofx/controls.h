@@ -27,9 +27,6 @@ Settings ReadSettings(Effect effect, double time);
 /// What the host's colour is, of frames and of the key colour's swatch.
 Light ReadLight(Effect effect, double time);
 
-/// The same look at a proxy's scale: radii are multiplied, rounded, and at least 1.
-void ScaleRadii(Settings& settings, double scale);
-
 /// Enables the sliders that the named switch governs where it is on at the time and disables them
 /// where it is off. Other names change nothing.
 void UpdateGoverned(Effect effect, std::string_view switchName, double time);
