@@ -1,6 +1,7 @@
 #include "cli/shot_inputs.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "cli/companion.h"
 #include "imaging/convert/levels.h"
@@ -56,11 +57,9 @@ private:
 /// Drawn shapes, once or for every frame.
 class ShapeMatte : public MatteSource {
 public:
-    ShapeMatte(const std::string& path, const media::Info& shot, shapes::Purpose purpose)
-        : path_(path),
-          width_(shot.width),
-          height_(shot.height),
-          file_(path, shot.width, shot.height, purpose) {
+    /// name is for messages.
+    ShapeMatte(shapes::ShapeFile file, const std::string& name, const media::Info& shot)
+        : path_(name), width_(shot.width), height_(shot.height), file_(std::move(file)) {
         if (!file_.Moves()) still_ = Drawn(shot.firstFrame);
     }
 
@@ -88,10 +87,16 @@ private:
 };
 
 std::unique_ptr<MatteSource> OpenMatte(const std::string& role, const std::string& path,
-                                       const media::Info& shot, int threads,
-                                       shapes::Purpose purpose) {
+                                       const std::string& drawn, const media::Info& shot,
+                                       int threads, shapes::Purpose purpose) {
+    using shapes::ShapeFile;
+    if (!drawn.empty())
+        return std::make_unique<ShapeMatte>(
+            ShapeFile::FromText(drawn, role, shot.width, shot.height, purpose), role, shot);
     if (path.empty()) return nullptr;
-    if (media::Extension(path) == ".svg") return std::make_unique<ShapeMatte>(path, shot, purpose);
+    if (media::Extension(path) == ".svg")
+        return std::make_unique<ShapeMatte>(ShapeFile(path, shot.width, shot.height, purpose), path,
+                                            shot);
     return std::make_unique<PictureMatte>(role, path, shot, threads);
 }
 
@@ -114,9 +119,10 @@ KeyInputs<std::uint16_t> FrameInputs::Rows() const {
 
 ShotInputs::ShotInputs(const InputFiles& files, const media::Info& shot,
                        const media::ReadOptions& options)
-    : garbage_(OpenMatte("garbage matte", files.garbage, shot, options.threads,
+    : garbage_(OpenMatte("garbage matte", files.garbage, files.garbageShapes, shot, options.threads,
                          shapes::Purpose::kGarbage)),
-      core_(OpenMatte("core matte", files.core, shot, options.threads, shapes::Purpose::kCore)) {
+      core_(OpenMatte("core matte", files.core, files.coreShapes, shot, options.threads,
+                      shapes::Purpose::kCore)) {
     if (!files.cleanPlate.empty())
         plate_ = std::make_unique<PlateSource>(files.cleanPlate, shot, options, files.matchPlate);
 }

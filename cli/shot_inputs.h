@@ -18,6 +18,9 @@ struct InputFiles {
     std::string core;
     std::string cleanPlate;
     bool matchPlate = false;  ///< bring each plate to its frame's exposure
+    /// Shapes, as the text of an SVG, where a matte has no file.
+    std::string garbageShapes{};
+    std::string coreShapes{};
 
     /// Those that are named.
     std::vector<std::string> Named() const;

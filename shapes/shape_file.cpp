@@ -263,14 +263,25 @@ private:
 };
 
 ShapeFile::ShapeFile(const std::string& path, int width, int height, Purpose purpose) {
-    const std::string bytes = Bytes(path);
+    Read(Bytes(path), path, width, height, purpose);
+}
+
+ShapeFile ShapeFile::FromText(const std::string& text, const std::string& name, int width,
+                              int height, Purpose purpose) {
+    ShapeFile file;
+    file.Read(text, name, width, height, purpose);
+    return file;
+}
+
+void ShapeFile::Read(const std::string& text, const std::string& name, int width, int height,
+                     Purpose purpose) {
     try {
-        ShapeReader(*this, purpose).Read(bytes, width, height);
+        ShapeReader(*this, purpose).Read(text, width, height);
         if (tracks_.empty())
             Refuse("has no shape of class ", (purpose == Purpose::kCore ? "core" : "garbage"),
                    " or of none");
     } catch (const std::invalid_argument& error) {
-        files::Fail(path, error.what());
+        files::Fail(name, error.what());
     }
 }
 

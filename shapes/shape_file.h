@@ -26,6 +26,9 @@ public:
     /// Throws files::Error, in one line, for what is not in the subset, another size, or nothing
     /// for this purpose; the others' shapes are left out.
     ShapeFile(const std::string& path, int width, int height, Purpose purpose);
+    /// The same of a file's text; name stands for the file in messages.
+    static ShapeFile FromText(const std::string& text, const std::string& name, int width,
+                              int height, Purpose purpose);
 
     /// Whether the shapes differ from frame to frame.
     bool Moves() const;
@@ -34,6 +37,10 @@ public:
 
 private:
     friend class ShapeReader;
+
+    ShapeFile() = default;
+    void Read(const std::string& text, const std::string& name, int width, int height,
+              Purpose purpose);
 
     /// Shapes that hold for one frame.
     struct Key {
