@@ -4,7 +4,6 @@
 #include <optional>
 #include <vector>
 
-#include "cli/frame_pipeline.h"
 #include "cli/places.h"
 #include "media/sequence_path.h"
 

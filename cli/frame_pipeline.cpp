@@ -116,17 +116,6 @@ void Append(const Pipeline& pipeline, const Job& job, FrameCounts& counts) {
 
 }  // namespace
 
-void RefuseGaps(const media::Info& info) {
-    if (info.missingFrames.empty()) return;
-    constexpr std::size_t kMostShown = 20;
-    std::string numbers;
-    for (std::size_t i = 0; i < info.missingFrames.size() && i < kMostShown; ++i)
-        numbers += (i == 0 ? "" : ", ") + std::to_string(info.missingFrames[i]);
-    if (info.missingFrames.size() > kMostShown)
-        numbers += " and " + std::to_string(info.missingFrames.size() - kMostShown) + " more";
-    throw media::Error(info.path + ": frames are missing: " + numbers);
-}
-
 FirstFrame FetchFirst(media::Reader& reader) {
     FirstFrame first{reader.Fetch(), nullptr};
     if (!first.fetched) throw media::Error(reader.info().path + ": holds no frames");

@@ -42,9 +42,6 @@ struct Pipeline {
     std::function<std::shared_ptr<const FetchedInputs>(std::int64_t number)> fetchInputs{};
 };
 
-/// Throws media::Error, naming them, where frames of a sequence are missing.
-void RefuseGaps(const media::Info& info);
-
 /// The reader's first frame. Throws media::Error when there is none.
 FirstFrame FetchFirst(media::Reader& reader);
 

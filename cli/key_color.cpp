@@ -12,8 +12,6 @@ namespace veltrane::cli {
 
 namespace {
 
-constexpr int kSampleSide = 9;
-
 [[noreturn]] void RefuseColor(const std::string& text) {
     throw UsageError(
         "key-color must be auto, #rrggbb, r,g,b with parts of 0 to 1, or x,y@frame; "

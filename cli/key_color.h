@@ -10,6 +10,9 @@
 
 namespace veltrane::cli {
 
+/// The side, in pixels, of the square around a spot whose mean is taken.
+inline constexpr int kSampleSide = 9;
+
 struct FindScreen {};
 
 /// The mean of a small square around a spot of a frame, by default of the first one read.

@@ -95,6 +95,17 @@ bool Places::Output::Holds(const Output& single) const {
     return number && *number >= frames.first && *number <= frames.last;
 }
 
+void RefuseGaps(const media::Info& info) {
+    if (info.missingFrames.empty()) return;
+    constexpr std::size_t kMostShown = 20;
+    std::string numbers;
+    for (std::size_t i = 0; i < info.missingFrames.size() && i < kMostShown; ++i)
+        numbers += (i == 0 ? "" : ", ") + std::to_string(info.missingFrames[i]);
+    if (info.missingFrames.size() > kMostShown)
+        numbers += " and " + std::to_string(info.missingFrames.size() - kMostShown) + " more";
+    throw media::Error(info.path + ": frames are missing: " + numbers);
+}
+
 media::FrameRange FramesOf(const media::Info& info) {
     constexpr std::int64_t kLast = std::numeric_limits<std::int64_t>::max();
     if (!info.frameCount) return {info.firstFrame, kLast};

@@ -47,6 +47,9 @@ private:
 /// The numbers of the frames that a reader gives.
 media::FrameRange FramesOf(const media::Info& info);
 
+/// Throws media::Error, naming them, where frames of a sequence are missing.
+void RefuseGaps(const media::Info& info);
+
 }  // namespace veltrane::cli
 
 #endif
