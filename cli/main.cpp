@@ -19,6 +19,7 @@
 #include "cli/interrupt.h"
 #include "cli/key_command.h"
 #include "cli/report_commands.h"
+#include "cli/studio_command.h"
 
 namespace veltrane::cli {
 
@@ -52,16 +53,19 @@ void ParseAndRun(int count, char** arguments) {
     PickCommand pick;
     ParamsCommand params;
     InfoCommand info;
+    StudioCommand studio;
     key.AddTo(app);
     demo.AddTo(app);
     pick.AddTo(app);
     params.AddTo(app);
     info.AddTo(app);
+    studio.AddTo(app);
     RefuseEmptyValues(app);
     try {
         app.parse(count, arguments);
         if (app.get_subcommands().empty())
-            throw UsageError("name what to do: key, demo, pick, params or info; see --help");
+            throw UsageError(
+                "name what to do: key, demo, pick, params, info or studio; see --help");
     } catch (const CLI::Success& asked) {
         app.exit(asked);
     }

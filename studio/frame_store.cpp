@@ -1,0 +1,142 @@
+#include "studio/frame_store.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "cli/frame_threads.h"
+#include "media/sequence_path.h"
+#include "studio/http.h"
+
+namespace veltrane::studio {
+
+namespace {
+
+constexpr int kNotFound = 404;
+
+/// A video may not tell how many frames it has, so they are counted.
+std::int64_t CountFrames(media::Reader& reader) {
+    std::int64_t count = 0;
+    while (reader.Fetch()) ++count;
+    return count;
+}
+
+}  // namespace
+
+std::size_t BytesOf(const media::Frame& frame) {
+    return frame.pixels.size() * sizeof(std::uint16_t) + frame.colors.size() * sizeof(float);
+}
+
+FrameStore::FrameStore(std::string path, int threads, Kept& kept)
+    : path_(std::move(path)), threads_(threads), kept_(kept) {
+    media::ReadOptions options;
+    options.threads = threads_;
+    const std::unique_ptr<media::Reader> reader = media::Open(path_, options);
+    info_ = reader->info();
+    if (!info_.frameCount) info_.frameCount = CountFrames(*reader);
+    last_ = info_.firstFrame + *info_.frameCount - 1;
+    if (info_.kind == media::Kind::Sequence) {
+        // Those that are missing do not count, but have their place.
+        last_ = media::SequencePath::Parse(path_)->List().back();
+    }
+    ahead_ = std::jthread([this](const std::stop_token& stop) { WorkAhead(stop); });
+}
+
+FrameStore::~FrameStore() = default;
+
+std::string FrameStore::NameOf(std::int64_t number) const {
+    return path_ + '@' + std::to_string(number);
+}
+
+bool FrameStore::IsMissing(std::int64_t number) const {
+    return std::binary_search(info_.missingFrames.begin(), info_.missingFrames.end(), number);
+}
+
+void FrameStore::CheckNumber(std::int64_t number) const {
+    const std::string name = "frame " + std::to_string(number);
+    if (number < info_.firstFrame || number > last_)
+        throw Refusal(kNotFound, name + " is not in the shot, which has " +
+                                     std::to_string(info_.firstFrame) + " to " +
+                                     std::to_string(last_));
+    if (IsMissing(number)) throw Refusal(kNotFound, name + " of the sequence is missing");
+}
+
+std::shared_ptr<const media::Frame> FrameStore::Get(std::int64_t number,
+                                                    const std::function<void()>& check) {
+    CheckNumber(number);
+    std::shared_ptr<const media::Frame> frame = kept_.Find<media::Frame>(NameOf(number));
+    if (!frame) frame = Decode(number, threads_, check);
+    ExpectAfter(number);
+    return frame;
+}
+
+/// The reader at this frame: the one at hand where it gets there soon, else one that begins there.
+std::shared_ptr<media::Fetched> FrameStore::Fetch(std::int64_t number) {
+    // Less work than to begin anew, which for a video means from its first frame.
+    const std::int64_t reach = info_.kind == media::Kind::Video ? last_ : next_;
+    if (!reader_ || number < next_ || number > reach) {
+        media::ReadOptions options;
+        options.threads = threads_;
+        options.frames = media::FrameRange{number, last_};
+        reader_ = media::Open(path_, options);
+        next_ = number;
+    }
+    std::shared_ptr<media::Fetched> fetched;
+    for (; next_ <= number; ++next_) fetched = reader_->Fetch();
+    if (!fetched) throw media::Error(path_ + ": ends before frame " + std::to_string(number));
+    // Files of a sequence that are missing are passed over.
+    while (IsMissing(next_)) ++next_;
+    return fetched;
+}
+
+std::shared_ptr<const media::Frame> FrameStore::Decode(std::int64_t number, int threads,
+                                                       const std::function<void()>& check) {
+    const std::lock_guard lock(reading_);
+    if (check) check();
+    // Another thread may have decoded it meanwhile.
+    if (auto frame = kept_.Find<media::Frame>(NameOf(number))) return frame;
+    try {
+        const std::shared_ptr<media::Fetched> fetched = Fetch(number);
+        cli::FrameThreads all(threads);
+        const cli::FrameThreads::Share share(all);
+        const auto frame =
+            std::make_shared<const media::Frame>(reader_->Decode(*fetched, share.Get()));
+        if (frame->width != info_.width || frame->height != info_.height)
+            throw media::Error(path_ + ": frame " + std::to_string(number) +
+                               " has another size than the first");
+        kept_.Add(NameOf(number), frame, BytesOf(*frame));
+        return frame;
+    } catch (...) {
+        reader_.reset();
+        throw;
+    }
+}
+
+std::int64_t FrameStore::FramesAhead() const {
+    constexpr std::size_t kMost = 16;
+    const std::size_t bytes = std::size_t{8} * info_.width * info_.height;
+    return static_cast<std::int64_t>(std::min(kMost, kept_.limit() / (4 * bytes)));
+}
+
+void FrameStore::ExpectAfter(std::int64_t number) {
+    const std::lock_guard lock(expecting_);
+    wanted_ = {number + 1, number};
+    if (number == latest_ + 1) wanted_.last = std::min(number + FramesAhead(), last_);
+    latest_ = number;
+    expected_.notify_one();
+}
+
+void FrameStore::WorkAhead(const std::stop_token& stop) {
+    std::unique_lock lock(expecting_);
+    while (expected_.wait(lock, stop, [&] { return wanted_.first <= wanted_.last; })) {
+        const std::int64_t number = wanted_.first++;
+        lock.unlock();
+        try {
+            if (!IsMissing(number) && !Holds(number)) Decode(number, 1, {});
+        } catch (const std::exception&) {
+            // Whoever asks for the frame is told.
+        }
+        lock.lock();
+    }
+}
+
+}  // namespace veltrane::studio

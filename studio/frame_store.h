@@ -1,0 +1,72 @@
+#ifndef VELTRANE_STUDIO_FRAME_STORE_H
+#define VELTRANE_STUDIO_FRAME_STORE_H
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "media/media.h"
+#include "studio/kept.h"
+
+namespace veltrane::studio {
+
+/// The decoded frames of a shot in any order. Whoever steps forward finds the next ones decoded.
+class FrameStore {
+public:
+    /// kept serves all shots and must stay. Throws media::Error.
+    FrameStore(std::string path, int threads, Kept& kept);
+    ~FrameStore();
+    FrameStore(const FrameStore&) = delete;
+    FrameStore& operator=(const FrameStore&) = delete;
+
+    /// Of the whole shot.
+    const media::Info& info() const { return info_; }
+    /// The last frame's number.
+    std::int64_t last() const { return last_; }
+
+    /// A frame by number. Throws Refusal for one that is not there and media::Error for one that
+    /// cannot be read, and what check throws when it is this thread's turn to decode. Any number of
+    /// threads at a time.
+    std::shared_ptr<const media::Frame> Get(std::int64_t number,
+                                            const std::function<void()>& check = {});
+    /// Whether the frame can be had at once.
+    bool Holds(std::int64_t number) const { return kept_.Has(NameOf(number)); }
+
+private:
+    std::string NameOf(std::int64_t number) const;
+    void CheckNumber(std::int64_t number) const;
+    std::shared_ptr<const media::Frame> Decode(std::int64_t number, int threads,
+                                               const std::function<void()>& check);
+    std::shared_ptr<media::Fetched> Fetch(std::int64_t number);
+    bool IsMissing(std::int64_t number) const;
+    std::int64_t FramesAhead() const;
+    void ExpectAfter(std::int64_t number);
+    void WorkAhead(const std::stop_token& stop);
+
+    std::string path_;
+    int threads_;
+    Kept& kept_;
+    media::Info info_;
+    std::int64_t last_ = 0;
+
+    std::mutex reading_;                     ///< guards the next two
+    std::unique_ptr<media::Reader> reader_;  ///< null after an error
+    std::int64_t next_ = 0;                  ///< that the reader fetches
+
+    std::mutex expecting_;  ///< guards the next three
+    std::condition_variable_any expected_;
+    std::int64_t latest_ = 0;         ///< asked for
+    media::FrameRange wanted_{1, 0};  ///< to be decoded ahead
+    std::jthread ahead_;              ///< last, so that it ends first
+};
+
+/// The memory of a frame's pixels, in bytes.
+std::size_t BytesOf(const media::Frame& frame);
+
+}  // namespace veltrane::studio
+
+#endif

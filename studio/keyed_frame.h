@@ -1,0 +1,53 @@
+#ifndef VELTRANE_STUDIO_KEYED_FRAME_H
+#define VELTRANE_STUDIO_KEYED_FRAME_H
+
+#include <cstdint>
+#include <memory>
+
+#include "studio/http.h"
+#include "studio/shot.h"
+#include "studio/turns.h"
+
+namespace veltrane::studio {
+
+/// What a page wants to see of a frame.
+struct FrameWish {
+    std::shared_ptr<Shot> shot;
+    std::int64_t number = 0;
+    Settings settings;
+    cli::InputFiles inputs;
+    int scale = 1;  ///< the frame's size is divided by it; beside inputs it is always 1
+    bool alphaAlone = false;
+    Turns::Ticket ticket;
+};
+
+struct FrameAnswer {
+    int width = 0;
+    int height = 0;
+    int scale = 1;
+    double milliseconds = 0;  ///< of keying alone
+    Bytes bytes;  ///< red, green, blue, straight alpha, or alpha alone, of 16 bits, top row first
+};
+
+/// Keys frames one at a time by all threads.
+class FrameService {
+public:
+    FrameService(int threads, Kept& kept) : threads_(threads), kept_(kept) {}
+
+    Turns& turns() { return turns_; }
+
+    /// The bits that the command writes. Throws Refusal, also where a later wish has overtaken this
+    /// one, media::Error, and what veltrane::Key throws.
+    FrameAnswer Key(const FrameWish& wish);
+
+private:
+    std::shared_ptr<const media::Frame> Source(const FrameWish& wish, int scale);
+
+    int threads_;
+    Kept& kept_;
+    Turns turns_;
+};
+
+}  // namespace veltrane::studio
+
+#endif

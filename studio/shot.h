@@ -1,0 +1,57 @@
+#ifndef VELTRANE_STUDIO_SHOT_H
+#define VELTRANE_STUDIO_SHOT_H
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "cli/key_color.h"
+#include "cli/shot_inputs.h"
+#include "studio/frame_store.h"
+
+namespace veltrane::studio {
+
+/// A shot that pages have open: its frames and what goes along with them.
+class Shot {
+public:
+    /// name is the page's for it; kept serves all shots and must stay. Throws media::Error.
+    Shot(std::string name, const std::string& path, int threads, Kept& kept);
+
+    const std::string& name() const { return name_; }
+    const std::string& path() const { return path_; }
+    const media::Info& info() const { return frames_.info(); }
+    FrameStore& frames() { return frames_; }
+
+    /// The key colour found in the first frame, as `veltrane pick` finds it. Throws media::Error
+    /// where there is no screen.
+    cli::KeyColor AutomaticKey();
+
+    /// What goes with a frame that is keyed against this colour. Throws media::Error for a file
+    /// that does not fit the shot.
+    std::shared_ptr<const cli::FrameInputs> Inputs(const cli::InputFiles& files,
+                                                   const media::Frame& frame,
+                                                   const Color& keyColor);
+
+private:
+    void OpenInputs(const std::string& key, const cli::InputFiles& files, const media::Frame& frame,
+                    const Color& keyColor);
+
+    std::string name_;
+    std::string path_;
+    int threads_;
+    Kept& kept_;
+    FrameStore frames_;
+
+    std::mutex choosing_;
+    std::optional<cli::KeyColor> automaticKey_;
+
+    std::mutex readingInputs_;  ///< guards the rest, which steps along with the frames
+    std::unique_ptr<cli::ShotInputs> inputs_;
+    std::string inputsKey_;
+    std::int64_t nextInputs_ = 0;
+};
+
+}  // namespace veltrane::studio
+
+#endif

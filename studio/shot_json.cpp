@@ -1,0 +1,123 @@
+#include "studio/shot_json.h"
+
+#include "media/media.h"
+#include "settings/presets.h"
+#include "studio/http.h"
+
+namespace veltrane::studio {
+
+namespace {
+
+constexpr int kBadRequest = 400;
+
+const char* KindName(ParameterKind kind) {
+    constexpr const char* kNames[] = {"group", "choice", "color", "switch", "integer"};
+    return kNames[static_cast<int>(kind)];
+}
+
+const char* KindName(media::Kind kind) {
+    constexpr const char* kNames[] = {"still", "sequence", "video"};
+    return kNames[static_cast<int>(kind)];
+}
+
+Json EntriesOf(const Parameter& row) {
+    Json entries = Json::array();
+    for (const ChoiceEntry& entry : row.entries)
+        entries.push_back(
+            {{"number", entry.number}, {"name", entry.name}, {"label", Label(entry.key)}});
+    return entries;
+}
+
+Json AsJson(const Parameter& row, const Json& defaults) {
+    Json json{{"id", row.id},
+              {"name", row.name},
+              {"kind", KindName(row.kind)},
+              {"label", LabelOf(row)},
+              {"labelBlue", LabelOf(row, Screen::Blue)},
+              {"help", row.help},
+              {"group", row.group},
+              {"governor", row.governor}};
+    if (row.kind == ParameterKind::Group) return json;
+    json["default"] = row.kind == ParameterKind::Color ? Json("auto") : defaults[row.name];
+    json["min"] = row.minimum;
+    json["max"] = row.maximum;
+    json["inPixels"] = row.inPixels;
+    if (row.kind == ParameterKind::Choice) json["entries"] = EntriesOf(row);
+    return json;
+}
+
+/// A file within the root, or nothing.
+std::string FileOf(const Json& inputs, const char* name, const RootFolder& root) {
+    const std::string file = Text(inputs, name, "");
+    return file.empty() ? file : root.Shot(file).string();
+}
+
+void RefuseBoth(const std::string& file, const std::string& shapes, const std::string& matte) {
+    if (!file.empty() && !shapes.empty())
+        throw Refusal(kBadRequest, "a " + matte +
+                                       " matte is a file or drawn; take away the file to draw, or "
+                                       "the drawing to use the file");
+}
+
+}  // namespace
+
+Json ParametersJson() {
+    const Json defaults = Json::parse(ToJson(Settings()));
+    Json rows = Json::array();
+    for (const Parameter& row : Parameters()) rows.push_back(AsJson(row, defaults));
+    return rows;
+}
+
+Json ShotJson(Shot& shot) {
+    const media::Info& info = shot.info();
+    Json json{{"path", shot.name()},
+              {"name", std::filesystem::path(shot.name()).filename().string()},
+              {"kind", KindName(info.kind)},
+              {"width", info.width},
+              {"height", info.height},
+              {"first", info.firstFrame},
+              {"count", shot.frames().last() - info.firstFrame + 1},
+              {"missing", info.missingFrames},
+              {"rate", {{"num", info.frameRate.num}, {"den", info.frameRate.den}}}};
+    json["timecode"] = info.timecode ? Json(*info.timecode) : Json();
+    json["format"] = info.format;
+    json["pixels"] = info.pixels;
+    json["linear"] = info.transfer == media::Transfer::Linear;
+    return json;
+}
+
+Settings ReadSettings(Json values, Shot& shot) {
+    const auto color = values.find("key-color");
+    const bool automatic = color == values.end() || *color == "auto";
+    if (automatic) values.erase("key-color");
+    Settings settings = FromJson(Dump(values), "settings");
+    if (!automatic) {
+        // A key colour of the other screen is refused, as the command refuses it.
+        cli::Resolve(settings.keyColor, {settings.screen, std::nullopt}, {}, shot.name(), {});
+    } else if (settings.view != View::Source) {
+        const cli::KeyColor found = shot.AutomaticKey();
+        settings.keyColor = found.color;
+        settings.screen = found.screen;
+    }
+    return settings;
+}
+
+cli::InputFiles ReadInputs(const Json& request, const RootFolder& root) {
+    const Json inputs = Object(request, "inputs");
+    CheckNames(inputs, "inputs",
+               {"garbage", "core", "garbageFile", "coreFile", "cleanPlate", "matchPlate"});
+    cli::InputFiles files;
+    files.garbage = FileOf(inputs, "garbageFile", root);
+    files.core = FileOf(inputs, "coreFile", root);
+    files.cleanPlate = FileOf(inputs, "cleanPlate", root);
+    files.matchPlate = Flag(inputs, "matchPlate", false);
+    files.garbageShapes = Text(inputs, "garbage", "");
+    files.coreShapes = Text(inputs, "core", "");
+    RefuseBoth(files.garbage, files.garbageShapes, "garbage");
+    RefuseBoth(files.core, files.coreShapes, "core");
+    if (files.matchPlate && files.cleanPlate.empty())
+        throw Refusal(kBadRequest, "there is no clean plate to match; choose one first");
+    return files;
+}
+
+}  // namespace veltrane::studio

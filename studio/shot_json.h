@@ -1,0 +1,28 @@
+#ifndef VELTRANE_STUDIO_SHOT_JSON_H
+#define VELTRANE_STUDIO_SHOT_JSON_H
+
+#include "studio/json.h"
+#include "studio/root_folder.h"
+#include "studio/shot.h"
+
+namespace veltrane::studio {
+
+// How shots, settings and the parameter table stand in requests and answers.
+
+/// The rows of the parameter table, with settings as presets hold them.
+Json ParametersJson();
+
+/// What a file of the shot holds.
+Json ShotJson(Shot& shot);
+
+/// Settings as presets hold them; a key colour of "auto", or none, is what is found
+/// in the shot, with its screen. Throws Refusal and std::invalid_argument for values that there
+/// are not, and media::Error where no screen is found.
+Settings ReadSettings(Json values, Shot& shot);
+
+/// The files and drawings of a request, within the root.
+cli::InputFiles ReadInputs(const Json& request, const RootFolder& root);
+
+}  // namespace veltrane::studio
+
+#endif
