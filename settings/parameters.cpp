@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "imaging/convert/convert.h"
 #include "settings/table_rules.h"
 
 namespace veltrane {
@@ -39,6 +40,11 @@ constexpr ChoiceEntry kCoreColors[] = {
     {static_cast<int>(CoreColor::Source), "VeltraneGreen::As source", "source", 1},
 };
 
+constexpr ChoiceEntry kLights[] = {
+    {static_cast<int>(Light::kDisplay), "VeltraneGreen::Display", "display", 0},
+    {static_cast<int>(Light::kLinear), "VeltraneGreen::Linear", "linear", 1},
+};
+
 constexpr ParameterId kTop{};  ///< the group of rows that are in none
 
 constexpr int Number(ParameterId id) {
@@ -48,6 +54,17 @@ constexpr int Number(ParameterId id) {
 constexpr Parameter Group(ParameterId id, const char* key, const char* help, ParameterId group,
                           HostSet hosts = kEveryHost) {
     return {Number(id), ParameterKind::Group, key, "", help, {}, 0, 0, 0, Number(group), hosts};
+}
+
+/// A choice that tells of a host's frames; its first entry is the default.
+constexpr Parameter OfFrames(ParameterId id, const char* key, const char* name, const char* help,
+                             std::span<const ChoiceEntry> entries, ParameterId group,
+                             HostSet hosts) {
+    const int last = static_cast<int>(entries.size()) - 1;
+    Parameter row{Number(id), ParameterKind::Choice, key,  name, help, {}, 0, 0,
+                  last,       Number(group),         hosts};
+    row.entries = entries;
+    return row;
 }
 
 template <typename Enum>
@@ -200,14 +217,23 @@ constexpr Parameter kParameters[] = {
     Choice(ParameterId::CoreColor, "VeltraneGreen::Core colour", "core-color",
            "Colour of what a core matte holds solid: without the screen's light, or as it came.",
            kCoreColors, &Settings::coreColor, MatteGroup, {Host::OpenFx}),
+    // Most compositing hosts work in linear light, which OpenFX does not tell.
+    OfFrames(ParameterId::Light, "VeltraneGreen::Colour", "colour",
+             "What the colour of frames and of the key colour is: display-referred, or linear "
+             "light, which is keyed through the sRGB curve.",
+             kLights, Basic, {Host::OpenFx}),
 };
+
+/// Those of Settings come first.
+constexpr auto kSettings = SettingsOf(kParameters);
 
 static_assert(std::size(kParameters) <= kMostParameters);
 static_assert(IdsAreUnique(kParameters));
 static_assert(GroupsPrecedeTheirRows(kParameters));
 static_assert(GovernorsAreSwitches(kParameters));
 static_assert(NamesAreUnique(kParameters));
-static_assert(ValuesFitTheirMembers(kParameters));
+static_assert(ValuesFitTheirMembers(kSettings));
+static_assert(RestTellsOfFrames(kParameters));
 static_assert(EntriesKeepTheirNumbers(kParameters));
 static_assert(FxPlugShowsItsPanel(kParameters));
 
@@ -274,7 +300,7 @@ const Parameter* FindId(int id) {
 }  // namespace
 
 std::span<const Parameter> Parameters() {
-    return kParameters;
+    return kSettings;
 }
 
 std::span<const Parameter* const> Panel(Host host) {
@@ -300,8 +326,8 @@ const Parameter* GovernorOf(const Parameter& parameter) {
 
 const Parameter* FindParameter(std::string_view name) {
     if (name.empty()) return nullptr;
-    const auto row = std::ranges::find(kParameters, name, &Parameter::name);
-    return row == std::end(kParameters) ? nullptr : row;
+    const auto row = std::ranges::find(kSettings, name, &Parameter::name);
+    return row == kSettings.end() ? nullptr : &*row;
 }
 
 std::vector<std::string> ChoiceNames(const Parameter& parameter) {

@@ -46,6 +46,7 @@ enum class ParameterId {
     DespillBlue = 26,
     ScreenGain = 27,
     Screen = 28,
+    Light = 29,
     MatteGroup = 30,
     CoreColor = 31,
 };
@@ -85,7 +86,7 @@ struct ChoiceEntry {
     bool isLater = false;
 };
 
-/// Where Settings holds a row's value: nowhere for a group.
+/// Where Settings holds a row's value: nowhere for a group, nor for what tells of a host's frames.
 using Member =
     std::variant<std::monostate, View Settings::*, Screen Settings::*, CoreColor Settings::*,
                  Color Settings::*, bool Settings::*, int Settings::*>;
@@ -98,11 +99,11 @@ struct Parameter {
     const char* name;  ///< name in options and presets, in kebab case; empty for a group
     const char* help;  ///< one sentence in a compositor's words
     Member member;
-    int defaultValue;  ///< that of Settings: a choice's number, a switch's 0 or 1, every channel
+    int defaultValue;  ///< a choice's number, a switch's 0 or 1, every channel of a colour
     int minimum;
     int maximum;
     int group;         ///< id of the group that holds it, 0 at the top
-    HostSet hosts;     ///< the hosts that show it; the command and presets know every row
+    HostSet hosts;     ///< the hosts that show it; the command and presets know every setting
     int governor = 0;  ///< id of the switch that enables it, 0 when none does
     unsigned flags = 0;
     bool inPixels = false;  ///< a length in pixels of the frame, to be scaled with a proxy
@@ -112,12 +113,13 @@ struct Parameter {
 /// No table has more rows; for lists that must not allocate.
 inline constexpr std::size_t kMostParameters = 64;
 
-/// Every row, groups before what they hold, in the order in which our own panels, options and
-/// presets show them.
+/// Every setting and group, groups before what they hold, in the order in which our own panels,
+/// options and presets show them.
 std::span<const Parameter> Parameters();
 
 /// The rows that a host shows, in its order: FxPlug's and frei0r's by ascending id, since projects
-/// or command lines name them by place, and OpenFX's in that of the table.
+/// or command lines name them by place, and OpenFX's in that of the table, in which what tells of
+/// its frames comes last.
 std::span<const Parameter* const> Panel(Host host);
 
 /// The row with this id; throws std::out_of_range when there is none.
@@ -127,7 +129,7 @@ const Parameter& ParameterOf(ParameterId id);
 const Parameter* GroupOf(const Parameter& parameter);
 const Parameter* GovernorOf(const Parameter& parameter);
 
-/// The row with this option name, or null.
+/// The setting with this option name, or null.
 const Parameter* FindParameter(std::string_view name);
 
 /// The names of a choice's entries in options and presets, in the order of their values.
@@ -139,6 +141,11 @@ std::string ProblemWith(const Parameter& parameter, long long value);
 
 /// The English text of a localisation key: what follows its two colons.
 std::string_view Label(std::string_view key);
+
+/// Whether the row is one of Settings; a group is none, nor what tells of a host's frames.
+constexpr bool IsSetting(const Parameter& parameter) {
+    return !std::holds_alternative<std::monostate>(parameter.member);
+}
 
 /// What our own panels call a row. The keys are FxPlug's, where groups say what they are about.
 std::string_view LabelOf(const Parameter& parameter, Screen screen = Screen::Green);

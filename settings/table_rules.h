@@ -60,6 +60,24 @@ constexpr bool NamesAreUnique(Rows rows) {
            });
 }
 
+constexpr bool TellsOfFrames(const Parameter& row) {
+    return row.kind != ParameterKind::Group && !IsSetting(row);
+}
+
+/// The rows before the first one that tells of a host's frames.
+constexpr Rows SettingsOf(Rows rows) {
+    const auto end = std::ranges::find_if(rows, TellsOfFrames);
+    return rows.first(static_cast<std::size_t>(end - rows.begin()));
+}
+
+/// Whether the rows after them do so, too, by choices of OpenFX, which can show them alone.
+constexpr bool RestTellsOfFrames(Rows rows) {
+    return std::ranges::all_of(rows.subspan(SettingsOf(rows).size()), [](const Parameter& row) {
+        return TellsOfFrames(row) && row.kind == ParameterKind::Choice &&
+               HostSet{Host::OpenFx}.Covers(row.hosts) && row.defaultValue == row.minimum;
+    });
+}
+
 constexpr bool FitsItsMember(const Parameter& row) {
     const bool fits =
         row.kind == ParameterKind::Group     ? std::holds_alternative<std::monostate>(row.member)

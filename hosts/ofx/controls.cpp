@@ -30,7 +30,8 @@ Param FindParam(ParamSet params, const Parameter& row, PropertySet* properties =
 }
 
 /// Without a time the current value, which only actions outside rendering may ask for.
-std::optional<int> ReadInt(Param param, std::optional<double> time) {
+std::optional<int> ReadInt(ParamSet params, const Parameter& row, std::optional<double> time) {
+    const Param param = FindParam(params, row);
     if (param == nullptr) return std::nullopt;
     const ParameterSuite& suite = *Host().parameter;
     int value = 0;
@@ -38,10 +39,6 @@ std::optional<int> ReadInt(Param param, std::optional<double> time) {
         time ? suite.getValueAtTime(param, *time, &value) : suite.getValue(param, &value);
     if (status != kOk) return std::nullopt;
     return value;
-}
-
-std::optional<int> ReadInt(ParamSet params, const Parameter& row, std::optional<double> time) {
-    return ReadInt(FindParam(params, row), time);
 }
 
 template <class Curve>
@@ -92,7 +89,7 @@ Settings ReadSettings(Effect effect, double time) {
     const ParamSet params = ParamsOf(effect);
     Settings settings;
     for (const Parameter* row : Panel(Host::OpenFx)) {
-        if (row->kind == ParameterKind::Group) continue;
+        if (!IsSetting(*row)) continue;
         if (row->kind == ParameterKind::Color) {
             if (const auto color = ReadColor(params, *row, time)) SetColor(settings, *row, *color);
         } else if (const auto value = ReadInt(params, *row, time)) {
@@ -105,7 +102,7 @@ Settings ReadSettings(Effect effect, double time) {
 }
 
 Light ReadLight(Effect effect, double time) {
-    const auto choice = ReadInt(FindParam(ParamsOf(effect), kLightChoice), time);
+    const auto choice = ReadInt(ParamsOf(effect), ParameterOf(ParameterId::Light), time);
     return choice == static_cast<int>(Light::kLinear) ? Light::kLinear : Light::kDisplay;
 }
 

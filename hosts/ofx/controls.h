@@ -14,9 +14,6 @@ namespace veltrane::ofx {
 inline constexpr char kPickButton[] = "pickScreenColor";
 inline constexpr char kPickLabel[] = "Pick screen colour";
 
-/// The choice of what the host's colour is, which is no setting of the keyer's.
-inline constexpr char kLightChoice[] = "colour";
-
 /// The row's name in the host, such as "keyColor". Saved projects and scripts hold it.
 std::string ParamName(const Parameter& row);
 

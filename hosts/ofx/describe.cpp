@@ -88,18 +88,6 @@ void DefinePickButton(ParamSet params) {
     button.Set(prop::kParent, ParamName(ParameterOf(ParameterId::Basic)).c_str());
 }
 
-/// Most compositing hosts work in linear light, which the interface does not tell.
-void DefineLightChoice(ParamSet params) {
-    Properties choice =
-        DefineParam(params, value::kChoice, kLightChoice, "Colour",
-                    "What the colour of frames and of the key colour is: display-referred, or "
-                    "linear light, which is keyed through the sRGB curve.");
-    choice.Set(prop::kChoiceOption, "Display", static_cast<int>(Light::kDisplay));
-    choice.Set(prop::kChoiceOption, "Linear", static_cast<int>(Light::kLinear));
-    choice.Set(prop::kDefault, static_cast<int>(Light::kDisplay));
-    choice.Set(prop::kParent, ParamName(ParameterOf(ParameterId::Basic)).c_str());
-}
-
 }  // namespace
 
 void Describe(Effect descriptor) {
@@ -149,7 +137,6 @@ void DescribeInContext(Effect descriptor, std::string_view context) {
         DefineRow(params, *row);
         if (row->id == static_cast<int>(ParameterId::KeyColor)) DefinePickButton(params);
     }
-    DefineLightChoice(params);
 }
 
 }  // namespace veltrane::ofx

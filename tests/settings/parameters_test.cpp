@@ -74,6 +74,24 @@ TEST(Parameters, AreRefusedWhereTheyDoNotFit) {
     }
 }
 
+TEST(Parameters, WhatTellsOfFramesIsNoSettingAndComesLast) {
+    Table rows;
+    for (const Parameter* row : Panel(Host::OpenFx)) rows.push_back(*row);
+    const Parameter& light = ParameterOf(ParameterId::Light);
+    EXPECT_EQ(rows.back().id, light.id) << "projects hold it after the settings";
+    EXPECT_EQ(std::pair(std::string(light.entries[0].name), light.defaultValue),
+              std::pair(std::string("display"), 0));
+    EXPECT_EQ(FindParameter(light.name), nullptr) << "no option nor member of a preset";
+    EXPECT_TRUE(RestTellsOfFrames(rows));
+    for (const auto change : {+[](Table& table) { table.back().kind = Switch; },
+                              +[](Table& table) { table.back().hosts = kEveryHost; },
+                              +[](Table& table) { std::swap(table.back(), table[2]); }}) {
+        Table changed = rows;
+        change(changed);
+        EXPECT_FALSE(RestTellsOfFrames(changed));
+    }
+}
+
 std::string ReadmeValues(const Parameter& row) {
     if (row.kind == Color) return "a colour | the screen's";
     if (row.kind == Switch) return row.defaultValue != 0 ? "on, off | on" : "on, off | off";
