@@ -20,8 +20,8 @@ namespace {
 // What no handler may be set for, or what by itself does not end a process.
 constexpr int kHarmless[] = {SIGKILL, SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU,
                              SIGCONT, SIGCHLD, SIGURG,  SIGWINCH};
-std::atomic<bool> stopAsked = false;
-static_assert(std::atomic<bool>::is_always_lock_free);
+std::atomic<int> stopSignal = 0;
+static_assert(std::atomic<int>::is_always_lock_free);
 
 /// The signal takes its usual effect once the handler returns.
 void End(int signal) {
@@ -36,8 +36,14 @@ constexpr long kPatience = 500'000'000;
 timer_t patience;
 bool limited = false;
 
+/// A scheduler that takes a machine away sends SIGTERM; the other signals come from a terminal.
+ExitStatus StatusOf(int signal) {
+    return signal == SIGTERM ? kTryAgain : kInterrupted;
+}
+
 void AskToStop(int signal) {
-    if (stopAsked.exchange(true)) End(signal);
+    int none = 0;
+    if (!stopSignal.compare_exchange_strong(none, signal)) End(signal);
     if (!limited) return;
     const int error = errno;
     const itimerspec once{{0, 0}, {0, kPatience}};
@@ -47,9 +53,10 @@ void AskToStop(int signal) {
 
 void StopNow(int) {
     files::Unfinished::Here().RemoveAll();
-    constexpr std::string_view kLine = "veltrane: interrupted\n";
-    [[maybe_unused]] const auto written = write(STDERR_FILENO, kLine.data(), kLine.size());
-    _exit(kInterrupted);
+    const ExitStatus status = StatusOf(stopSignal);
+    for (const std::string_view part : {"veltrane: ", Interruption::Text(status), "\n"})
+        [[maybe_unused]] const auto written = write(STDERR_FILENO, part.data(), part.size());
+    _exit(status);
 }
 
 void LimitPatience() {
@@ -91,7 +98,7 @@ void WatchForInterrupts() {
 }
 
 void ThrowIfInterrupted() {
-    if (stopAsked) throw Interruption();
+    if (const int signal = stopSignal) throw Interruption(StatusOf(signal));
 }
 
 }  // namespace veltrane::cli

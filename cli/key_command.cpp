@@ -348,6 +348,8 @@ void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first, ShotI
                  summary.counts);
         for (media::Writer* writer : targets)
             summary.times.Time(Step::Append, [&] { writer->Finish(); });
+    } catch (const files::StorageError& error) {
+        throw files::StorageError(error.what() + Remains(summary.counts, output_));
     } catch (const media::Error& error) {
         throw media::Error(error.what() + Remains(summary.counts, output_));
     }

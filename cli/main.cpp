@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -24,10 +25,6 @@
 namespace veltrane::cli {
 
 namespace {
-
-constexpr int kDone = 0;
-constexpr int kFailed = 1;
-constexpr int kWrongUsage = 2;
 
 int Complain(int status, const std::string& message) {
     Say(message);
@@ -90,8 +87,10 @@ void HoldStandardStreams() {
 
 void FlushOutput() {
     std::cout.flush();
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) || !std::cout)
-        throw std::runtime_error("standard output: cannot be written");
+    if (std::fflush(stdout) == 0 && !std::ferror(stdout) && std::cout) return;
+    // What went wrong may be long forgotten, and would go wrong again.
+    const bool passed = write(STDOUT_FILENO, "\n", 1) == 1;
+    files::FailBySystem("standard output", "cannot be written", passed ? EAGAIN : errno);
 }
 
 int Main(int count, char** arguments) {
@@ -107,7 +106,9 @@ int Main(int count, char** arguments) {
     } catch (const UsageError& error) {
         return Complain(kWrongUsage, error.what());
     } catch (const Interruption& error) {
-        return Complain(kInterrupted, error.what());
+        return Complain(error.status(), error.what());
+    } catch (const files::StorageError& error) {
+        return Complain(kTryAgain, error.what());
     } catch (const std::bad_alloc&) {
         return Complain(kFailed, "out of memory");
     } catch (const std::exception& error) {

@@ -77,12 +77,13 @@ std::string Destination(const std::string& path) {
         if (links == kMostLinks)
             Fail(path, std::string("cannot be written: ") + std::strerror(ELOOP));
         place = place.parent_path() / fs::read_symlink(place, error);
-        if (error) Fail(path, "cannot be written: " + error.message());
+        if (error) FailBySystem(path, "cannot be written", error.value());
     }
     return place.string();
 }
 
-WholeFile::WholeFile(const std::string& path) : WholeFile(path, Destination(path)) {
+WholeFile::WholeFile(const std::string& path, Folder folder)
+    : WholeFile(path, Destination(path), folder) {
     struct stat status;
     const bool exists = ::stat(path.c_str(), &status) == 0;
     if (!exists && errno != ENOENT) FailToWrite();  // a name too long, say
@@ -94,8 +95,8 @@ WholeFile::WholeFile(const std::string& path) : WholeFile(path, Destination(path
 }
 
 // The destructor runs once this is done, also when the public constructor fails.
-WholeFile::WholeFile(std::string path, std::string destination)
-    : path_(std::move(path)), destination_(std::move(destination)) {}
+WholeFile::WholeFile(std::string path, std::string destination, Folder folder)
+    : path_(std::move(path)), destination_(std::move(destination)), folder_(folder) {}
 
 WholeFile::~WholeFile() {
     Discard();
@@ -108,6 +109,7 @@ bool WholeFile::Create() {
     file_ = ::open(temporaryPath_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
     if (file_ < 0 && errno == EEXIST) return false;
     if (file_ < 0) FailToWrite();
+    folder_ = Folder::Seen;
     if (Unfinished::Here().ending()) Fail(path_, "was not written");
     const bool taken = !Lock(file_) && (errno == EAGAIN || errno == EACCES);
     return !taken && HasName(file_);
@@ -124,7 +126,10 @@ void WholeFile::Discard() {
 }
 
 void WholeFile::FailToWrite() const {
-    Fail(path_, std::string("cannot be written: ") + std::strerror(errno));
+    constexpr const char* kWhat = "cannot be written";
+    const bool vanished = errno == ENOENT && folder_ == Folder::Seen;
+    if (vanished) throw StorageError(ErrorLine(path_, std::string(kWhat) + ": its folder is gone"));
+    FailBySystem(path_, kWhat, errno);
 }
 
 /// put(bytes, count, where) does as ::write; where is how many bytes were put before.

@@ -18,9 +18,12 @@ std::string Destination(const std::string& path);
 /// removes it. What is there already must be a file that may be written, and gives its permissions.
 class WholeFile {
 public:
+    /// Whether the folder was there before: then its absence is its storage's.
+    enum class Folder { Unknown, Seen };
+
     /// Creates the empty temporary file, locked for as long as this object lives. Throws Error when
     /// the place cannot be written, or holds a folder, a device or a pipe.
-    explicit WholeFile(const std::string& path);
+    explicit WholeFile(const std::string& path, Folder folder = Folder::Unknown);
     ~WholeFile();
     WholeFile(const WholeFile&) = delete;
     WholeFile& operator=(const WholeFile&) = delete;
@@ -38,7 +41,7 @@ public:
     void Commit();
 
 private:
-    WholeFile(std::string path, std::string destination);
+    WholeFile(std::string path, std::string destination, Folder folder);
     bool Create();
     template <typename Put>
     void PutAll(const void* bytes, std::size_t count, Put put);
@@ -47,6 +50,7 @@ private:
 
     std::string path_;
     std::string destination_;
+    Folder folder_;
     std::string temporaryPath_;
     Unfinished::Name* name_ = nullptr;
     int file_ = -1;

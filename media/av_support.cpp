@@ -67,8 +67,9 @@ std::string AvText(int error) {
 }
 
 int CheckAv(int result, const std::string& path, const std::string& what) {
-    if (result < 0) Fail(path, what + ": " + AvText(result));
-    return result;
+    if (result >= 0) return result;
+    if (files::IsStorageFault(AVUNERROR(result))) FailBySystem(path, what, AVUNERROR(result));
+    Fail(path, what + ": " + AvText(result));
 }
 
 AvInput OpenInput(const std::string& path) {
@@ -86,7 +87,10 @@ AvInput OpenInput(const std::string& path) {
     const int result = avformat_open_input(&opened, url.c_str(), nullptr, &options);
     av_dict_free(&options);
     constexpr const char* kUnknown = "is no image or video that can be read";
-    if (result == AVERROR_INVALIDDATA || result == AVERROR(EINVAL)) Fail(path, kUnknown);
+    // Demuxers call what breaks off an error of the device, too.
+    constexpr int kNoFootage[] = {AVERROR_INVALIDDATA, AVERROR(EINVAL), AVERROR(EIO)};
+    for (const int unknown : kNoFootage)
+        if (result == unknown) Fail(path, kUnknown);
     CheckAv(result, path, kUnknown);
     return AvInput(opened);
 }

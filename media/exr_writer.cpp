@@ -77,7 +77,7 @@ ExrOutput::ExrOutput(const std::string& path, const ExrStorage& storage, int wid
       width_(width),
       height_(height),
       compression_(CompressionOf(storage)),
-      file_(path) {
+      file_(path, files::WholeFile::Folder::Seen) {
     exr_context_initializer_t start = ExrStart();
     start.user_data = this;
     start.write_fn = Write;

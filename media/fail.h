@@ -9,6 +9,7 @@
 namespace veltrane::media {
 
 using files::Fail;
+using files::FailBySystem;
 
 inline constexpr const char* kTooLittleMemory = "needs more memory than there is";
 

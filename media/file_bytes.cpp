@@ -1,5 +1,6 @@
 #include "media/file_bytes.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -11,11 +12,12 @@ namespace veltrane::media {
 Bytes ReadAll(const std::string& path) {
     std::error_code error;
     const auto size = std::filesystem::file_size(path, error);
-    if (error) Fail(path, "cannot be read: " + error.message());
+    if (error) FailBySystem(path, "cannot be read", error.value());
     Bytes bytes(size);
+    errno = 0;
     std::ifstream file(path, std::ios::binary);
     if (!file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size))) {
-        Fail(path, "cannot be read");
+        FailBySystem(path, "cannot be read", errno != 0 ? errno : EINVAL);
     }
     return bytes;
 }

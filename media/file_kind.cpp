@@ -51,12 +51,12 @@ void RequireFile(const std::string& path) {
     if (fs::is_directory(status)) {
         Fail(path, "is a folder; name a sequence in it such as frame.%04d.png");
     }
-    if (error) Fail(path, "cannot be read: " + error.message());
+    if (error) FailBySystem(path, "cannot be read", error.value());
     if (!fs::is_regular_file(status)) {
         Fail(path, "is a pipe or a device; frames can be read from files only");
     }
     if (::access(path.c_str(), R_OK) != 0) {
-        Fail(path, std::string("cannot be read: ") + std::strerror(errno));
+        FailBySystem(path, "cannot be read", errno);
     }
 }
 

@@ -257,7 +257,7 @@ Bytes ImageWriter::Jpeg(const std::string& path, ImageLayout layout, const void*
 
 /// A sequence does not wait for the disk after each frame: resuming finds what a power cut damaged.
 void ImageWriter::WriteFile(const std::string& path, const Bytes& bytes) const {
-    files::WholeFile file(path);
+    files::WholeFile file(path, files::WholeFile::Folder::Seen);
     file.Write(bytes.data(), bytes.size());
     if (!sequence_) file.Sync();
     file.Commit();

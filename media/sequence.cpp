@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <filesystem>
 #include <optional>
 #include <utility>
 
@@ -19,9 +20,19 @@ struct FetchedImage : Fetched {
     std::int64_t number;
 };
 
+/// Throws Error unless the file can be read. It was there when the folder was listed, so that its
+/// storage is gone when it is not.
+void RequireListed(const std::string& path) {
+    namespace fs = std::filesystem;
+    std::error_code error;
+    if (fs::symlink_status(path, error).type() == fs::file_type::not_found)
+        throw files::StorageError(files::ErrorLine(path, "no such file"));
+    RequireFile(path);
+}
+
 /// Throws Error unless the file is there and begins as an image does.
 void RequireImage(const std::string& path) {
-    RequireFile(path);
+    RequireListed(path);
     if (ImageFormatOf(path).empty()) Fail(path, "is no image that can be read");
 }
 

@@ -265,6 +265,8 @@ ColorTags VideoReader::TagsOf(const AVFrame& picture) const {
 /// Gives the decoder the next packet, or tells it that there are no more.
 void VideoReader::SendPacket() {
     const int read = av_read_frame(input_.get(), packet_.get());
+    const int fault = input_->pb ? AVUNERROR(input_->pb->error) : 0;
+    if (read < 0 && files::IsStorageFault(fault)) FailBySystem(path_, "cannot be read", fault);
     const bool broken = read < 0 ? read != AVERROR_EOF : packet_->flags & AV_PKT_FLAG_CORRUPT;
     truncated_ |= broken;
     if (read < 0 || broken) {

@@ -1,11 +1,13 @@
 #include "settings/presets.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "files/error.h"
 #include "files/whole_file.h"
 
 namespace veltrane {
@@ -145,10 +147,11 @@ Settings FromJson(std::string_view text, const std::string& origin) {
 }
 
 Settings ReadPreset(const std::string& path) {
+    errno = EISDIR;  // where nothing else is told
     std::ifstream file(path, std::ios::binary);
     std::string text(kMostBytes + 1, '\0');
     file.read(text.data(), static_cast<std::streamsize>(text.size()));
-    if (!file.eof() && !file) throw std::runtime_error(path + ": cannot be read");
+    if (!file.eof() && !file) files::FailBySystem(path, "cannot be read", errno);
     text.resize(static_cast<std::size_t>(file.gcount()));
     return FromJson(text, path);
 }

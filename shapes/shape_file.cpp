@@ -1,6 +1,7 @@
 #include "shapes/shape_file.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <fstream>
@@ -29,10 +30,10 @@ struct Inherited {
 
 std::string Bytes(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    if (!file) files::Fail(path, "cannot be read");
+    if (!file) files::FailBySystem(path, "cannot be read", errno);
     std::string bytes(kMostBytes + 1, '\0');
     file.read(bytes.data(), std::ssize(bytes));
-    if (file.bad()) files::Fail(path, "cannot be read");
+    if (file.bad()) files::FailBySystem(path, "cannot be read", errno);
     bytes.resize(static_cast<std::size_t>(file.gcount()));
     if (bytes.size() > kMostBytes)
         files::Fail(path, "is longer than the 16 MB that a shape file may be");

@@ -147,7 +147,7 @@ TEST_F(OutputsTest, LateErrorsLeaveTheOldFile) {
     WritePreset("look.json", green_);
     for (const long call : {SYS_fsync, SYS_close}) {
         failingCall = call;
-        EXPECT_THROW(WritePreset("look.json", Settings()), files::Error) << call;
+        EXPECT_THROW(WritePreset("look.json", Settings()), files::StorageError) << call;
         failingCall = 0;
         EXPECT_EQ(ReadPreset("look.json"), green_);
         EXPECT_FALSE(HoldsTemporary("."));
@@ -168,14 +168,16 @@ TEST_F(OutputsTest, EverySignalThatCanBeCaughtRemovesWhatIsUnfinished) {
         Run("key s.%04d.jpg out/o.mov", kKilled, stop);
         EXPECT_EQ(Everything("out").size(), 0u) << signals[0];
     }
-    for (const auto& [signal, output] :
-         {std::pair{SIGINT, "out/o.mov"}, {SIGHUP, "out/o.mov"}, {SIGTERM, "out/o.%04d.tif"}}) {
+    for (const auto& [signal, output, status, line] :
+         {std::tuple{SIGINT, "out/o.mov", 130, "veltrane: interrupted\n"},
+          {SIGHUP, "out/o.mov", 130, "veltrane: interrupted\n"},
+          {SIGTERM, "out/o.%04d.tif", 75, "veltrane: stopped by SIGTERM\n"}}) {
         const auto stop = [sent = signal](pid_t child) {
             WaitUntil(child, [] { return !fs::is_empty("out"); });
             kill(child, sent);
         };
-        const std::string error = Run(std::string("key s.%04d.jpg ") + output, 130, stop).error;
-        EXPECT_TRUE(error.ends_with("veltrane: interrupted\n")) << error;
+        const std::string error = Run(std::string("key s.%04d.jpg ") + output, status, stop).error;
+        EXPECT_TRUE(error.ends_with(line)) << error;
     }
     for (const fs::path& file : Files("out")) {
         ASSERT_EQ(file.extension(), ".tif") << file;

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <thread>
+#include <tuple>
 
 #include "command.h"
 
@@ -34,8 +35,8 @@ TEST_F(TroubleTest, OutputThatIsLostFails) {
          {"info in.png", "pick in.png --json", "params", "key in.png o.png --json --quiet",
           "--help", "key --help", "--version"}) {
         SCOPED_TRACE(command);
-        for (const char* to : {" > /dev/full", " >&-"}) {
-            EXPECT_EQ(Shell(command + to), 1);
+        for (const auto& [to, status] : {std::pair{" > /dev/full", 75}, {" >&-", 1}}) {
+            EXPECT_EQ(Shell(command + to), status);
             ExpectOneLine("standard output: cannot be written");
         }
     }
@@ -86,19 +87,58 @@ TEST_F(TroubleTest, TooLittleMemoryIsAnErrorOfTheFile) {
     }
 }
 
+// Schedulers go by the status whether to try a piece of work again.
+TEST_F(TroubleTest, AFullDiskIsWorthAnotherTry) {
+    if (std::system("unshare -m true 2>../error") != 0) GTEST_SKIP() << "nothing can be mounted";
+    fs::create_directory("small");
+    const std::string before =
+        "unshare -m sh -c 'exec 2>../error; mount -t tmpfs -o size=300k "
+        "none small && \"$0\" \"$@\"; s=$?; ls -A small >&2; exit $s' ";
+    for (const char* output :
+         {"small/o.mov", "small/o.mkv", "small/o.%04d.png", "small/o.#.exr", "small/o.#.tif"}) {
+        SCOPED_TRACE(output);
+        const std::string line = before + command_ + " key ../samples/clip.mp4 " + output;
+        EXPECT_EQ(WEXITSTATUS(std::system((line + " --quiet").c_str())), 75);
+        const std::string error = Contents("../error");
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, "No space left on device; ", error);
+        EXPECT_EQ(error.find(".part"), error.npos) << error;
+    }
+}
+
+TEST_F(TroubleTest, AFolderThatVanishesIsWorthAnotherTry) {
+    for (const auto& [gone, told] : {std::pair{"out", "its folder is gone; frames whole"},
+                                     {"in", "no such file; frames whole"}}) {
+        fs::create_directory("out");
+        fs::create_directory("in");
+        for (int i = 1000; i < 1400; ++i) {
+            const std::string name = std::to_string(i) + ".jpg";
+            fs::create_symlink("../../samples/still.jpg", "in/" + name);
+        }
+        const auto remove = [folder = gone](pid_t child) {
+            WaitUntil(child, [] { return Files("out").size() > 2; });
+            fs::rename(folder, "elsewhere");
+        };
+        const std::string error = Run("key in/%d.jpg out/%d.tif --quiet", 75, remove).error;
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, told, error);
+        for (const char* folder : {"in", "out", "elsewhere"}) fs::remove_all(folder);
+    }
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "cannot be written: No such file or directory",
+                        Run("key in.png never/o.png", 1).error);
+}
+
 // Opening a pipe that nobody writes to never ends.
 TEST_F(TroubleTest, TheFirstSignalEndsAnyWait) {
     mkfifo("wait.json", 0600);
     using Clock = std::chrono::steady_clock;
-    for (const int signal : {SIGINT, SIGTERM}) {
+    for (const auto& [signal, status, line] : {std::tuple{SIGINT, 130, "veltrane: interrupted\n"},
+                                               {SIGTERM, 75, "veltrane: stopped by SIGTERM\n"}}) {
         Clock::time_point sent;
-        const auto stop = [&](pid_t child) {
+        const auto stop = [&sent, number = signal](pid_t child) {
             std::this_thread::sleep_for(std::chrono::milliseconds(300));
             sent = Clock::now();
-            kill(child, signal);
+            kill(child, number);
         };
-        EXPECT_EQ(Run("key in.png out.png --preset wait.json", 130, stop).error,
-                  "veltrane: interrupted\n");
+        EXPECT_EQ(Run("key in.png out.png --preset wait.json", status, stop).error, line);
         EXPECT_LT(Clock::now() - sent, std::chrono::milliseconds(1500));
     }
 }
