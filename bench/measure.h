@@ -30,9 +30,9 @@ struct Case {
 };
 
 /// Copying a frame, the yardstick of most cases.
-template <typename Element>
-Work CopyOf(const std::vector<Element>& frame) {
-    static std::vector<Element> copy = frame;
+template <typename Elements>
+Work CopyOf(const Elements& frame) {
+    static Elements copy = frame;
     return {[] {}, [&frame] { copy.assign(frame.begin(), frame.end()); }};
 }
 

@@ -25,9 +25,9 @@ public:
     SmallFrame map = SmallFrame(kSmallWidth * kSmallHeight);
     SmallFrame extracted, contracted, filled, smooth;
     SmallFrame scratch;
-    std::vector<std::uint16_t> plate = still.frame;
-    std::vector<std::uint16_t> work = still.frame;
-    std::vector<std::uint16_t> keyed;
+    media::Pixels plate = still.frame;
+    media::Pixels work = still.frame;
+    media::Pixels keyed;
     std::vector<float> curve;
 
     void Shrink() {

@@ -14,8 +14,8 @@ namespace veltrane::bench {
 /// What a piece of work leaves, to be compared.
 using Bytes = std::span<const std::byte>;
 
-template <typename Element>
-Bytes BytesOf(const std::vector<Element>& elements) {
+template <typename Elements>
+Bytes BytesOf(const Elements& elements) {
     return std::as_bytes(std::span(elements));
 }
 
@@ -31,9 +31,9 @@ public:
     int width;
     int height;
     Color screen;
-    std::vector<std::uint16_t> frame;  ///< blue, green, red, alpha
-    std::vector<std::uint16_t> source;
-    std::vector<std::uint16_t> output;
+    media::Pixels frame;  ///< blue, green, red, alpha
+    media::Pixels source;
+    media::Pixels output;
 };
 
 /// The same frame in the other forms that hosts hold frames in.

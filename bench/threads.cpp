@@ -40,7 +40,7 @@ struct Best {
     double whole = INFINITY;
 
     void Time(const Subject& subject, const Settings& settings, int threads,
-              std::vector<std::uint16_t>& output) {
+              media::Pixels& output) {
         const RowSource<std::uint16_t> source{subject.frame.data()};
         const RowSink<std::uint16_t> sink{output.data()};
         const Threads lent = Lent(threads);
@@ -60,7 +60,7 @@ void TimeSize(int width, int height, int threads) {
     const Subject subject(media::ReadBackground(VELTRANE_SAMPLES "/still.jpg", width, height));
     Settings settings;
     settings.keyColor = subject.screen;
-    std::vector<std::uint16_t> alone(subject.frame.size()), shared(subject.frame.size());
+    media::Pixels alone(subject.frame.size()), shared(subject.frame.size());
     Best one, several;
     for (int round = 0; round < 40; ++round) {
         one.Time(subject, settings, 1, alone);

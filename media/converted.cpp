@@ -14,25 +14,25 @@ namespace {
 constexpr std::uint16_t kOpaque = 65535;
 
 /// Red, green, blue of a frame's pixels, straight.
-std::vector<float> ColorsOf(const Frame& frame) {
-    std::vector<float> colors(frame.pixels.size() / 4 * 3);
+Colors ColorsOf(const Frame& frame) {
+    Colors colors(frame.pixels.size() / 4 * 3);
     for (std::size_t i = 0; i < colors.size(); ++i)
         colors[i] = ToFloat(frame.pixels[i / 3 * 4 + 2 - i % 3]);
     return colors;
 }
 
-void SetColors(Frame& frame, const std::vector<float>& colors) {
+void SetColors(Frame& frame, const Colors& colors) {
     for (std::size_t i = 0; i < colors.size(); ++i)
         frame.pixels[i / 3 * 4 + 2 - i % 3] = ToSample(colors[i]);
 }
 
 /// Colour as it lies in the file, with what its pixels cannot hold where that is known.
-std::vector<float> StoredColors(const Frame& frame) {
+Colors StoredColors(const Frame& frame) {
     const Origin* origin = frame.origin.get();
     if (!origin || origin->colour.empty()) return ColorsOf(frame);
     const OriginalColour& colour = origin->colour;
     if (!colour.floats.empty()) return colour.floats;
-    std::vector<float> floats(colour.halves.size());
+    Colors floats(colour.halves.size());
     std::ranges::transform(colour.halves, floats.begin(), FloatFromHalf);
     return floats;
 }
@@ -50,7 +50,7 @@ public:
         Frame frame = stored_->Decode(fetched, threads);
         auto origin =
             frame.origin ? std::make_shared<Origin>(*frame.origin) : std::make_shared<Origin>();
-        std::vector<float> colors = StoredColors(frame);
+        Colors colors = StoredColors(frame);
         if (origin->colour.empty()) origin->colour.floats = colors;
         conversion_->ToKey(colors.data(), colors.size() / 3);
         SetColors(frame, colors);
@@ -85,14 +85,14 @@ public:
 
 private:
     /// The result's colours in the file's space.
-    std::vector<float> Returned(const Frame& result, const Frame& source) const {
-        std::vector<float> colors = ColorsOf(result);
+    Colors Returned(const Frame& result, const Frame& source) const {
+        Colors colors = ColorsOf(result);
         if (source.pixels.size() != result.pixels.size()) {
             conversion_->FromKey(colors.data(), colors.size() / 3);
             return colors;
         }
-        const std::vector<float> originals = StoredColors(source);
-        std::vector<float> given = originals;
+        const Colors originals = StoredColors(source);
+        Colors given = originals;
         conversion_->ToKey(given.data(), given.size() / 3);
         const auto coverage = [&](std::size_t pixel) {
             return result.coverage.empty() ? kOpaque : result.coverage[pixel];

@@ -208,7 +208,10 @@ std::optional<Frame> ReadExr(const std::string& path, std::int64_t number,
     const auto read = [&]<class Sample>(Sample, auto& colour) {
         colour.resize(frame.pixels.size() / 4 * 3);
         using Kept = typename std::decay_t<decltype(colour)>::value_type;
-        if (!Covers(layout->data, layout->display)) std::fill(colour.begin(), colour.end(), Kept{});
+        if (!Covers(layout->data, layout->display)) {
+            std::fill(colour.begin(), colour.end(), Kept{});
+            std::fill(frame.pixels.begin(), frame.pixels.end(), std::uint16_t{0});
+        }
         const PictureReader<Sample, Kept> picture(*layout, reading, frame, colour.data());
         ReadPicture(path, file, *layout, picture, threads);
     };

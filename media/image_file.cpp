@@ -211,10 +211,10 @@ std::shared_ptr<const ImageMetadata> MetadataOf(const OpenImage& image) {
 }
 
 template <typename Sample>
-std::vector<Sample> ReadSamples(const OpenImage& image) {
+UnsetVector<Sample> ReadSamples(const OpenImage& image) {
     const ImageLayout& layout = image.layout();
     const Channels& channels = image.channels;
-    std::vector<Sample> samples(std::size_t(layout.width) * layout.height * channels.count);
+    UnsetVector<Sample> samples(std::size_t(layout.width) * layout.height * channels.count);
     image.source->Read(channels.first, channels.count, samples.data());
     return samples;
 }
@@ -222,7 +222,7 @@ std::vector<Sample> ReadSamples(const OpenImage& image) {
 /// Calls place(index of the shown pixel, stored samples) for every stored pixel within the display
 /// window.
 template <typename Sample, typename Place>
-void PlacePixels(const OpenImage& image, const std::vector<Sample>& samples,
+void PlacePixels(const OpenImage& image, const UnsetVector<Sample>& samples,
                  const Placement& placement, Place place) {
     const ImageLayout& layout = image.layout();
     const int left = layout.x - layout.fullX, top = layout.y - layout.fullY;
@@ -256,8 +256,7 @@ void ReadIntegers(const OpenImage& image, const Placement& placement, Frame& fra
 }
 
 /// Reads floats; `colour` receives the straight red, green and blue.
-void ReadFloats(const OpenImage& image, const Placement& placement, Frame& frame,
-                std::vector<float>& colour) {
+void ReadFloats(const OpenImage& image, const Placement& placement, Frame& frame, Colors& colour) {
     const Channels& channels = image.channels;
     const TransferCurve& curve = TransferCurve::For(image.transfer);
     const auto samples = ReadSamples<float>(image);

@@ -82,7 +82,7 @@ private:
     void AddCompression(OIIO::ParamValueList& attributes) const;
     ImageLayout LayoutFor(const Frame& result, const Origin* origin) const;
     void AddMetadata(const ImageMetadata& metadata, ImageLayout& layout) const;
-    std::vector<float> StoredFloats(const Frame& result, const Frame& source) const;
+    Colors StoredFloats(const Frame& result, const Frame& source) const;
     Bytes Jpeg(const std::string& path, ImageLayout layout, const void* samples) const;
     void WriteFile(const std::string& path, const Bytes& bytes) const;
     void WriteFrame(const std::string& path, const Frame& result, const Frame& source,
@@ -208,12 +208,12 @@ ImageLayout ImageWriter::LayoutFor(const Frame& result, const Origin* origin) co
     return layout;
 }
 
-std::vector<float> ImageWriter::StoredFloats(const Frame& result, const Frame& source) const {
+Colors ImageWriter::StoredFloats(const Frame& result, const Frame& source) const {
     const TransferCurve& curve = TransferCurve::For(transfer_);
     const Originals originals(result, source, transfer_);
     const std::size_t channels = options_.opaque ? 3 : 4;
     const std::size_t count = result.pixels.size() / 4;
-    std::vector<float> samples(count * channels);
+    Colors samples(count * channels);
     for (std::size_t i = 0; i < count; ++i) {
         const std::uint16_t* pixel = result.pixels.data() + i * 4;
         float* stored = samples.data() + i * channels;
@@ -236,8 +236,8 @@ std::vector<float> ImageWriter::StoredFloats(const Frame& result, const Frame& s
 }
 
 /// Blue, green, red, alpha to red, green, blue.
-std::vector<std::uint16_t> InFileOrder(const std::vector<std::uint16_t>& pixels) {
-    std::vector<std::uint16_t> samples;
+Pixels InFileOrder(const Pixels& pixels) {
+    Pixels samples;
     samples.reserve(pixels.size());
     for (std::size_t i = 0; i + 3 < pixels.size(); i += 4) {
         samples.insert(samples.end(), {pixels[i + 2], pixels[i + 1], pixels[i]});
@@ -275,7 +275,7 @@ std::shared_ptr<Encoded> ImageWriter::Encode(const Frame& result, const Frame& s
 Bytes ImageWriter::InMemory(const std::string& path, const ImageLayout& layout, const Frame& result,
                             const Threads& threads) const {
     const bool multiply = premultiplied_ && !options_.opaque;
-    std::vector<std::uint16_t> room;
+    Pixels room;
     const auto& pixels = StoredPixels(result, transfer_, multiply, room);
     const std::string_view name = format_.name;
     if (name == "png") {
@@ -298,7 +298,7 @@ void ImageWriter::WriteExrFrame(const std::string& path, const Frame& result, co
                                  options_.opaque, !sequence_.has_value(), options_.compression};
         return WriteExr(path, storage, result, source, metadata, threads);
     }
-    const std::vector<float> samples = StoredFloats(result, source);
+    const Colors samples = StoredFloats(result, source);
     WriteFile(path, EncodeByLibrary(path, format_.name, LayoutFor(result, origin),
                                     OIIO::TypeDesc::FLOAT, samples.data()));
 }

@@ -11,6 +11,7 @@
 #include "files/error.h"
 #include "imaging/threads.h"
 #include "media/color_spaces.h"
+#include "media/pixel_memory.h"
 
 namespace veltrane::media {
 
@@ -111,10 +112,10 @@ struct Frame {
     int width = 0;
     int height = 0;
     std::int64_t number = 0;  ///< the file's number in a sequence; from 1 in a video; 1 for a still
-    std::vector<std::uint16_t> pixels;
+    Pixels pixels;
     std::shared_ptr<const Origin> origin;
     /// Straight red, green, blue that float files store instead of the pixels'; mostly empty.
-    std::vector<float> colors{};
+    Colors colors{};
     /// Of a composite, how far each pixel is the source's, 0..65535; empty where all of them are.
     std::vector<std::uint16_t> coverage{};
 };

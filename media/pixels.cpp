@@ -51,25 +51,24 @@ Placement::Placement(const Turn& turn, int storedWidth, int storedHeight)
              (turn.mirroredY ? std::ptrdiff_t{width} * (height - 1) : 0);
 }
 
-void Unpremultiply(std::vector<std::uint16_t>& pixels) {
+void Unpremultiply(Pixels& pixels) {
     const PixelReader<std::uint16_t> reader(kPremultiplied);
     reader(pixels.data(), pixels.data(), std::ssize(pixels) / 4);
 }
 
-void Premultiply(std::vector<std::uint16_t>& pixels) {
+void Premultiply(Pixels& pixels) {
     const PixelWriter<std::uint16_t> writer(kPremultiplied);
     writer(pixels.data(), pixels.data(), std::ssize(pixels) / 4);
 }
 
-void ApplyToColour(const std::vector<std::uint16_t>& table, std::vector<std::uint16_t>& pixels) {
+void ApplyToColour(const std::vector<std::uint16_t>& table, Pixels& pixels) {
     for (std::size_t i = 0; i + 3 < pixels.size(); i += 4) {
         for (std::size_t c = i; c < i + 3; ++c) pixels[c] = table[pixels[c]];
     }
 }
 
-const std::vector<std::uint16_t>& StoredPixels(const Frame& frame, Transfer transfer,
-                                               bool premultiplied,
-                                               std::vector<std::uint16_t>& room) {
+const Pixels& StoredPixels(const Frame& frame, Transfer transfer, bool premultiplied,
+                           Pixels& room) {
     const bool linear = transfer == Transfer::Linear;
     if (!linear && !premultiplied) return frame.pixels;
     room = frame.pixels;

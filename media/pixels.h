@@ -40,17 +40,15 @@ struct Placement {
 };
 
 /// Colour divided or multiplied by alpha, as PixelReader and PixelWriter do it.
-void Unpremultiply(std::vector<std::uint16_t>& pixels);
-void Premultiply(std::vector<std::uint16_t>& pixels);
+void Unpremultiply(Pixels& pixels);
+void Premultiply(Pixels& pixels);
 /// Applies a table of 65536 values to blue, green and red.
-void ApplyToColour(const std::vector<std::uint16_t>& table, std::vector<std::uint16_t>& pixels);
+void ApplyToColour(const std::vector<std::uint16_t>& table, Pixels& pixels);
 
 /// The pixels as a 16-bit file stores them, in the order blue, green, red, alpha: by the curve's
 /// inverse where they are stored scene-linear, multiplied by alpha where premultiplied. They are
 /// the frame's own, or lie in room where they differ.
-const std::vector<std::uint16_t>& StoredPixels(const Frame& frame, Transfer transfer,
-                                               bool premultiplied,
-                                               std::vector<std::uint16_t>& room);
+const Pixels& StoredPixels(const Frame& frame, Transfer transfer, bool premultiplied, Pixels& room);
 
 }  // namespace veltrane::media
 

@@ -90,7 +90,7 @@ std::uint32_t PngChecksum(const std::uint8_t* name, std::size_t length) {
     return crc32_gzip_refl(0, name, length);
 }
 
-PngBytes EncodePng(const std::vector<std::uint16_t>& pixels, int width, int height, bool alpha,
+PngBytes EncodePng(const Pixels& pixels, int width, int height, bool alpha,
                    const PngBytes& metadata) {
     PngBytes file(std::begin(kSignature), std::end(kSignature));
     AddHeader(file, width, height, alpha);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "media/image_source.h"
+#include "media/pixel_memory.h"
 
 namespace veltrane::media {
 
@@ -18,7 +19,7 @@ PngBytes MetadataChunks(const std::string& path, const ImageLayout& layout);
 
 /// A whole PNG of 16 bits a channel: pixels are blue, green, red, alpha in packed rows, and alpha
 /// is stored or left out. metadata holds whole chunks.
-PngBytes EncodePng(const std::vector<std::uint16_t>& pixels, int width, int height, bool alpha,
+PngBytes EncodePng(const Pixels& pixels, int width, int height, bool alpha,
                    const PngBytes& metadata);
 
 /// The checksum of a chunk's name and data.

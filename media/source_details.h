@@ -28,24 +28,11 @@ struct SourceDetails {
 /// An image file's own metadata in the image library's form.
 struct ImageMetadata;
 
-/// Leaves what a vector is resized to unset, so that the threads that set it take its memory.
-template <class Value>
-struct UnsetAllocator : std::allocator<Value> {
-    template <class Other>
-    struct rebind {
-        using other = UnsetAllocator<Other>;
-    };
-    template <class Other>
-    void construct(Other* value) {
-        ::new (static_cast<void*>(value)) Other;
-    }
-};
-
 /// Red, green and blue of a float file's pixels, straight, as they were stored. At least one of the
 /// two is empty.
 struct OriginalColour {
-    std::vector<std::uint16_t, UnsetAllocator<std::uint16_t>> halves;  ///< their bits
-    std::vector<float> floats;
+    UnsetVector<std::uint16_t> halves;  ///< their bits
+    Colors floats;
 
     bool empty() const { return halves.empty() && floats.empty(); }
 };

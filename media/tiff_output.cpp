@@ -160,7 +160,7 @@ Bytes SinglePixel(const std::string& path, const ImageLayout& layout, bool big) 
 /// Rows as they stand in the file.
 class Strips {
 public:
-    Strips(const ImageLayout& layout, const std::vector<std::uint16_t>& pixels)
+    Strips(const ImageLayout& layout, const Pixels& pixels)
         : width_(layout.width),
           height_(layout.height),
           channels_(layout.channels()),
@@ -172,7 +172,7 @@ public:
     std::size_t channels() const { return static_cast<std::size_t>(channels_); }
 
     /// A strip's samples; their place is used again.
-    void Read(int strip, std::vector<std::uint16_t>& samples) const {
+    void Read(int strip, Pixels& samples) const {
         const int first = strip * kStripRows, rows = std::min(kStripRows, height_ - first);
         samples.resize(rowSamples() * rows);
         for (int y = 0; y < rows; ++y) {
@@ -194,7 +194,7 @@ private:
     int width_;
     int height_;
     int channels_;
-    const std::vector<std::uint16_t>& pixels_;
+    const Pixels& pixels_;
     PixelWriter<std::uint16_t> toRgba_{{PixelOrder::kRgba}};
 };
 
@@ -221,7 +221,7 @@ public:
 
 private:
     const Strips& strips_;
-    std::vector<std::uint16_t> samples_, differences_;
+    Pixels samples_, differences_;
     Zipper zipper_;
 };
 
@@ -244,7 +244,7 @@ void WriteZipped(MemoryTiff& file, const Strips& strips, const Threads& threads)
 }
 
 void WriteByTiffLibrary(MemoryTiff& file, const Strips& strips) {
-    std::vector<std::uint16_t> samples;
+    Pixels samples;
     for (int i = 0; i < strips.count(); ++i) {
         strips.Read(i, samples);
         const auto strip = static_cast<std::uint32_t>(i);
@@ -258,8 +258,8 @@ void WriteByTiffLibrary(MemoryTiff& file, const Strips& strips) {
 /// The TIFF library zips by zlib alone, which takes longer than all else together, and nobody but
 /// the image library knows all of its metadata. So a TIFF of a single pixel is made with the
 /// metadata, and the picture takes that pixel's place.
-Bytes EncodeTiff(const std::string& path, const ImageLayout& layout,
-                 const std::vector<std::uint16_t>& pixels, const Threads& threads) {
+Bytes EncodeTiff(const std::string& path, const ImageLayout& layout, const Pixels& pixels,
+                 const Threads& threads) {
     const std::uint64_t size = std::uint64_t{2} * layout.channels() * layout.width * layout.height;
     MemoryTiff file(path, SinglePixel(path, layout, size > kMostOfPlainTiff), "r+");
     SetSize(file, layout.width, layout.height);

@@ -3,11 +3,11 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "imaging/threads.h"
 #include "media/file_bytes.h"
 #include "media/image_source.h"
+#include "media/pixel_memory.h"
 
 namespace veltrane::media {
 
@@ -15,8 +15,8 @@ namespace veltrane::media {
 /// and alpha is stored where the layout has four channels. Its attributes are those that the image
 /// library writes; "compression" names one of "none", "lzw", "zip". The threads lent share the
 /// compression by zip. path is for messages. Throws Error.
-Bytes EncodeTiff(const std::string& path, const ImageLayout& layout,
-                 const std::vector<std::uint16_t>& pixels, const Threads& threads);
+Bytes EncodeTiff(const std::string& path, const ImageLayout& layout, const Pixels& pixels,
+                 const Threads& threads);
 
 }  // namespace veltrane::media
 

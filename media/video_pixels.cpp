@@ -176,7 +176,7 @@ public:
         }
     }
 
-    std::vector<std::uint16_t> Take() { return std::move(pixels_); }
+    Pixels Take() { return std::move(pixels_); }
 
 private:
     int width_;
@@ -184,7 +184,7 @@ private:
     Placement placement_;
     std::optional<ExpandedRow> alpha_;
     std::vector<std::uint16_t> opaque_;
-    std::vector<std::uint16_t> pixels_;
+    Pixels pixels_;
 };
 
 void PutRgb(const AVFrame& picture, const AVPixFmtDescriptor& format, const ColorTags& tags,
@@ -245,8 +245,7 @@ void Narrow(const std::uint16_t* pixels, int element, int depth, int left, int r
     }
 }
 
-void WriteRgb(const std::vector<std::uint16_t>& pixels, const AVPixFmtDescriptor& format,
-              AVFrame& picture) {
+void WriteRgb(const Pixels& pixels, const AVPixFmtDescriptor& format, AVFrame& picture) {
     for (int y = 0; y < picture.height; ++y) {
         const std::uint16_t* from = pixels.data() + std::size_t(y) * picture.width * 4;
         for (int c = 0; c < format.nb_components; ++c) {
@@ -258,8 +257,8 @@ void WriteRgb(const std::vector<std::uint16_t>& pixels, const AVPixFmtDescriptor
     }
 }
 
-void WriteYuv(const std::string& path, const std::vector<std::uint16_t>& pixels,
-              const AVPixFmtDescriptor& format, const ColorTags& tags, AVFrame& picture) {
+void WriteYuv(const std::string& path, const Pixels& pixels, const AVPixFmtDescriptor& format,
+              const ColorTags& tags, AVFrame& picture) {
     const PaddedSize size(format, picture.width, picture.height);
     const YuvGraph graph = YuvGraph::FromRgb(path, size, format, tags);
     RowWindow rgb = graph.InputRows();
@@ -286,8 +285,8 @@ void WriteYuv(const std::string& path, const std::vector<std::uint16_t>& pixels,
 
 }  // namespace
 
-std::vector<std::uint16_t> PixelsOf(const std::string& path, const AVFrame& picture,
-                                    const ColorTags& tags, const Turn& turn) {
+Pixels PixelsOf(const std::string& path, const AVFrame& picture, const ColorTags& tags,
+                const Turn& turn) {
     const AVPixFmtDescriptor& format =
         *av_pix_fmt_desc_get(static_cast<AVPixelFormat>(picture.format));
     constexpr std::uint64_t kIndirect = AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_BITSTREAM |
@@ -306,8 +305,8 @@ std::vector<std::uint16_t> PixelsOf(const std::string& path, const AVFrame& pict
     return pixels.Take();
 }
 
-AvFrame PictureOf(const std::string& path, const std::vector<std::uint16_t>& pixels, int width,
-                  int height, AVPixelFormat pixelFormat, const ColorTags& tags) {
+AvFrame PictureOf(const std::string& path, const Pixels& pixels, int width, int height,
+                  AVPixelFormat pixelFormat, const ColorTags& tags) {
     const AVPixFmtDescriptor& format = *av_pix_fmt_desc_get(pixelFormat);
     const PaddedSize size(format, width, height);
     AvFrame picture = MakeFrame();

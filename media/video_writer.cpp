@@ -293,7 +293,7 @@ std::shared_ptr<Encoded> VideoWriter::Encode(const Frame& result, const Frame& s
                                              const Threads&) {
     auto encoded = std::make_shared<EncodedPicture>();
     const bool multiply = options_.association == Association::Premultiplied && !options_.opaque;
-    std::vector<std::uint16_t> room;
+    Pixels room;
     const auto& pixels = StoredPixels(result, transfer_, multiply, room);
     encoded->picture = PictureOf(path_, pixels, result.width, result.height, pixelFormat_, tags_);
     if (source.origin) encoded->timestamp = source.origin->timestamp;

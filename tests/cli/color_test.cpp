@@ -126,7 +126,7 @@ TEST_F(ColorSpacesTest, BackgroundsAreBroughtAlong) {
         if (i % 4 != 3) back.pixels[i] = static_cast<std::uint16_t>(9000 + (i * 5) % 50000);
     InAces(back).write("back.exr");
     Write("back.png", back);
-    const std::vector<std::uint16_t> keyed = Keyed(green_, source_);
+    const media::Pixels keyed = Keyed(green_, source_);
     for (const char* which : {"back.exr", "back.png --background-space srgb_tx"}) {
         Run(key_ + "--colorspace ACEScg --background " + which);
         const Stored out("out.exr");

@@ -57,8 +57,8 @@ inline void WriteFrames(int last) {
 }
 
 /// The pixels that the library makes of the frame.
-inline std::vector<std::uint16_t> Keyed(const Settings& settings, const media::Frame& source) {
-    std::vector<std::uint16_t> result(source.pixels.size());
+inline media::Pixels Keyed(const Settings& settings, const media::Frame& source) {
+    media::Pixels result(source.pixels.size());
     Key(settings, source.width, source.height, source.pixels.data(), result.data());
     return result;
 }

@@ -36,9 +36,9 @@ void WriteMatte(const std::string& path, const Levels& levels, bool inAlpha, boo
     ASSERT_TRUE(picture.write(path)) << picture.geterror();
 }
 
-std::vector<std::uint16_t> KeyedWith(const Settings& s, const media::Frame& source,
-                                     const KeyInputs<std::uint16_t>& inputs) {
-    std::vector<std::uint16_t> result(source.pixels.size());
+media::Pixels KeyedWith(const Settings& s, const media::Frame& source,
+                        const KeyInputs<std::uint16_t>& inputs) {
+    media::Pixels result(source.pixels.size());
     Key<std::uint16_t>(s, source.width, source.height, {source.pixels.data()}, {result.data()}, {},
                        inputs);
     return result;

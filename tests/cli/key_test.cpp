@@ -74,7 +74,7 @@ TEST_F(CommandTest, TakesEveryFormOfKeyColor) {
 }
 
 TEST_F(CommandTest, GoesByTheScreenThatItFinds) {
-    const auto exchange = [](std::vector<std::uint16_t>& pixels) {
+    const auto exchange = [](media::Pixels& pixels) {
         for (std::size_t i = 0; i < pixels.size(); i += 4) std::swap(pixels[i], pixels[i + 1]);
     };
     media::Frame blue = source_;
@@ -109,12 +109,12 @@ TEST_F(CommandTest, GoesByTheScreenThatItFinds) {
 // Expected values in long double, rounded once.
 TEST_F(CommandTest, CompositesExactly) {
     Write("back.png", Picture(3));
-    const std::vector<std::uint16_t> result = Keyed(green_, source_);
-    std::vector<std::uint16_t> plain;
+    const media::Pixels result = Keyed(green_, source_);
+    media::Pixels plain;
     for (int i = 0; i < 64 * 48; ++i) plain.insert(plain.end(), {61680, 8224, 4112, 65535});
     for (const auto& [behind, back] :
          {std::pair{"back.png", Picture(3).pixels}, {"#1020f0", plain}}) {
-        std::vector<std::uint16_t> over;
+        media::Pixels over;
         for (std::size_t i = 0; i < back.size(); ++i) {
             const long double alpha = i % 4 == 3 ? 0 : result[i / 4 * 4 + 3] / 65535.0L;
             over.push_back(std::floor(result[i] * alpha + back[i] * (1 - alpha) + 0.5L));

@@ -22,7 +22,6 @@ namespace veltrane::media {
 
 using ::testing::IsSubstring;
 using Numbers = std::vector<std::int64_t>;
-using Pixels = std::vector<std::uint16_t>;
 
 /// The frame that tests write, another one for each number: smooth but for its lowest bits, with an
 /// alpha that is half a ramp and half a hard edge between 0 and 65535.
