@@ -1,0 +1,80 @@
+// All that is asked of the server.
+
+/** This page's name among those that the server knows. */
+export const client = Array.from(crypto.getRandomValues(new Uint8Array(8)), (byte) => byte.toString(16).padStart(2, '0')).join('');
+
+/** What the server refuses: its one line, with the status of the answer (0: no answer). */
+export class Refusal extends Error {
+    constructor(message, status, body = {}) {
+        super(message);
+        this.status = status;
+        this.body = body;
+    }
+}
+
+async function answer(path, options) {
+    let response;
+    try {
+        response = await fetch(path, {credentials: 'same-origin', cache: 'no-store', ...options});
+    } catch (error) {
+        if (error.name === 'AbortError') throw error;
+        throw new Refusal('', 0);
+    }
+    if (response.ok) return response;
+    const body = await response.json().catch(() => ({}));
+    throw new Refusal(body.error ?? `${response.status} ${response.statusText}`, response.status, body);
+}
+
+export async function get(path) {
+    return (await answer(path, {})).json();
+}
+
+function sent(body, signal) {
+    return {method: 'POST', headers: {'Content-Type': 'application/json'}, body: JSON.stringify(body), signal};
+}
+
+export async function post(path, body, signal) {
+    return (await answer(path, sent(body, signal))).json();
+}
+
+const generations = new Map();
+
+/**
+ * A frame's pixels: 16-bit R G B A, straight, top row first. The server drops what is older of the
+ * same purpose.
+ */
+export async function fetchFrame(request, purpose) {
+    const generation = (generations.get(purpose) ?? 0) + 1;
+    generations.set(purpose, generation);
+    const response = await answer('/api/frame', sent({...request, client, purpose, generation, channels: 'rgba'}));
+    const number = (name) => Number(response.headers.get(name));
+    const pixels = new Uint16Array(await response.arrayBuffer());
+    const width = number('X-Width'), height = number('X-Height');
+    if (pixels.length !== width * height * 4) throw new Refusal('', 0);
+    return {pixels, width, height, scale: number('X-Scale') || 1,
+        milliseconds: number('X-Milliseconds'), form: response.headers.get('X-Form') ?? ''};
+}
+
+/**
+ * Listens to what the server tells of its own accord. `handlers` are by event name, and `lost` and
+ * `back` for the connection. It is made anew until the server answers.
+ */
+export function listen(handlers) {
+    let lost = false;
+    const connect = () => {
+        const events = new EventSource('/api/events');
+        for (const name of ['hello', 'render', 'work'])
+            events.addEventListener(name, (event) => handlers[name]?.(JSON.parse(event.data)));
+        events.onopen = () => {
+            if (lost) handlers.back();
+            lost = false;
+        };
+        events.onerror = () => {
+            if (!lost) handlers.lost();
+            lost = true;
+            // A browser gives up for good where the server answered, but not with events.
+            if (events.readyState === EventSource.CLOSED) setTimeout(connect, 2000);
+        };
+    };
+    connect();
+}
