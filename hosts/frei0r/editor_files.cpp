@@ -1,6 +1,7 @@
 // Writes what video editors need to show the plug-in as an effect of theirs, from the parameter
 // table: an effect description for Kdenlive and a filter folder for Shotcut. Run by the build.
 
+#include <charconv>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -19,10 +20,11 @@ constexpr char kTitle[] = "Veltrane Green";
 constexpr char kDescription[] =
     "Removes a green or blue screen. Choose the key colour first: with black, frames pass unkeyed.";
 
+/// The shortest text that reads back as the same value: editors multiply it by a slider's length
+/// and cut off what stands behind the point.
 std::string Text(double value) {
     char text[32];
-    std::snprintf(text, sizeof text, "%.9g", value);
-    return text;
+    return {text, std::to_chars(std::begin(text), std::end(text), value).ptr};
 }
 
 std::string Escaped(std::string_view text) {

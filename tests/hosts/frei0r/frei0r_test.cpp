@@ -160,6 +160,8 @@ TEST(EditorFiles, KdenliveReachesEveryValueOfTheTable) {
         const int most = std::stoi(Attribute(shown, "max"));
         EXPECT_EQ(Attribute(shown, "min"), "0");
         EXPECT_EQ(most, row.maximum - row.minimum);
+        const double start = std::stod(Attribute(shown, "default")) * most;
+        EXPECT_EQ(static_cast<int>(start), row.defaultValue - row.minimum) << "as shown, cut off";
         for (int step = 0; step <= most; ++step)
             EXPECT_EQ(StoredAs(filter, index, step / std::stod(Attribute(shown, "factor"))),
                       Share(row, row.minimum + step))
