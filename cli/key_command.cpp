@@ -124,6 +124,8 @@ void KeyCommand::AddTo(CLI::App& app) {
         ->type_name("FILE");
     c.add_flag("--match-plate", inputs_.matchPlate,
                "Bring the clean plate to every frame's exposure.");
+    c.add_flag("--match-shade", inputs_.matchShade,
+               "The same, and to the wide shade that the subject casts on the set.");
     c.add_option(
          "--save-plate", savePlate_,
          "Write the modelled clean plate, to be painted and given back: of every frame into "
@@ -281,6 +283,7 @@ void KeyCommand::CheckPlateOptions(const Settings& settings) const {
         throw UsageError(
             "--save-plate writes the modelled plate, and --clean-plate takes its place");
     if (inputs_.matchPlate && !given) throw UsageError("--match-plate needs a --clean-plate");
+    if (inputs_.matchShade && !given) throw UsageError("--match-shade needs a --clean-plate");
 }
 
 void KeyCommand::ComparePlate(ShotInputs& inputs, media::Reader& reader, FirstFrame& first,

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "settings/plate_shade.h"
+
 namespace veltrane::cli {
 
 std::string PlateReport::Text() const {
@@ -25,7 +27,7 @@ std::string PlateReport::Text() const {
 }
 
 PlateSource::PlateSource(const std::string& path, const media::Info& shot,
-                         media::ReadOptions options, bool match)
+                         media::ReadOptions options, PlateMatch match)
     : file_("clean plate", path, shot, std::move(options)), match_(match) {
     first_ = file_.Fetch(shot.firstFrame);
     if (file_.IsStill()) still_ = std::make_shared<media::Frame>(file_.Decode(*first_));
@@ -53,16 +55,27 @@ std::shared_ptr<media::Fetched> PlateSource::Fetch(std::int64_t shotFrame) {
 std::shared_ptr<const media::Frame> PlateSource::Decode(const media::Fetched* fetched,
                                                         const media::Frame& shot) const {
     const auto plate = still_ ? still_ : std::make_shared<media::Frame>(file_.Decode(*fetched));
-    if (!match_) return plate;
-    const auto fit =
-        FitPlate(shot.width, shot.height, shot.pixels.data(), plate->pixels.data(), keyColor_);
-    if (!fit) {
-        ++unmatched_;
-        return plate;
-    }
+    if (match_ == PlateMatch::None) return plate;
     auto matched = std::make_shared<media::Frame>(*plate);
-    CorrectPlate(*fit, plate->pixels.data(), matched->pixels.data(), std::ssize(plate->pixels) / 4);
+    if (!Match(shot, *matched)) ++unmatched_;
     return matched;
+}
+
+/// False where too little of the screen is seen to match the plate to.
+bool PlateSource::Match(const media::Frame& shot, media::Frame& plate) const {
+    const int width = plate.width, height = plate.height;
+    std::uint16_t* pixels = plate.pixels.data();
+    if (match_ == PlateMatch::Exposure) {
+        const auto fit = FitPlate(width, height, shot.pixels.data(), pixels, keyColor_);
+        if (fit) CorrectPlate(*fit, pixels, pixels, std::ptrdiff_t{width} * height);
+        return fit.has_value();
+    }
+    const auto shade = PlateShade::Between(width, height, shot.pixels.data(), pixels, keyColor_);
+    for (int y = 0; shade && y < height; ++y) {
+        std::uint16_t* row = pixels + std::ptrdiff_t{4} * width * y;
+        shade->Correct(y, row, row);
+    }
+    return shade.has_value();
 }
 
 }  // namespace veltrane::cli

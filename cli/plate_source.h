@@ -20,12 +20,16 @@ struct PlateReport {
     std::string Text() const;
 };
 
+/// What of every frame a plate is brought to: nothing, its exposure, or its light all over, by
+/// exposure and by the wide shade of the subject.
+enum class PlateMatch { None, Exposure, Shade };
+
 /// The empty set, for every frame of a shot.
 class PlateSource {
 public:
-    /// As Companion. Where match is on, each plate is brought to its frame's exposure.
+    /// As Companion.
     PlateSource(const std::string& path, const media::Info& shot, media::ReadOptions options,
-                bool match);
+                PlateMatch match);
 
     /// Looks at the first plate, before any other is fetched. Throws media::Error where no screen
     /// of the key colour is in it.
@@ -42,11 +46,13 @@ public:
 
 private:
     Companion file_;
-    bool match_;
+    PlateMatch match_;
     Color keyColor_{};
     std::shared_ptr<media::Fetched> first_;      ///< until it is asked for
     std::shared_ptr<const media::Frame> still_;  ///< that serves all
     mutable std::atomic<int> unmatched_ = 0;
+
+    bool Match(const media::Frame& shot, media::Frame& plate) const;
 };
 
 }  // namespace veltrane::cli

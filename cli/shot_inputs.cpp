@@ -109,6 +109,11 @@ std::vector<std::string> InputFiles::Named() const {
     return named;
 }
 
+PlateMatch InputFiles::Match() const {
+    if (matchShade) return PlateMatch::Shade;
+    return matchPlate ? PlateMatch::Exposure : PlateMatch::None;
+}
+
 KeyInputs<std::uint16_t> FrameInputs::Rows() const {
     KeyInputs<std::uint16_t> inputs;
     if (garbage) inputs.garbage.packed = garbage->data();
@@ -124,7 +129,7 @@ ShotInputs::ShotInputs(const InputFiles& files, const media::Info& shot,
       core_(OpenMatte("core matte", files.core, files.coreShapes, shot, options.threads,
                       shapes::Purpose::kCore)) {
     if (!files.cleanPlate.empty())
-        plate_ = std::make_unique<PlateSource>(files.cleanPlate, shot, options, files.matchPlate);
+        plate_ = std::make_unique<PlateSource>(files.cleanPlate, shot, options, files.Match());
 }
 
 ShotInputs::~ShotInputs() = default;

@@ -18,6 +18,9 @@ struct InputFiles {
     std::string core;
     std::string cleanPlate;
     bool matchPlate = false;  ///< bring each plate to its frame's exposure
+    bool matchShade = false;  ///< and to the wide shade of the subject in it
+
+    PlateMatch Match() const;
     /// Shapes, as the text of an SVG, where a matte has no file.
     std::string garbageShapes{};
     std::string coreShapes{};

@@ -17,6 +17,7 @@ set(veltrane_headers
   settings/frame_keyer.h
   settings/frame_keyer_c.h
   settings/parameters.h
+  settings/plate_shade.h
   settings/screen_color.h
   settings/settings.h)
 if(NOT VELTRANE_CORE_ONLY)

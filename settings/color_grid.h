@@ -13,6 +13,7 @@ namespace veltrane {
 struct ColorGrid {
     int width;
     int height;
+    int side;  ///< of a cell, in pixels; the last ones may be cut off
     std::vector<Color> cells;
 };
 
@@ -23,6 +24,13 @@ Color MeanColor(int frameWidth, const std::uint16_t* frame, int left, int top, i
 
 /// The grid of such a frame, at most 256 cells a side.
 ColorGrid Reduce(int width, int height, const std::uint16_t* frame);
+
+/// Which cells look like the screen of the key colour: of its hue, not much paler, and of any
+/// brightness but black.
+std::vector<bool> ScreenCells(const ColorGrid& grid, const Color& keyColor);
+
+/// The part of the cells, 0..1, that is marked.
+double ShareOf(const std::vector<bool>& marked);
 
 }  // namespace veltrane
 

@@ -159,6 +159,9 @@ TEST_F(CommandTest, PlatesAreMatchedFrameByFrame) {
     EXPECT_NEAR(meanMatte(1), subject, 0.02);
     EXPECT_NEAR(meanMatte(3), meanMatte(1), 0.01);
     EXPECT_GT(darkened, meanMatte(3) + 0.03);  // taken for a shadow
+    Run(key + " --match-shade");
+    EXPECT_NEAR(meanMatte(1), subject, 0.02);
+    EXPECT_NEAR(meanMatte(3), meanMatte(1), 0.01);
 }
 
 TEST_F(CommandTest, RefusesInputsThatDoNotFitAndNeverWritesOverThem) {
@@ -175,7 +178,8 @@ TEST_F(CommandTest, RefusesInputsThatDoNotFitAndNeverWritesOverThem) {
     const std::string plate = " --clean-plate in.png";
     EXPECT_REFUSED(Run("key in.png out.png --no-smooth-bg" + plate, 2), "--no-smooth-bg");
     EXPECT_REFUSED(Run("key in.png out.png --save-plate p.png" + plate, 2), "--save-plate");
-    EXPECT_REFUSED(Run("key in.png out.png --match-plate", 2), "--clean-plate");
+    for (const char* match : {"--match-plate", "--match-shade"})
+        EXPECT_REFUSED(Run(std::string("key in.png out.png ") + match, 2), match, "--clean-plate");
     EXPECT_REFUSED(Run("key in.png out.png --save-plate in.png", 2), "source of this call");
     EXPECT_FALSE(fs::exists("out.png"));
     EXPECT_FALSE(fs::exists("p.png"));

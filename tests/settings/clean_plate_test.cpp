@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "settings/frame_keyer.h"
+#include "settings/plate_shade.h"
 #include "tests/imaging/frames.h"
 
 namespace veltrane {
@@ -93,6 +94,43 @@ TEST(CleanPlates, AreBroughtToTheShotsExposure) {
     }
 }
 
+// Light that falls off towards the subject, and a camera that opens: the shade is followed, and
+// what is fine on the set, such as its grain and seams, stays the plate's.
+TEST(CleanPlates, FollowTheSubjectsShade) {
+    for (const Color& color : {kGreen, kBlue}) {
+        const Words plate = EmptySet(color, 8);
+        Words truth(plate), shot(plate.size());
+        for (int i = 0; i < kWidth * kHeight; ++i) {
+            const double off = (i % kWidth - 95) / 100.0, light = 1.1 - 0.25 / (1 + 2 * off * off);
+            for (int e = 0; e < 3; ++e)
+                truth[4 * i + e] = static_cast<std::uint16_t>(plate[4 * i + e] * light + 0.5);
+        }
+        shot = truth;
+        for (int i = 0; i < kWidth * kHeight; ++i)
+            if (std::abs(i % kWidth - 95) < 25 && i / kWidth > 30)
+                std::fill_n(&shot[4 * i], 3, std::uint16_t{40000});
+        const auto shade = PlateShade::Between(kWidth, kHeight, shot.data(), plate.data(), color);
+        const auto fit = FitPlate(kWidth, kHeight, shot.data(), plate.data(), color);
+        ASSERT_TRUE(shade && fit);
+        double shadeError = 0, fitError = 0;
+        Words followed(4 * kWidth), exposed(4 * kWidth);
+        for (int y = 0; y < kHeight; ++y) {
+            const std::size_t row = std::size_t{4} * kWidth * y;
+            shade->Correct(y, &plate[row], followed.data());
+            CorrectPlate(*fit, &plate[row], exposed.data(), kWidth);
+            for (std::size_t i = 0; i < followed.size(); ++i) {
+                shadeError += std::abs(followed[i] - truth[row + i]) / 65535.0;
+                fitError += std::abs(exposed[i] - truth[row + i]) / 65535.0;
+            }
+        }
+        EXPECT_LT(shadeError / plate.size(), 0.006);
+        EXPECT_EQ(followed[3], 65535);
+        EXPECT_LT(shadeError, fitError / 2);
+        const Words black(plate.size());
+        EXPECT_FALSE(PlateShade::Between(kWidth, kHeight, black.data(), plate.data(), color));
+    }
+}
+
 TEST(CleanPlates, KeepAChannelThatIsZero) {
     Words plate = EmptySet(kGreen, 8);
     for (std::size_t i = 2; i < plate.size(); i += 4) plate[i] = 0;
@@ -103,6 +141,11 @@ TEST(CleanPlates, KeepAChannelThatIsZero) {
     Words matched(plate.size());
     CorrectPlate(*fit, plate.data(), matched.data(), kWidth * kHeight);
     for (std::size_t i = 2; i < matched.size(); i += 4) ASSERT_EQ(matched[i], 0);
+    const auto shade = PlateShade::Between(kWidth, kHeight, plate.data(), plate.data(),
+                                           {0, kGreen.green, kGreen.blue});
+    ASSERT_TRUE(shade);
+    shade->Correct(5, &plate[4 * 5 * kWidth], matched.data());
+    for (int i = 0; i < 4 * kWidth; ++i) ASSERT_EQ(matched[i], plate[4 * 5 * kWidth + i]);
 }
 
 TEST(CleanPlates, AreToldFromOtherPicturesByTheKeysHue) {
