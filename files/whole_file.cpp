@@ -172,6 +172,14 @@ void WholeFile::Commit() {
     ::close(std::exchange(file_, -1));
 }
 
+void WriteWhole(const std::string& path, const std::string& bytes) {
+    RemoveAbandoned(path);
+    WholeFile file(path);
+    file.Write(bytes.data(), bytes.size());
+    file.Sync();
+    file.Commit();
+}
+
 bool IsTemporary(const std::string& path) {
     const std::string name = fs::path(path).filename().string();
     return name.starts_with(kPrefix) && name.ends_with(kSuffix);

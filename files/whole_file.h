@@ -56,6 +56,10 @@ private:
     int file_ = -1;
 };
 
+/// Writes all of a file, whole or not at all, and removes what was left unfinished in its folder.
+/// Throws Error when it cannot.
+void WriteWhole(const std::string& path, const std::string& bytes);
+
 /// Whether the file name is one that WholeFile gives to temporary files.
 bool IsTemporary(const std::string& path);
 

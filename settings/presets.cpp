@@ -157,12 +157,7 @@ Settings ReadPreset(const std::string& path) {
 }
 
 void WritePreset(const std::string& path, const Settings& settings) {
-    const std::string text = ToJson(settings);
-    files::RemoveAbandoned(path);
-    files::WholeFile file(path);
-    file.Write(text.data(), text.size());
-    file.Sync();
-    file.Commit();
+    files::WriteWhole(path, ToJson(settings));
 }
 
 }  // namespace veltrane
