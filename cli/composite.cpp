@@ -85,6 +85,15 @@ media::Frame CleanPlate(Settings settings, const media::Frame& source, const Thr
     return Keyed(settings, source, threads);
 }
 
+void WritePicture(const std::string& path, const media::Frame& picture,
+                  const media::WriteOptions& options, media::Info source) {
+    source.firstFrame = picture.number;
+    source.frameCount = 1;
+    const std::unique_ptr<media::Writer> writer = media::Create(path, options, source);
+    writer->Append(*writer->Encode(picture, media::Frame()));
+    writer->Finish();
+}
+
 void PutOver(media::Frame& frame, const media::Frame& background) {
     frame.coverage.reserve(frame.pixels.size() / 4);
     for (std::size_t i = 0; i < frame.pixels.size(); i += 4) {

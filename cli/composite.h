@@ -2,6 +2,7 @@
 #define VELTRANE_CLI_COMPOSITE_H
 
 #include <functional>
+#include <string>
 
 #include "media/media.h"
 #include "settings/frame_keyer.h"
@@ -27,6 +28,10 @@ media::Frame Keyed(const Settings& settings, const media::Frame& source, const T
 
 /// The clean plate modelled from the frame. Throws as veltrane::Key does.
 media::Frame CleanPlate(Settings settings, const media::Frame& source, const Threads& threads);
+
+/// Writes one picture that was made of a source's frame. Throws as media::Create and its writer do.
+void WritePicture(const std::string& path, const media::Frame& picture,
+                  const media::WriteOptions& options, media::Info source);
 
 /// Puts the frame, with its straight alpha, over an opaque background of the same size; it becomes
 /// opaque, and its alpha its coverage. Exact to the nearest 16-bit value.

@@ -118,7 +118,7 @@ void KeyClip(media::Reader& reader, const FirstFrame& first, const Settings& set
         shown.Take(source, pictures[0]);
         return pictures;
     };
-    Progress progress(OnTerminal(), reader.info().frameCount);
+    Progress progress(FormForPeople(), reader.info().frameCount);
     FrameCounts counts;
     StepTimes times;
     Run({reader, first, writers, render, threads, progress, times}, counts);

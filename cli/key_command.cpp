@@ -147,6 +147,7 @@ void KeyCommand::AddTo(CLI::App& app) {
     c.add_flag("--no-audio", noAudio_, "Leave the sound out of a video.");
     c.add_flag("--quiet", quiet_, "Print errors only.");
     c.add_flag("--json", json_, "Print a machine-readable summary.");
+    c.add_flag("--progress", progress_, "Print a line of JSON as frames are finished.");
     c.callback([this] { Run(); });
 }
 
@@ -309,14 +310,9 @@ media::WriteOptions KeyCommand::PlateOptions() const {
 
 void KeyCommand::SaveFirstPlate(const media::Frame& first, const Settings& settings,
                                 const media::Info& info) const {
-    media::Info one = info;
-    one.firstFrame = first.number;
-    one.frameCount = 1;
     media::WriteOptions options = PlateOptions();
     options.resume = false;
-    const std::unique_ptr<media::Writer> writer = media::Create(savePlate_, options, one);
-    writer->Append(*writer->Encode(CleanPlate(settings, first, {}), media::Frame()));
-    writer->Finish();
+    WritePicture(savePlate_, CleanPlate(settings, first, {}), options, info);
 }
 
 void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first, ShotInputs& inputs,
@@ -344,7 +340,10 @@ void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first, ShotI
     for (const auto& writer : writers) targets.push_back(writer.get());
     const auto start = std::chrono::steady_clock::now();
     try {
-        Progress progress(!quiet_ && OnTerminal(), reader.info().frameCount);
+        const Progress::Form form = progress_ ? Progress::Form::Lines
+                                    : quiet_  ? Progress::Form::None
+                                              : FormForPeople();
+        Progress progress(form, reader.info().frameCount);
         const auto fetch = [&](std::int64_t number) { return inputs.Fetch(number); };
         cli::Run({reader, first, targets, render, threads_, progress, summary.times, showingSource,
                   fetch},

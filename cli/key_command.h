@@ -73,6 +73,7 @@ private:
     bool noAudio_ = false;
     bool quiet_ = false;
     bool json_ = false;
+    bool progress_ = false;
 };
 
 }  // namespace veltrane::cli

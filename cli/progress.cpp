@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <string>
 
 namespace veltrane::cli {
 
@@ -12,23 +13,29 @@ constexpr const char* kClearLine = "\r\033[K";
 
 }  // namespace
 
-Progress::Progress(bool shown, std::optional<std::int64_t> total) : shown_(shown), total_(total) {}
+Progress::Progress(Form form, std::optional<std::int64_t> total) : form_(form), total_(total) {}
 
 Progress::~Progress() {
-    if (shown_ && done_ > 0) std::fputs(kClearLine, stderr);
+    if (form_ == Form::Terminal && done_ > 0) std::fputs(kClearLine, stderr);
 }
 
 void Progress::Step() {
     ++done_;
-    if (!shown_) return;
+    if (form_ == Form::None) return;
     constexpr std::chrono::milliseconds kPause{100};
     const Clock::time_point now = Clock::now();
-    if (now - last_ < kPause) return;
+    if (now - last_ < kPause && done_ != total_) return;
     last_ = now;
-    Show(now);
+    form_ == Form::Lines ? Print() : Draw(now);
 }
 
-void Progress::Show(Clock::time_point now) const {
+void Progress::Print() const {
+    const std::string total = total_ ? ", \"total\": " + std::to_string(*total_) : "";
+    std::printf("{\"done\": %lld%s}\n", static_cast<long long>(done_), total.c_str());
+    std::fflush(stdout);
+}
+
+void Progress::Draw(Clock::time_point now) const {
     const double seconds = std::chrono::duration<double>(now - start_).count();
     const double rate = static_cast<double>(done_) / seconds;
     std::fprintf(stderr, "%sframe %lld", kClearLine, static_cast<long long>(done_));
@@ -41,8 +48,8 @@ void Progress::Show(Clock::time_point now) const {
     std::fflush(stderr);
 }
 
-bool OnTerminal() {
-    return isatty(STDERR_FILENO) != 0;
+Progress::Form FormForPeople() {
+    return isatty(STDERR_FILENO) != 0 ? Progress::Form::Terminal : Progress::Form::None;
 }
 
 }  // namespace veltrane::cli

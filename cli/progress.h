@@ -7,10 +7,16 @@
 
 namespace veltrane::cli {
 
-/// One line on standard error that tells how far the work is; nothing unless shown.
+/// Tells how far the work is.
 class Progress {
 public:
-    Progress(bool shown, std::optional<std::int64_t> total);
+    enum class Form {
+        None,
+        Terminal,  ///< one line on standard error, drawn again and again
+        Lines,     ///< for programs: lines such as {"done": 5, "total": 24} on standard output
+    };
+
+    Progress(Form form, std::optional<std::int64_t> total);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
@@ -21,17 +27,18 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    void Show(Clock::time_point now) const;
+    void Draw(Clock::time_point now) const;
+    void Print() const;
 
-    bool shown_;
+    Form form_;
     std::optional<std::int64_t> total_;
     std::int64_t done_ = 0;
     Clock::time_point start_ = Clock::now();
     Clock::time_point last_{};
 };
 
-/// Whether standard error is a terminal, where such a line can be redrawn.
-bool OnTerminal();
+/// Terminal where standard error is one, else None.
+Progress::Form FormForPeople();
 
 }  // namespace veltrane::cli
 
