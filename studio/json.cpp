@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "studio/http.h"
-
 namespace veltrane::studio {
 
 namespace {
@@ -81,6 +79,10 @@ void CheckNames(const Json& object, const std::string& what,
 
 std::string Dump(const Json& json) {
     return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+HttpResponse JsonResponse(const Json& json) {
+    return {200, "application/json", Dump(json)};
 }
 
 }  // namespace veltrane::studio

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "studio/http.h"
+
 namespace veltrane::studio {
 
 using Json = nlohmann::ordered_json;
@@ -33,6 +35,9 @@ void CheckNames(const Json& object, const std::string& what, const std::vector<s
 
 /// As text; what is not UTF-8 is replaced, as it may be in the names of files.
 std::string Dump(const Json& json);
+
+/// The answer of a request that is done.
+HttpResponse JsonResponse(const Json& json);
 
 }  // namespace veltrane::studio
 

@@ -48,14 +48,35 @@ std::shared_ptr<const media::Frame> FrameService::Source(const FrameWish& wish, 
     return reduced;
 }
 
+std::shared_ptr<const cli::FrameInputs> FrameService::Inputs(const FrameWish& wish,
+                                                             const media::Frame& source) {
+    if (!HasAny(wish.inputs)) return std::make_shared<cli::FrameInputs>();
+    return wish.shot->Inputs(wish.inputs, source, wish.settings.keyColor);
+}
+
+std::vector<std::uint16_t> FrameService::KeyRows(const FrameWish& wish, Band band) {
+    const std::shared_ptr<const media::Frame> source = Source(wish, 1);
+    const std::shared_ptr<const cli::FrameInputs> inputs = Inputs(wish, *source);
+    const std::size_t pitch = static_cast<std::size_t>(source->width) * kElements;
+    std::vector<std::uint16_t> rows(pitch * static_cast<std::size_t>(band.Height()));
+    const auto write = [&](int y, const std::uint16_t* row) {
+        std::copy_n(row, pitch, rows.data() + static_cast<std::size_t>(y - band.first) * pitch);
+    };
+    const auto turn = turns_.Wait(wish.ticket);
+    cli::FrameThreads all(threads_);
+    const cli::FrameThreads::Share share(all);
+    const FrameKeyer<std::uint16_t> keyer(wish.settings, source->width, source->height,
+                                          {source->pixels.data()}, share.Get(), inputs->Rows());
+    keyer.Key(band, {nullptr, write});
+    return rows;
+}
+
 FrameAnswer FrameService::Key(const FrameWish& wish) {
     const media::Info& info = wish.shot->info();
     const bool small = std::min(info.width, info.height) < wish.scale;
     const int scale = HasAny(wish.inputs) || small ? 1 : wish.scale;
     const std::shared_ptr<const media::Frame> source = Source(wish, scale);
-    std::shared_ptr<const cli::FrameInputs> inputs = std::make_shared<cli::FrameInputs>();
-    if (HasAny(wish.inputs))
-        inputs = wish.shot->Inputs(wish.inputs, *source, wish.settings.keyColor);
+    const std::shared_ptr<const cli::FrameInputs> inputs = Inputs(wish, *source);
     FrameAnswer answer{source->width, source->height, scale, 0, {}};
     const std::size_t samples = static_cast<std::size_t>(source->width) * source->height *
                                 (wish.alphaAlone ? 1 : kElements);

@@ -3,7 +3,9 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
+#include "imaging/frame_rows.h"
 #include "studio/http.h"
 #include "studio/shot.h"
 #include "studio/turns.h"
@@ -39,8 +41,13 @@ public:
     /// The bits that the command writes. Throws Refusal, also where a later wish has overtaken this
     /// one, media::Error, and what veltrane::Key throws.
     FrameAnswer Key(const FrameWish& wish);
+    /// Some rows of the frame, keyed, as blue, green, red, alpha; scale and alphaAlone do not
+    /// count. The band lies within the frame.
+    std::vector<std::uint16_t> KeyRows(const FrameWish& wish, Band band);
 
 private:
+    std::shared_ptr<const cli::FrameInputs> Inputs(const FrameWish& wish,
+                                                   const media::Frame& source);
     std::shared_ptr<const media::Frame> Source(const FrameWish& wish, int scale);
 
     int threads_;

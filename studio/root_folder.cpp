@@ -34,12 +34,14 @@ fs::path RootFolder::Within(const fs::path& path, const std::string& name) const
 }
 
 fs::path RootFolder::Existing(const std::string& name) const {
-    std::error_code error;
     // Text of a program in C ends at a zero, so that another file would be opened than was checked.
-    const bool hasZero = name.find('\0') != std::string::npos;
-    const fs::path path = hasZero ? fs::path() : fs::canonical(path_ / name, error);
-    if (error || hasZero) throw Refusal(kNotFound, name + " is not there; choose another file");
-    return Within(path, name);
+    if (name.find('\0') != std::string::npos)
+        throw Refusal(kNotFound, "a file with a zero in its name is not there");
+    std::error_code error;
+    const fs::path path = Within(fs::weakly_canonical(path_ / name, error), name);
+    if (error || !fs::exists(path, error))
+        throw Refusal(kNotFound, name + " is not there; choose another file");
+    return path;
 }
 
 fs::path RootFolder::Shot(const std::string& name) const {
@@ -59,8 +61,14 @@ fs::path RootFolder::Place(const std::string& name) const {
         throw Refusal(kNotFound, name + " is no file's name; give the file a name");
     const fs::path path = Existing(whole.parent_path().string()) / whole.filename();
     // A link would be followed when the file is written.
-    const fs::path end = files::Destination(path.string());
-    Within(Existing(end.parent_path().string()) / end.filename(), name);
+    const auto check = [&](const std::string& file) {
+        const fs::path end = files::Destination(file);
+        Within(Existing(end.parent_path().string()) / end.filename(), name);
+    };
+    check(path.string());
+    const auto sequence = media::SequencePath::Parse(path.string());
+    if (!sequence) return path;
+    for (const std::int64_t number : sequence->List()) check(sequence->ForNumber(number));
     return path;
 }
 

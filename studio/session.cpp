@@ -3,17 +3,18 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cmath>
-#include <cstdio>
+#include <optional>
 #include <stdexcept>
+#include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "cli/errors.h"
+#include "cli/text.h"
 #include "media/media.h"
 #include "settings/presets.h"
 #include "studio/file_list.h"
 #include "studio/page_files.h"
-#include "studio/region.h"
 #include "studio/shot_json.h"
 
 namespace veltrane::studio {
@@ -30,10 +31,6 @@ std::size_t MemoryForFrames() {
     const auto pages = static_cast<std::size_t>(std::max(sysconf(_SC_PHYS_PAGES), 0L));
     const auto page = static_cast<std::size_t>(std::max(sysconf(_SC_PAGESIZE), 0L));
     return std::clamp(pages * page / 4, kLeast, kMost);
-}
-
-HttpResponse JsonResponse(const Json& json) {
-    return {200, "application/json", Dump(json)};
 }
 
 const char* TypeOf(std::string_view name) {
@@ -54,34 +51,32 @@ HttpResponse PageFileResponse(const std::string& path) {
     throw Refusal(kNotFound, path + " is not there; open the studio's first page");
 }
 
-/// The square that the command takes the mean of.
-Region AroundSpot(const Region& spot) {
-    return {spot.x - cli::kSampleSide / 2, spot.y - cli::kSampleSide / 2, cli::kSampleSide,
-            cli::kSampleSide};
+/// A path such as "/api/renders/7/cancel" with a # in the number's place, and the number.
+std::pair<std::string, std::optional<std::int64_t>> WithoutNumber(const std::string& path) {
+    const std::string_view before = "/api/renders/";
+    if (!path.starts_with(before)) return {path, std::nullopt};
+    const std::size_t end = std::min(path.find('/', before.size()), path.size());
+    const auto digits = std::string_view(path).substr(before.size(), end - before.size());
+    const auto number = cli::ParseNumber<std::int64_t>(digits);
+    if (!number) return {path, std::nullopt};
+    return {std::string(before) + '#' + path.substr(end), number};
 }
 
-Color ColorOf(const RegionValues& values) {
-    constexpr double kFull = 65535;
-    return {values.mean[0] / kFull, values.mean[1] / kFull, values.mean[2] / kFull};
-}
-
-Json PickJson(const cli::KeyColor& key, const std::optional<RegionValues>& values) {
-    const std::string hex = HexText(key.color), screen = cli::ScreenName(key.screen);
-    constexpr double kFull = 65535;
-    Json json{{"hex", hex}, {"screen", screen}, {"origin", key.origin}};
-    for (const double part : {key.color.red, key.color.green, key.color.blue})
-        json["color"].push_back(std::lround(part * kFull));
-    if (values) json["mean"] = values->mean;
-    if (values) json["spread"] = values->spread;
-    if (key.coverage) json["coverage"] = *key.coverage;
-    json["settings"] = {{"key-color", hex}, {"screen", screen}};
-    return json;
-}
-
-std::string Fixed(double value) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.2f", value);
-    return text;
+/// The files that media::Create writes, of which no two are alike to whoever chooses.
+Json FormatsJson() {
+    const auto format = [](const char* name, const char* extension, const char* kind, bool alpha) {
+        return Json{{"name", name}, {"extension", extension}, {"kind", kind}, {"alpha", alpha}};
+    };
+    Json formats{format("ProRes 4444", ".mov", "video", true),
+                 format("FFV1, lossless", ".mkv", "video", true),
+                 format("VP9", ".webm", "video", true), format("H.264", ".mp4", "video", false)};
+    for (const char* kind : {"sequence", "still"})
+        for (const auto& [name, extension, alpha] : {std::make_tuple("PNG, 16 bits", ".png", true),
+                                                     {"EXR", ".exr", true},
+                                                     {"TIFF", ".tif", true},
+                                                     {"JPEG", ".jpg", false}})
+            formats.push_back(format(name, extension, kind, alpha));
+    return formats;
 }
 
 }  // namespace
@@ -91,6 +86,7 @@ Session::Session(const Start& start)
       root_(start.root),
       kept_(MemoryForFrames()),
       service_(start.threads, kept_),
+      renders_([this](const Render& render) { Tell(render); }),
       parameters_(ParametersJson()) {
     if (start.shot.empty()) return;
     firstShot_ = root_.NameOf(root_.Shot(std::filesystem::absolute(start.shot).string()));
@@ -116,13 +112,29 @@ HttpResponse Session::Route(const HttpRequest& request) {
         Ask ask;
     };
     constexpr Known kKnown[] = {
-        {"GET", "/api/session", &Session::SessionInfo}, {"GET", "/api/files", &Session::Files},
-        {"GET", "/api/status", &Session::Status},       {"GET", "/api/events", &Session::Events},
-        {"POST", "/api/open", &Session::Open},          {"POST", "/api/frame", &Session::Frame},
+        {"GET", "/api/session", &Session::SessionInfo},
+        {"GET", "/api/files", &Session::Files},
+        {"GET", "/api/status", &Session::Status},
+        {"GET", "/api/events", &Session::Events},
+        {"GET", "/api/renders", &Session::Renders},
+        {"POST", "/api/open", &Session::Open},
+        {"POST", "/api/frame", &Session::Frame},
+        {"POST", "/api/probe", &Session::Probe},
+        {"POST", "/api/histogram", &Session::Histogram},
         {"POST", "/api/pick", &Session::Pick},
+        {"POST", "/api/work", &Session::SaveWork},
+        {"POST", "/api/preset/load", &Session::LoadPreset},
+        {"POST", "/api/preset/save", &Session::SavePreset},
+        {"POST", "/api/matte/load", &Session::LoadMatte},
+        {"POST", "/api/matte/save", &Session::SaveMatte},
+        {"POST", "/api/plate/save", &Session::SavePlate},
+        {"POST", "/api/command", &Session::Command},
+        {"POST", "/api/render", &Session::AddRender},
+        {"POST", "/api/renders/#/cancel", &Session::CancelRender},
     };
+    const auto [path, id] = WithoutNumber(request.path);
     const auto known = std::find_if(std::begin(kKnown), std::end(kKnown),
-                                    [&](const Known& each) { return request.path == each.path; });
+                                    [&](const Known& each) { return path == each.path; });
     const bool isPage = known == std::end(kKnown);
     if (request.method != (isPage ? "GET" : known->method))
         throw Refusal(kWrongMethod, request.path + " cannot be asked for by " + request.method);
@@ -130,7 +142,9 @@ HttpResponse Session::Route(const HttpRequest& request) {
     if (request.method == "POST") {
         if (!request.Header("Content-Type").starts_with("application/json"))
             throw Refusal(kBadRequest, "a request must be of the type application/json");
-        return (this->*known->ask)(ParseObject(request.body));
+        Json body = ParseObject(request.body);
+        if (id) body["id"] = *id;
+        return (this->*known->ask)(body);
     }
     Json query = Json::object();
     for (const auto& [name, value] : request.query) query[name] = value;
@@ -138,12 +152,10 @@ HttpResponse Session::Route(const HttpRequest& request) {
 }
 
 HttpResponse Session::SessionInfo(const Json&) {
-    Json json{{"version", start_.version},
-              {"cpu", CpuLevelName(CurrentCpuLevel())},
-              {"threads", start_.threads},
-              {"root", root_.path().string()},
-              {"parameters", parameters_}};
-    json["shot"] = firstShot_.empty() ? Json() : Opened(firstShot_);
+    Json json{{"version", start_.version}, {"cpu", CpuLevelName(CurrentCpuLevel())},
+              {"threads", start_.threads}, {"root", root_.path().string()},
+              {"parameters", parameters_}, {"formats", FormatsJson()}};
+    json["shot"] = firstShot_.empty() ? Json() : Opened(firstShot_, true);
     return JsonResponse(json);
 }
 
@@ -151,7 +163,11 @@ HttpResponse Session::Files(const Json& request) {
     const auto folder = root_.Existing(Text(request, "folder", ""));
     const std::string name = root_.NameOf(folder);
     Json entries = Json::array();
+    const std::string also = Text(request, "also", "");
     for (const ListedFile& file : ListFolder(folder)) {
+        const bool isShapes = file.kind == ListedFile::Kind::Shapes;
+        const bool isShot = !isShapes && file.kind != ListedFile::Kind::Preset;
+        if (!isShot && also.find(isShapes ? ".svg" : ".json") == also.npos) continue;
         Json entry{{"name", file.name},
                    {"path", name.empty() ? file.name : name + '/' + file.name},
                    {"kind", KindName(file.kind)}};
@@ -165,16 +181,25 @@ HttpResponse Session::Files(const Json& request) {
 }
 
 HttpResponse Session::Open(const Json& request) {
-    return JsonResponse(Opened(Text(request, "path")));
+    return JsonResponse(Opened(Text(request, "path"), Flag(request, "tune", true)));
 }
 
-Json Session::Opened(const std::string& name) {
+Json Session::Opened(const std::string& name, bool toWork) {
     const std::shared_ptr<Shot> shot = OpenShot(name);
     Json json = ShotJson(*shot);
+    if (!toWork) return json;
     json["preset"] =
         start_.preset.empty() ? Json() : Json::parse(ToJson(ReadPreset(start_.preset)));
-    json["work"] = Json();
-    json["tuned"] = Json();
+    AddWork(json, *shot);
+    json["auto"] = Json();
+    try {
+        const cli::KeyColor found = shot->AutomaticKey();
+        json["auto"] = {{"key-color", HexText(found.color)},
+                        {"screen", cli::ScreenName(found.screen)}};
+    } catch (const media::Error& error) {
+        json["problems"].push_back(error.what());
+    }
+    json["tuned"] = json["preset"];
     json["tuneReport"] = Json::array();
     return json;
 }
@@ -196,56 +221,6 @@ std::shared_ptr<Shot> Session::OpenShot(const std::string& name) {
     shots_.push_front(std::make_shared<Shot>(name, path, start_.threads, kept_));
     if (shots_.size() > kMostOpen) shots_.pop_back();
     return shots_.front();
-}
-
-HttpResponse Session::Frame(const Json& request) {
-    constexpr std::int64_t kMostScale = 16;
-    FrameWish wish;
-    const std::int64_t generation = Integer(request, "generation", 0, INT64_MAX, 0);
-    wish.ticket =
-        service_.turns().Announce(Text(request, "client", ""), Text(request, "purpose", "main"),
-                                  static_cast<std::uint64_t>(generation));
-    wish.ticket.Check();
-    wish.shot = ShotOf(request);
-    wish.number = Integer(request, "frame", INT64_MIN, INT64_MAX);
-    wish.scale = static_cast<int>(Integer(request, "scale", 1, kMostScale, 1));
-    const std::string channels = Text(request, "channels", "rgba");
-    if (channels != "rgba" && channels != "a")
-        throw Refusal(kBadRequest, "channels must be rgba or a, not " + channels);
-    wish.alphaAlone = channels == "a";
-    Json settings = Object(request, "settings");
-    if (const Json* view = Find(request, "view")) settings["view"] = *view;
-    wish.settings = ReadSettings(settings, *wish.shot);
-    wish.inputs = ReadInputs(request, root_);
-    FrameAnswer answer = service_.Key(wish);
-    HttpResponse response{200, "application/octet-stream", std::move(answer.bytes)};
-    response.headers = {{"X-Width", std::to_string(answer.width)},
-                        {"X-Height", std::to_string(answer.height)},
-                        {"X-Scale", std::to_string(answer.scale)},
-                        {"X-Milliseconds", Fixed(answer.milliseconds)},
-                        {"X-Form", std::string(CpuLevelName(CurrentCpuLevel()))},
-                        {"X-Generation", std::to_string(generation)}};
-    return response;
-}
-
-/// A colour of the source: of an area, of the small square around a spot, or of the screen.
-HttpResponse Session::Pick(const Json& request) {
-    const std::shared_ptr<Shot> shot = ShotOf(request);
-    const std::int64_t number =
-        Integer(request, "frame", INT64_MIN, INT64_MAX, shot->info().firstFrame);
-    const auto frame = shot->frames().Get(number);
-    if (Find(request, "x") == nullptr)
-        return JsonResponse(
-            PickJson(cli::Resolve(cli::FindScreen{}, {}, *frame, shot->name(), {}), {}));
-    Region region = ReadRegion(request);
-    const bool isSpot = Find(request, "width") == nullptr && Find(request, "height") == nullptr;
-    const Region spot{region.x, region.y, 1, 1};
-    if (isSpot) region = AroundSpot(Clipped(spot, frame->width, frame->height));
-    region = Clipped(region, frame->width, frame->height);
-    const RegionValues values = Measure(frame->pixels.data(), frame->width, region);
-    cli::KeyColorRequest wanted = cli::SampleAt{spot.x, spot.y, number};
-    if (!isSpot) wanted = ColorOf(values);
-    return JsonResponse(PickJson(cli::Resolve(wanted, {}, *frame, shot->name(), {}), values));
 }
 
 HttpResponse Session::Status(const Json&) {

@@ -3,14 +3,15 @@
 
 #include <functional>
 #include <list>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 
+#include "studio/command_line.h"
 #include "studio/events.h"
 #include "studio/json.h"
 #include "studio/keyed_frame.h"
+#include "studio/render_queue.h"
 #include "studio/root_folder.h"
 #include "studio/studio.h"
 
@@ -36,11 +37,29 @@ private:
     HttpResponse Files(const Json& request);
     HttpResponse Open(const Json& request);
     HttpResponse Frame(const Json& request);
+    HttpResponse Probe(const Json& request);
+    HttpResponse Histogram(const Json& request);
     HttpResponse Pick(const Json& request);
+    HttpResponse SaveWork(const Json& request);
+    HttpResponse LoadPreset(const Json& request);
+    HttpResponse SavePreset(const Json& request);
+    HttpResponse LoadMatte(const Json& request);
+    HttpResponse SaveMatte(const Json& request);
+    HttpResponse SavePlate(const Json& request);
+    HttpResponse Command(const Json& request);
+    HttpResponse AddRender(const Json& request);
+    HttpResponse CancelRender(const Json& request);
+    HttpResponse Renders(const Json& request);
     HttpResponse Status(const Json& request);
     HttpResponse Events(const Json& request);
 
-    Json Opened(const std::string& name);
+    /// As the page gets it; toWork with the work on it, else only to be looked at.
+    Json Opened(const std::string& name, bool toWork);
+    void AddWork(Json& json, const Shot& shot) const;
+    FrameWish WishOf(const Json& request);
+    /// What the command is to do; drawn mattes are written to files that begin so.
+    KeyCall CallOf(const Json& request, const std::string& drawings);
+    void Tell(const Render& render);
     std::shared_ptr<Shot> ShotOf(const Json& request);
     std::shared_ptr<Shot> OpenShot(const std::string& name);
 
@@ -49,8 +68,11 @@ private:
     Kept kept_;
     FrameService service_;
     EventHub events_;
+    RenderQueue renders_;
     Json parameters_;
     std::string firstShot_;  ///< named when the studio was started, or empty
+
+    std::mutex saving_;  ///< held while work is compared and written
 
     std::mutex opening_;
     std::list<std::shared_ptr<Shot>> shots_;  ///< the last used first

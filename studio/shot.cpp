@@ -34,13 +34,14 @@ Shot::Shot(std::string name, const std::string& path, int threads, Kept& kept)
       kept_(kept),
       frames_(path, threads, kept) {}
 
-cli::KeyColor Shot::AutomaticKey() {
+cli::KeyColor Shot::AutomaticKey(std::optional<Screen> screen) {
     const std::lock_guard lock(choosing_);
-    if (!automaticKey_) {
-        const auto first = frames_.Get(info().firstFrame);
-        automaticKey_ = cli::Resolve(cli::FindScreen{}, {}, *first, name_, {});
-    }
-    return *automaticKey_;
+    if (const auto known = automaticKeys_.find(screen); known != automaticKeys_.end())
+        return known->second;
+    const auto first = frames_.Get(info().firstFrame);
+    const cli::ScreenHint hint{screen, std::nullopt};
+    const cli::KeyColor key = cli::Resolve(cli::FindScreen{}, hint, *first, name_, {});
+    return automaticKeys_.emplace(screen, key).first->second;
 }
 
 /// As if the command began with this frame, so that the files are refused that it refuses.

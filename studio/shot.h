@@ -1,6 +1,7 @@
 #ifndef VELTRANE_STUDIO_SHOT_H
 #define VELTRANE_STUDIO_SHOT_H
 
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -23,9 +24,9 @@ public:
     const media::Info& info() const { return frames_.info(); }
     FrameStore& frames() { return frames_; }
 
-    /// The key colour found in the first frame, as `veltrane pick` finds it. Throws media::Error
-    /// where there is no screen.
-    cli::KeyColor AutomaticKey();
+    /// The key colour found in the first frame, as `veltrane pick` finds it; of this screen, or of
+    /// either. Throws media::Error where there is none.
+    cli::KeyColor AutomaticKey(std::optional<Screen> screen = std::nullopt);
 
     /// What goes with a frame that is keyed against this colour. Throws media::Error for a file
     /// that does not fit the shot.
@@ -44,7 +45,7 @@ private:
     FrameStore frames_;
 
     std::mutex choosing_;
-    std::optional<cli::KeyColor> automaticKey_;
+    std::map<std::optional<Screen>, cli::KeyColor> automaticKeys_;
 
     std::mutex readingInputs_;  ///< guards the rest, which steps along with the frames
     std::unique_ptr<cli::ShotInputs> inputs_;

@@ -61,6 +61,12 @@ void RefuseBoth(const std::string& file, const std::string& shapes, const std::s
 
 }  // namespace
 
+const std::vector<std::string>& InputNames() {
+    static const std::vector<std::string> names{"garbage",  "core",       "garbageFile",
+                                                "coreFile", "cleanPlate", "matchPlate"};
+    return names;
+}
+
 Json ParametersJson() {
     const Json defaults = Json::parse(ToJson(Settings()));
     Json rows = Json::array();
@@ -91,21 +97,21 @@ Settings ReadSettings(Json values, Shot& shot) {
     const bool automatic = color == values.end() || *color == "auto";
     if (automatic) values.erase("key-color");
     Settings settings = FromJson(Dump(values), "settings");
-    if (!automatic) {
-        // A key colour of the other screen is refused, as the command refuses it.
-        cli::Resolve(settings.keyColor, {settings.screen, std::nullopt}, {}, shot.name(), {});
-    } else if (settings.view != View::Source) {
-        const cli::KeyColor found = shot.AutomaticKey();
-        settings.keyColor = found.color;
-        settings.screen = found.screen;
-    }
+    cli::ScreenHint hint;
+    if (values.contains("screen")) hint.demanded = settings.screen;
+    if (automatic && settings.view == View::Source) return settings;
+    // As by the command, which refuses a key colour of the other screen.
+    const cli::KeyColor key = automatic
+                                  ? shot.AutomaticKey(hint.demanded)
+                                  : cli::Resolve(settings.keyColor, hint, {}, shot.name(), {});
+    settings.keyColor = key.color;
+    settings.screen = key.screen;
     return settings;
 }
 
 cli::InputFiles ReadInputs(const Json& request, const RootFolder& root) {
     const Json inputs = Object(request, "inputs");
-    CheckNames(inputs, "inputs",
-               {"garbage", "core", "garbageFile", "coreFile", "cleanPlate", "matchPlate"});
+    CheckNames(inputs, "inputs", InputNames());
     cli::InputFiles files;
     files.garbage = FileOf(inputs, "garbageFile", root);
     files.core = FileOf(inputs, "coreFile", root);

@@ -1,6 +1,9 @@
 #ifndef VELTRANE_STUDIO_SHOT_JSON_H
 #define VELTRANE_STUDIO_SHOT_JSON_H
 
+#include <string>
+#include <vector>
+
 #include "studio/json.h"
 #include "studio/root_folder.h"
 #include "studio/shot.h"
@@ -19,6 +22,9 @@ Json ShotJson(Shot& shot);
 /// in the shot, with its screen. Throws Refusal and std::invalid_argument for values that there
 /// are not, and media::Error where no screen is found.
 Settings ReadSettings(Json values, Shot& shot);
+
+/// The members of a request's inputs.
+const std::vector<std::string>& InputNames();
 
 /// The files and drawings of a request, within the root.
 cli::InputFiles ReadInputs(const Json& request, const RootFolder& root);

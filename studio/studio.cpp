@@ -1,6 +1,7 @@
 #include "studio/studio.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -46,6 +47,7 @@ private:
 
 void Run(const Start& start) {
     constexpr std::chrono::milliseconds kPause{50};
+    signal(SIGPIPE, SIG_IGN);  // browsers go away in the middle of an answer
     UseCpuLevel(start.cpu);
     Session session(start);
     HttpServer server(start.port);

@@ -18,6 +18,7 @@ public:
     /// A request's place among those of its page and purpose.
     class Ticket {
     public:
+        std::uint64_t generation() const { return generation_; }
         bool IsOvertaken() const { return *newest_ > generation_; }
         /// Throws Refusal (409) where it is.
         void Check() const;

@@ -1,0 +1,152 @@
+#include "tests/studio/studio.h"
+
+namespace veltrane {
+namespace {
+
+constexpr const char* kDrawing = R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 64 48">)"
+                                 R"(<g data-frame="1"><path d="M0 0H20V30L0 12Z"/></g>)"
+                                 R"(<g data-frame="3"><path d="M4 0H30V30L9 12Z"/></g></svg>)";
+
+/// The values of a body, in the order of the keyer's frames.
+media::Pixels Pixels(const Reply& reply) {
+    media::Pixels pixels(reply.body.size() / 2);
+    std::memcpy(pixels.data(), reply.body.data(), reply.body.size());
+    for (std::size_t i = 0; i + 3 < pixels.size(); i += 4) std::swap(pixels[i], pixels[i + 2]);
+    return pixels;
+}
+
+class StudioFrames : public StudioTest {
+protected:
+    /// Runs the line that the page shows, in another folder.
+    void RunLine(const std::string& line) const {
+        const std::string name = "veltrane ";
+        ASSERT_EQ(line.find(name), 0u) << line;
+        const std::string run =
+            "cd / && '" + command_ + "' " + line.substr(name.size()) + " --quiet";
+        ASSERT_EQ(std::system(run.c_str()), 0) << line;
+    }
+};
+
+TEST_F(StudioFrames, AreWhatTheCommandWrites) {
+    WriteFrames(3);
+    Write("plate of it's.png", Picture(9));
+    Open("f.#.png");
+    const Value settings{{"shadow", 40},          {"key-color", "#40b838"}, {"edge-blur", true},
+                         {"mask-blur-value", 70}, {"skin-hue", -12},        {"contract-mask", 5},
+                         {"smooth-bg", true},     {"screen", "green"}};
+    const Value wishes[] = {
+        {{"settings", settings}},
+        {{"settings", {{"key-color", "auto"}}}, {"view", "matte"}},
+        {{"settings", {{"key-color", "auto"}}}, {"view", "source"}},
+        {{"settings", settings}, {"view", "status"}},
+        {{"settings", settings}, {"inputs", {{"garbage", kDrawing}, {"coreFile", "f.2.png"}}}},
+        {{"settings", settings},
+         {"inputs", {{"cleanPlate", "plate of it's.png"}, {"matchPlate", true}}}}};
+    for (Value wish : wishes) {
+        wish.update(
+            {{"shot", "f.#.png"}, {"frame", 2}, {"output", "out.#.png"}, {"frames", {2, 2}}});
+        const Reply reply = Post("/api/frame", wish);
+        ASSERT_EQ(reply.status, 200) << reply.body;
+        EXPECT_EQ(reply.Header("X-Width"), "64");
+        EXPECT_EQ(reply.Header("X-Height"), "48");
+        if (wish.contains("view")) wish["options"] = {{"view", wish["view"]}};
+        RunLine(Asked("/api/command", wish)["line"]);
+        EXPECT_EQ(Pixels(reply), media::ReadFrame("out.#.png", 2).pixels) << wish;
+    }
+}
+
+TEST_F(StudioFrames, ComeInPartsAndReduced) {
+    Open();
+    const Value wish{{"shot", "in.png"}, {"frame", 1}, {"settings", {{"key-color", "#40b838"}}}};
+    const media::Pixels keyed = Keyed(green_, source_);
+    EXPECT_EQ(Pixels(Post("/api/frame", wish)), keyed);
+    Value alpha = wish;
+    alpha["channels"] = "a";
+    const std::string body = Post("/api/frame", alpha).body;
+    ASSERT_EQ(body.size(), keyed.size() / 2);
+    for (std::size_t i = 0; i < keyed.size() / 4; ++i) {
+        std::uint16_t level = 0;
+        std::memcpy(&level, body.data() + 2 * i, 2);
+        ASSERT_EQ(level, keyed[4 * i + 3]) << i;
+    }
+    Value reduced = wish;
+    reduced["scale"] = 4;
+    const Reply small = Post("/api/frame", reduced);
+    EXPECT_EQ(small.Header("X-Width") + 'x' + small.Header("X-Height"), "16x12");
+    EXPECT_EQ(small.Header("X-Scale"), "4");
+    EXPECT_EQ(small.body.size(), 16u * 12 * 8);
+}
+
+TEST_F(StudioFrames, GiveWayToLaterRequestsOfTheSamePage) {
+    Open();
+    const auto ask = [&](const char* client, const char* purpose, int generation) {
+        return Post("/api/frame", {{"shot", "in.png"},
+                                   {"frame", 1},
+                                   {"client", client},
+                                   {"purpose", purpose},
+                                   {"generation", generation}})
+            .status;
+    };
+    EXPECT_EQ(ask("a", "main", 5), 200);
+    EXPECT_EQ(ask("a", "main", 4), 409);
+    EXPECT_EQ(ask("a", "main", 5), 200);
+    EXPECT_EQ(ask("a", "strip", 4), 200);
+    EXPECT_EQ(ask("b", "main", 1), 200);
+}
+
+TEST_F(StudioFrames, OfAnyNumberComeInAnyOrder) {
+    WriteFrames(9);
+    fs::remove("f.5.png");
+    Run("key f.#.png clip.mkv --frames 6-9 --view source --quiet --key-color #40b838");
+    Open("f.#.png");
+    const auto source = [&](const char* shot, int frame) {
+        return Post("/api/frame", {{"shot", shot}, {"frame", frame}, {"view", "source"}});
+    };
+    for (const int frame : {7, 1, 2, 3, 4, 6, 9, 8, 3})
+        EXPECT_EQ(Pixels(source("f.#.png", frame)), Picture(frame).pixels) << frame;
+    ExpectRefused(source("f.#.png", 5), 404, "frame 5 of the sequence is missing");
+    for (const int frame : {4, 1, 2, 4, 3})
+        EXPECT_EQ(Pixels(source("clip.mkv", frame)), media::ReadFrame("clip.mkv", frame).pixels);
+}
+
+TEST_F(StudioFrames, AreMeasured) {
+    Open();
+    const Value wish{{"shot", "in.png"}, {"frame", 1}, {"settings", {{"key-color", "#40b838"}}},
+                     {"x", 30},          {"y", 20},    {"width", 4},
+                     {"height", 3},      {"bins", 2}};
+    const media::Pixels keyed = Keyed(green_, source_);
+    double sum = 0;
+    std::uint16_t least = 65535;
+    for (int y = 20; y < 23; ++y)
+        for (int x = 30; x < 34; ++x) {
+            const std::uint16_t alpha = keyed[(y * 64 + x) * 4 + 3];
+            sum += alpha;
+            least = std::min(least, alpha);
+        }
+    const Value probe = Asked("/api/probe", wish);
+    EXPECT_DOUBLE_EQ(probe["result"]["mean"][3], sum / 12);
+    EXPECT_EQ(probe["matte"]["least"][0], least);
+    EXPECT_EQ(probe["source"]["greatest"][3], 65535);
+    const Value plate = probe["plate"]["mean"];
+    EXPECT_GT(plate[1], 1.5 * plate[0].get<double>()) << "the plate is green";
+    const Value histogram = Asked("/api/histogram", wish);
+    EXPECT_EQ(histogram["counts"][0].get<int>() + histogram["counts"][1].get<int>(), 64 * 48);
+    std::size_t zeros = 0;
+    for (std::size_t i = 3; i < keyed.size(); i += 4) zeros += keyed[i] == 0;
+    EXPECT_DOUBLE_EQ(histogram["zeros"], static_cast<double>(zeros) / (64 * 48));
+}
+
+TEST_F(StudioFrames, TellTheColourOfTheScreen) {
+    Open();
+    const Value found = Asked("/api/pick", {{"shot", "in.png"}, {"frame", 1}});
+    EXPECT_EQ(found["hex"], Json("pick in.png")["key-color"]);
+    const Value spot = Asked("/api/pick", {{"shot", "in.png"}, {"frame", 1}, {"x", 8}, {"y", 9}});
+    EXPECT_EQ(spot["hex"], Json("pick in.png --at 8,9")["key-color"]);
+    EXPECT_EQ(spot["settings"]["screen"], "green");
+    EXPECT_GT(spot["spread"][1], 0);
+    ExpectRefused(Post("/api/pick", {{"shot", "in.png"}, {"frame", 1}, {"x", 64}, {"y", 9}}), 400,
+                  "outside the frame of 64 x 48");
+}
+
+}  // namespace
+}  // namespace veltrane
