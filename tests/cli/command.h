@@ -93,6 +93,21 @@ protected:
         return outcome;
     }
 
+    /// Runs what has to fail with this status and one line that holds all of these words, without a
+    /// file more or less.
+    void ExpectRefused(int status, const std::string& arguments,
+                       const std::vector<std::string>& words) const {
+        SCOPED_TRACE(arguments);
+        const std::set<fs::path> before = Files(".");
+        const Outcome outcome = Run(arguments, status);
+        for (const std::string& word : words)
+            EXPECT_PRED_FORMAT2(testing::IsSubstring, word, outcome.error);
+        EXPECT_EQ(outcome.error.find("veltrane"), 0) << outcome.error;
+        EXPECT_EQ(outcome.error.find('\n'), outcome.error.size() - 1) << outcome.error;
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_EQ(Files("."), before);
+    }
+
     /// The process of a command that runs beside the test.
     pid_t Start(const std::string& arguments) const {
         const pid_t child = fork();
@@ -119,7 +134,7 @@ protected:
     static void WaitUntil(pid_t command, Condition condition) {
         siginfo_t ended{};
         const auto waits = [&] {
-            waitid(P_PID, static_cast<id_t>(command), &ended, WEXITED | WNOHANG | WNOWAIT);
+            waitid(P_PID, id_t(command), &ended, WEXITED | WNOHANG | WNOWAIT);
             return ended.si_pid == 0 && !condition();
         };
         while (waits()) std::this_thread::sleep_for(std::chrono::milliseconds(1));

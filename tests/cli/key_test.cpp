@@ -159,11 +159,6 @@ TEST_F(CommandTest, FillAndMatteGoToFilesOfTheirOwn) {
     const auto keyed = Keyed(green_, Picture(1));
     for (int x = 0; x < 64; ++x)
         EXPECT_EQ(matte.getchannel(x, 20, 0, 0), keyed[(20 * 64 + x) * 4 + 3] / 65535.0F) << x;
-    for (const char* wrong :
-         {"o.png --matte-to o.png", "o.png --matte-to in.png",
-          "o.png --matte-to m.png --view matte", "o.png --matte-to m.png --background #000000",
-          "o.%d.png --matte-to m.png --resume"})
-        Run(std::string("key in.png ") + wrong, 2);
 }
 
 TEST_F(CommandTest, HighlightsComeBackInTheResultOnly) {
@@ -173,41 +168,11 @@ TEST_F(CommandTest, HighlightsComeBackInTheResultOnly) {
     ASSERT_TRUE(lamp.write("lamp.exr"));
     for (const auto& [view, expected] :
          {std::pair{"result", std::vector<float>{6, 5, 4}}, {"matte", {1, 1, 1}}}) {
-        const std::string output = view + std::string(".exr");
+        const std::string output = std::string("lamp-") + view + ".exr";
         Run("key lamp.exr " + output + " --view " + view);
         std::vector<float> middle(3);
         OIIO::ImageBuf(output).getpixel(16, 16, 0, middle.data(), 3);
         EXPECT_EQ(middle, expected);
-    }
-}
-
-TEST_F(CommandTest, HighlightsAreCarriedInProportionToTheMatte) {
-    for (const auto type : {OIIO::TypeDesc::FLOAT, OIIO::TypeDesc::HALF}) {
-        OIIO::ImageBuf edge(OIIO::ImageSpec(33, 33, 3, type));
-        OIIO::ImageBufAlgo::fill(edge, {0, 0.9f, 0});
-        // Ever more of a lamp of 1.5 before the screen.
-        for (int x = 1; x < 10; ++x) {
-            const float lamp = 0.15f * x;
-            edge.setpixel(10 + x, 16, std::vector{lamp, 0.9f + 0.06f * x, lamp}.data());
-        }
-        ASSERT_TRUE(edge.write("edge.exr"));
-        ASSERT_TRUE(OIIO::ImageBufAlgo::clamp(edge, 0.0f, 1.0f).write("within.exr"));
-        for (const char* compression : {"zip", "piz"}) {
-            for (const std::string name : {"edge", "within"})
-                Run("key --key-color #00f300 --compression " + std::string(compression) + ' ' +
-                    name + ".exr " + name + "-keyed.exr");
-            OIIO::ImageBuf keyed("edge-keyed.exr"), bounded("within-keyed.exr");
-            int soft = 0;
-            for (int x = 11; x < 20; ++x) {
-                const float excess = std::max(0.0f, edge.getchannel(x, 16, 0, 1) - 1);
-                const float matte = keyed.getchannel(x, 16, 0, 3);
-                const float carried =
-                    keyed.getchannel(x, 16, 0, 1) - bounded.getchannel(x, 16, 0, 1);
-                EXPECT_NEAR(carried, excess * matte, 3e-3) << compression << x;
-                soft += excess > 0.05 && matte > 0.1 && matte < 0.9;
-            }
-            EXPECT_GT(soft, 0) << compression;
-        }
     }
 }
 
@@ -239,10 +204,9 @@ TEST_F(CommandTest, EveryInstructionSetWritesTheSameFile) {
     EXPECT_EQ(key("").first, "plain");
     EXPECT_EQ(key("--cpu " + best).first, best);
     setenv("VELTRANE_CPU", "486", 1);
-    const Outcome outcome = Run("key in.png out.png", 2);
+    ExpectRefused(2, "key in.png out.png", {"cpu must be plain"});
     Run("params");
     unsetenv("VELTRANE_CPU");
-    EXPECT_PRED_FORMAT2(testing::IsSubstring, "cpu must be plain", outcome.error);
 }
 
 // Exit status, what the one line says, arguments.
@@ -296,6 +260,25 @@ constexpr std::tuple<int, const char*, const char*> kRefusals[] = {
     {1, "text.txt: is no image or video", "key text.txt o.png"},
     {1, "/dev/zero: is a pipe or a device", "info /dev/zero"},
     {1, ".: is a folder", "pick ."},
+    {1, "garbage matte small.png: is 32 x 48, and the shot 64 x 48",
+     "key in.png o.png --garbage small.png"},
+    {1, "clean plate small.png: is 32 x 48, and the shot 64 x 48",
+     "key in.png o.png --clean-plate small.png"},
+    {1, "clean plate grey.png: shows no screen; 0.0 % of it looks like #40b838",
+     "key in.png o.png --clean-plate grey.png --key-color #40b838 --quiet"},
+    {1, "none.png", "key in.png o.png --core none.png"},
+    {1, "none.svg", "key in.png o.png --core none.svg"},
+    {2, "grey.png is a source of this call", "key in.png grey.png --core grey.png"},
+    {2, "in.png is a source of this call", "key in.png o.png --save-plate in.png"},
+    {2, "--no-smooth-bg", "key in.png o.png --no-smooth-bg --clean-plate in.png"},
+    {2, "--save-plate", "key in.png o.png --save-plate p.png --clean-plate in.png"},
+    {2, "--match-plate needs a --clean-plate", "key in.png o.png --match-plate"},
+    {2, "--match-shade needs a --clean-plate", "key in.png o.png --match-shade"},
+    {2, "o.png", "key in.png o.png --matte-to o.png"},
+    {2, "in.png", "key in.png o.png --matte-to in.png"},
+    {2, "--matte-to", "key in.png o.png --matte-to m.png --view matte"},
+    {2, "--matte-to", "key in.png o.png --matte-to m.png --background #000000"},
+    {2, "--resume", "key in.png o.%d.png --matte-to m.png --resume"},
 };
 
 TEST_F(CommandTest, RefusesInOneLineAndWritesNothing) {
@@ -311,16 +294,9 @@ TEST_F(CommandTest, RefusesInOneLineAndWritesNothing) {
     media::Frame grey = source_;
     std::fill(grey.pixels.begin(), grey.pixels.end(), 30000);
     Write("grey.png", grey);
-    const std::set<fs::path> before = Files(".");
-    for (const auto& [status, message, arguments] : kRefusals) {
-        SCOPED_TRACE(arguments);
-        const Outcome outcome = Run(arguments, status);
-        EXPECT_PRED_FORMAT2(testing::IsSubstring, message, outcome.error);
-        EXPECT_EQ(outcome.error.find("veltrane: "), 0);
-        EXPECT_EQ(outcome.error.find('\n'), outcome.error.size() - 1) << outcome.error;
-        EXPECT_EQ(outcome.out, "");
-        EXPECT_EQ(Files("."), before);
-    }
+    Write("small.png", Picture(1, 32, 48));
+    for (const auto& [status, message, arguments] : kRefusals)
+        ExpectRefused(status, arguments, {message});
 }
 
 TEST_F(CommandTest, ABadFrameLeavesTheFinishedOnesAndResumeDoesTheRest) {

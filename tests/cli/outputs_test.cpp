@@ -24,10 +24,10 @@ int OverQuota() {
 
 // In place of the C library's, to fail as late as file systems can.
 extern "C" int fsync(int file) {
-    return failingCall == SYS_fsync ? OverQuota() : static_cast<int>(syscall(SYS_fsync, file));
+    return failingCall == SYS_fsync ? OverQuota() : int(syscall(SYS_fsync, file));
 }
 extern "C" int close(int file) {
-    const auto closed = static_cast<int>(syscall(SYS_close, file));
+    const auto closed = int(syscall(SYS_close, file));
     return failingCall == SYS_close ? OverQuota() : closed;
 }
 
@@ -219,7 +219,7 @@ TEST_F(OutputsTest, KilledAtAnyMomentEveryFrameIsWholeAndResumeLeavesNoTrace) {
         Run(key("whole" + name), 0, [&](pid_t child) {
             WaitForTemporary(child, "whole");
             const auto start = std::chrono::steady_clock::now();
-            waitid(P_PID, static_cast<id_t>(child), nullptr, WEXITED | WNOWAIT);
+            waitid(P_PID, id_t(child), nullptr, WEXITED | WNOWAIT);
             time = std::chrono::duration_cast<std::chrono::microseconds>(
                 std::chrono::steady_clock::now() - start);
         });
@@ -227,7 +227,7 @@ TEST_F(OutputsTest, KilledAtAnyMomentEveryFrameIsWholeAndResumeLeavesNoTrace) {
         for (int round = 0; round < 10; ++round) {
             const pid_t child = Start(key("killed" + name));
             WaitForTemporary(child, "killed");
-            Pause(time * static_cast<int>(random() % 1000) / 1000);
+            Pause(time * int(random() % 1000) / 1000);
             kill(child, SIGKILL);
             waitpid(child, nullptr, 0);
             for (const auto& [path, content] : Everything("killed"))

@@ -102,7 +102,7 @@ TEST_F(CommandTest, QualityMatteOfTheSampleStill) {
     double sum = 0;
     for (std::size_t i = 0; i < keyed.pixels.size(); i += 4)
         sum += std::abs(keyed.pixels[i + 3] - truth.pixels[i]);
-    const double error = sum / 65535 / static_cast<double>(keyed.pixels.size() / 4);
+    const double error = sum / 65535 / double(keyed.pixels.size() / 4);
     std::printf("mean absolute matte error: %.5f\n", error);
     EXPECT_LT(error, 0.0225);
 }

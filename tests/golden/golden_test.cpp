@@ -1,10 +1,9 @@
-#include <thread>
-
 #include "settings/frame_keyer.h"
 #include "settings/settings.h"
 #include "tests/golden/recording.h"
 #include "tests/golden/shot.h"
 #include "tests/keyer/entry_call.h"
+#include "tests/support/threads.h"
 
 namespace veltrane::testing {
 namespace {
@@ -28,12 +27,10 @@ using Frame = std::vector<T>;
 /// Blue, green, red, alpha.
 template <class T>
 Frame<T> SourceOf(const Case& c) {
-    const auto wide =
-        MakeShot(c.shot, c.width, c.height, static_cast<std::uint64_t>(c.width) * c.height);
+    const auto wide = MakeShot(c.shot, c.width, c.height, std::uint64_t(c.width) * c.height);
     Frame<T> frame(wide.size());
-    std::transform(wide.begin(), wide.end(), frame.begin(), [](std::uint16_t sample) {
-        return static_cast<T>(sizeof(T) == 2 ? sample : sample / 257);
-    });
+    std::transform(wide.begin(), wide.end(), frame.begin(),
+                   [](std::uint16_t sample) { return T(sizeof(T) == 2 ? sample : sample / 257); });
     return c.settings.screen == Screen::Blue ? Exchanged(frame) : frame;
 }
 
@@ -61,15 +58,9 @@ Frame<T> ByHostRows(const Case& c, const Frame<T>& source) {
 template <class T>
 Frame<T> ByBands(const Case& c, const Frame<T>& source) {
     Frame<T> output(source.size());
-    const auto sideBySide = [](int tasks, const std::function<void(int)>& task) {
-        std::vector<std::thread> threads;
-        for (int i = 0; i < tasks; ++i) threads.emplace_back(task, i);
-        for (std::thread& thread : threads) thread.join();
-    };
-    const FrameKeyer<T> keyer(c.settings, c.width, c.height, RowSource<T>{source.data()},
-                              {3, sideBySide});
+    const FrameKeyer<T> keyer(c.settings, c.width, c.height, RowSource<T>{source.data()}, Lent(3));
     const int borders[] = {0, c.height / 7, c.height / 7 + 1, c.height / 2, c.height};
-    sideBySide(4, [&](int i) {
+    RunSideBySide(4, [&](int i) {
         keyer.Key({borders[i], borders[i + 1]}, RowSink<T>{output.data()});
     });
     return output;

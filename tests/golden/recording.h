@@ -37,7 +37,7 @@ private:
             std::memcpy(&bits, &value, sizeof bits);
             value_ = (value_ ^ bits) * 0x100000001B3u;
         } else if constexpr (std::is_integral_v<Value>) {
-            value_ = (value_ ^ static_cast<std::uint64_t>(value)) * 0x100000001B3u;
+            value_ = (value_ ^ std::uint64_t(value)) * 0x100000001B3u;
         } else {
             for (const auto& one : value) AddOne(one);
         }

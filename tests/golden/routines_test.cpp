@@ -20,7 +20,7 @@ struct Size {
     int height;
 
     Size(Random& random, int n) : width(n % 70 + 1), height(random.Biased(1, 30)) {}
-    std::size_t Pixels() const { return static_cast<std::size_t>(width) * height; }
+    std::size_t Pixels() const { return std::size_t(width) * height; }
 };
 
 /// Noise, a studio shot, a calm one, one colour, or two values alone.
@@ -32,7 +32,7 @@ Frame<T> AnyFrame(Random& random, const Size& size) {
     auto frame = RandomSamples<T>(random, size.Pixels() * 4);
     for (std::size_t i = 0; i < frame.size(); ++i) {
         if (kind == 4) frame[i] = frame[i % 4];
-        if (kind == 5) frame[i] = static_cast<T>(random.OneIn(2) ? kFull<T> : 0);
+        if (kind == 5) frame[i] = T(random.OneIn(2) ? kFull<T> : 0);
     }
     return frame;
 }
@@ -43,10 +43,10 @@ Frame<T> MatteFrame(Random& random, const Size& size) {
     auto frame = AnyFrame<T>(random, size);
     const int kind = random(0, 3), grain = kUnit<T> * random.Biased(0, 8);
     for (std::size_t i = 0; i < size.Pixels() && kind != 0; ++i) {
-        const int x = static_cast<int>(i) % size.width, y = static_cast<int>(i) / size.width;
+        const int x = int(i) % size.width, y = int(i) / size.width;
         const int ramp =
             kFull<T> / 2 + kFull<T> * (x * kind - y - size.width / 4) / (size.width + 3);
-        frame[4 * i + 3] = static_cast<T>(std::clamp(ramp + random(-grain, grain), 0, kFull<T>));
+        frame[4 * i + 3] = T(std::clamp(ramp + random(-grain, grain), 0, kFull<T>));
     }
     return frame;
 }
@@ -55,7 +55,7 @@ Frame<T> MatteFrame(Random& random, const Size& size) {
 template <class T, class Change>
 void AddChanged(Digest& digest, const Frame<T>& samples, Change change) {
     constexpr std::size_t kAround = 80;
-    Frame<T> memory(samples.size() + 2 * kAround, static_cast<T>(kMark));
+    Frame<T> memory(samples.size() + 2 * kAround, T(kMark));
     std::copy(samples.begin(), samples.end(), memory.begin() + kAround);
     change(memory.data() + kAround);
     digest.Add(memory);
@@ -84,8 +84,8 @@ TEST(Routines, Colors) {
     };
     ExpectRecorded("Colors", None, [&] {
         return Repeat(20000, [&](Digest& digest, Random& random, int) {
-            const auto byte = [&] { return static_cast<Byte>(random.Biased(0, 255)); };
-            const auto word = [&] { return static_cast<Word>(random.Biased(0, 65535)); };
+            const auto byte = [&] { return Byte(random.Biased(0, 255)); };
+            const auto word = [&] { return Word(random.Biased(0, 65535)); };
             const Byte r = byte(), g = byte(), b = byte();
             const Word R = word(), G = word(), B = word();
             add(digest, stages.RGBtoYIQ(r, g, b));
@@ -100,7 +100,7 @@ TEST(Routines, Colors) {
             add(digest, stages.YIQtoRGB2_16bit(wide));
             const int turns = random(-6, 6), eighths = random(-9000, 9000);
             const float hue = random.OneIn(9) ? 180.0f * turns : eighths / 8.0f;
-            add(digest, stages.HLStoYIQ({hue, 128, static_cast<float>(random.Biased(0, 300))}));
+            add(digest, stages.HLStoYIQ({hue, 128, float(random.Biased(0, 300))}));
         });
     });
 }
@@ -176,11 +176,11 @@ void Resample(Digest& digest, Random& random, int n) {
     const int longest = large ? 65535 : width, least = large ? 2 : height;
     const int kind = random(0, 2), pitch = longest * 4 + random(0, 5);
     const int toPitch = toWidth * 4 + random(0, 5);
-    auto source = RandomSamples<From>(random, static_cast<std::size_t>(pitch) * least);
+    auto source = RandomSamples<From>(random, std::size_t(pitch) * least);
     constexpr auto member =
         ByDepth<From>(&CImagingORV::DF_WH64bitTo32bit5_1,
                       ByDepth<To>(&CImagingORV::DF_WH32bitTo64bit5_1, &CImagingORV::DF_WH32bit5_1));
-    AddChanged(digest, Frame<To>(static_cast<std::size_t>(toPitch) * toHeight, kMark), [&](To* to) {
+    AddChanged(digest, Frame<To>(std::size_t(toPitch) * toHeight, kMark), [&](To* to) {
         (stages.*member)(source.data(), longest, least, pitch, to, toWidth, toHeight, toPitch,
                          kind == 2, kind + 1);
     });
@@ -193,7 +193,7 @@ Frame<Byte> HoledFrame(Random& random, const Size& size) {
     const bool dark = random.OneIn(3);
     for (std::size_t i = 0; i < frame.size(); i += 4) {
         for (int e = 0; e < 3 && dark; ++e) frame[i + e] %= 3;
-        if (random(1, 100) <= share || i / 4 % 37 < static_cast<std::size_t>(share) / 9)
+        if (random(1, 100) <= share || i / 4 % 37 < std::size_t(share) / 9)
             std::fill_n(&frame[i], 3, Byte{0});
     }
     return frame;
@@ -205,12 +205,10 @@ void ModelPlate(Digest& digest, Random& random, int n) {
     const int width = size.width, height = size.height;
     const int pitch = width * 4, mapPitch = stages.Align8(width);
     const int lower = random.Biased(120, 170), upper = random.Biased(250, 330);
-    const auto near = [&](int e) {
-        return static_cast<Byte>(std::clamp(kScreen[e] + random(-60, 60), 0, 255));
-    };
+    const auto near = [&](int e) { return Byte(std::clamp(kScreen[e] + random(-60, 60), 0, 255)); };
     const Byte key[] = {near(2), near(1), near(0)};
     auto edges = AnyFrame<Byte>(random, size);
-    Frame<Byte> map(static_cast<std::size_t>(mapPitch) * height, kMark);
+    Frame<Byte> map(std::size_t(mapPitch) * height, kMark);
     const int threshold = random.OneIn(3) ? 40 : random.Biased(0, 2040);
     stages.Laplacian32bit8(edges.data(), width, height, pitch, map.data(), width, height, mapPitch,
                            threshold);
@@ -236,12 +234,12 @@ void MakeTwilight(Random& random, const Frame<T>& plate, Frame<T>& source) {
     for (std::size_t i = 0; i < source.size(); i += 4) {
         const auto moved = [&](int e) {
             const int step = random(-60 * kUnit<T>, 60 * kUnit<T>);
-            source[i + e] = static_cast<T>(std::clamp(plate[i + e] + step, 0, kFull<T>));
+            source[i + e] = T(std::clamp(plate[i + e] + step, 0, kFull<T>));
             return source[i + e] - double(plate[i + e]);
         };
         const double brighter = 0.114 * moved(0) + 0.299 * moved(2);
         const double green = plate[i + 1] - brighter / 0.587 + random(0, 2 * kUnit<T>);
-        source[i + 1] = static_cast<T>(std::clamp(green, 0.0, double(kFull<T>)));
+        source[i + 1] = T(std::clamp(green, 0.0, double(kFull<T>)));
     }
 }
 
@@ -252,8 +250,7 @@ Frame<T> WanderingPlate(Random& random, std::size_t size) {
     for (std::size_t i = 0; i < size; i += 4) {
         const int kind = random(0, 19);
         for (int e = 0; e < 3 && kind > 0; ++e)
-            plate[i + e] = kind == 1 ? plate[i + 3]
-                                     : static_cast<T>((kScreen[e] + random(-30, 30)) * kUnit<T>);
+            plate[i + e] = kind == 1 ? plate[i + 3] : T((kScreen[e] + random(-30, 30)) * kUnit<T>);
     }
     return plate;
 }
@@ -312,12 +309,11 @@ void EnterWith(Digest& digest, Random& random, int n) {
               height = same ? size.height : random(1, 30);
     auto input = AnyFrame<T>(random, size);
     for (std::size_t i = sizeof(T) == 2 ? 3 : 0; i < input.size(); i += 4)
-        if (random.OneIn(5)) input[i] = static_cast<T>(random.Biased(0, kFull<T>));
+        if (random.OneIn(5)) input[i] = T(random.Biased(0, kFull<T>));
     const Settings settings = AnySettings(random);
-    AddChanged(digest, Frame<T>(static_cast<std::size_t>(width) * height * 4, T{kMark}),
-               [&](T* output) {
-                   Enter(settings, output, width, height, input.data(), size.width, size.height);
-               });
+    AddChanged(digest, Frame<T>(std::size_t(width) * height * 4, T{kMark}), [&](T* output) {
+        Enter(settings, output, width, height, input.data(), size.width, size.height);
+    });
     digest.Add(input);
 }
 

@@ -30,9 +30,9 @@ public:
         for (int e = 0; e < 3; ++e) {
             const int value = (Screen(e, u, v) * (256 - cover) + subject[e] * 257 * cover) / 256;
             const int shown = wild ? noise_.Biased(0, 65535) : value + noise_(-grain, grain);
-            pixel[e] = static_cast<std::uint16_t>(std::clamp(shown, 0, 65535));
+            pixel[e] = std::uint16_t(std::clamp(shown, 0, 65535));
         }
-        pixel[3] = static_cast<std::uint16_t>(Alpha(u, v));
+        pixel[3] = std::uint16_t(Alpha(u, v));
     }
 
 private:
@@ -75,12 +75,11 @@ private:
 inline std::vector<std::uint16_t> MakeShot(Shot shot, int width, int height, std::uint64_t seed) {
     std::vector<std::uint16_t> frame(std::size_t{4} * width * height);
     ShotPainter painter(shot, seed);
-    for (int y = 0; y < height; ++y) {
+    for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
-            const std::size_t pixel = std::size_t{4} * (static_cast<std::size_t>(y) * width + x);
+            const std::size_t pixel = std::size_t{4} * (std::size_t(y) * width + x);
             painter.Paint(x, y, x * 1024 / width, y * 1024 / height, &frame[pixel]);
         }
-    }
     return frame;
 }
 

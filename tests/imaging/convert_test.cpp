@@ -70,7 +70,7 @@ Samples<T> ReadByHand(const PixelFormat& format, const std::vector<T>& pixels) {
         const T alpha = pixel[Place(format.order, 3)];
         double value = pixel[Place(format.order, i % 4)];
         if (format.alpha == AlphaState::kPremultiplied && color && alpha > 0)
-            value = kIsFloat<T> ? static_cast<float>(value) / alpha
+            value = kIsFloat<T> ? float(value) / alpha
                                 : std::min(std::floor(value * kFull<T> / alpha + 0.5), kWhole<T>);
         if (format.alpha == AlphaState::kOpaque && !color) value = kWhole<T>;
         // At most 40 bits long, so exact.
@@ -85,13 +85,13 @@ std::vector<T> WrittenByHand(const PixelFormat& format, const Samples<T>& row) {
     std::vector<T> pixels(row.size());
     for (size_t i = 0; i < row.size(); ++i) {
         const auto written = [&](size_t at) {
-            return kIsFloat<T> ? row[at] / 65535.0f : static_cast<T>(row[at]);
+            return kIsFloat<T> ? row[at] / 65535.0f : T(row[at]);
         };
         T& value = pixels[i - i % 4 + Place(format.order, i % 4)];
         value = written(i);
         if (format.alpha != AlphaState::kPremultiplied || i % 4 == 3) continue;
         const double product = 1.0 * value * written(i | 3);
-        value = static_cast<T>(kIsFloat<T> ? product : std::floor(product / kWhole<T> + 0.5));
+        value = T(kIsFloat<T> ? product : std::floor(product / kWhole<T> + 0.5));
     }
     return pixels;
 }
@@ -113,11 +113,11 @@ template <typename T>
 std::vector<T> PixelsOf(Random& random, int width, PixelOrder order) {
     std::vector<T> pixels(size_t(width) * 4);
     for (T& value : pixels)
-        value = static_cast<T>(kIsFloat<T> ? random(-1 << 20, 9 << 20) / 8388608.0
-                                           : random.Biased(0, static_cast<int>(kWhole<T>)));
+        value = T(kIsFloat<T> ? random(-1 << 20, 9 << 20) / 8388608.0
+                              : random.Biased(0, int(kWhole<T>)));
     if (random.OneIn(3))
         for (size_t i = Place(order, 3); i < pixels.size(); i += 4)
-            pixels[i] = static_cast<T>(random(0, 1) * kWhole<T>);
+            pixels[i] = T(random(0, 1) * kWhole<T>);
     return pixels;
 }
 
@@ -170,7 +170,7 @@ TEST(Convert, RoundsAsAskedAroundEverySampleAndDividesIt) {
         const double middle = format.rounding == FloatRounding::kDown ? 0 : 0.5;
         Floats pixels;
         for (const int sample : samples) {
-            float value = static_cast<float>((sample + middle) / 65535.0);
+            float value = float((sample + middle) / 65535.0);
             for (int i = 0; i < 3; ++i) value = std::nextafter(value, -1.0f);
             for (int i = 0; i < 7; ++i, value = std::nextafter(value, 2)) pixels.push_back(value);
         }
@@ -249,7 +249,7 @@ TEST(FloatRestorer, GivesBackWhatIsUntouchedAndCarriesTheExcess) {
             Shorts row = ReadByHand(formats.source, source);
             for (size_t i = 0; i < row.size(); i += 4)
                 for (size_t e = random.OneIn(2) ? 3 : 0; e < 4; ++e)
-                    row[i + e] = static_cast<std::uint16_t>(random.Biased(0, 65535));
+                    row[i + e] = std::uint16_t(random.Biased(0, 65535));
             const auto expected = RestoredByHand(formats, source, row);
             AtEveryLevel([&] {
                 Floats pixels(row.size());

@@ -19,11 +19,10 @@ TYPED_TEST(BothDepths, FactorsStandForTheDivisionsOfEveryValue) {
     using Factors = FullScaleFactors<T>;
     constexpr float full = kFull<T>;
     for (int i = 0; i <= kFull<T>; ++i) {
-        const float v = static_cast<float>(i);
+        const float v = float(i);
         ASSERT_EQ(v * Factors::kMost + v * Factors::kRest, v / full) << i;
         const float steep = i < kFull<T> ? v * v / full * 4.0f : full;
-        ASSERT_EQ(static_cast<int>(std::min(v * v * Factors::kSteepness, full)),
-                  static_cast<int>(std::min(steep, full)))
+        ASSERT_EQ(int(std::min(v * v * Factors::kSteepness, full)), int(std::min(steep, full)))
             << i;
     }
 }
@@ -31,7 +30,7 @@ TYPED_TEST(BothDepths, FactorsStandForTheDivisionsOfEveryValue) {
 TYPED_TEST(BothDepths, EveryMatteValueSoftensTheSameAtEveryLevel) {
     using T = TypeParam;
     std::vector<T> values(kFull<T> + 1);
-    for (int v = 0; v <= kFull<T>; ++v) values[v] = static_cast<T>(v);
+    for (int v = 0; v <= kFull<T>; ++v) values[v] = T(v);
     for (int amount = 0; amount <= 100; amount += 5) {  // radius 0 keeps every inverse
         const auto soften = [&] {
             auto matte = values;
@@ -55,8 +54,8 @@ TYPED_TEST(BothDepths, ChromaMeansDropTheLargestFractions) {
         const auto check = [&] {
             for (int mean = kFull<T>; mean > 0; mean -= radius < 100 ? step : 199 * kUnit<T>) {
                 for (size_t i = 0; i < frame.size(); ++i) {
-                    frame[i] = static_cast<T>(mean);
-                    expected[i] = static_cast<T>(i % 4 == 1 ? mean - 1 : mean);
+                    frame[i] = T(mean);
+                    expected[i] = T(i % 4 == 1 ? mean - 1 : mean);
                 }
                 --frame[frame.size() / 8 * 4 + 1];
                 (CImagingORV().*blur)(side, side, frame.data(), work.data(), radius);

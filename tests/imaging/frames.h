@@ -23,11 +23,10 @@ class BothDepths : public ::testing::Test {};
 /// The 16-bit or the 8-bit one of a pair of functions.
 template <typename T, typename Sixteen, typename Eight>
 constexpr auto ByDepth(Sixteen sixteen, Eight eight) {
-    if constexpr (sizeof(T) == 2) {
+    if constexpr (sizeof(T) == 2)
         return sixteen;
-    } else {
+    else
         return eight;
-    }
 }
 
 /// Whole numbers that are the same on every machine and with every library.
@@ -36,7 +35,7 @@ public:
     explicit Random(std::uint64_t seed) : state_(seed) { (*this)(0, 1); }
     int operator()(int low, int high) {
         state_ = state_ * 6364136223846793005u + 1442695040888963407u;
-        return low + static_cast<int>((state_ >> 33) % static_cast<unsigned>(high - low + 1));
+        return low + int((state_ >> 33) % unsigned(high - low + 1));
     }
     bool OneIn(int n) { return (*this)(1, n) == 1; }
     /// low and high a sixth of the time each, else anything between.
@@ -52,7 +51,7 @@ private:
 template <typename T>
 std::vector<T> RandomSamples(Random& random, size_t count) {
     std::vector<T> samples(count);
-    for (T& sample : samples) sample = static_cast<T>(random.Biased(0, kFull<T>));
+    for (T& sample : samples) sample = T(random.Biased(0, kFull<T>));
     return samples;
 }
 
@@ -74,9 +73,9 @@ std::vector<T> StudioFrame(Random& random, int width, int height) {
             const int value =
                 (kScreen[e] * (100 - mix) + subject[e] * mix) * light / 10000 * kUnit<T>;
             const int grain = random(-noise * kUnit<T>, noise * kUnit<T>);
-            frame[i + e] = static_cast<T>(std::clamp(value + grain, 0, kFull<T>));
+            frame[i + e] = T(std::clamp(value + grain, 0, kFull<T>));
         }
-        if (!random.OneIn(8)) frame[i + 3] = static_cast<T>(kFull<T>);
+        if (!random.OneIn(8)) frame[i + 3] = T(kFull<T>);
     }
     return frame;
 }
@@ -86,13 +85,13 @@ template <typename T>
 std::vector<T> CalmFrame(Random& random, int width, int height) {
     const int blocks = width / 40 + 1;
     const auto subjects = StudioFrame<T>(random, blocks, height / 40 + 1);
-    std::vector<T> frame(size_t(width) * height * 4, static_cast<T>(kFull<T>));
+    std::vector<T> frame(size_t(width) * height * 4, T(kFull<T>));
     for (size_t i = 0; i < frame.size(); i += i % 4 == 2 ? 2 : 1) {
         const int e = i % 4, x = int(i / 4) % width, y = int(i / 4) / width;
         const int block = y / 40 * blocks + x / 40, light = 110 - 30 * (x + y) / (width + height);
         const int value =
             block % 4 == 1 ? subjects[4 * block + e] : kScreen[e] * kUnit<T> * light / 100;
-        frame[i] = static_cast<T>(std::clamp(value + random(-kUnit<T>, kUnit<T>), 0, kFull<T>));
+        frame[i] = T(std::clamp(value + random(-kUnit<T>, kUnit<T>), 0, kFull<T>));
     }
     return frame;
 }
@@ -112,7 +111,7 @@ template <typename T>
     if (expected.size() != actual.size()) return ::testing::AssertionFailure() << "sizes differ";
     const auto at = std::mismatch(expected.begin(), expected.end(), actual.begin());
     if (at.first == expected.end()) return ::testing::AssertionSuccess();
-    const int index = static_cast<int>(at.first - expected.begin()), pixel = index / elements;
+    const int index = int(at.first - expected.begin()), pixel = index / elements;
     return ::testing::AssertionFailure()
            << "pixel (" << pixel % width << ", " << pixel / width << ") element "
            << index % elements << ": expected " << +*at.first << ", got " << +*at.second;

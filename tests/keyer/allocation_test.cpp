@@ -98,7 +98,7 @@ TYPED_TEST_SUITE(Allocation, Depths);
 TYPED_TEST(Allocation, EveryFailureInTheDriverGivesStatusOne) {
     this->record.deblockValue = this->record.contractMask = this->record.maskBlurRadius = 2;
     SetPair(this->record.shadow, 50);
-    for (unsigned smoothBG : {0u, 1u}) {
+    for (unsigned smoothBG : {0u, 1u})
         for (unsigned interlaced : {0u, 1u}) {
             this->record.smoothBG = smoothBG;
             unsigned status = 9;
@@ -106,7 +106,6 @@ TYPED_TEST(Allocation, EveryFailureInTheDriverGivesStatusOne) {
             const auto check = [&](bool failed) { EXPECT_EQ(status, failed ? 1u : 0u); };
             EXPECT_GT(FailEach(drive, check), smoothBG ? 9 : 4);
         }
-    }
 }
 
 TYPED_TEST(Allocation, StatusTellsWhatWasThrown) {

@@ -19,56 +19,42 @@ std::vector<Byte> Spread(const std::vector<Byte>& rows, size_t size, size_t pitc
     return part;
 }
 
-constexpr int kWidth = 37, kHeight = 11, kTargetWidth = 53, kTargetHeight = 7, kGap = 28;
+constexpr int kWidth = 37, kHeight = 11, kGap = 28, kPitch = kWidth * 4;
 
-/// Works on a frame and leaves something in a target of kTargetWidth x kTargetHeight pixels; gap is
-/// what lies between the rows, in bytes.
-using Work = std::function<void(Byte* frame, Byte* target, int gap)>;
-
-/// The frame and the target after the work on a part of each, and what that has to be: the same as
-/// of packed rows, and nothing else touched; the address sanitizer tells what lies beyond.
-void CheckPart(const Work& work, const std::vector<Byte>& frame, size_t targetSize) {
-    std::vector<Byte> packed = frame, target(targetSize * kTargetHeight, Byte{0x5A});
-    work(packed.data(), target.data(), 0);
-    std::vector<Byte> part = Spread(frame, kWidth * 4, kWidth * 4 + kGap);
-    std::vector<Byte> targetPart =
-        Spread(std::vector<Byte>(target.size(), Byte{0x5A}), targetSize, targetSize + kGap);
-    work(part.data(), targetPart.data(), kGap);
-    EXPECT_EQ(part, Spread(packed, kWidth * 4, kWidth * 4 + kGap));
-    EXPECT_EQ(targetPart, Spread(target, targetSize, targetSize + kGap));
+/// Works on a frame and leaves something in a map of a byte a pixel; gap is what lies between the
+/// rows, in bytes. The same has to come of packed rows and of parts of something wider, of which
+/// nothing else may be touched; the address sanitizer tells what lies beyond.
+void CheckPart(const std::function<void(Byte* frame, Byte* map, int gap)>& work,
+               const std::vector<Byte>& frame) {
+    const std::vector<Byte> empty(kWidth * kHeight, 0x5A);
+    auto packed = frame, map = empty;
+    work(packed.data(), map.data(), 0);
+    auto part = Spread(frame, kPitch, kPitch + kGap),
+         mapPart = Spread(empty, kWidth, kWidth + kGap);
+    work(part.data(), mapPart.data(), kGap);
+    EXPECT_EQ(part, Spread(packed, kPitch, kPitch + kGap));
+    EXPECT_EQ(mapPart, Spread(map, kWidth, kWidth + kGap));
 }
 
 TEST(Bounds, RoutinesKeepToPartsOfWiderFrames) {
-    constexpr int kRow = kWidth * 4, kTargetRow = kTargetWidth * 4;
-    const auto resample = [](Byte* frame, Byte* target, int gap) {
-        keyer.DF_WH32bit5_1(frame, kWidth, kHeight, kRow + gap, target, kTargetWidth, kTargetHeight,
-                            kTargetRow + gap, 0, 2);
-    };
-    const auto enlarge = [](Byte* frame, Byte* target, int gap) {
-        keyer.DF_WH32bit5_1(frame, kWidth, 5, kRow + gap, target, kTargetWidth, kTargetHeight,
-                            kTargetRow + gap, 0, 1);
-    };
     const auto edges = [](Byte* frame, Byte* map, int gap) {
-        keyer.Laplacian32bit8(frame, kWidth, kTargetHeight, kRow + gap, map, kWidth, kTargetHeight,
+        keyer.Laplacian32bit8(frame, kWidth, kHeight, kPitch + gap, map, kWidth, kHeight,
                               kWidth + gap, 40);
     };
     const auto plate = [](Byte* frame, Byte*, int gap) {
+        const int pitch = kPitch + gap;
         std::vector<Byte> map(size_t(keyer.Align8(kWidth)) * kHeight);
-        keyer.ExtractBack32bit(frame, map.data(), kWidth, kHeight, kRow + gap, 60, 180, 70, 145,
-                               290);
-        keyer.ContractBack32bit(frame, kWidth, kHeight, kRow + gap, 2);
-        keyer.ExpandBack32bit8(frame, kWidth, kHeight, kRow + gap, 60, 180, 70);
-        keyer.AverageBlurCore32bit6(frame, kWidth, kHeight, kRow + gap, 3);
+        keyer.ExtractBack32bit(frame, map.data(), kWidth, kHeight, pitch, 60, 180, 70, 145, 290);
+        keyer.ContractBack32bit(frame, kWidth, kHeight, pitch, 2);
+        keyer.ExpandBack32bit8(frame, kWidth, kHeight, pitch, 60, 180, 70);
+        keyer.AverageBlurCore32bit6(frame, kWidth, kHeight, pitch, 3);
     };
     Random random(81);
-    const auto check = [&] {
+    AtEveryLevel([&] {
         const auto frame = StudioFrame<Byte>(random, kWidth, kHeight);
-        CheckPart(resample, frame, kTargetRow);
-        CheckPart(enlarge, frame, kTargetRow);
-        CheckPart(edges, frame, kWidth);
-        CheckPart(plate, frame, kTargetRow);
-    };
-    AtEveryLevel(check);
+        CheckPart(edges, frame);
+        CheckPart(plate, frame);
+    });
 }
 
 TEST(Bounds, SumsOfHugeWindowsDoNotOverflow) {

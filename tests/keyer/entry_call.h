@@ -23,7 +23,7 @@ inline Settings AnySettings(Random& random) {
     const auto any = [&](int low, int high) { return random.Biased(low, high); };
     const auto on = [&] { return any(0, 1) != 0; };
     const auto level = [&](int usual) { return random(0, 1) ? usual / 255.0 : any(0, 99) / 99.0; };
-    Settings s{.view = static_cast<View>(any(0, 2)),
+    Settings s{.view = View(any(0, 2)),
                .keyColor = {level(60), level(180), level(70)},
                .smoothBG = on(),
                .shadow = any(0, 100),

@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <thread>
 
 #include "imaging/chroma/chroma_blur.h"
 #include "keyer/mattes/given_mattes.h"
 #include "settings/frame_keyer.h"
 #include "tests/imaging/frames.h"
 #include "tests/imaging/levels.h"
+#include "tests/support/threads.h"
 
 namespace veltrane::testing {
 namespace {
@@ -29,14 +29,12 @@ Levels RandomLevels(Random& random) {
 }
 
 /// A look in which everything is done to the keyed matte that can be.
-Settings EverythingOn() {
-    Settings s;
-    s.keyColor = {60 / 255.0, 180 / 255.0, 70 / 255.0};
-    s.edgeContract = s.edgeBlur = s.deBlocking = true;
-    s.clipBlack = 20;
-    s.clipWhite = 70;
-    return s;
-}
+constexpr Settings kEverything{.keyColor = {60 / 255.0, 180 / 255.0, 70 / 255.0},
+                               .clipBlack = 20,
+                               .clipWhite = 70,
+                               .deBlocking = true,
+                               .edgeContract = true,
+                               .edgeBlur = true};
 
 template <class T>
 std::vector<T> Cut(const Settings& s, const std::vector<T>& source, const KeyInputs<T>& inputs = {},
@@ -57,17 +55,13 @@ TYPED_TEST(BothDepths, MattesGiveTheSameBitsInEveryFormAndSplit) {
         std::copy_n(&core[std::size_t(y) * kWidth], kWidth, row);
     };
     const KeyInputs<T> inputs{.garbage = {garbage.data()}, .core = {nullptr, byRow}};
-    const Threads three{3, [](int tasks, const std::function<void(int)>& task) {
-                            std::vector<std::jthread> threads;
-                            for (int i = 0; i < tasks; ++i) threads.emplace_back(task, i);
-                        }};
     for (const CoreColor color : {CoreColor::Despilled, CoreColor::Source}) {
-        Settings s = EverythingOn();
+        Settings s = kEverything;
         s.coreColor = color;
         s.edgeBlur = color == CoreColor::Source;
         const auto expected = Plainly([&] { return Cut(s, source, inputs); });
         ForEachLevel([&] { EXPECT_TRUE(Same(expected, Cut(s, source, inputs), kWidth)); });
-        EXPECT_TRUE(Same(expected, Cut(s, source, inputs, three), kWidth));
+        EXPECT_TRUE(Same(expected, Cut(s, source, inputs, Lent(3)), kWidth));
     }
 }
 
@@ -77,7 +71,7 @@ TYPED_TEST(BothDepths, MattesMixAfterEverythingElseAndGarbageWins) {
     Random random(92);
     const auto source = StudioFrame<T>(random, kWidth, kHeight);
     const Levels garbage = RandomLevels(random), core = RandomLevels(random);
-    Settings s = EverythingOn();
+    Settings s = kEverything;
     s.deBlocking = false;
     s.coreColor = CoreColor::Source;
     const auto keyed = Cut(s, source);
@@ -125,7 +119,7 @@ TYPED_TEST(BothDepths, EmptyMattesChangeNothingAndUnkeyedFramesAreCutToo) {
     const auto source = StudioFrame<T>(random, kWidth, kHeight);
     const Levels none(kPixels), all(kPixels, 65535);
     const auto empty = KeyInputs<T>{{}, {none.data()}, {none.data()}};
-    const Settings s = EverythingOn();
+    const Settings s = kEverything;
     EXPECT_TRUE(Same(Cut(s, source), Cut(s, source, empty), kWidth));
     Settings unkeyed;
     EXPECT_TRUE(Same(Cut(unkeyed, source), Cut(unkeyed, source, empty), kWidth));
@@ -142,8 +136,7 @@ TYPED_TEST(BothDepths, DespilledCoresLoseTheScreensHueAndKeepTheirLuma) {
     Random random(94);
     const auto source = StudioFrame<T>(random, kWidth, kHeight);
     const Levels all(kPixels, 65535);
-    Settings s;
-    s.keyColor = {60 / 255.0, 180 / 255.0, 70 / 255.0};
+    const Settings s{.keyColor = kEverything.keyColor};
     const auto keyed = Cut(s, source);
     const auto solid = Cut<T>(s, source, {{}, {}, {all.data()}});
     const auto luma = [](const T* p) { return 0.299 * p[2] + 0.587 * p[1] + 0.114 * p[0]; };

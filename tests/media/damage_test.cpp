@@ -37,7 +37,7 @@ protected:
 std::string DirectoryFirst(std::uint16_t side) {
     constexpr std::uint16_t kStrip = 110, kShort = 3;
     std::vector<std::uint16_t> words{0x4949, 42, 8, 0, 8};
-    const auto area = static_cast<std::uint16_t>(side * side);
+    const auto area = std::uint16_t(side * side);
     const std::pair<std::uint16_t, std::uint16_t> entries[] = {
         {256, side}, {257, side},   {258, 8},    {259, 1},
         {262, 1},    {273, kStrip}, {278, side}, {279, area}};
@@ -45,7 +45,7 @@ std::string DirectoryFirst(std::uint16_t side) {
         words.insert(words.end(), {tag, kShort, 1, 0, value, 0});
     words.resize(kStrip / 2);
     std::string bytes(reinterpret_cast<const char*>(words.data()), kStrip);
-    for (int i = 0; i < area; ++i) bytes += static_cast<char>(1 + i % 255);
+    for (int i = 0; i < area; ++i) bytes += char(1 + i % 255);
     return bytes;
 }
 
@@ -81,7 +81,7 @@ TEST_F(DamageTest, WhatIsReadIsWholeAndResumeKeepsNothingElse) {
         for (int i = 0; i < file.flips; ++i) {
             std::string flipped = whole;
             const std::size_t at = random() % whole.size();
-            flipped[at] = static_cast<char>(flipped[at] ^ 1 << random() % 8);
+            flipped[at] = char(flipped[at] ^ 1 << random() % 8);
             Put(name, flipped);
             const auto read = PixelsOf(name);
             // A TIFF's data lies before its directory, which no checksum covers.
@@ -101,7 +101,7 @@ TEST_F(DamageTest, OneLineIsAllThatIsSaid) {
     const auto summed = [](std::string chunk) {
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(chunk.data());
         const std::uint32_t sum = PngChecksum(bytes, chunk.size());
-        for (int shift = 24; shift >= 0; shift -= 8) chunk += static_cast<char>(sum >> shift);
+        for (int shift = 24; shift >= 0; shift -= 8) chunk += char(sum >> shift);
         return chunk;
     };
     std::string header = whole.substr(12, 17), huge = header;

@@ -8,13 +8,13 @@
 #include <set>
 #include <thread>
 
-#include "images_support.h"
 #include "imaging/cpu/cpu.h"
 #include "media/exr_half_rows.h"
 #include "media/exr_image.h"
 #include "media/half.h"
 #include "media/source_details.h"
 #include "media/zlib_data.h"
+#include "media_support.h"
 
 namespace veltrane::media {
 namespace {
@@ -30,7 +30,7 @@ std::vector<float> Values(std::size_t count) {
     std::vector<float> values(count);
     for (std::size_t i = 0; i < count; ++i) {
         const bool odd = random() % 8 == 0, opaque = i % 4 == 3 && random() % 2 == 0;
-        const float value = static_cast<float>(random() % 100000) / 80000.0f - 0.1f;
+        const float value = float(random() % 100000) / 80000.0f - 0.1f;
         values[i] = opaque ? 1 : odd ? kOdd[random() % std::size(kOdd)] : value;
     }
     return values;
@@ -38,17 +38,21 @@ std::vector<float> Values(std::size_t count) {
 
 struct Window {
     int x, y, width, height;
+
+    OIIO::ROI Roi() const { return {x, x + width, y, y + height}; }
 };
+
+const std::vector<std::string> kRgb{"R", "G", "B"};
 
 class ExrTest : public ImagesTest {
 protected:
     void Store(const std::string& name, ImageSpec spec, const Window& data, const Window& display,
-               const std::vector<std::string>& channels, const std::string& compression = "zip") {
-        spec.nchannels = static_cast<int>(channels.size());
+               const std::vector<std::string>& channels = kRgb,
+               const std::string& compression = "zip") {
+        spec.nchannels = int(channels.size());
         spec.channelnames = channels;
-        OIIO::set_roi(spec, {data.x, data.x + data.width, data.y, data.y + data.height});
-        OIIO::set_roi_full(
-            spec, {display.x, display.x + display.width, display.y, display.y + display.height});
+        OIIO::set_roi(spec, data.Roi());
+        OIIO::set_roi_full(spec, display.Roi());
         spec.attribute("compression", compression);
         ImagesTest::Store(name, spec, Values(spec.image_pixels() * spec.nchannels));
     }
@@ -89,7 +93,7 @@ TEST_F(ExrTest, WhatIsReadIsWhatTheImageLibraryReads) {
                                                  {{0, 0, 40, 40}, {11, 9, 13, 8}},
                                                  {{0, 0, 9, 9}, {5, 6, 30, 20}},
                                                  {{0, 0, 5, 5}, {50, 60, 3, 2}}};
-    for (const TypeDesc type : {TypeDesc::HALF, TypeDesc::FLOAT}) {
+    for (const TypeDesc type : {TypeDesc::HALF, TypeDesc::FLOAT})
         for (const auto& channels : kinds) {
             for (const auto& [data, display] : windows) {
                 const ImageSpec spec(1, 1, 1, type);
@@ -100,43 +104,36 @@ TEST_F(ExrTest, WhatIsReadIsWhatTheImageLibraryReads) {
                     ExpectAlike("a.exr", "p.exr", {});
                 }
             }
-            ReadOptions straight, plain;
-            straight.association = Association::Straight;
-            plain.transfer = Transfer::None;
-            ExpectAlike("a.exr", "p.exr", straight);
-            ExpectAlike("a.exr", "p.exr", plain);
+            ExpectAlike("a.exr", "p.exr", {{}, Association::Straight, {}});
+            ExpectAlike("a.exr", "p.exr", {Transfer::None, {}, {}});
         }
-    }
     ImageSpec downwards(1, 1, 1, TypeDesc::HALF);
     downwards.attribute("openexr:lineOrder", "decreasingY");
-    Store("a.exr", downwards, {0, 0, 9, 70}, {0, 0, 9, 70}, {"R", "G", "B"});
-    Store("p.exr", downwards, {0, 0, 9, 70}, {0, 0, 9, 70}, {"R", "G", "B"}, "piz");
+    Store("a.exr", downwards, {0, 0, 9, 70}, {0, 0, 9, 70});
+    Store("p.exr", downwards, {0, 0, 9, 70}, {0, 0, 9, 70}, kRgb, "piz");
     ExpectAlike("a.exr", "p.exr", {});
 }
 
 TEST_F(ExrTest, OtherKindsAreLeftToTheImageLibrary) {
     const Window whole{0, 0, 64, 64};
-    const auto taken = [&](const ImageSpec& spec, const std::vector<std::string>& channels,
+    const auto taken = [&](const ImageSpec& spec, const std::vector<std::string>& channels = kRgb,
                            const std::string& compression = "zip") {
         Store("a.exr", spec, whole, whole, channels, compression);
         EXPECT_NO_THROW(Open(Path("a.exr")));
         return DescribeExr(Path("a.exr"), {}).has_value();
     };
     const ImageSpec plain(64, 64, 3, TypeDesc::HALF);
-    EXPECT_TRUE(taken(plain, {"R", "G", "B"}));
-    EXPECT_FALSE(taken(plain, {"R", "G", "B", "Z"}));
-    EXPECT_FALSE(taken(plain, {"red", "green", "blue"}));
-    EXPECT_FALSE(taken(plain, {"RGB", "Y"}));
-    for (const char* lossy : {"piz", "pxr24", "b44", "b44a", "dwaa", "dwab"}) {
-        EXPECT_FALSE(taken(plain, {"R", "G", "B"}, lossy)) << lossy;
-    }
+    EXPECT_TRUE(taken(plain));
+    const std::vector<std::string> others[] = {
+        {"R", "G", "B", "Z"}, {"red", "green", "blue"}, {"RGB", "Y"}};
+    for (const auto& channels : others) EXPECT_FALSE(taken(plain, channels)) << channels[0];
+    for (const char* lossy : {"piz", "pxr24", "b44", "b44a", "dwaa", "dwab"})
+        EXPECT_FALSE(taken(plain, kRgb, lossy)) << lossy;
     ImageSpec tiled = plain, turned = plain, mixed = plain;
     tiled.tile_width = tiled.tile_height = 32;
     turned.attribute("Orientation", 6);
     mixed.channelformats = {TypeDesc::HALF, TypeDesc::FLOAT, TypeDesc::HALF};
-    EXPECT_FALSE(taken(tiled, {"R", "G", "B"}));
-    EXPECT_FALSE(taken(turned, {"R", "G", "B"}));
-    EXPECT_FALSE(taken(mixed, {"R", "G", "B"}));
+    EXPECT_FALSE(taken(tiled) || taken(turned) || taken(mixed));
     const auto parts = OIIO::ImageOutput::create("p.exr");
     const ImageSpec specs[] = {plain, plain};
     ASSERT_TRUE(parts->open(Path("p.exr"), 2, specs));
@@ -154,7 +151,7 @@ Frame Keyed(const Frame& source) {
     Frame result = source;
     for (std::size_t i = 0; i < result.pixels.size(); i += 4) {
         if (i / 4 % 3 == 1) result.pixels[i + 3] = 0;
-        if (i / 4 % 3 == 2) result.pixels[i + 3] = static_cast<std::uint16_t>(i * 977);
+        if (i / 4 % 3 == 2) result.pixels[i + 3] = std::uint16_t(i * 977);
         if (i / 4 % 5 == 0) result.pixels[i] ^= 1;
     }
     return result;
@@ -168,16 +165,16 @@ TEST_F(ExrTest, WhatIsWrittenIsWhatTheImageLibraryWrites) {
         const auto writer = Create(Path(name), options, Open(Path("in.exr"))->info());
         writer->Encode(result, source, threads);
     };
-    for (const auto& [width, height] : {std::pair{37, 35}, {1, 1}, {1, 17}, {300, 16}}) {
+    for (const auto& [width, height] : {std::pair{37, 35}, {1, 1}, {1, 17}, {300, 16}})
         for (const TypeDesc type : {TypeDesc::HALF, TypeDesc::FLOAT}) {
             const Window whole{0, 0, width, height}, display{-4, 6, width, height};
-            Store("in.exr", ImageSpec(1, 1, 1, type), whole, display, {"R", "G", "B"});
+            Store("in.exr", ImageSpec(1, 1, 1, type), whole, display);
             const Frame source = ReadFrame(Path("in.exr"), 1), result = Keyed(source);
             for (int kind = 0; kind < 24; ++kind) {
-                WriteOptions options;
-                options.opaque = kind & 1;
-                options.association = kind & 2 ? Association::Straight : Association::Premultiplied;
-                options.transfer = kind & 4 ? Transfer::Linear : Transfer::None;
+                const WriteOptions options{
+                    .transfer = kind & 4 ? Transfer::Linear : Transfer::None,
+                    .association = kind & 2 ? Association::Straight : Association::Premultiplied,
+                    .opaque = (kind & 1) != 0};
                 const Method method = std::array{Method::Zip, Method::Zips, Method::None}[kind / 8];
                 write("a.exr", result, source, options, Method::Rle, {});
                 write("b.exr", result, source, options, method, {});
@@ -193,7 +190,6 @@ TEST_F(ExrTest, WhatIsWrittenIsWhatTheImageLibraryWrites) {
                 EXPECT_EQ(theirs.format, ours.format);
             }
         }
-    }
 }
 
 /// Where what compresses lies in memory must not show in what it makes.
@@ -232,11 +228,10 @@ TEST(ZipperTest, SameBytesWhereverItLies) {
 TEST_F(ExrTest, EveryFormMakesTheSameHalves) {
     std::vector<float> values{0, 1};
     for (std::uint16_t half = 0; half < 0x3c00; ++half) {
-        const auto next = static_cast<std::uint16_t>(half + 1);
+        const auto next = std::uint16_t(half + 1);
         const float between = (FloatFromHalf(half) + FloatFromHalf(next)) / 2;
-        for (const float towards : {0.0f, between, 1.0f}) {
+        for (const float towards : {0.0f, between, 1.0f})
             values.push_back(std::nextafter(between, towards));
-        }
     }
     const std::vector<float> ones(values.size(), 1.0f);
     for (const CpuLevel level : CpuLevels()) {
@@ -248,9 +243,8 @@ TEST_F(ExrTest, EveryFormMakesTheSameHalves) {
         for (const float* factors : {ones.data(), static_cast<const float*>(nullptr)}) {
             rows->narrow(values.data(), factors, std::ssize(values), halves.data());
             std::size_t wrong = 0;
-            for (std::size_t i = 0; i < values.size(); ++i) {
+            for (std::size_t i = 0; i < values.size(); ++i)
                 wrong += halves[i] != HalfFromFloat(values[i]);
-            }
             EXPECT_EQ(wrong, 0u) << CpuLevelName(level);
         }
     }
@@ -277,7 +271,7 @@ TEST_F(ExrTest, MetadataThatStillHoldsIsCarried) {
     const std::size_t kept = 11;
     spec.attribute("Software", "other");
     spec.attribute("empty", "");
-    Store("in.exr", spec, {0, 0, 4, 4}, {0, 0, 4, 4}, {"R", "G", "B"});
+    Store("in.exr", spec, {0, 0, 4, 4}, {0, 0, 4, 4});
     const auto attributes = [&](const std::string& name) {
         std::map<std::string, std::string> all;
         const ImageSpec held = SpecOf(name);
@@ -292,14 +286,8 @@ TEST_F(ExrTest, MetadataThatStillHoldsIsCarried) {
     auto after = attributes("o.exr");
     EXPECT_EQ(after.size(), kept);
     for (const auto& [name, value] : after) EXPECT_EQ(before.at(name), value) << name;
-    ReadOptions plain;
-    plain.transfer = Transfer::None;
-    WriteOptions linear;
-    linear.transfer = Transfer::Linear;
-    Conversion how;
-    how.read = plain;
-    how.write = linear;
-    Convert("in.exr", "o.exr", how);
+    Convert("in.exr", "o.exr",
+            {.read = {Transfer::None, {}, {}}, .write = {.transfer = Transfer::Linear}});
     EXPECT_EQ(attributes("o.exr").count("chromaticities"), 0u);
     Convert("in.exr", "o.png");
     EXPECT_EQ(attributes("o.png").at("Copyright"), before.at("Copyright"));
@@ -313,14 +301,11 @@ TEST_F(ExrTest, CompressionIsAsAskedForOrRefused) {
                                                    {Method::Zips, "zips"}, {Method::Zip, "zip"},
                                                    {Method::Piz, "piz"},   {Method::Dwab, "dwab"}};
     const auto write = [&](const std::string& name, Method method, std::optional<int> level = {}) {
-        WriteOptions options;
-        options.compression = {method, level};
-        Write(name, {frame}, options);
+        Write(name, {frame}, {.compression = {method, level}});
         return SpecOf(name);
     };
-    for (const auto& [method, name] : ways) {
+    for (const auto& [method, name] : ways)
         EXPECT_EQ(write("o.exr", method).get_string_attribute("compression"), name);
-    }
     write("coarse.exr", Method::Dwaa, 900);
     write("fine.exr", Method::Dwaa, 1);
     EXPECT_LT(Bytes("coarse.exr").size(), Bytes("fine.exr").size());

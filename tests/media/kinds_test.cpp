@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "images_support.h"
+#include "media_support.h"
 
 namespace veltrane::media {
 namespace {
@@ -23,7 +23,7 @@ TEST_F(KindsTest, EveryKindOfPngIsReadAsTheImageLibraryDoes) {
 
 TEST_F(KindsTest, EveryKindOfDpxIsReadRight) {
     for (int number = 0; number < 4 * 2 * 2 * 3; ++number) {
-        const int bits = std::array{8, 10, 12, 16}[static_cast<std::size_t>(number % 4)];
+        const int bits = std::array{8, 10, 12, 16}[std::size_t(number % 4)];
         const int channels = number / 4 % 2 + 3, most = (1 << bits) - 1;
         ImageSpec spec(13, 5, channels, bits == 8 ? TypeDesc::UINT8 : TypeDesc::UINT16);
         const char* packings[] = {"Packed", "Filled, method A", "Filled, method B"};
@@ -31,9 +31,8 @@ TEST_F(KindsTest, EveryKindOfDpxIsReadRight) {
         spec.attribute("oiio:Endian", number / 8 % 2 == 0 ? "little" : "big");
         spec.attribute("dpx:Packing", packings[number / 16]);
         std::vector<float> samples;
-        for (int i = 0; i < 13 * 5 * channels; ++i) {
-            samples.push_back(static_cast<float>(i * 37 % (most + 1)) / static_cast<float>(most));
-        }
+        for (int i = 0; i < 13 * 5 * channels; ++i)
+            samples.push_back(float(i * 37 % (most + 1)) / float(most));
         Store("k.dpx", spec, samples);
         const Frame frame = ReadFrame(Path("k.dpx"), 1);
         ASSERT_EQ(frame.pixels.size(), std::size_t{4} * 13 * 5);
@@ -74,7 +73,7 @@ TEST_F(KindsTest, SamplesOfNoUseAreRefused) {
     }
     Ffmpeg("-i in.png a.jpg");
     const std::size_t header = Bytes("a.jpg").find("\xff\xc0");
-    Overwrite("a.jpg", static_cast<std::streamoff>(header + 9), "\4");
+    Overwrite("a.jpg", std::streamoff(header + 9), "\4");
     EXPECT_PRED_FORMAT2(IsSubstring, "a.jpg: holds inks (CMYK)", ReadError("a.jpg"));
 }
 
@@ -90,7 +89,7 @@ TEST_F(KindsTest, ClaimsAreRefusedBeforeMemoryIsTaken) {
     const std::size_t begin = jpeg.find("\xff\xc0");
     // A TIFF's entries hold a tag, a type, a count and a number.
     const auto entry = [&](std::uint16_t tag) {
-        const std::string bytes{static_cast<char>(tag & 255), static_cast<char>(tag >> 8)};
+        const std::string bytes{char(tag & 255), char(tag >> 8)};
         return tiff.rfind(bytes + std::string("\3\0\1\0\0\0", 6)) + 8;
     };
     const struct {
@@ -109,9 +108,9 @@ TEST_F(KindsTest, ClaimsAreRefusedBeforeMemoryIsTaken) {
     const rlimit little{pages * 4096 + (std::size_t{200} << 20), before.rlim_max};
     for (const auto& [name, bytes, smallestFirst, places] : claims) {
         std::string number;
-        for (int i = 0; i < bytes; ++i) number += static_cast<char>(15000 >> 8 * i);
+        for (int i = 0; i < bytes; ++i) number += char(15000 >> 8 * i);
         if (!smallestFirst) std::reverse(number.begin(), number.end());
-        for (std::size_t at : places) Overwrite(name, static_cast<std::streamoff>(at), number);
+        for (std::size_t at : places) Overwrite(name, std::streamoff(at), number);
         ::setrlimit(RLIMIT_AS, &little);
         const std::string error = ReadError(name);
         ::setrlimit(RLIMIT_AS, &before);

@@ -1,6 +1,7 @@
 #ifndef VELTRANE_TESTS_MEDIA_SUPPORT_H
 #define VELTRANE_TESTS_MEDIA_SUPPORT_H
 
+#include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -17,16 +18,20 @@
 
 #include "media/media.h"
 #include "tests/support/folder.h"
+#include "tests/support/threads.h"
 
 namespace veltrane::media {
 
+using OIIO::ImageSpec;
+using OIIO::TypeDesc;
 using ::testing::IsSubstring;
+using testing::Lent;
 using Numbers = std::vector<std::int64_t>;
 
 /// The frame that tests write, another one for each number: smooth but for its lowest bits, with an
 /// alpha that is half a ramp and half a hard edge between 0 and 65535.
 inline Frame MakeFrame(int width, int height, std::int64_t number = 1) {
-    std::mt19937 random(static_cast<unsigned>(number));
+    std::mt19937 random{unsigned(number)};
     Frame frame;
     frame.width = width;
     frame.height = height;
@@ -34,10 +39,9 @@ inline Frame MakeFrame(int width, int height, std::int64_t number = 1) {
     for (int i = 0; i < width * height; ++i) {
         const int x = i % width, y = i / width, across = 65500 * x / width;
         const int edge = x < width / 2 ? 0 : 65535, alpha = y < height / 2 ? across : edge;
-        for (int level : {static_cast<int>(number % 7 * 9000), 65500 * y / height, across}) {
-            frame.pixels.push_back(static_cast<std::uint16_t>(level + random() % 32));
-        }
-        frame.pixels.push_back(static_cast<std::uint16_t>(alpha));
+        for (int level : {int(number % 7 * 9000), 65500 * y / height, across})
+            frame.pixels.push_back(std::uint16_t(level + random() % 32));
+        frame.pixels.push_back(std::uint16_t(alpha));
     }
     return frame;
 }
@@ -48,16 +52,8 @@ inline Info InfoFor(const Frame& first, std::size_t count = 1) {
     info.width = first.width;
     info.height = first.height;
     info.firstFrame = first.number;
-    info.frameCount = static_cast<std::int64_t>(count);
+    info.frameCount = std::int64_t(count);
     return info;
-}
-
-/// Threads as a caller lends them.
-inline Threads Lent(int count) {
-    return {count, [](int tasks, const std::function<void(int)>& task) {
-                std::vector<std::jthread> threads;
-                for (int i = 0; i < tasks; ++i) threads.emplace_back([&, i] { task(i); });
-            }};
 }
 
 /// How a file is converted: what is done to each frame between reading and writing, and whether to
@@ -77,11 +73,11 @@ protected:
 
     std::size_t FileCount() const {
         const std::filesystem::directory_iterator files(folder_.path);
-        return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+        return std::size_t(std::distance(begin(files), end(files)));
     }
 
     void Cut(const std::string& name, double share) const {
-        const auto size = static_cast<double>(std::filesystem::file_size(Path(name)));
+        const auto size = double(std::filesystem::file_size(Path(name)));
         std::filesystem::resize_file(Path(name), static_cast<std::uintmax_t>(size * share));
     }
 
@@ -148,6 +144,43 @@ protected:
 
 private:
     TemporaryFolder folder_;
+};
+
+/// Files of the image library.
+class ImagesTest : public MediaTest {
+protected:
+    /// Writes a file by the image library alone, so that what it holds is known.
+    template <typename Sample>
+    void Store(const std::string& name, const ImageSpec& spec, const std::vector<Sample>& samples) {
+        const auto output = OIIO::ImageOutput::create(name);
+        ASSERT_TRUE(output && output->open(Path(name), spec)) << OIIO::geterror();
+        ASSERT_TRUE(output->write_image(OIIO::BaseTypeFromC<Sample>::value, samples.data()));
+        ASSERT_TRUE(output->close());
+    }
+
+    ImageSpec SpecOf(const std::string& name) { return OIIO::ImageInput::open(Path(name))->spec(); }
+
+    /// Reads one by the image library alone.
+    std::vector<float> Stored(const std::string& name) {
+        ImageSpec asStored;
+        asStored.attribute("oiio:UnassociatedAlpha", 1);
+        const auto input = OIIO::ImageInput::open(Path(name), &asStored);
+        std::vector<float> samples(input->spec().image_pixels() * input->spec().nchannels);
+        EXPECT_TRUE(input->read_image(0, 0, 0, -1, TypeDesc::FLOAT, samples.data()));
+        return samples;
+    }
+
+    /// Every sample must be what the image library finds in the file.
+    void ExpectAsStored(const std::string& name, const Pixels& pixels) {
+        const std::vector<float> stored = Stored(name);
+        const std::size_t channels = stored.size() / (pixels.size() / 4);
+        for (std::size_t i = 0; i < pixels.size(); ++i) {
+            const float* pixel = &stored[i / 4 * channels];
+            const float alpha = channels % 2 == 0 ? pixel[channels - 1] : 1;
+            const float expected = i % 4 == 3 ? alpha : pixel[channels < 3 ? 0 : 2 - i % 4];
+            ASSERT_EQ(pixels[i], std::lround(expected * 65535)) << name << i;
+        }
+    }
 };
 
 }  // namespace veltrane::media

@@ -23,12 +23,12 @@ struct Tiff {
 std::uint32_t Value(const Tiff& tiff, int x, int y, int sample) {
     const std::uint32_t most = tiff.bits == 32 ? ~0u : (1u << tiff.bits) - 1;
     if (x == 0) return y % 2 == 0 ? 0 : most;
-    return static_cast<std::uint32_t>(x * 2654435761u + y * 40503u * (sample + 1)) & most;
+    return std::uint32_t(x * 2654435761u + y * 40503u * (sample + 1)) & most;
 }
 
 float Share(const Tiff& tiff, std::uint32_t value) {
     const double most = std::ldexp(1.0, tiff.bits) - 1;
-    return static_cast<float>(value / most);
+    return float(value / most);
 }
 
 class TiffTest : public MediaTest {
@@ -42,19 +42,16 @@ protected:
             const int column = std::min(x + i / count, tiff.width - 1);
             std::uint32_t value =
                 Value(tiff, column, std::min(y, tiff.height - 1), first + i % count);
-            if (tiff.format == SAMPLEFORMAT_IEEEFP) {
+            if (tiff.format == SAMPLEFORMAT_IEEEFP)
                 value = std::bit_cast<std::uint32_t>(Share(tiff, value));
-            }
             if (tiff.bits == 16 || tiff.bits == 32) {
                 bytes.append(reinterpret_cast<const char*>(&value), tiff.bits / 8u);
                 continue;
             }
             word = word << tiff.bits | value;
-            for (held += tiff.bits; held >= 8; held -= 8) {
-                bytes.push_back(static_cast<char>(word >> (held - 8)));
-            }
+            for (held += tiff.bits; held >= 8; held -= 8) bytes.push_back(char(word >> (held - 8)));
         }
-        if (held > 0) bytes.push_back(static_cast<char>(word << (8 - held)));
+        if (held > 0) bytes.push_back(char(word << (8 - held)));
         return bytes;
     }
 
@@ -75,12 +72,11 @@ protected:
         for (const auto& [tag, value] : fields) TIFFSetField(file, tag, value);
         if (tiff.tiled) TIFFSetField(file, TIFFTAG_TILELENGTH, 16);
         if (tiff.predictor != PREDICTOR_NONE) TIFFSetField(file, TIFFTAG_PREDICTOR, tiff.predictor);
-        if (!tiff.extra.empty()) {
+        if (!tiff.extra.empty())
             TIFFSetField(file, TIFFTAG_EXTRASAMPLES, tiff.extra.size(), tiff.extra.data());
-        }
         if (tiff.photometric == PHOTOMETRIC_PALETTE) {
             Pixels map(256);
-            for (std::size_t i = 0; i < 256; ++i) map[i] = static_cast<std::uint16_t>(i * 257);
+            for (std::size_t i = 0; i < 256; ++i) map[i] = std::uint16_t(i * 257);
             TIFFSetField(file, TIFFTAG_COLORMAP, map.data(), map.data(), map.data());
         }
         const bool separate = tiff.planar == PLANARCONFIG_SEPARATE;
@@ -92,18 +88,17 @@ protected:
     /// In tiles, or row by row.
     static void StorePlane(TIFF* file, const Tiff& tiff, int plane, int count) {
         const int width = tiff.tiled ? 16 : tiff.width, height = tiff.tiled ? 16 : 1;
-        for (int y = 0; y < tiff.height; y += height) {
+        for (int y = 0; y < tiff.height; y += height)
             for (int x = 0; x < tiff.width; x += width) {
                 std::string block;
                 for (int i = 0; i < height; ++i)
                     block += Packed(tiff, x, y + i, width, plane, count);
-                const auto left = static_cast<unsigned>(x), top = static_cast<unsigned>(y);
-                const auto sample = static_cast<std::uint16_t>(plane);
+                const auto left = unsigned(x), top = unsigned(y);
+                const auto sample = std::uint16_t(plane);
                 ASSERT_GT(tiff.tiled ? TIFFWriteTile(file, block.data(), left, top, 0, sample)
                                      : TIFFWriteScanline(file, block.data(), top, sample),
                           0);
             }
-        }
     }
 
     /// Every pixel must be what was stored; alpha is the sample of that name, or -1.
@@ -112,7 +107,7 @@ protected:
         ASSERT_EQ(frame.width, tiff.width);
         ASSERT_EQ(frame.height, tiff.height);
         const bool grey = tiff.photometric != PHOTOMETRIC_RGB;
-        for (int y = 0; y < tiff.height; ++y) {
+        for (int y = 0; y < tiff.height; ++y)
             for (int x = 0; x < tiff.width; ++x) {
                 const std::uint16_t* pixel = &frame.pixels[4u * (y * tiff.width + x)];
                 for (int c = 0; c < 4; ++c) {
@@ -122,7 +117,6 @@ protected:
                     ASSERT_NEAR(pixel[c], share * 65535, 1) << x << " " << y << " " << c;
                 }
             }
-        }
     }
 };
 
@@ -178,9 +172,9 @@ TEST_F(TiffTest, SamplesAreTakenForWhatTheyAreOrRefused) {
         Store("a.tif", test.tiff);
         ExpectRead("a.tif", test.tiff, test.alpha);
     }
-    for (int photometric : {PHOTOMETRIC_MINISWHITE, PHOTOMETRIC_MINISBLACK, PHOTOMETRIC_PALETTE}) {
-        for (int bits : {1, 2, 4, 8, 12, 16, 32}) {
-            for (int compression : kCompressions) {
+    for (int photometric : {PHOTOMETRIC_MINISWHITE, PHOTOMETRIC_MINISBLACK, PHOTOMETRIC_PALETTE})
+        for (int bits : {1, 2, 4, 8, 12, 16, 32})
+            for (int compression : kCompressions)
                 for (bool tiled : {false, true}) {
                     const Tiff tiff{.bits = bits,
                                     .samples = 1,
@@ -192,9 +186,6 @@ TEST_F(TiffTest, SamplesAreTakenForWhatTheyAreOrRefused) {
                     Store("a.tif", tiff);
                     ExpectRead("a.tif", tiff, -1);
                 }
-            }
-        }
-    }
     const std::pair<Tiff, const char*> refused[] = {
         {{.bits = 8, .samples = 4, .photometric = PHOTOMETRIC_SEPARATED}, "inks (CMYK)"},
         {{.bits = 8, .samples = 5, .photometric = PHOTOMETRIC_SEPARATED, .extra = {2}}, "inks"},

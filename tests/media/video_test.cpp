@@ -12,8 +12,8 @@ protected:
                    const std::string& options) {
         std::ofstream file(Path("raw"), std::ios::binary);
         for (std::uint16_t code : codes) {
-            file.put(static_cast<char>(code & 255));
-            if (format.ends_with("le")) file.put(static_cast<char>(code >> 8));
+            file.put(char(code & 255));
+            if (format.ends_with("le")) file.put(char(code >> 8));
         }
         file.close();
         Ffmpeg("-f rawvideo -pix_fmt " + format + " -s " + std::to_string(width) + "x" +
@@ -65,10 +65,10 @@ TEST_F(VideoTest, MatricesRangesAndGuessesAreExact) {
                  {"", kBt709, 16, 720}};
     for (const auto& test : cases) {
         const int bits = test.matrix.bits;
-        const std::size_t count = static_cast<std::size_t>(test.width * test.height);
+        const std::size_t count = std::size_t(test.width * test.height);
         std::mt19937 random(7);
         Pixels codes(3 * count);
-        for (auto& code : codes) code = static_cast<std::uint16_t>(random() >> (32 - bits));
+        for (auto& code : codes) code = std::uint16_t(random() >> (32 - bits));
         const std::string format = bits == 8 ? "yuv444p" : "yuv444p" + std::to_string(bits) + "le";
         const Frame frame = ReadClip(format, test.width, test.height, codes, test.options);
         EXPECT_EQ(Open(Path("raw.mkv"))->info().bits, bits);
@@ -81,7 +81,7 @@ TEST_F(VideoTest, MatricesRangesAndGuessesAreExact) {
 
 TEST_F(VideoTest, LinearVideoIsKeyedThroughTheCurveAndWrittenBack) {
     Pixels codes(3 * 16 * 16);
-    for (std::size_t i = 0; i < codes.size(); ++i) codes[i] = static_cast<std::uint16_t>(i * 85);
+    for (std::size_t i = 0; i < codes.size(); ++i) codes[i] = std::uint16_t(i * 85);
     const Frame frame = ReadClip("gbrp16le", 16, 16, codes, "-color_trc linear");
     for (std::size_t i = 0; i < 256; ++i) {  // the planes stand in the order green, blue, red
         const double green = codes[i] / 65535.0;
@@ -103,15 +103,13 @@ TEST_F(VideoTest, ChromaIsInterpolatedAtItsTruePlace) {
     Pixels codes(kSide * kSide, 128);
     for (int i = 0; i < kSide * kSide / 2; ++i) {
         const int x = i % (kSide / 2), y = i / (kSide / 2);
-        codes.push_back(static_cast<std::uint16_t>(y < kSide / 2 ? 96 + 2 * x : 32 + 2 * y));
+        codes.push_back(std::uint16_t(y < kSide / 2 ? 96 + 2 * x : 32 + 2 * y));
     }
     const Frame frame =
         ReadClip("yuv420p", kSide, kSide, codes, "-colorspace bt709 -color_range tv");
-    for (int y = 6; y < kSide - 6; ++y) {
-        for (int x = 6; x < kSide - 6; ++x) {
+    for (int y = 6; y < kSide - 6; ++y)
+        for (int x = 6; x < kSide - 6; ++x)
             kBt709.ExpectNear(&frame.pixels[(y * kSide + x) * 4], 128, 96 + x, 96 + y - 0.5, 1.0);
-        }
-    }
 }
 
 TEST_F(VideoTest, RangesHoldAndDamageIsReported) {
@@ -137,7 +135,7 @@ TEST_F(VideoTest, RangesHoldAndDamageIsReported) {
             " | sed -n 16p) " + name);
         EXPECT_PRED_FORMAT2(IsSubstring, ": truncated after frame 1", ReadError(name));
     }
-    const auto size = static_cast<std::streamoff>(std::filesystem::file_size(Path("c.mkv")));
+    const auto size = std::streamoff(std::filesystem::file_size(Path("c.mkv")));
     Overwrite("c.mkv", size / 2, "\x55\xaa\x55");
     EXPECT_PRED_FORMAT2(IsSubstring, "c.mkv: is damaged near frame ", ReadError("c.mkv"));
 
@@ -160,9 +158,8 @@ TEST_F(VideoTest, TagsTimesAndTimecodeAreCarried) {
         for (const char* to : {"o.mov", "o.mkv"}) {
             Convert(from, to, part);
             const std::string tags = Probe(to, "stream=color_transfer,color_primaries:format_tags");
-            for (const char* tag : {"transfer=arib-std-b67", "primaries=bt2020", "=Shot"}) {
+            for (const char* tag : {"transfer=arib-std-b67", "primaries=bt2020", "=Shot"})
                 EXPECT_PRED_FORMAT2(IsSubstring, tag, tags) << from;
-            }
             EXPECT_EQ(Open(Path(to))->info().timecode, "01:00:01:01") << from << to;
         }
         EXPECT_PRED_FORMAT2(IsSubstring, "bt2020nc", Probe("o.mov", "stream=color_space"));
@@ -197,8 +194,8 @@ TEST_F(VideoTest, AudioFollowsThePictures) {
         std::size_t loud = 0;
         while (loud < count && std::abs(sound[loud]) < 3000) ++loud;
         // Frame 19 begins at 0.75 s, so the tone begins at 0.25 s; 18 frames last 0.75 s.
-        EXPECT_NEAR(static_cast<double>(loud) / 48000, 0.25, 0.015) << from << to;
-        EXPECT_NEAR(static_cast<double>(count) / 48000, 0.75, 0.05) << from << to;
+        EXPECT_NEAR(double(loud) / 48000, 0.25, 0.015) << from << to;
+        EXPECT_NEAR(double(count) / 48000, 0.75, 0.05) << from << to;
     }
 }
 
@@ -211,9 +208,8 @@ TEST_F(VideoTest, OnlyFootageIsOpened) {
         std::ofstream text(Path(std::string("text.") + ending));
         for (int i = 1; i < 5000; ++i) text << i << "\n00:00:01,000 --> 00:00:02,000\nWords\n\n";
     }
-    for (const char* other : {"list.mkv", "text.txt", "text.nfo", "text.srt"}) {
+    for (const char* other : {"list.mkv", "text.txt", "text.nfo", "text.srt"})
         EXPECT_PRED_FORMAT2(IsSubstring, other + std::string(": "), ReadError(other));
-    }
     // An image without a signature, and a name that looks like a sequence's.
     Ffmpeg("-i clip.mkv -frames:v 1 -update 1 still.tga");
     std::filesystem::rename(Path("still.tga"), Path("still%d.tga"));

@@ -105,13 +105,12 @@ TEST_F(Filter, GreysOutWhatASwitchGoverns) {
     using Ids = std::vector<int>;
     const std::map<int, Ids> left{{9, {13, 14, 17, 18}}, {12, {10, 17, 18}}, {16, {10, 13, 14}}};
     const Ids all{10, 13, 14, 17, 18};
-    for (const auto& [id, remaining] : left) {
+    for (const auto& [id, remaining] : left)
         for (const bool on : {true, true, false}) {
             Set(id, on);
             EXPECT_TRUE([filter parameterChanged:UInt32(id)]);
             EXPECT_EQ(disabled(), on ? remaining : all);
         }
-    }
     host->currentTime = 3.5;
     Set(12, 1);
     const auto changed = [&](UInt32 id) {

@@ -21,8 +21,7 @@ media::Frame Rendered(const Settings& settings, const media::Frame& source) {
         throw std::runtime_error(VELTRANE_BUNDLE " holds no filter that can be used");
     host->Use(settings);
     const std::ptrdiff_t pixels = std::ssize(source.pixels) / kElements;
-    HostPicture input{static_cast<std::size_t>(source.width),
-                      static_cast<std::size_t>(source.height),
+    HostPicture input{std::size_t(source.width), std::size_t(source.height),
                       std::vector<float>(source.pixels.size())};
     PixelWriter<float>({PixelOrder::kArgb})(source.pixels.data(), input.pixels.data(), pixels);
     HostPicture output = input;

@@ -62,15 +62,14 @@ Arguments ArgumentsOf(NSInvocation* call) {
 void Store(const FxHost::State& parameter, const Arguments& arguments) {
     for (std::size_t i = 0; i < arguments.results.size(); ++i) {
         const auto [type, place] = arguments.results[i];
-        if (type == 'd') {
+        if (type == 'd')
             *static_cast<double*>(place) = parameter.value[i];
-        } else if (type == 'i') {
+        else if (type == 'i')
             *static_cast<int*>(place) = static_cast<int>(parameter.value[i]);
-        } else if (type == *@encode(BOOL)) {
+        else if (type == *@encode(BOOL))
             *static_cast<BOOL*>(place) = parameter.value[i] != 0;
-        } else {
+        else
             *static_cast<FxParameterFlags*>(place) = parameter.flags;
-        }
     }
 }
 
@@ -215,11 +214,10 @@ bool FxHost::AddParameters() {
 void FxHost::Use(const Settings& settings) {
     for (const Parameter* row : Panel(Host::FxPlug)) {
         std::vector<double>& value = parameters[row->id].value;
-        if (row->kind == ParameterKind::Color) {
+        if (row->kind == ParameterKind::Color)
             value = {settings.keyColor.red, settings.keyColor.green, settings.keyColor.blue};
-        } else if (row->kind != ParameterKind::Group) {
+        else if (row->kind != ParameterKind::Group)
             value = {static_cast<double>(ValueOf(settings, *row))};
-        }
     }
 }
 

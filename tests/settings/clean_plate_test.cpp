@@ -24,30 +24,22 @@ TYPED_TEST(BothDepths, TheModelledPlateGivenBackMakesTheSameKey) {
     using T = TypeParam;
     Random random(71);
     const auto source = testing::CalmFrame<T>(random, kWidth, kHeight);
-    Settings s;
-    s.keyColor = kGreen;
+    const auto key = [&](const Settings& s, const T* plate) {
+        std::vector<T> keyed(source.size());
+        Key<T>(s, kWidth, kHeight, {source.data()}, {keyed.data()}, {}, {.cleanPlate = {plate}});
+        return keyed;
+    };
+    Settings s{.keyColor = kGreen};
     for (const bool everything : {false, true}) {
         s.edgeContract = s.edgeBlur = everything;
-        std::vector<T> plate(source.size()), shown(source.size()), modelled(source.size()),
-            given(source.size());
         Settings view = s;
         view.view = View::CleanPlate;
-        Key<T>(view, kWidth, kHeight, {source.data()}, {plate.data()});
-        Key<T>(view, kWidth, kHeight, {source.data()}, {shown.data()}, {},
-               {.cleanPlate = {plate.data()}});
-        EXPECT_TRUE(Same(plate, shown, kWidth));
-        Key<T>(s, kWidth, kHeight, {source.data()}, {modelled.data()});
-        Key<T>(s, kWidth, kHeight, {source.data()}, {given.data()}, {},
-               {.cleanPlate = {plate.data()}});
-        EXPECT_TRUE(Same(modelled, given, kWidth));
+        const auto plate = key(view, nullptr);
+        EXPECT_TRUE(Same(plate, key(view, plate.data()), kWidth));
+        EXPECT_TRUE(Same(key(s, nullptr), key(s, plate.data()), kWidth));
     }
-    Settings off = s;
-    off.smoothBG = false;
-    std::vector<T> withPlate(source.size()), without(source.size()), black(source.size());
-    Key<T>(off, kWidth, kHeight, {source.data()}, {without.data()});
-    Key<T>(off, kWidth, kHeight, {source.data()}, {withPlate.data()}, {},
-           {.cleanPlate = {black.data()}});
-    EXPECT_TRUE(Same(without, withPlate, kWidth));
+    s.smoothBG = false;
+    EXPECT_TRUE(Same(key(s, nullptr), key(s, std::vector<T>(source.size()).data()), kWidth));
 }
 
 /// A screen of this colour that falls off to the right, with grain of its own.
@@ -57,8 +49,7 @@ Words EmptySet(const Color& color, int seed) {
     for (int i = 0; i < kWidth * kHeight; ++i) {
         const double light = 1.2 - 0.5 * (i % kWidth) / kWidth + 0.1 * (i / kWidth) / kHeight;
         for (const double channel : {color.blue, color.green, color.red})
-            frame.push_back(static_cast<std::uint16_t>(65535 * channel * light * 0.8 +
-                                                       random(-600, 600) + 600));
+            frame.push_back(std::uint16_t(65535 * channel * light * 0.8 + random(-600, 600) + 600));
         frame.push_back(65535);
     }
     return frame;

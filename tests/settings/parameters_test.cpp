@@ -40,7 +40,7 @@ TEST(Parameters, KeepWhatSavedProjectsHold) {
 using Table = std::vector<Parameter>;
 
 Parameter& At(Table& rows, ParameterId id) {
-    return *std::ranges::find(rows, static_cast<int>(id), &Parameter::id);
+    return *std::ranges::find(rows, int(id), &Parameter::id);
 }
 
 void MoveEntries(Parameter& row) {

@@ -30,7 +30,7 @@ TEST(Settings, AcceptBothEndsOfEveryRangeAndValuesOfTheirKind) {
 
 TEST(Settings, ProblemsNameEveryBadValue) {
     Settings settings;
-    settings.view = static_cast<View>(-1);
+    settings.view = View(-1);
     settings.shadow = 140;
     settings.skinHue = -51;
     settings.keyColor = {1.5, std::nan(""), -1};
@@ -78,7 +78,7 @@ TEST(Key, PassesOnWhatRowFunctionsThrow) {
             const auto key = [&](int lastRead, int lastWritten) {
                 const auto read = [&](int y, std::uint16_t* row) {
                     if (y == lastRead) throw HostFailure{y};
-                    std::fill_n(row, 4 * kSide, static_cast<std::uint16_t>(257 * y));
+                    std::fill_n(row, 4 * kSide, std::uint16_t(257 * y));
                 };
                 const auto write = [&](int y, const std::uint16_t*) {
                     if (y == lastWritten) throw HostFailure{y};
@@ -108,7 +108,7 @@ TEST(Key, HandsEveryValueToItsArgument) {
     for (int round = 0; round < 12; ++round) {
         SCOPED_TRACE(round);
         const int view = round / 4, on = round % 4;
-        s.view = static_cast<View>(view);
+        s.view = View(view);
         const int number = view < 2 ? view : 3 * round - 25, yes = round - 20;
         const int values[] = {61, 3, 88, 2, 4, 37, 5, 29, 17, -23, 31, 43, 53, 77};
         int integers = 0, switches = 0;

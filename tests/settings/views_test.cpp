@@ -14,14 +14,14 @@ namespace {
 
 constexpr int kWidth = 163, kHeight = 91;
 
+TYPED_TEST_SUITE(BothDepths, Depths);
+
 /// With opaque, half transparent and clear pixels.
 template <class T>
 std::vector<T> Shown() {
-    const auto wide = MakeShot(Shot::kStudio, kWidth, kHeight, 5);
-    std::vector<T> frame(wide.size());
-    std::transform(wide.begin(), wide.end(), frame.begin(), [](std::uint16_t sample) {
-        return static_cast<T>(sample / (65535 / kFull<T>));
-    });
+    std::vector<T> frame;
+    for (const int sample : MakeShot(Shot::kStudio, kWidth, kHeight, 5))
+        frame.push_back(T(sample / (65535 / kFull<T>)));
     return frame;
 }
 
@@ -34,56 +34,44 @@ std::vector<T> Seen(Settings settings, View view, const std::vector<T>& source) 
     return output;
 }
 
-Settings Look() {
-    Settings settings;
-    settings.keyColor = {60 / 255.0, 180 / 255.0, 70 / 255.0};
-    settings.clipBlack = 5;
-    settings.edgeBlur = true;
-    return settings;
-}
+constexpr Settings kLook{
+    .keyColor = {60 / 255.0, 180 / 255.0, 70 / 255.0}, .clipBlack = 5, .edgeBlur = true};
 
 template <class T>
 void ExpectViewsOfTheResult() {
     const auto source = Shown<T>();
-    const auto result = Seen(Look(), View::Result, source);
-    const auto matte = Seen(Look(), View::Matte, source);
-    const auto status = Seen(Look(), View::Status, source);
-    const auto foreground = Seen(Look(), View::Foreground, source);
-    const auto spill = Seen(Look(), View::Spill, source);
+    const auto see = [&](View view) { return Seen(kLook, view, source); };
+    const auto result = see(View::Result), matte = see(View::Matte), status = see(View::Status),
+               foreground = see(View::Foreground), spill = see(View::Spill);
     bool soft = false, spilled = false;
     for (std::size_t i = 0; i < source.size(); ++i) {
-        const std::size_t alpha = i | 3;
-        const int m = result[alpha];
-        if (i == alpha) {
+        const int m = result[i | 3];
+        if (i % 4 == 3) {
             for (const auto* view : {&matte, &status, &foreground, &spill})
                 ASSERT_EQ((*view)[i], kFull<T>);
             continue;
         }
         const double taken = std::max(source[i] - result[i], 0) * double(m) / kFull<T>;
+        const bool between = m != 0 && m != kFull<T>;
         ASSERT_EQ(matte[i], m);
         ASSERT_EQ(foreground[i], result[i]);
         ASSERT_EQ(spill[i], std::floor(taken + 0.5));
-        if (m == 0 || m == kFull<T>) {
-            ASSERT_EQ(status[i], m);
-        }
-        soft |= m != 0 && m != kFull<T>;
+        ASSERT_TRUE(between || status[i] == m);
+        soft |= between;
         spilled |= spill[i] > kFull<T> / 100;
     }
     EXPECT_TRUE(soft && spilled);
 }
 
-TEST(Views, ShowWhatTheResultHolds) {
-    AtEveryLevel([] {
-        ExpectViewsOfTheResult<std::uint16_t>();
-        ExpectViewsOfTheResult<std::uint8_t>();
-    });
+TYPED_TEST(BothDepths, ViewsShowWhatTheResultHolds) {
+    AtEveryLevel(ExpectViewsOfTheResult<TypeParam>);
 }
 
-template <class T>
-void ExpectStatusTellsHeights() {
+TYPED_TEST(BothDepths, StatusTellsHeightsOfTheMatteByColor) {
+    using T = TypeParam;
     // Without a key the source's alpha is the matte.
     std::vector<T> ramp(std::size_t{4} * (kFull<T> + 1));
-    for (int m = 0; m <= kFull<T>; ++m) ramp[m * 4 + 3] = static_cast<T>(m);
+    for (int m = 0; m <= kFull<T>; ++m) ramp[m * 4 + 3] = T(m);
     const auto show = [&] {
         std::vector<T> seen(ramp.size());
         Settings settings;
@@ -107,15 +95,9 @@ void ExpectStatusTellsHeights() {
     }
 }
 
-TEST(Views, TellHeightsOfTheMatteByColor) {
-    ExpectStatusTellsHeights<std::uint16_t>();
-    ExpectStatusTellsHeights<std::uint8_t>();
-}
-
-template <class T>
-void ExpectScreenKeyedAgainst() {
-    Settings settings;
-    settings.keyColor = Look().keyColor;
+TYPED_TEST(BothDepths, TheScreenIsShownThatFramesAreKeyedAgainst) {
+    using T = TypeParam;
+    Settings settings{.keyColor = kLook.keyColor};
     auto source = Shown<T>();
     for (std::size_t i = 3; i < source.size(); i += 4) source[i] = kFull<T>;
     const auto result = Seen(settings, View::Result, source);
@@ -130,11 +112,6 @@ void ExpectScreenKeyedAgainst() {
     const auto key = Seen(settings, View::CleanPlate, source);
     const T color[] = {70 * kUnit<T>, 180 * kUnit<T>, 60 * kUnit<T>, kFull<T>};
     for (std::size_t i = 0; i < key.size(); ++i) ASSERT_EQ(key[i], color[i % 4]);
-}
-
-TEST(Views, ShowTheScreenThatFramesAreKeyedAgainst) {
-    ExpectScreenKeyedAgainst<std::uint16_t>();
-    ExpectScreenKeyedAgainst<std::uint8_t>();
 }
 
 }  // namespace

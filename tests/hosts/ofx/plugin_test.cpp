@@ -77,6 +77,17 @@ Picture<Component> Keyed(const Settings& settings, const Picture<Component>& pic
     return result;
 }
 
+/// The colour of the screen that the library finds.
+template <class Component>
+Color FoundIn(const Picture<Component>& picture, AlphaState alpha, Light light) {
+    std::vector<SampleFor<Component>> narrow(picture.size());
+    PixelReader<Component>({PixelOrder::kRgba, alpha, {}, light})(picture.data(), narrow.data(),
+                                                                  kWidth * kHeight);
+    std::vector<std::uint16_t> frame(narrow.begin(), narrow.end());
+    for (std::uint16_t& sample : frame) sample *= sizeof(Component) == 1 ? 257 : 1;
+    return FindScreenColor(kWidth, kHeight, frame.data()).value().color;
+}
+
 /// Whether the image shows the picture in the window, and transparent black beyond the picture.
 template <class Component>
 [[nodiscard]] bool Shows(TestImage& image, const Picture<Component>& picture,
@@ -132,12 +143,10 @@ std::map<int, std::string> NamesIn(const TestHost& host) {
 void Enter(TestHost& host, const Settings& look) {
     for (const auto& [id, name] : NamesIn(host)) {
         const Parameter& row = ParameterOf(ParameterId(id));
-        auto& keys = host.params.at(name).keys;
-        if (!IsSetting(row)) continue;
         if (row.kind == ParameterKind::Color)
-            keys = {{0, {look.keyColor.red, look.keyColor.green, look.keyColor.blue}}};
-        else
-            keys = {{0, {double(ValueOf(look, row))}}};
+            host.Set(name, {look.keyColor.red, look.keyColor.green, look.keyColor.blue});
+        else if (IsSetting(row))
+            host.Set(name, {double(ValueOf(look, row))});
     }
 }
 
@@ -160,8 +169,8 @@ TEST_F(OfxPlugin, DescribesItself) {
               (Texts{"OfxBitDepthByte", "OfxBitDepthShort", "OfxBitDepthFloat"}));
     EXPECT_EQ(Get(host.bag, "OfxImageEffectPluginRenderThreadSafety"),
               "OfxImageEffectRenderFullySafe");
-    EXPECT_EQ(Get<int>(host.bag, "OfxImageEffectPropSupportsTiles"), 0);
-    EXPECT_EQ(Get<int>(host.bag, "OfxImageEffectPluginPropHostFrameThreading"), 0);
+    for (const char* none : {"PropSupportsTiles", "PluginPropHostFrameThreading"})
+        EXPECT_EQ(Get<int>(host.bag, std::string("OfxImageEffect") + none), 0) << none;
     ASSERT_EQ(host.clips.size(), 2);
     for (const char* clip : {"Source", "Output"})
         EXPECT_EQ(Get(host.clips.at(clip).bag, "OfxImageEffectPropSupportedComponents"),
@@ -219,7 +228,7 @@ TEST_F(OfxPlugin, SlidersFollowTheirSwitches) {
     host.Change("edgeContract", "OfxChangeUserEdited", 7);
     EXPECT_EQ(enabled().size(), 2);
     host.refusesValues = false;
-    host.params.at("edgeBlur").keys = {{0, {1}}};
+    host.Set("edgeBlur", {1});
     host.Send("OfxActionCreateInstance");
     EXPECT_EQ(enabled(), (Texts{"maskBlurRadius", "maskBlurValue"}));
 }
@@ -231,23 +240,22 @@ TEST_F(OfxPlugin, FollowsTheScreen) {
         EXPECT_EQ(Get(host.params.at("blueHue").bag, "OfxPropLabel"), hue);
         EXPECT_EQ(Get(host.params.at("despillBlue").bag, "OfxPropLabel"), despill);
     };
-    host.params.at("screen").keys = {{0, {0}}};
-    auto& key = host.params.at("keyColor").keys;
-    key = {{0, {0.1, 0.3, 0.7}}};
+    host.Set("screen", {0});
+    host.Set("keyColor", {0.1, 0.3, 0.7});
     host.Change("keyColor", "OfxChangeTime");
     expect(0, "Border to blue", "Spill on blue");
     host.Change("keyColor");
     expect(1, "Border to green", "Spill on green");
-    key = {{0, {0.5, 0.5, 0.5}}};
+    host.Set("keyColor", {0.5, 0.5, 0.5});
     host.Change("keyColor");
     expect(1, "Border to green", "Spill on green");
-    host.params.at("screen").keys = {{0, {0}}};
+    host.Set("screen", {0});
     host.Change("screen");
     expect(0, "Border to blue", "Spill on blue");
-    host.params.at("screen").keys = {{0, {1}}};
+    host.Set("screen", {1});
     host.Send("OfxActionCreateInstance");
     expect(1, "Border to green", "Spill on green");
-    key = {{0, {0.1, 0.7, 0.3}}};
+    host.Set("keyColor", {0.1, 0.7, 0.3});
     host.Change("keyColor");
     expect(0, "Border to blue", "Spill on blue");
 }
@@ -343,51 +351,37 @@ TYPED_TEST(OfxRender, KeysWithMattesAndAPlateWhereTheyAreConnected) {
     EXPECT_NE(host.log.back().find("must cover"), std::string::npos);
 }
 
-TYPED_TEST(OfxRender, PicksTheScreensColor) {
-    TestHost host;
-    const auto picture = MakePicture<TypeParam>(3);
-    const Images<TypeParam> images(host, picture,
-                                   {kPlace, kDepth<TypeParam>, "OfxImageAlphaPremultiplied"});
-    ASSERT_EQ(host.Change("pickScreenColor"), kOk);
-    host.log.clear();
-    ASSERT_EQ(host.Change("pickScreenColor"), kOk);
-    std::vector<SampleFor<TypeParam>> narrow(picture.size());
-    PixelReader<TypeParam>({PixelOrder::kRgba, AlphaState::kPremultiplied})(
-        picture.data(), narrow.data(), kWidth * kHeight);
-    std::vector<std::uint16_t> frame(narrow.begin(), narrow.end());
-    if (sizeof(TypeParam) == 1)
-        for (std::uint16_t& sample : frame) sample *= 257;
-    const Color found = FindScreenColor(kWidth, kHeight, frame.data()).value().color;
-    EXPECT_EQ(host.params.at("keyColor").keys.at(0),
-              (std::vector{found.red, found.green, found.blue}));
-    EXPECT_EQ(host.log, (Texts{"begin Pick screen colour", "keyColor", "screen", "end"}));
-}
-
-TEST_F(OfxPlugin, PicksBlueScreens) {
-    TestHost host;
-    auto picture = MakePicture<float>(3);
-    for (std::size_t i = 0; i < picture.size(); i += 4) std::swap(picture[i + 1], picture[i + 2]);
-    const Images<float> images(host, picture, {kPlace, kDepth<float>});
-    ASSERT_EQ(host.Change("pickScreenColor"), kOk);
-    EXPECT_EQ(host.params.at("screen").keys.at(0), std::vector{1.0});
-    EXPECT_GT(host.params.at("keyColor").keys.at(0)[2], 0.6);
-    EXPECT_EQ(Get(host.params.at("blueHue").bag, "OfxPropLabel"), "Border to green");
+TYPED_TEST(OfxRender, PicksTheScreen) {
+    for (const Screen screen : {Screen::Green, Screen::Blue}) {
+        TestHost host;
+        auto picture = MakePicture<TypeParam>(3);
+        for (std::size_t i = 0; i < picture.size() && screen == Screen::Blue; i += 4)
+            std::swap(picture[i + 1], picture[i + 2]);
+        const Images<TypeParam> images(host, picture,
+                                       {kPlace, kDepth<TypeParam>, "OfxImageAlphaPremultiplied"});
+        ASSERT_EQ(host.Change("pickScreenColor"), kOk);
+        host.log.clear();
+        ASSERT_EQ(host.Change("pickScreenColor"), kOk);
+        EXPECT_EQ(host.log, (Texts{"begin Pick screen colour", "keyColor", "screen", "end"}));
+        const Color found = FoundIn(picture, AlphaState::kPremultiplied, Light::kDisplay);
+        EXPECT_EQ(host.params.at("keyColor").keys.at(0),
+                  (std::vector{found.red, found.green, found.blue}));
+        EXPECT_EQ(host.params.at("screen").keys.at(0), std::vector{double(screen)});
+        EXPECT_EQ(Get(host.params.at("blueHue").bag, "OfxPropLabel"),
+                  screen == Screen::Blue ? "Border to green" : "Border to blue");
+    }
 }
 
 TEST_F(OfxPlugin, KeysLinearLightThroughTheCurveAndKeepsHighlights) {
     TestHost host;
-    host.params.at("colour").keys = {{0, {1}}};
+    host.Set("colour", {1});
     auto picture = MakePicture<float>(5);
     for (std::size_t i = 0; i < picture.size(); ++i)
         if (i / 4 % kWidth > 30 && i % 4 != 3) picture[i] = 3 * picture[i] - 0.5f;
     const TestImage::Plan opaque{kPlace, kDepth<float>, "OfxImageOpaque"};
     Images<float> images(host, picture, opaque);
     ASSERT_EQ(host.Change("pickScreenColor"), kOk);
-    std::vector<std::uint16_t> frame(picture.size());
-    PixelReader<float>({PixelOrder::kRgba, AlphaState::kOpaque, {}, Light::kLinear})(
-        picture.data(), frame.data(), kWidth * kHeight);
-    Settings settings;
-    settings.keyColor = FindScreenColor(kWidth, kHeight, frame.data()).value().color;
+    const Settings settings{.keyColor = FoundIn(picture, AlphaState::kOpaque, Light::kLinear)};
     // The swatch is in the host's colour; of 0.7 of light the curve makes 0.854.
     EXPECT_NEAR(host.params.at("keyColor").keys.at(0)[1], 0.71, 0.02);
     EXPECT_NEAR(settings.keyColor.green, 0.86, 0.02);
@@ -397,7 +391,7 @@ TEST_F(OfxPlugin, KeysLinearLightThroughTheCurveAndKeepsHighlights) {
     EXPECT_GT(*std::ranges::max_element(expected), 2);
     EXPECT_TRUE(Shows(images.output, expected));
     // What shows no source has no highlights.
-    host.params.at("view").keys = {{0, {double(View::Spill)}}};
+    host.Set("view", {double(View::Spill)});
     ASSERT_EQ(host.Render(0, kPlace), kOk);
     for (int x = 0; x < kWidth; ++x)
         EXPECT_LE(*reinterpret_cast<const float*>(images.output.At(x, 3)), 1);
@@ -417,9 +411,7 @@ TEST_F(OfxPlugin, SaysWhenThereIsNoScreenToPick) {
 TEST_F(OfxPlugin, ScalesRadiiInProxies) {
     TestHost host;
     Settings look = UnusualLook();
-    look.deBlockValue = 3;
-    look.contractMask = 4;
-    look.maskBlurRadius = 5;
+    look.deBlockValue = 3, look.contractMask = 4, look.maskBlurRadius = 5;
     Enter(host, look);
     const auto picture = MakePicture<float>(2);
     // Of 3, 4 and 5 pixels: halves round up, nothing falls below 1 or leaves its range; 0 is none.
@@ -429,9 +421,7 @@ TEST_F(OfxPlugin, ScalesRadiiInProxies) {
         plan.scale = scale;
         Images<float> images(host, picture, plan, plan);
         ASSERT_EQ(host.Render(0, kPlace), kOk);
-        look.deBlockValue = deblock;
-        look.contractMask = contract;
-        look.maskBlurRadius = blur;
+        look.deBlockValue = deblock, look.contractMask = contract, look.maskBlurRadius = blur;
         EXPECT_TRUE(Shows(images.output, Keyed(look, picture))) << scale;
     }
 }
@@ -440,9 +430,9 @@ TEST_F(OfxPlugin, FallsBackOnDefaultsAndRanges) {
     TestHost host;
     const auto picture = MakePicture<std::uint16_t>(4);
     Images<std::uint16_t> images(host, picture);
-    host.params.at("keyColor").keys = {{0, {0.2, 7.5, std::nan("")}}};
-    host.params.at("shadow").keys = {{0, {-5}}};
-    host.params.at("clipWhite").keys = {{0, {400}}};
+    host.Set("keyColor", {0.2, 7.5, std::nan("")});
+    host.Set("shadow", {-5});
+    host.Set("clipWhite", {400});
     ASSERT_EQ(host.Render(0, kPlace), kOk);
     Settings settings;
     settings.keyColor = {0.2, 1, 0};
@@ -501,7 +491,7 @@ TEST_F(OfxPlugin, RendersSeveralFramesOfOneInstanceAtOnce) {
 }
 
 TEST_F(OfxPlugin, SharesAFrameAmongTheThreadsThatTheHostLends) {
-    for (const unsigned cpus : {1u, 2u, 5u, 100000u}) {
+    for (const unsigned cpus : {1u, 2u, 5u, 100000u})
         for (const bool lendsNone : {false, true}) {
             TestHost host;
             host.cpus = cpus;
@@ -513,31 +503,30 @@ TEST_F(OfxPlugin, SharesAFrameAmongTheThreadsThatTheHostLends) {
             EXPECT_TRUE(Shows(images.output, Keyed(UnusualLook(), picture))) << cpus;
             EXPECT_EQ(host.threadRuns > 0, cpus > 1 && !lendsNone);
         }
-    }
 }
 
 TEST_F(OfxPlugin, RefusesImagesItCannotTake) {
     TestHost host;
-    const Value null = static_cast<void*>(nullptr);
-    const std::tuple<char, const char*, std::vector<Value>, Status> cases[] = {
-        {'S', "OfxImagePropData", {null}, kFailed},
-        {'O', "OfxImagePropData", {null}, kFailed},
-        {'S', "OfxImageEffectPropPixelDepth", {std::string("OfxBitDepthHalf")}, kBadImageFormat},
-        {'S', "OfxImageEffectPropPixelDepth", {std::string("OfxBitDepthByte")}, kBadImageFormat},
-        {'O',
-         "OfxImageEffectPropComponents",
-         {std::string("OfxImageComponentRGB")},
-         kBadImageFormat},
-        {'S', "OfxImagePropRowBytes", {kWidth * 16 - 16}, kBadImageFormat},
-        {'O', "OfxImagePropRowBytes", {kWidth * -16 - 2}, kBadImageFormat},
-        {'S', "OfxImagePropBounds", {-2000000000, 0, 2000000000, 1}, kBadImageFormat},
-        {'S', "OfxImagePropBounds", {5, 0, -5, 1}, kBadImageFormat},
-        {'O', "OfxImagePropBounds", {0, 0, kWidth, kHeight - 1}, kBadValue},
-        {'S', "OfxImageEffectPropRenderScale", {0.5, 0.5}, kBadValue},
+    const Value null = static_cast<void*>(nullptr), half = std::string("OfxBitDepthHalf"),
+                byte = std::string("OfxBitDepthByte"), rgb = std::string("OfxImageComponentRGB");
+    const std::tuple<char, std::string, std::vector<Value>, Status> cases[] = {
+        {'S', "Data", {null}, kFailed},
+        {'O', "Data", {null}, kFailed},
+        {'S', "PixelDepth", {half}, kBadImageFormat},
+        {'S', "PixelDepth", {byte}, kBadImageFormat},
+        {'O', "Components", {rgb}, kBadImageFormat},
+        {'S', "RowBytes", {kWidth * 16 - 16}, kBadImageFormat},
+        {'O', "RowBytes", {kWidth * -16 - 2}, kBadImageFormat},
+        {'S', "Bounds", {-2000000000, 0, 2000000000, 1}, kBadImageFormat},
+        {'S', "Bounds", {5, 0, -5, 1}, kBadImageFormat},
+        {'O', "Bounds", {0, 0, kWidth, kHeight - 1}, kBadValue},
+        {'S', "RenderScale", {0.5, 0.5}, kBadValue},
     };
     for (const auto& [clip, property, values, status] : cases) {
         Images<float> images(host, kBlack);
-        (clip == 'S' ? images.source : images.output).bag[property] = values;
+        Bag& bag = (clip == 'S' ? images.source : images.output).bag;
+        const std::string effect = "OfxImageEffectProp" + property;
+        bag.at(bag.count(effect) != 0 ? effect : "OfxImageProp" + property) = values;
         EXPECT_EQ(host.Render(0, kPlace), status) << clip << ' ' << property;
         EXPECT_TRUE(images.output.IsKeptOutside({}));
     }
@@ -560,14 +549,15 @@ TEST_F(OfxPlugin, AnswersStopsAndMissingThings) {
 }
 
 TEST_F(OfxPlugin, LoadsOnlyWithTheSuitesItNeeds) {
-    for (const char* suite : {"OfxPropertySuite", "OfxImageEffectSuite", "OfxParameterSuite"}) {
-        TestHost host("OfxImageEffectContextFilter", {suite});
-        EXPECT_EQ(host.loaded, kMissingHostFeature) << suite;
-        EXPECT_EQ(host.Send("OfxActionDescribe"), kMissingHostFeature);
+    for (const std::string suite : {"Property", "ImageEffect", "Parameter", "Message"}) {
+        TestHost host("OfxImageEffectContextFilter", {"Ofx" + suite + "Suite"});
+        const Images<float> images(host, kBlack);
+        const Status expected = suite == "Message" ? kOk : kMissingHostFeature;
+        EXPECT_EQ(host.loaded, expected) << suite;
+        EXPECT_EQ(host.Send(suite == "Message" ? "OfxActionCreateInstance" : "OfxActionDescribe"),
+                  expected);
+        EXPECT_EQ(host.Change("pickScreenColor"), expected) << suite;
     }
-    TestHost mute("OfxImageEffectContextFilter", {"OfxMessageSuite"});
-    const Images<float> images(mute, kBlack);
-    EXPECT_EQ(mute.Change("pickScreenColor"), kOk);
 }
 
 }  // namespace

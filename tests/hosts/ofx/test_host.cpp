@@ -182,7 +182,7 @@ Status Read(Param handle, double time, va_list results) {
     for (std::size_t i = 0; const Value& value : param.bag.at("OfxParamPropDefault")) {
         const double* keyed = param.keys.empty() ? nullptr : &key->second[i++];
         if (const int* whole = std::get_if<int>(&value))
-            *va_arg(results, int*) = keyed ? static_cast<int>(*keyed) : *whole;
+            *va_arg(results, int*) = keyed ? int(*keyed) : *whole;
         else
             *va_arg(results, double*) = keyed ? *keyed : std::get<double>(value);
     }

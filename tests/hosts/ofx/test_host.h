@@ -83,6 +83,10 @@ public:
     Status Change(const std::string& param, const std::string& reason = "OfxChangeUserEdited",
                   double time = 0);
     Status Render(double time, const RectI& window);
+    /// Gives a parameter a value for all times.
+    void Set(const std::string& param, const std::vector<double>& value) {
+        params.at(param).keys = {{0, value}};
+    }
     static std::vector<std::string> TakeFaults();
 
     std::set<std::string> missingSuites;
