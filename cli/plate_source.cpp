@@ -54,7 +54,7 @@ std::shared_ptr<media::Fetched> PlateSource::Fetch(std::int64_t shotFrame) {
 
 std::shared_ptr<const media::Frame> PlateSource::Decode(const media::Fetched* fetched,
                                                         const media::Frame& shot) const {
-    const auto plate = still_ ? still_ : std::make_shared<media::Frame>(file_.Decode(*fetched));
+    auto plate = still_ ? still_ : std::make_shared<media::Frame>(file_.Decode(*fetched));
     if (match_ == PlateMatch::None) return plate;
     auto matched = std::make_shared<media::Frame>(*plate);
     if (!Match(shot, *matched)) ++unmatched_;
