@@ -233,11 +233,12 @@ void KeyCommand::CheckMatteTo(const Settings& settings, const media::Info& info)
         throw UsageError("--matte-to multiplies display-referred colour only; leave out --alpha");
 }
 
-/// A preset tells its screen, but one without a key colour only where that is not the default.
+/// A preset tells its screen unless --screen is given, but one without a key colour only where that
+/// is not the default.
 ScreenHint KeyCommand::HintFrom(const Settings& settings) const {
     const bool told = !IsBlack(settings.keyColor) || settings.screen != Screen::Green;
     ScreenHint hint{settings_.screen(), std::nullopt};
-    if (!preset_.empty() && told) hint.usual = settings.screen;
+    if (!preset_.empty() && told && !settings_.screenGiven()) hint.usual = settings.screen;
     return hint;
 }
 

@@ -29,7 +29,8 @@ public:
     const std::string& keyColor() const { return keyColor_; }
 
     /// What --screen was given, nothing for auto. Throws UsageError.
-    std::optional<Screen> screen() const { return ParseScreen(screen_); }
+    std::optional<Screen> screen() const { return ParseScreen(screenGiven() ? screen_ : "auto"); }
+    bool screenGiven() const { return !screen_.empty(); }
 
 private:
     struct Given {
@@ -41,7 +42,7 @@ private:
 
     std::list<Given> values_;  // a list, since the options point to its elements
     std::string keyColor_;
-    std::string screen_ = "auto";
+    std::string screen_;
 };
 
 }  // namespace veltrane::cli

@@ -101,6 +101,8 @@ TEST_F(CommandTest, GoesByTheScreenThatItFinds) {
     EXPECT_EQ(screenOf("--preset blue.json --key-color #20c840"), Screen::Green);
     EXPECT_EQ(screenOf("--preset blue.json --key-color #20c8c8 --screen green"), Screen::Green);
     EXPECT_EQ(screenOf("--preset blue.json --key-color auto"), Screen::Blue);
+    Run("key in.png out.png --preset blue.json --key-color auto", 1);
+    Run("key in.png out.png --preset blue.json --key-color auto --screen auto");
     EXPECT_EQ(screenOf("--view source --screen blue"), Screen::Blue);
     std::ofstream("look.json") << R"({"shadow": 80})";
     EXPECT_EQ(screenOf("--preset look.json"), Screen::Blue);
