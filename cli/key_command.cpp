@@ -316,11 +316,16 @@ void KeyCommand::SaveFirstPlate(const media::Frame& first, const Settings& setti
     WritePicture(savePlate_, CleanPlate(settings, first, {}), options, info);
 }
 
+bool KeyCommand::IsForLinearLight(const media::Writer& output) const {
+    const bool isInNamedSpace = conversion_ && output_.ends_with(".exr");
+    return background_.empty() && (isInNamedSpace || output.transfer() == media::Transfer::Linear);
+}
+
 void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first, ShotInputs& inputs,
                            const std::optional<media::Frame>& background,
                            const std::vector<std::unique_ptr<media::Writer>>& writers,
                            Summary& summary) const {
-    const Settings& settings = summary.settings;
+    const Settings settings = SettledFor(summary.settings, IsForLinearLight(*writers.front()));
     std::optional<media::Frame> black;  // under a fill that is to be multiplied by its matte
     const media::Info& info = reader.info();
     if (!matteTo_.empty() && writeAlpha_ == media::Association::Premultiplied)

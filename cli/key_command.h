@@ -44,6 +44,8 @@ private:
     media::WriteOptions PlateOptions() const;
     void SaveFirstPlate(const media::Frame& first, const Settings& settings,
                         const media::Info& info) const;
+    /// Whether what is written is composited in linear light, elsewhere.
+    bool IsForLinearLight(const media::Writer& output) const;
     void KeyFrames(media::Reader& reader, const FirstFrame& first, ShotInputs& inputs,
                    const std::optional<media::Frame>& background,
                    const std::vector<std::unique_ptr<media::Writer>>& writers,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 #include "imaging/chroma/chroma_blur.h"
 #include "imaging/matte/matte_plane.h"
@@ -83,12 +84,14 @@ private:
 
 template <class Sample>
 BandKeyer<Sample>::BandKeyer(const Record& p, Screen screen, const RowSource<Sample>& source,
-                             const Threads& threads, RowSource<Sample> cleanPlate)
+                             const Threads& threads, RowSource<Sample> cleanPlate,
+                             bool forLinearLight)
     : p_(p),
       look_(p, screen),
       axis_(SampleToYiq(p.keyR[0], p.keyG[0], p.keyB[0]), look_.neutral, look_.turn, kColorMargins),
       rows_(KeyRowsInUse<Sample>()),
       matteRows_(MattePlaneRowsInUse<Sample>()) {
+    if (forLinearLight) linearMatte_.emplace();
     if (p.smoothBG == 0) return;
     if (cleanPlate) {
         givenPlate_ = std::move(cleanPlate);
@@ -105,12 +108,31 @@ template <class Sample>
 class BandKeyer<Sample>::PlateRows {
 public:
     PlateRows(const BandKeyer& keyer, int firstRow) {
-        if (keyer.enlargement_) modelled.emplace(*keyer.enlargement_, firstRow);
-        if (keyer.givenPlate_) given.emplace(keyer.givenPlate_, keyer.p_.width);
+        if (keyer.enlargement_) enlarger_.emplace(*keyer.enlargement_, firstRow);
+        if (keyer.givenPlate_) reader_.emplace(keyer.givenPlate_, keyer.p_.width);
     }
 
-    std::optional<RowEnlarger> modelled;
-    std::optional<RowReader<Sample>> given;
+    /// Goes on to row y, the first one or that below.
+    void MoveTo(int y) {
+        if (enlarger_) modelled = enlarger_->Next();
+        if (reader_) given = (*reader_)(y);
+    }
+
+    std::optional<PlanarRow> modelled;
+    const Sample* given = nullptr;  ///< without either, the key colour serves
+
+private:
+    std::optional<RowEnlarger> enlarger_;
+    std::optional<RowReader<Sample>> reader_;
+};
+
+/// What a row is keyed from, kept for its matte in linear light: the key may overwrite the source.
+template <class Sample>
+struct BandKeyer<Sample>::KeptRow {
+    explicit KeptRow(std::size_t pitch) : source(pitch), plate(pitch) {}
+
+    std::vector<Sample> source;
+    std::vector<Sample> plate;
 };
 
 template <class Sample>
@@ -119,15 +141,24 @@ int BandKeyer<Sample>::LeastHeight() const {
 }
 
 template <class Sample>
-void BandKeyer<Sample>::KeyRow(int y, const Sample* source, PlateRows& plate, Sample* target,
+void BandKeyer<Sample>::KeyRow(const Sample* source, const PlateRows& plate, Sample* target,
                                const Ahead& ahead) const {
     if (plate.modelled) {
-        rows_.againstPlate(look_, source, plate.modelled->Next(), target, p_.width, ahead);
-    } else if (plate.given) {
-        rows_.againstPixels(look_, source, (*plate.given)(y), target, p_.width, ahead);
+        rows_.againstPlate(look_, source, *plate.modelled, target, p_.width, ahead);
+    } else if (plate.given != nullptr) {
+        rows_.againstPixels(look_, source, plate.given, target, p_.width, ahead);
     } else {
         rows_.againstColor(look_, axis_, source, target, p_.width, ahead);
     }
+}
+
+template <class Sample>
+void BandKeyer<Sample>::KeyRowForLight(const Sample* source, const PlateRows& plate, KeptRow& kept,
+                                       Sample* target, const Ahead& ahead) const {
+    std::copy_n(source, kept.source.size(), kept.source.begin());
+    KeyRow(kept.source.data(), plate, target, ahead);
+    CopyScreen(plate, kept.plate.data());
+    (*linearMatte_)(kept.source.data(), kept.plate.data(), target, p_.width);
 }
 
 template <class Sample>
@@ -139,13 +170,20 @@ void BandKeyer<Sample>::Key(Band band, const RowSource<Sample>& source,
     SourceRows<Sample> rows(p_, source, keyed);
     const TargetRows<Sample> targets(target, band, width * kElements, refines);
     PlateRows plate(*this, keyed.first);
+    std::optional<KeptRow> kept;
+    if (linearMatte_) kept.emplace(width * kElements);
     const auto matte = MakeBuffer<Sample>(refines ? width * keyed.Height() : 0);
     for (int y = keyed.first; y < keyed.end; ++y) {
         Sample* row = targets(y);
         Ahead ahead;
         if (y + 1 < keyed.end) ahead.read = {source.Memory(p_.width), y + 1};
         if (!refines) ahead.written = {target.memory, y};
-        KeyRow(y, rows(y), plate, row, ahead);
+        plate.MoveTo(y);
+        if (kept) {
+            KeyRowForLight(rows(y), plate, *kept, row, ahead);
+        } else {
+            KeyRow(rows(y), plate, row, ahead);
+        }
         if (refines) {
             matteRows_.take(row, matte.get() + (y - keyed.first) * width, p_.width);
         } else if (target.take) {
@@ -162,13 +200,12 @@ void BandKeyer<Sample>::Key(Band band, const RowSource<Sample>& source,
 }
 
 template <class Sample>
-void BandKeyer<Sample>::CopyScreen(int y, PlateRows& plate, Sample* target) const {
+void BandKeyer<Sample>::CopyScreen(const PlateRows& plate, Sample* target) const {
     constexpr int kStep = kFullScale<Sample> / 255;
-    const PlanarRow modelled = plate.modelled ? plate.modelled->Next() : PlanarRow{};
-    const Sample* given = plate.given ? (*plate.given)(y) : nullptr;
+    const PlanarRow modelled = plate.modelled.value_or(PlanarRow{});
     for (int x = 0; x < p_.width; ++x, target += kElements) {
         const Sample key[] = {p_.keyB[0], p_.keyG[0], p_.keyR[0]};
-        std::copy_n(given != nullptr ? given + x * kElements : key, kAlpha, target);
+        std::copy_n(plate.given != nullptr ? plate.given + x * kElements : key, kAlpha, target);
         if (plate.modelled) {
             target[0] = static_cast<Sample>(modelled.blue[x] * kStep);
             target[1] = static_cast<Sample>(modelled.green[x] * kStep);
@@ -185,7 +222,8 @@ void BandKeyer<Sample>::ShowScreen(Band band, const RowSink<Sample>& sink) const
     PlateRows plate(*this, band.first);
     for (int y = band.first; y < band.end; ++y) {
         Sample* row = sink.packed == nullptr ? own.get() : sink.packed + y * pitch;
-        CopyScreen(y, plate, row);
+        plate.MoveTo(y);
+        CopyScreen(plate, row);
         if (sink.packed == nullptr) sink.write(y, row);
     }
 }

@@ -10,6 +10,7 @@
 #include "imaging/resample/resample.h"
 #include "imaging/threads.h"
 #include "keyer/core/matte_rows.h"
+#include "keyer/light/linear_matte.h"
 #include "keyer/settings.h"
 #include "keyer/status.h"
 
@@ -45,9 +46,10 @@ public:
 
     /// For a frame of the record's size, which has at least one pixel. The record's frames are not
     /// used. A clean plate that is given takes the place of the modelled one; what it reads must
-    /// stay. Throws std::bad_alloc.
+    /// stay. Mattes for linear light are LinearMatte's. Throws std::bad_alloc.
     BandKeyer(const Record& p, Screen screen, const RowSource<Sample>& source,
-              const Threads& threads = {}, RowSource<Sample> cleanPlate = {});
+              const Threads& threads = {}, RowSource<Sample> cleanPlate = {},
+              bool forLinearLight = false);
 
     /// Reads rows of the band, and of some beyond it, up to three times, the last time just before
     /// they are taken. Throws std::bad_alloc.
@@ -61,10 +63,13 @@ public:
 
 private:
     class PlateRows;
+    struct KeptRow;
 
-    void KeyRow(int y, const Sample* source, PlateRows& plate, Sample* target,
+    void KeyRow(const Sample* source, const PlateRows& plate, Sample* target,
                 const Ahead& ahead) const;
-    void CopyScreen(int y, PlateRows& plate, Sample* target) const;
+    void KeyRowForLight(const Sample* source, const PlateRows& plate, KeptRow& kept, Sample* target,
+                        const Ahead& ahead) const;
+    void CopyScreen(const PlateRows& plate, Sample* target) const;
 
     Record p_;
     KeyLook<Sample> look_;
@@ -74,6 +79,7 @@ private:
     std::unique_ptr<unsigned char[]> plate_;
     std::optional<Enlargement> enlargement_;  ///< of the plate, where it is modelled
     RowSource<Sample> givenPlate_;
+    std::optional<LinearMatte<Sample>> linearMatte_;
 };
 
 /// Whether the matte is worked on after the frame has been keyed.

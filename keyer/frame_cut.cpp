@@ -103,7 +103,8 @@ FrameCut<Sample>::FrameCut(const Settings& s, int width, int height, RowSource<S
         finish_.view = View::Result;
     }
     if (chosen || view_ == View::CleanPlate)
-        keyer_.emplace(record, s.screen, source_, threads, inputs.cleanPlate);
+        keyer_.emplace(record, s.screen, source_, threads, inputs.cleanPlate,
+                       s.matteLight == MatteLight::Linear);
 }
 
 template <class Sample>

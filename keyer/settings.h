@@ -31,6 +31,13 @@ enum class Screen { Green = 0, Blue = 1 };
 /// Numbers as View's.
 enum class CoreColor { Despilled = 0, Source = 1 };
 
+/// The light in which the matte is the coverage of what is mixed. Numbers as View's.
+enum class MatteLight {
+    Automatic = 0,  ///< that in which the caller composites; taken as Display by the keyer
+    Display = 1,    ///< among display-referred values, as they are keyed
+    Linear = 2,
+};
+
 /// A display-referred colour, each component 0..1.
 struct Color {
     double red;
@@ -65,6 +72,7 @@ struct Settings {
     int despillBlue = 0;
     int screenGain = 33;
     CoreColor coreColor = CoreColor::Despilled;
+    MatteLight matteLight = MatteLight::Automatic;
 
     bool operator==(const Settings&) const = default;
 };

@@ -71,6 +71,7 @@ public:
     ImageWriter(const std::string& path, const WriteOptions& options, const Info& source);
 
     bool Has(std::int64_t number) const override;
+    Transfer transfer() const override { return transfer_; }
     std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source,
                                     const Threads& threads) override;
     void Append(const Encoded&) override {}

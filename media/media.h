@@ -177,6 +177,8 @@ public:
     virtual ~Writer() = default;
     /// True when the frame need not be keyed because it exists whole (only with resume).
     virtual bool Has(std::int64_t number) const = 0;
+    /// What is written holds: linear light where Linear, else None.
+    virtual Transfer transfer() const { return Transfer::None; }
     /// Converts a frame (sequences and stills also write it). source is the frame as read: where
     /// the result is opaque and its colour is the source's, a float file receives the values
     /// originally read, unless source has no pixels. An EXR holds half floats when the source does,

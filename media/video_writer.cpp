@@ -116,6 +116,7 @@ public:
     VideoWriter(const std::string& path, const WriteOptions& options, const Info& source);
 
     bool Has(std::int64_t) const override { return false; }
+    Transfer transfer() const override { return transfer_; }
     std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source,
                                     const Threads& threads) override;
     void Append(const Encoded& encoded) override;

@@ -45,6 +45,12 @@ constexpr ChoiceEntry kLights[] = {
     {static_cast<int>(Light::kLinear), "VeltraneGreen::Linear", "linear", 1},
 };
 
+constexpr ChoiceEntry kMatteLights[] = {
+    {static_cast<int>(MatteLight::Automatic), "VeltraneGreen::Automatic", "auto", 0},
+    {static_cast<int>(MatteLight::Display), "VeltraneGreen::Display", "display", 0.5},
+    {static_cast<int>(MatteLight::Linear), "VeltraneGreen::Linear", "linear", 1},
+};
+
 constexpr ParameterId kTop{};  ///< the group of rows that are in none
 
 constexpr int Number(ParameterId id) {
@@ -212,6 +218,10 @@ constexpr Parameter kParameters[] = {
     Slider(ScreenGain, "VeltraneGreen::Screen Gain", "screen-gain",
            "How much noise and dirt on the screen is keyed out completely.", 0, 100,
            &Settings::screenGain, Advanced),
+    Choice(ParameterId::MatteLight, "VeltraneGreen::Matte light", "matte-light",
+           "The light in which the matte is right where the subject mixes with the screen: that of "
+           "display-referred values, linear light, or that of the output.",
+           kMatteLights, &Settings::matteLight, Advanced, {Host::OpenFx}),
     Group(MatteGroup, "VeltraneGreen::Mattes", "What is drawn beside the key.", kTop,
           {Host::OpenFx}),
     Choice(ParameterId::CoreColor, "VeltraneGreen::Core colour", "core-color",

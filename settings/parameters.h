@@ -49,6 +49,7 @@ enum class ParameterId {
     Light = 29,
     MatteGroup = 30,
     CoreColor = 31,
+    MatteLight = 40,
 };
 
 /// The interfaces of the plug-ins.
@@ -89,7 +90,7 @@ struct ChoiceEntry {
 /// Where Settings holds a row's value: nowhere for a group, nor for what tells of a host's frames.
 using Member =
     std::variant<std::monostate, View Settings::*, Screen Settings::*, CoreColor Settings::*,
-                 Color Settings::*, bool Settings::*, int Settings::*>;
+                 MatteLight Settings::*, Color Settings::*, bool Settings::*, int Settings::*>;
 
 /// One row of the parameter table.
 struct Parameter {

@@ -87,6 +87,12 @@ void SetColor(Settings& settings, const Parameter& parameter, const Color& color
     settings.*ColorMember(parameter) = color;
 }
 
+Settings SettledFor(Settings settings, bool compositesInLinearLight) {
+    if (settings.matteLight == MatteLight::Automatic)
+        settings.matteLight = compositesInLinearLight ? MatteLight::Linear : MatteLight::Display;
+    return settings;
+}
+
 std::vector<std::string> Problems(const Settings& settings) {
     std::vector<std::string> problems;
     for (const Parameter& row : Parameters()) {

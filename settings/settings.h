@@ -23,6 +23,10 @@ void SetValue(Settings& settings, const Parameter& parameter, int value);
 Color ColorOf(const Settings& settings, const Parameter& parameter);
 void SetColor(Settings& settings, const Parameter& parameter, const Color& color);
 
+/// The settings with an automatic matte light settled: linear where the caller composites what is
+/// keyed in linear light.
+Settings SettledFor(Settings settings, bool compositesInLinearLight);
+
 /// One line for each value out of range, such as "shadow must be 0 to 100, not 140".
 std::vector<std::string> Problems(const Settings& settings);
 

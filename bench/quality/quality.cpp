@@ -64,6 +64,9 @@ std::vector<Row> Measured(const Shot& shot, const Options& options) {
     const ScreenColor screen = ScreenOfShot(shot);
     const Settings untuned = WithScreen({}, screen);
     std::vector<Row> rows{{"defaults", MeasureOurs(shot, untuned)}};
+    Settings linear = untuned;
+    linear.matteLight = MatteLight::Linear;
+    rows.push_back({"linear matte", MeasureOurs(shot, linear)});
     if (shot.plate) {
         const media::Frame plate = media::ReadFrame(*shot.plate, 1);
         rows.push_back({"clean plate", MeasureOurs(shot, untuned, &plate)});

@@ -130,9 +130,9 @@ void Render(Effect effect, double time, const RectI& window) {
     const Image output(FindClip(effect, kOutputClip), time);
     if (!output) throw Refusal{kFailed};
     RequireMatch(source, output, window);
-    Settings settings = ReadSettings(effect, time);
-    ScaleRadii(settings, output.scale());
     const Light light = ReadLight(effect, time);
+    Settings settings = SettledFor(ReadSettings(effect, time), light == Light::kLinear);
+    ScaleRadii(settings, output.scale());
     WithDepth(output.depth(), [&]<class Component>(Component) {
         RenderDepth<Component>(settings, light, source, inputs, output, window);
     });

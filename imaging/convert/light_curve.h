@@ -22,6 +22,8 @@ public:
 
     std::uint16_t ToWorking(float stored) const;
     float ToStored(std::uint16_t working) const { return stored_[working]; }
+    /// The stored values of all 65536 samples, as long as the curve lives.
+    const float* StoredValues() const { return stored_.data(); }
 
 private:
     std::vector<float> stored_;  ///< the stored value of each sample

@@ -156,7 +156,7 @@ TEST_F(CommandTest, FillAndMatteGoToFilesOfTheirOwn) {
     for (const char* video : {"fill.mp4", "matte.mp4"})
         EXPECT_EQ(media::ReadFrame(video, 3).width, 64) << video;
     // A matte is no colour that a curve belongs to.
-    Run("key f.1.png fill.exr --matte-to matte.exr --key-color #40b838");
+    Run("key f.1.png fill.exr --matte-to matte.exr --key-color #40b838 --matte-light display");
     OIIO::ImageBuf matte("matte.exr");
     const auto keyed = Keyed(green_, Picture(1));
     for (int x = 0; x < 64; ++x)
@@ -176,6 +176,31 @@ TEST_F(CommandTest, HighlightsComeBackInTheResultOnly) {
         OIIO::ImageBuf(output).getpixel(16, 16, 0, middle.data(), 3);
         EXPECT_EQ(middle, expected);
     }
+}
+
+TEST_F(CommandTest, MattesAreRightInTheLightOfTheOutput) {
+    media::Frame soft = source_;  // something dark grey, ever more of it to the right
+    for (std::size_t i = 0; i < soft.pixels.size(); ++i)
+        if (i % 4 != 3 && i / 4 > 64 * 20) soft.pixels[i] -= soft.pixels[i] / 90 * (i / 4 % 64);
+    Write("soft.png", soft);
+    Settings linear = green_;
+    linear.matteLight = MatteLight::Linear;
+    const auto display = Keyed(green_, soft), forLight = Keyed(linear, soft);
+    EXPECT_NE(display, forLight);
+    for (const auto& [output, expected] : {std::pair{"o.exr", forLight},
+                                           {"o.png", display},
+                                           {"o.exr --matte-light display", display},
+                                           {"o.exr --transfer none", display},
+                                           {"o.png --matte-light linear", forLight}}) {
+        Run(std::string("key soft.png --key-color #40b838 ") + output);
+        const media::Frame keyed = media::ReadFrame(std::string(output, 5), 1);
+        for (std::size_t i = 3; i < expected.size(); i += 4)
+            ASSERT_EQ(keyed.pixels[i], expected[i]) << output << i;
+    }
+    // The command itself composites display-referred values.
+    Run("key soft.png over.exr --key-color #40b838 --background #808080");
+    Run("key soft.png same.exr --key-color #40b838 --background #808080 --matte-light display");
+    EXPECT_EQ(media::ReadFrame("over.exr", 1).pixels, media::ReadFrame("same.exr", 1).pixels);
 }
 
 TEST_F(CommandTest, VideoComesOutInOrderForAnyThreadCount) {

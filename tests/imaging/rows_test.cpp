@@ -9,6 +9,7 @@
 #include "imaging/resample/resample_rows.h"
 #include "keyer/core/matte_rows.h"
 #include "keyer/finish/finish_rows.h"
+#include "keyer/light/linear_matte_rows.h"
 #include "keyer/mattes/given_mattes_rows.h"
 #include "keyer/plate/screen_rows.h"
 #include "tests/imaging/levels.h"
@@ -25,6 +26,7 @@ void ExpectRowsOfDepth() {
     ExpectRowsOfEveryLevel(SimdFinishRows<Sample>);
     ExpectRowsOfEveryLevel(SimdGivenMatteRows<Sample>);
     ExpectRowsOfEveryLevel(SimdKeyRows<Sample>);
+    ExpectRowsOfEveryLevel(SimdLinearMatteRows<Sample>);
     ExpectRowsOfEveryLevel(SimdMattePlaneRows<Sample>);
 }
 

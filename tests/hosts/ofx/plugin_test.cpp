@@ -381,15 +381,22 @@ TEST_F(OfxPlugin, KeysLinearLightThroughTheCurveAndKeepsHighlights) {
     const TestImage::Plan opaque{kPlace, kDepth<float>, "OfxImageOpaque"};
     Images<float> images(host, picture, opaque);
     ASSERT_EQ(host.Change("pickScreenColor"), kOk);
-    const Settings settings{.keyColor = FoundIn(picture, AlphaState::kOpaque, Light::kLinear)};
+    Settings settings{.keyColor = FoundIn(picture, AlphaState::kOpaque, Light::kLinear)};
     // The swatch is in the host's colour; of 0.7 of light the curve makes 0.854.
     EXPECT_NEAR(host.params.at("keyColor").keys.at(0)[1], 0.71, 0.02);
     EXPECT_NEAR(settings.keyColor.green, 0.86, 0.02);
-    ASSERT_EQ(host.Render(0, kPlace), kOk);
-    const auto expected =
-        Keyed(settings, picture, AlphaState::kOpaque, AlphaState::kStraight, Light::kLinear);
-    EXPECT_GT(*std::ranges::max_element(expected), 2);
-    EXPECT_TRUE(Shows(images.output, expected));
+    // Unless another is chosen, the matte is right in the project's light.
+    const auto expect = [&](MatteLight chosen, MatteLight used) {
+        settings.matteLight = used;
+        host.Set("matteLight", {double(chosen)});
+        ASSERT_EQ(host.Render(0, kPlace), kOk);
+        const auto expected =
+            Keyed(settings, picture, AlphaState::kOpaque, AlphaState::kStraight, Light::kLinear);
+        EXPECT_GT(*std::ranges::max_element(expected), 2);
+        EXPECT_TRUE(Shows(images.output, expected));
+    };
+    expect(MatteLight::Automatic, MatteLight::Linear);
+    expect(MatteLight::Display, MatteLight::Display);
     // What shows no source has no highlights.
     host.Set("view", {double(View::Spill)});
     ASSERT_EQ(host.Render(0, kPlace), kOk);
