@@ -294,9 +294,12 @@ void KeyCommand::ComparePlate(ShotInputs& inputs, media::Reader& reader, FirstFr
     if (inputs.plate() == nullptr || settings.view == View::Source) return;
     summary.plate = inputs.plate()->Compare(LookAt(first, reader), settings.keyColor);
     const media::Info& info = reader.info();
-    if (!quiet_)
-        Say("clean plate " + inputs_.cleanPlate + ": " + std::to_string(info.width) + " x " +
-            std::to_string(info.height) + ", " + summary.plate->Text());
+    if (quiet_) return;
+    Say("clean plate " + inputs_.cleanPlate + ": " + std::to_string(info.width) + " x " +
+        std::to_string(info.height) + ", " + summary.plate->Text());
+    if (inputs_.Match() == PlateMatch::None && summary.plate->IsLitOtherwise(settings.keyColor))
+        Say("the shot is lit otherwise than its plate; --match-plate or --match-shade brings the "
+            "plate to it");
 }
 
 bool KeyCommand::SavesEveryPlate() const {

@@ -1,5 +1,6 @@
 #include "cli/plate_source.h"
 
+#include <cmath>
 #include <cstdio>
 #include <utility>
 
@@ -24,6 +25,15 @@ std::string PlateReport::Text() const {
                   kPercent * fit->red.offset, kPercent * fit->green.offset,
                   kPercent * fit->blue.offset);
     return text;
+}
+
+bool PlateReport::IsLitOtherwise(const Color& keyColor) const {
+    constexpr double kMost = 0.02;
+    const auto differs = [](const ChannelFit& channel, double level) {
+        return std::abs(channel.gain * level + channel.offset - level) > kMost * level;
+    };
+    const bool green = keyColor.green >= keyColor.blue;
+    return fit && (green ? differs(fit->green, keyColor.green) : differs(fit->blue, keyColor.blue));
 }
 
 PlateSource::PlateSource(const std::string& path, const media::Info& shot,

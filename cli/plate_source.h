@@ -16,6 +16,9 @@ struct PlateReport {
     double screen;                ///< part of the plate that looks like screen, 0..1
     std::optional<PlateFit> fit;  ///< nothing where too little of the screen is seen in the shot
 
+    /// Whether a screen of the key colour is so much lighter or darker in the shot that it matters.
+    bool IsLitOtherwise(const Color& keyColor) const;
+
     /// For people, such as "98 % looks like screen; gain 1.02 1.01 1.00 (red, green, blue), ...".
     std::string Text() const;
 };

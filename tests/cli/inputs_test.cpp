@@ -146,8 +146,9 @@ TEST_F(CommandTest, PlatesAreMatchedFrameByFrame) {
     const double lit = 0.6, seen = plate["gain"][1].get<double>() * lit;
     EXPECT_NEAR(seen + plate["offset"][1].get<double>(), 0.9 * lit, 0.01);
     EXPECT_GT(plate["screen"].get<double>(), 0.95);
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "--match-shade", Run(key).error);
     const double darkened = meanMatte(3);
-    Run(key + " --match-plate");
+    EXPECT_PRED_FORMAT2(testing::IsNotSubstring, "--match", Run(key + " --match-plate").error);
     const double subject = 0.39 * 2 / 3;  // of Picture's area
     EXPECT_NEAR(meanMatte(1), subject, 0.02);
     EXPECT_NEAR(meanMatte(3), meanMatte(1), 0.01);
