@@ -149,6 +149,9 @@ TEST(CleanPlates, AreToldFromOtherPicturesByTheKeysHue) {
     EXPECT_LT(share(green, kBlue), 0.01);
     EXPECT_LT(share(blue, kGreen), 0.01);
     EXPECT_EQ(share(Words(green.size(), 30000), kGreen), 0);
+    Words night = green;  // of the right hue
+    for (std::uint16_t& sample : night) sample /= 40;
+    EXPECT_EQ(share(night, kGreen), 0);
     EXPECT_EQ(share(green, {0.5, 0.5, 0.5}), 0);
 }
 

@@ -46,7 +46,7 @@ TEST(Presets, RefuseWithTheMemberAndTheRange) {
         {std::string(1'000'001, ' '), "is larger than a preset can be, 1000000 bytes"},
         {R"({"view": 2})", "view must be one of " + ViewNames() + ", not 2"}};
     for (const char* value :
-         {"140", "-1", "12.5", "true", "\"80\"", "null", "18446744073709551615"})
+         {"101", "-1", "12.5", "true", "\"80\"", "null", "18446744073709551615"})
         refusals.push_back(
             {std::string("{\"shadow\": ") + value + '}',
              std::string("shadow must be a whole number from 0 to 100, not ") + value});

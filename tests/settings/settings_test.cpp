@@ -45,7 +45,7 @@ TEST(Settings, ProblemsNameEveryBadValue) {
 TEST(Settings, ColorsSnapAndReadAsHex) {
     // 127.5 rounds up, 0.48 down.
     EXPECT_EQ(SnapToByteSteps({0.5, 0.0019, 1.0}), (Color{128 / 255.0, 0, 1}));
-    EXPECT_EQ(HexText({34 / 255.0, 1, 0.667}), "#22ffaa");
+    EXPECT_EQ(HexText({35 / 255.0, 1, 0.667}), "#23ffaa");
     EXPECT_EQ(HexText({std::nan(""), -7, 1e300}), "#0000ff");
     EXPECT_EQ(ParseHexColor("#22fFAa"), (Color{34 / 255.0, 1, 170 / 255.0}));
     for (const char* bad : {"", "22ffaa", "#22ffa", "#22ffaag", "#22ffaz", "#-2ffaa"})

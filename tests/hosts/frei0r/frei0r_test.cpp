@@ -245,6 +245,9 @@ TEST(Frei0rInterface, ReachesEveryValueFromSixDecimals) {
         EXPECT_EQ(StoredAs(filter, index, 7), 1);
         EXPECT_EQ(StoredAs(filter, index, NAN), initial);
     }
+    // What is next to a view that came later meant one of the first three, and still does.
+    for (const double share : {0.1, 0.24, 0.26, 0.6, 0.74})
+        EXPECT_EQ(StoredAs(filter, 0, share), std::floor(2 * share + 0.5) / 2) << share;
     EXPECT_EQ(StoredAs(filter, 2, 0.5), 1);
     EXPECT_EQ(StoredAs(filter, 2, 0.499), 0);
     f0r_param_color_t color{NAN, 2, 0.3F};

@@ -258,6 +258,9 @@ TEST_F(OfxPlugin, FollowsTheScreen) {
     host.Set("keyColor", {0.1, 0.7, 0.3});
     host.Change("keyColor");
     expect(0, "Border to blue", "Spill on blue");
+    host.log.clear();
+    host.Change("keyColor");
+    EXPECT_EQ(host.log, Texts{}) << "nothing is set that is so already";
 }
 
 template <class Component>
