@@ -26,8 +26,8 @@ std::size_t BytesOf(const media::Frame& frame) {
     return frame.pixels.size() * sizeof(std::uint16_t) + frame.colors.size() * sizeof(float);
 }
 
-FrameStore::FrameStore(std::string path, int threads, Kept& kept)
-    : path_(std::move(path)), threads_(threads), kept_(kept) {
+FrameStore::FrameStore(std::string path, std::string name, int threads, Kept& kept)
+    : path_(std::move(path)), name_(std::move(name)), threads_(threads), kept_(kept) {
     media::ReadOptions options;
     options.threads = threads_;
     const std::unique_ptr<media::Reader> reader = media::Open(path_, options);
@@ -44,7 +44,7 @@ FrameStore::FrameStore(std::string path, int threads, Kept& kept)
 FrameStore::~FrameStore() = default;
 
 std::string FrameStore::NameOf(std::int64_t number) const {
-    return path_ + '@' + std::to_string(number);
+    return name_ + '@' + std::to_string(number);
 }
 
 bool FrameStore::IsMissing(std::int64_t number) const {
@@ -69,23 +69,47 @@ std::shared_ptr<const media::Frame> FrameStore::Get(std::int64_t number,
     return frame;
 }
 
-/// The reader at this frame: the one at hand where it gets there soon, else one that begins there.
-std::shared_ptr<media::Fetched> FrameStore::Fetch(std::int64_t number) {
-    // Less work than to begin anew, which for a video means from its first frame.
-    const std::int64_t reach = info_.kind == media::Kind::Video ? last_ : next_;
-    if (!reader_ || number < next_ || number > reach) {
-        media::ReadOptions options;
-        options.threads = threads_;
-        options.frames = media::FrameRange{number, last_};
-        reader_ = media::Open(path_, options);
-        next_ = number;
+/// Brings the reader to this frame or, of a video, near it: from where it is, if that is before,
+/// else anew, which for a video means from its first frame.
+void FrameStore::Reach(std::int64_t number) {
+    const bool isVideo = info_.kind == media::Kind::Video;
+    if (reader_ && number >= next_ && (isVideo || number == next_)) return;
+    // Whoever steps back finds the frames before this one, too.
+    constexpr std::int64_t kBefore = 8;
+    const bool back = isVideo && number < next_;
+    media::ReadOptions options;
+    options.threads = threads_;
+    options.frames =
+        media::FrameRange{back ? std::max(number - kBefore, info_.firstFrame) : number, last_};
+    reader_ = media::Open(path_, options);
+    next_ = options.frames->first;
+    while (next_ < number) {
+        const std::int64_t before = next_;
+        const std::shared_ptr<media::Fetched> fetched = Fetch(before);
+        if (!Holds(before)) Keep(*fetched, before, threads_);
     }
+}
+
+/// The frame, which the reader comes to.
+std::shared_ptr<media::Fetched> FrameStore::Fetch(std::int64_t number) {
     std::shared_ptr<media::Fetched> fetched;
     for (; next_ <= number; ++next_) fetched = reader_->Fetch();
     if (!fetched) throw media::Error(path_ + ": ends before frame " + std::to_string(number));
     // Files of a sequence that are missing are passed over.
     while (IsMissing(next_)) ++next_;
     return fetched;
+}
+
+std::shared_ptr<const media::Frame> FrameStore::Keep(const media::Fetched& fetched,
+                                                     std::int64_t number, int threads) {
+    cli::FrameThreads all(threads);
+    const cli::FrameThreads::Share share(all);
+    auto frame = std::make_shared<const media::Frame>(reader_->Decode(fetched, share.Get()));
+    if (frame->width != info_.width || frame->height != info_.height)
+        throw media::Error(path_ + ": frame " + std::to_string(number) +
+                           " has another size than the first");
+    kept_.Add(NameOf(number), frame, BytesOf(*frame));
+    return frame;
 }
 
 std::shared_ptr<const media::Frame> FrameStore::Decode(std::int64_t number, int threads,
@@ -95,16 +119,9 @@ std::shared_ptr<const media::Frame> FrameStore::Decode(std::int64_t number, int 
     // Another thread may have decoded it meanwhile.
     if (auto frame = kept_.Find<media::Frame>(NameOf(number))) return frame;
     try {
+        Reach(number);
         const std::shared_ptr<media::Fetched> fetched = Fetch(number);
-        cli::FrameThreads all(threads);
-        const cli::FrameThreads::Share share(all);
-        const auto frame =
-            std::make_shared<const media::Frame>(reader_->Decode(*fetched, share.Get()));
-        if (frame->width != info_.width || frame->height != info_.height)
-            throw media::Error(path_ + ": frame " + std::to_string(number) +
-                               " has another size than the first");
-        kept_.Add(NameOf(number), frame, BytesOf(*frame));
-        return frame;
+        return Keep(*fetched, number, threads);
     } catch (...) {
         reader_.reset();
         throw;

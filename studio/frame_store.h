@@ -17,8 +17,8 @@ namespace veltrane::studio {
 /// The decoded frames of a shot in any order. Whoever steps forward finds the next ones decoded.
 class FrameStore {
 public:
-    /// kept serves all shots and must stay. Throws media::Error.
-    FrameStore(std::string path, int threads, Kept& kept);
+    /// kept serves all shots, under names that begin with name, and must stay. Throws media::Error.
+    FrameStore(std::string path, std::string name, int threads, Kept& kept);
     ~FrameStore();
     FrameStore(const FrameStore&) = delete;
     FrameStore& operator=(const FrameStore&) = delete;
@@ -41,13 +41,17 @@ private:
     void CheckNumber(std::int64_t number) const;
     std::shared_ptr<const media::Frame> Decode(std::int64_t number, int threads,
                                                const std::function<void()>& check);
+    void Reach(std::int64_t number);
     std::shared_ptr<media::Fetched> Fetch(std::int64_t number);
+    std::shared_ptr<const media::Frame> Keep(const media::Fetched& fetched, std::int64_t number,
+                                             int threads);
     bool IsMissing(std::int64_t number) const;
     std::int64_t FramesAhead() const;
     void ExpectAfter(std::int64_t number);
     void WorkAhead(const std::stop_token& stop);
 
     std::string path_;
+    std::string name_;
     int threads_;
     Kept& kept_;
     media::Info info_;

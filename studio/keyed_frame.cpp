@@ -38,7 +38,7 @@ RowSink<std::uint16_t> SinkInto(const Bytes& bytes, int width, const FrameWish& 
 
 std::shared_ptr<const media::Frame> FrameService::Source(const FrameWish& wish, int scale) {
     const std::string name =
-        wish.shot->path() + '@' + std::to_string(wish.number) + '/' + std::to_string(scale);
+        wish.shot->keptAs() + '@' + std::to_string(wish.number) + '/' + std::to_string(scale);
     if (scale > 1)
         if (auto reduced = kept_.Find<media::Frame>(name)) return reduced;
     auto source = wish.shot->frames().Get(wish.number, [&] { wish.ticket.Check(); });

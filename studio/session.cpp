@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <exception>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
@@ -185,7 +187,7 @@ HttpResponse Session::Open(const Json& request) {
 }
 
 Json Session::Opened(const std::string& name, bool toWork) {
-    const std::shared_ptr<Shot> shot = OpenShot(name);
+    const std::shared_ptr<Shot> shot = OpenShot(name, true);
     Json json = ShotJson(*shot);
     if (!toWork) return json;
     json["preset"] =
@@ -208,25 +210,45 @@ std::shared_ptr<Shot> Session::ShotOf(const Json& request) {
     return OpenShot(Text(request, "shot"));
 }
 
-std::shared_ptr<Shot> Session::OpenShot(const std::string& name) {
+/// A shot that takes long to open keeps nobody from working on another. Anew is one whose files
+/// have changed since.
+std::shared_ptr<Shot> Session::OpenShot(const std::string& name, bool anew) {
     constexpr std::size_t kMostOpen = 8;
-    const std::lock_guard lock(opening_);
-    const auto open = std::find_if(shots_.begin(), shots_.end(),
-                                   [&](const auto& shot) { return shot->name() == name; });
+    std::unique_lock lock(opening_);
+    const auto isIt = [&](const OpenedShot& open) { return open.name == name; };
+    const auto open = std::find_if(shots_.begin(), shots_.end(), isIt);
     if (open != shots_.end()) {
         shots_.splice(shots_.begin(), shots_, open);
-        return shots_.front();
+        const auto known = open->shot;
+        lock.unlock();
+        if (!anew || known.get()->IsCurrent()) return known.get();
+        lock.lock();
+        shots_.remove_if(isIt);
     }
-    const std::string path = root_.Shot(name).string();
-    shots_.push_front(std::make_shared<Shot>(name, path, start_.threads, kept_));
+    std::promise<std::shared_ptr<Shot>> promise;
+    shots_.push_front({name, promise.get_future().share()});
     if (shots_.size() > kMostOpen) shots_.pop_back();
-    return shots_.front();
+    lock.unlock();
+    try {
+        const std::string path = root_.Shot(name).string();
+        const auto shot = std::make_shared<Shot>(name, path, start_.threads, kept_);
+        promise.set_value(shot);
+        return shot;
+    } catch (...) {
+        lock.lock();
+        shots_.remove_if(isIt);
+        lock.unlock();
+        promise.set_exception(std::current_exception());
+        throw;
+    }
 }
 
 HttpResponse Session::Status(const Json&) {
     Json open = Json::array();
     const std::lock_guard lock(opening_);
-    for (const auto& shot : shots_) {
+    for (const OpenedShot& each : shots_) {
+        if (each.shot.wait_for(std::chrono::seconds(0)) != std::future_status::ready) continue;
+        const std::shared_ptr<Shot> shot = each.shot.get();
         Json cached = Json::array();
         for (std::int64_t n = shot->info().firstFrame; n <= shot->frames().last(); ++n)
             if (shot->frames().Holds(n)) cached.push_back(n);

@@ -2,6 +2,7 @@
 #define VELTRANE_STUDIO_SESSION_H
 
 #include <functional>
+#include <future>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -61,7 +62,7 @@ private:
     KeyCall CallOf(const Json& request, const std::string& drawings);
     void Tell(const Render& render);
     std::shared_ptr<Shot> ShotOf(const Json& request);
-    std::shared_ptr<Shot> OpenShot(const std::string& name);
+    std::shared_ptr<Shot> OpenShot(const std::string& name, bool anew = false);
 
     Start start_;
     RootFolder root_;
@@ -74,8 +75,13 @@ private:
 
     std::mutex saving_;  ///< held while work is compared and written
 
+    /// A shot that is open, or being opened.
+    struct OpenedShot {
+        std::string name;
+        std::shared_future<std::shared_ptr<Shot>> shot;
+    };
     std::mutex opening_;
-    std::list<std::shared_ptr<Shot>> shots_;  ///< the last used first
+    std::list<OpenedShot> shots_;  ///< the last used first
 };
 
 }  // namespace veltrane::studio

@@ -1,7 +1,12 @@
 #include "studio/shot.h"
 
+#include <sys/stat.h>
+
+#include <atomic>
+#include <cstdint>
 #include <utility>
 
+#include "media/sequence_path.h"
 #include "settings/settings.h"
 
 namespace veltrane::studio {
@@ -25,14 +30,46 @@ std::size_t BytesOf(const cli::FrameInputs& inputs) {
     return bytes;
 }
 
+/// A path may be opened again when its file has changed.
+std::string NewName(const std::string& path) {
+    static std::atomic<std::uint64_t> opened = 0;
+    return path + '#' + std::to_string(++opened);
+}
+
+void AddStamp(std::string& stamp, const std::string& file) {
+    struct stat status {};
+    if (::stat(file.c_str(), &status) != 0) return;
+    for (const std::int64_t part :
+         {static_cast<std::int64_t>(status.st_ino), static_cast<std::int64_t>(status.st_size),
+          static_cast<std::int64_t>(status.st_mtim.tv_sec),
+          static_cast<std::int64_t>(status.st_mtim.tv_nsec)})
+        stamp += std::to_string(part) + ' ';
+}
+
+/// Changes when one of the shot's files does.
+std::string StampOf(const std::string& path) {
+    std::string stamp;
+    AddStamp(stamp, path);
+    const auto sequence = media::SequencePath::Parse(path);
+    if (!sequence || !stamp.empty()) return stamp;
+    for (const std::int64_t number : sequence->List()) AddStamp(stamp, sequence->ForNumber(number));
+    return stamp;
+}
+
 }  // namespace
 
 Shot::Shot(std::string name, const std::string& path, int threads, Kept& kept)
     : name_(std::move(name)),
       path_(path),
+      keptAs_(NewName(path)),
+      stamp_(StampOf(path)),
       threads_(threads),
       kept_(kept),
-      frames_(path, threads, kept) {}
+      frames_(path, keptAs_, threads, kept) {}
+
+bool Shot::IsCurrent() const {
+    return StampOf(path_) == stamp_;
+}
 
 cli::KeyColor Shot::AutomaticKey(std::optional<Screen> screen) {
     const std::lock_guard lock(choosing_);
@@ -64,7 +101,7 @@ std::shared_ptr<const cli::FrameInputs> Shot::Inputs(const cli::InputFiles& file
                                                      const media::Frame& frame,
                                                      const Color& keyColor) {
     const std::string key = KeyOf(files, keyColor);
-    const std::string name = path_ + '@' + std::to_string(frame.number) + '\0' + key;
+    const std::string name = keptAs_ + '@' + std::to_string(frame.number) + '\0' + key;
     if (auto kept = kept_.Find<cli::FrameInputs>(name)) return kept;
     const std::lock_guard lock(readingInputs_);
     if (auto kept = kept_.Find<cli::FrameInputs>(name)) return kept;

@@ -21,6 +21,10 @@ public:
 
     const std::string& name() const { return name_; }
     const std::string& path() const { return path_; }
+    /// What its frames and what is made of them are kept under.
+    const std::string& keptAs() const { return keptAs_; }
+    /// Whether its files are still those that were opened.
+    bool IsCurrent() const;
     const media::Info& info() const { return frames_.info(); }
     FrameStore& frames() { return frames_; }
 
@@ -40,6 +44,8 @@ private:
 
     std::string name_;
     std::string path_;
+    std::string keptAs_;
+    std::string stamp_;
     int threads_;
     Kept& kept_;
     FrameStore frames_;

@@ -107,6 +107,10 @@ TEST_F(StudioFrames, OfAnyNumberComeInAnyOrder) {
     ExpectRefused(source("f.#.png", 5), 404, "frame 5 of the sequence is missing");
     for (const int frame : {4, 1, 2, 4, 3})
         EXPECT_EQ(Pixels(source("clip.mkv", frame)), media::ReadFrame("clip.mkv", frame).pixels);
+    // A file that was written anew is read anew when it is opened.
+    Write("f.3.png", Picture(33));
+    Asked("/api/open", {{"path", "f.#.png"}});
+    EXPECT_EQ(Pixels(source("f.#.png", 3)), Picture(33).pixels);
 }
 
 TEST_F(StudioFrames, AreMeasured) {

@@ -171,7 +171,7 @@ TEST_F(StudioTest, OutlivesMalformedRequests) {
         R"({"shot":"in.png","frame":1,"settings":{"shadow":40,"key-color":"#40b838"},"view":"matte"})";
     const std::string paths[] = {"/api/frame", "/api/open",  "/api/pick",   "/api/probe",
                                  "/api/work",  "/api/files", "/api/session"};
-    const int kRequests = 1000;
+    const int kRequests = 2000;
     for (int i = 0; i < kRequests; ++i) {
         const std::string& path = paths[random() % std::size(paths)];
         // Half of them reach the server's own reader of bodies.
