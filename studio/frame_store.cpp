@@ -60,51 +60,52 @@ void FrameStore::CheckNumber(std::int64_t number) const {
     if (IsMissing(number)) throw Refusal(kNotFound, name + " of the sequence is missing");
 }
 
-std::shared_ptr<const media::Frame> FrameStore::Get(std::int64_t number,
+std::shared_ptr<const media::Frame> FrameStore::Get(std::int64_t number, Reading reading,
                                                     const std::function<void()>& check) {
     CheckNumber(number);
     std::shared_ptr<const media::Frame> frame = kept_.Find<media::Frame>(NameOf(number));
-    if (!frame) frame = Decode(number, threads_, check);
-    ExpectAfter(number);
+    const bool shown = reading == Reading::Shown;
+    if (!frame) frame = Decode(number, shown ? shown_ : aside_, threads_, check);
+    if (shown) ExpectAfter(number);
     return frame;
 }
 
 /// Brings the reader to this frame or, of a video, near it: from where it is, if that is before,
 /// else anew, which for a video means from its first frame.
-void FrameStore::Reach(std::int64_t number) {
+void FrameStore::Reach(Cursor& cursor, std::int64_t number) {
     const bool isVideo = info_.kind == media::Kind::Video;
-    if (reader_ && number >= next_ && (isVideo || number == next_)) return;
+    if (cursor.reader && number >= cursor.next && (isVideo || number == cursor.next)) return;
     // Whoever steps back finds the frames before this one, too.
     constexpr std::int64_t kBefore = 8;
-    const bool back = isVideo && number < next_;
+    const bool back = isVideo && number < cursor.next;
     media::ReadOptions options;
     options.threads = threads_;
     options.frames =
         media::FrameRange{back ? std::max(number - kBefore, info_.firstFrame) : number, last_};
-    reader_ = media::Open(path_, options);
-    next_ = options.frames->first;
-    while (next_ < number) {
-        const std::int64_t before = next_;
-        const std::shared_ptr<media::Fetched> fetched = Fetch(before);
-        if (!Holds(before)) Keep(*fetched, before, threads_);
+    cursor.reader = media::Open(path_, options);
+    cursor.next = options.frames->first;
+    while (cursor.next < number) {
+        const std::int64_t before = cursor.next;
+        const std::shared_ptr<media::Fetched> fetched = Fetch(cursor, before);
+        if (!Holds(before)) Keep(cursor, *fetched, before, threads_);
     }
 }
 
 /// The frame, which the reader comes to.
-std::shared_ptr<media::Fetched> FrameStore::Fetch(std::int64_t number) {
+std::shared_ptr<media::Fetched> FrameStore::Fetch(Cursor& cursor, std::int64_t number) {
     std::shared_ptr<media::Fetched> fetched;
-    for (; next_ <= number; ++next_) fetched = reader_->Fetch();
+    for (; cursor.next <= number; ++cursor.next) fetched = cursor.reader->Fetch();
     if (!fetched) throw media::Error(path_ + ": ends before frame " + std::to_string(number));
     // Files of a sequence that are missing are passed over.
-    while (IsMissing(next_)) ++next_;
+    while (IsMissing(cursor.next)) ++cursor.next;
     return fetched;
 }
 
-std::shared_ptr<const media::Frame> FrameStore::Keep(const media::Fetched& fetched,
+std::shared_ptr<const media::Frame> FrameStore::Keep(Cursor& cursor, const media::Fetched& fetched,
                                                      std::int64_t number, int threads) {
     cli::FrameThreads all(threads);
     const cli::FrameThreads::Share share(all);
-    auto frame = std::make_shared<const media::Frame>(reader_->Decode(fetched, share.Get()));
+    auto frame = std::make_shared<const media::Frame>(cursor.reader->Decode(fetched, share.Get()));
     if (frame->width != info_.width || frame->height != info_.height)
         throw media::Error(path_ + ": frame " + std::to_string(number) +
                            " has another size than the first");
@@ -112,18 +113,19 @@ std::shared_ptr<const media::Frame> FrameStore::Keep(const media::Fetched& fetch
     return frame;
 }
 
-std::shared_ptr<const media::Frame> FrameStore::Decode(std::int64_t number, int threads,
+std::shared_ptr<const media::Frame> FrameStore::Decode(std::int64_t number, Cursor& cursor,
+                                                       int threads,
                                                        const std::function<void()>& check) {
-    const std::lock_guard lock(reading_);
+    const std::lock_guard lock(cursor.busy);
     if (check) check();
     // Another thread may have decoded it meanwhile.
     if (auto frame = kept_.Find<media::Frame>(NameOf(number))) return frame;
     try {
-        Reach(number);
-        const std::shared_ptr<media::Fetched> fetched = Fetch(number);
-        return Keep(*fetched, number, threads);
+        Reach(cursor, number);
+        const std::shared_ptr<media::Fetched> fetched = Fetch(cursor, number);
+        return Keep(cursor, *fetched, number, threads);
     } catch (...) {
-        reader_.reset();
+        cursor.reader.reset();
         throw;
     }
 }
@@ -148,7 +150,7 @@ void FrameStore::WorkAhead(const std::stop_token& stop) {
         const std::int64_t number = wanted_.first++;
         lock.unlock();
         try {
-            if (!IsMissing(number) && !Holds(number)) Decode(number, 1, {});
+            if (!IsMissing(number) && !Holds(number)) Decode(number, shown_, 1, {});
         } catch (const std::exception&) {
             // Whoever asks for the frame is told.
         }

@@ -28,23 +28,34 @@ public:
     /// The last frame's number.
     std::int64_t last() const { return last_; }
 
+    /// Who wants a frame: the one that is looked at, or what goes through the shot beside it. Each
+    /// reads the files by itself, so that they do not lead one reader to and fro.
+    enum class Reading { Shown, Aside };
+
     /// A frame by number. Throws Refusal for one that is not there and media::Error for one that
     /// cannot be read, and what check throws when it is this thread's turn to decode. Any number of
     /// threads at a time.
-    std::shared_ptr<const media::Frame> Get(std::int64_t number,
+    std::shared_ptr<const media::Frame> Get(std::int64_t number, Reading reading = Reading::Aside,
                                             const std::function<void()>& check = {});
     /// Whether the frame can be had at once.
     bool Holds(std::int64_t number) const { return kept_.Has(NameOf(number)); }
 
 private:
+    /// A reader, and where it is.
+    struct Cursor {
+        std::mutex busy;
+        std::unique_ptr<media::Reader> reader;  ///< null after an error
+        std::int64_t next = 0;                  ///< that it fetches
+    };
+
     std::string NameOf(std::int64_t number) const;
     void CheckNumber(std::int64_t number) const;
-    std::shared_ptr<const media::Frame> Decode(std::int64_t number, int threads,
+    std::shared_ptr<const media::Frame> Decode(std::int64_t number, Cursor& cursor, int threads,
                                                const std::function<void()>& check);
-    void Reach(std::int64_t number);
-    std::shared_ptr<media::Fetched> Fetch(std::int64_t number);
-    std::shared_ptr<const media::Frame> Keep(const media::Fetched& fetched, std::int64_t number,
-                                             int threads);
+    void Reach(Cursor& cursor, std::int64_t number);
+    std::shared_ptr<media::Fetched> Fetch(Cursor& cursor, std::int64_t number);
+    std::shared_ptr<const media::Frame> Keep(Cursor& cursor, const media::Fetched& fetched,
+                                             std::int64_t number, int threads);
     bool IsMissing(std::int64_t number) const;
     std::int64_t FramesAhead() const;
     void ExpectAfter(std::int64_t number);
@@ -57,9 +68,8 @@ private:
     media::Info info_;
     std::int64_t last_ = 0;
 
-    std::mutex reading_;                     ///< guards the next two
-    std::unique_ptr<media::Reader> reader_;  ///< null after an error
-    std::int64_t next_ = 0;                  ///< that the reader fetches
+    Cursor shown_;
+    Cursor aside_;
 
     std::mutex expecting_;  ///< guards the next three
     std::condition_variable_any expected_;

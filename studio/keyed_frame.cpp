@@ -41,7 +41,9 @@ std::shared_ptr<const media::Frame> FrameService::Source(const FrameWish& wish, 
         wish.shot->keptAs() + '@' + std::to_string(wish.number) + '/' + std::to_string(scale);
     if (scale > 1)
         if (auto reduced = kept_.Find<media::Frame>(name)) return reduced;
-    auto source = wish.shot->frames().Get(wish.number, [&] { wish.ticket.Check(); });
+    using Reading = FrameStore::Reading;
+    const Reading reading = wish.ticket.isAside() ? Reading::Aside : Reading::Shown;
+    auto source = wish.shot->frames().Get(wish.number, reading, [&] { wish.ticket.Check(); });
     if (scale == 1) return source;
     auto reduced = std::make_shared<const media::Frame>(cli::Reduced(*source, scale));
     kept_.Add<media::Frame>(name, reduced, BytesOf(*reduced));

@@ -32,6 +32,7 @@ Turns::Ticket Turns::Announce(const std::string& client, const std::string& purp
     ticket.newest_ = newest;
     ticket.generation_ = generation;
     ticket.isFirst_ = purpose == "main";
+    ticket.isAside_ = purpose == "strip";
     return ticket;
 }
 

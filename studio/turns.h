@@ -19,6 +19,7 @@ public:
     class Ticket {
     public:
         std::uint64_t generation() const { return generation_; }
+        bool isAside() const { return isAside_; }
         bool IsOvertaken() const { return *newest_ > generation_; }
         /// Throws Refusal (409) where it is.
         void Check() const;
@@ -28,6 +29,7 @@ public:
         std::shared_ptr<std::atomic<std::uint64_t>> newest_;
         std::uint64_t generation_ = 0;
         bool isFirst_ = false;
+        bool isAside_ = false;
     };
 
     /// Held while a frame is keyed.
@@ -42,7 +44,8 @@ public:
         Turns& turns_;
     };
 
-    /// Overtakes those with a lower generation. The purpose "main" is what the user looks at.
+    /// Overtakes those with a lower generation. The purpose "main" is what the user looks at, and
+    /// "strip" what goes through the shot beside it.
     Ticket Announce(const std::string& client, const std::string& purpose,
                     std::uint64_t generation);
     /// Waits; throws Refusal (409) when it is overtaken.

@@ -47,6 +47,7 @@ struct Request {
 class StudioTest : public CommandTest {
 protected:
     void Open(const std::string& arguments = "in.png") {
+        fs::remove("../out");  // of an earlier one
         child_ = Start("studio --no-browser " + arguments);
         WaitUntil(child_, [] { return Contents("../out").find('\n') != std::string::npos; });
         const std::string line = Contents("../out");
