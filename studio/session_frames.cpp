@@ -78,7 +78,7 @@ FrameWish Session::WishOf(const Json& request) {
     wish.number = Integer(request, "frame", INT64_MIN, INT64_MAX);
     Json settings = Object(request, "settings");
     if (const Json* view = Find(request, "view")) settings["view"] = *view;
-    wish.settings = ReadSettings(settings, *wish.shot);
+    wish.settings = SettledBy(*wish.shot, ReadSettings(settings, *wish.shot));
     wish.inputs = ReadInputs(request, root_);
     return wish;
 }

@@ -89,7 +89,7 @@ KeyCall Session::CallOf(const Json& request, const std::string& drawings) {
     Json settings = Object(request, "settings");
     const Json options = Object(request, "options");
     if (const Json* view = Find(options, "view")) settings["view"] = *view;
-    call.settings = ReadSettings(settings, *shot);
+    call.settings = SettledBy(*shot, ReadSettings(settings, *shot));
     call.inputs = ReadInputs(request, root_);
     call.frames = RangeOf(request);
     AddOptions(call, request, root_);

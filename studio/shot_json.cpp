@@ -109,6 +109,10 @@ Settings ReadSettings(Json values, Shot& shot) {
     return settings;
 }
 
+Settings SettledBy(const Shot& shot, const Settings& settings) {
+    return SettledFor(settings, shot.info().transfer == media::Transfer::Linear);
+}
+
 cli::InputFiles ReadInputs(const Json& request, const RootFolder& root) {
     const Json inputs = Object(request, "inputs");
     CheckNames(inputs, "inputs", InputNames());

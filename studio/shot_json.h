@@ -23,6 +23,10 @@ Json ShotJson(Shot& shot);
 /// are not, and media::Error where no screen is found.
 Settings ReadSettings(Json values, Shot& shot);
 
+/// The settings with what is left to the shot decided: its matte is for the light that its files
+/// hold, whatever file a render is written to, so that it comes out as it is shown.
+Settings SettledBy(const Shot& shot, const Settings& settings);
+
 /// The members of a request's inputs.
 const std::vector<std::string>& InputNames();
 

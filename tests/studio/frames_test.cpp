@@ -55,6 +55,20 @@ TEST_F(StudioFrames, AreWhatTheCommandWrites) {
     }
 }
 
+TEST_F(StudioFrames, HaveTheMatteForTheLightOfTheirFiles) {
+    Write("light.exr", source_);
+    Open("light.exr");
+    const Value wish{{"shot", "light.exr"},
+                     {"frame", 1},
+                     {"settings", {{"key-color", "#40b838"}}},
+                     {"output", "out.png"}};
+    const Reply reply = Post("/api/frame", wish);
+    const std::string line = Asked("/api/command", wish)["line"];
+    EXPECT_NE(line.find(" --matte-light linear"), line.npos) << line;
+    RunLine(line);
+    EXPECT_EQ(Pixels(reply), media::ReadFrame("out.png", 1).pixels);
+}
+
 TEST_F(StudioFrames, ComeInPartsAndReduced) {
     Open();
     const Value wish{{"shot", "in.png"}, {"frame", 1}, {"settings", {{"key-color", "#40b838"}}}};
