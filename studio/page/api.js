@@ -16,8 +16,7 @@ async function answer(path, options) {
     let response;
     try {
         response = await fetch(path, {credentials: 'same-origin', cache: 'no-store', ...options});
-    } catch (error) {
-        if (error.name === 'AbortError') throw error;
+    } catch {
         throw new Refusal('', 0);
     }
     if (response.ok) return response;
@@ -29,12 +28,13 @@ export async function get(path) {
     return (await answer(path, {})).json();
 }
 
-function sent(body, signal) {
-    return {method: 'POST', headers: {'Content-Type': 'application/json'}, body: JSON.stringify(body), signal};
+function sent(body, options = {}) {
+    return {method: 'POST', headers: {'Content-Type': 'application/json'}, body: JSON.stringify(body), ...options};
 }
 
-export async function post(path, body, signal) {
-    return (await answer(path, sent(body, signal))).json();
+/** `options` are those of fetch, such as `keepalive` for what must be sent though the page is closed. */
+export async function post(path, body, options) {
+    return (await answer(path, sent(body, options))).json();
 }
 
 const generations = new Map();

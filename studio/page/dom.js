@@ -93,6 +93,11 @@ export function takesText(node) {
     return node.tagName === 'INPUT' && !['range', 'checkbox', 'radio', 'color', 'button'].includes(node.type);
 }
 
+/** Gives an element its text; the page is laid out anew only where that is another one. */
+export function say(node, text) {
+    if (node.textContent !== text) node.textContent = text;
+}
+
 /** Calls `work` once, when calls have stopped for this many milliseconds. */
 export function later(milliseconds, work) {
     let timer = 0;

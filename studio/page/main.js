@@ -43,11 +43,17 @@ export async function openShot(path) {
         const shot = await post('/api/open', {path});
         shot.path ??= path;
         store.open(shot);
-        messages.say(shot.tuneReport?.length ? shot.tuneReport.join(' ') : '');
+        tellOf(shot);
     } catch (refusal) {
         messages.fail(refusal);
     }
     document.body.classList.remove('opening');
+}
+
+/** What was found for a shot, or what is wrong with what lies beside it. */
+function tellOf({problems, tuneReport}) {
+    if (problems?.length) messages.fail({status: 400, message: problems.join(' ')});
+    else messages.say(tuneReport?.join(' ') ?? '');
 }
 
 async function askForShot() {
@@ -58,10 +64,10 @@ async function askForShot() {
 /** The exact line that renders this on a terminal. */
 async function showCommand() {
     const {shot, work} = store;
-    const body = {shot: shot.path, settings: work.settings, inputs: work.inputs, output: ''};
+    const body = {shot: shot.path, settings: work.settings, inputs: work.inputs, output: renders.suggestedOutput()};
     const answer = await post('/api/command', body).catch(messages.fail);
     if (!answer) return;
-    const text = answer.script ?? answer.line;
+    const text = answer.line;
     const copied = await navigator.clipboard.writeText(text).then(() => true, () => false);
     dialog(texts.command, () => [make('p', {class: 'dim'}, copied ? texts.copied : texts.copyByHand),
         make('textarea', {readonly: true, class: 'command', id: 'command', rows: '6', 'aria-label': texts.command}, text)], {wide: true});
@@ -160,7 +166,9 @@ async function start() {
     }
     at('version').textContent = texts.versionFacts(store.session);
     renders.load();
-    if (store.session.shot) store.open(store.session.shot);
+    if (!store.session.shot) return;
+    store.open(store.session.shot);
+    tellOf(store.session.shot);
 }
 
 document.documentElement.lang = texts.language;

@@ -15,7 +15,7 @@ function compiled(gl, type, text) {
 
 export class Painter {
     #gl;
-    #places = new Map();
+    #programs = new Map();
     #textures = new Map();
     #frames = new Map();
 
@@ -40,20 +40,32 @@ export class Painter {
 
     #begin() {
         const gl = this.#gl;
-        const program = gl.createProgram();
-        gl.attachShader(program, compiled(gl, gl.VERTEX_SHADER, vertex));
-        gl.attachShader(program, compiled(gl, gl.FRAGMENT_SHADER, fragment));
-        gl.linkProgram(program);
-        gl.useProgram(program);
         gl.pixelStorei(gl.UNPACK_ALIGNMENT, 2);
-        this.#places.clear();
-        const count = gl.getProgramParameter(program, gl.ACTIVE_UNIFORMS) ?? 0;
-        for (let i = 0; i < count; ++i) {
-            const {name, type} = gl.getActiveUniform(program, i);
-            this.#places.set(name, {type, at: gl.getUniformLocation(program, name)});
-        }
+        this.#programs.clear();
         const empty = {width: 1, height: 1, pixels: new Uint16Array(4)};
         for (const name of Object.keys(UNITS)) this.#upload(name, this.#frames.get(name) ?? empty);
+    }
+
+    /** The program for constants, made when it is first needed. */
+    #programFor(constants) {
+        const key = JSON.stringify(constants);
+        if (!this.#programs.has(key)) this.#programs.set(key, this.#link(constants));
+        return this.#programs.get(key);
+    }
+
+    #link(constants) {
+        const gl = this.#gl;
+        const id = gl.createProgram();
+        gl.attachShader(id, compiled(gl, gl.VERTEX_SHADER, vertex));
+        gl.attachShader(id, compiled(gl, gl.FRAGMENT_SHADER, fragment(constants)));
+        gl.linkProgram(id);
+        const places = new Map();
+        const count = gl.getProgramParameter(id, gl.ACTIVE_UNIFORMS) ?? 0;
+        for (let i = 0; i < count; ++i) {
+            const {name, type} = gl.getActiveUniform(id, i);
+            places.set(name, {type, at: gl.getUniformLocation(id, name)});
+        }
+        return {id, places};
     }
 
     #upload(name, {width, height, pixels}) {
@@ -90,25 +102,32 @@ export class Painter {
         gl.clear(gl.COLOR_BUFFER_BIT);
     }
 
-    #set(name, value) {
-        const gl = this.#gl, place = this.#places.get(name);
-        if (!place) return;
-        const {type, at} = place;
+    #set({type, at}, value) {
+        const gl = this.#gl;
         if (type === gl.FLOAT) gl.uniform1f(at, value);
         else if (type === gl.FLOAT_VEC2) gl.uniform2fv(at, value);
         else if (type === gl.FLOAT_VEC3) gl.uniform3fv(at, value);
-        else gl.uniform1i(at, Number(value));
+        else if (type === gl.FLOAT_MAT4) gl.uniformMatrix4fv(at, true, value);
+        else gl.uniform1i(at, value);
     }
 
-    paint(uniforms) {
+    /** Paints into a box of the canvas ([left, top, right, bottom]) and leaves the rest clear. */
+    paint(constants, uniforms, box) {
         const gl = this.#gl, {width, height} = this.canvas;
         if (gl.isContextLost()) return;
+        const program = this.#programFor(constants);
+        gl.useProgram(program.id);
+        for (const [name, value] of Object.entries({...uniforms, ...UNITS, uCanvasHeight: height})) {
+            const place = program.places.get(name);
+            if (place) this.#set(place, value);
+        }
+        gl.disable(gl.SCISSOR_TEST);
         gl.viewport(0, 0, width, height);
         gl.clearColor(0, 0, 0, 0);
         gl.clear(gl.COLOR_BUFFER_BIT);
-        this.#set('uCanvasHeight', height);
-        for (const [name, unit] of Object.entries(UNITS)) this.#set(name, unit);
-        for (const [name, value] of Object.entries(uniforms)) this.#set(name, value);
+        const [left, top, right, bottom] = box.map((side, i) => Math.min(Math.max(Math.round(side), 0), i % 2 ? height : width));
+        gl.enable(gl.SCISSOR_TEST);
+        gl.scissor(left, height - bottom, right - left, bottom - top);
         gl.drawArrays(gl.TRIANGLES, 0, 3);
     }
 }

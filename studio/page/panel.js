@@ -32,9 +32,10 @@ export class Panel {
             const {'key-color': color, screen} = work.settings;
             work.settings = {...values(), 'key-color': color, ...(screen && {screen})};
         });
+        const tuned = button({label: texts.toTunedHelp, text: texts.toTuned, id: 'to-tuned', onClick: all(() => store.tuned())});
+        this.#shows.push(() => { tuned.hidden = !store.shot.tuned; });
         return make('div', {class: 'startings'},
-            make('div', {class: 'buttons'},
-                button({label: texts.toTunedHelp, text: texts.toTuned, id: 'to-tuned', onClick: all(() => store.tuned())}),
+            make('div', {class: 'buttons'}, tuned,
                 button({label: texts.toDefaultsHelp, text: texts.toDefaults, id: 'to-defaults', onClick: all(() => store.defaults())})),
             snapshots);
     }

@@ -2,7 +2,7 @@
 
 import {post} from './api.js';
 import {asFloat, asHex, cssColor} from './color.js';
-import {button, draw, later, make} from './dom.js';
+import {button, draw, later, make, say} from './dom.js';
 import {texts} from './texts.js';
 import {VIEWS} from './viewer.js';
 
@@ -91,7 +91,7 @@ export class Probe {
 
     #show() {
         if (!this.#pixel || !this.#store.shot) return;
-        this.place.textContent = `${this.#pixel[0]}, ${this.#pixel[1]}`;
+        say(this.place, `${this.#pixel[0]}, ${this.#pixel[1]}`);
         const known = this.#answer.key === this.#key ? this.#answer.values : {};
         if (known !== this.#answer.values) this.#ask();
         const isResult = VIEWS[this.#store.view.show]?.frame === 'result';
@@ -111,9 +111,9 @@ export class Probe {
         const count = isGrey ? 1 : name === 'result' ? 4 : 3;
         const values = sample.mean.slice(0, count);
         swatch.style.background = cssColor(sample.mean.slice(0, 3));
-        whole.textContent = values.map((value) => String(Math.round(value)).padStart(5, '\u2007')).join(' ');
-        float.textContent = values.map(asFloat).join(' ');
-        hex.textContent = values.map(asHex).join(' ');
+        say(whole, values.map((value) => String(Math.round(value)).padStart(5, '\u2007')).join(' '));
+        say(float, values.map(asFloat).join(' '));
+        say(hex, values.map(asHex).join(' '));
     }
 
     // Pinned pixels and regions
@@ -164,7 +164,7 @@ export class Probe {
 
     #showMarks() {
         const {pins} = this.#store.view;
-        if (!this.#store.shot) return;
+        if (!this.#store.shot || pins.length + this.#marks.children.length === 0) return;
         const boxes = pins.map((pin, i) => {
             const rect = draw('rect', {class: 'pin'});
             this.#viewer.placeBox(rect, pin);

@@ -57,11 +57,25 @@ export class Renders {
         }, {wide: true});
     }
 
+    /** The formats that a shot of this kind can have; a still is one picture. */
+    get #formats() {
+        const {shot, session} = this.#store;
+        return session.formats.filter((format) => (shot.kind === 'still') === (format.kind === 'still'));
+    }
+
+    #outputFor({kind, extension}) {
+        const base = this.#store.shot.path.replace(/(\.(%\d*d|#+))?\.[^./]*$/, '');
+        return `${base}-keyed${kind === 'sequence' ? '.%04d' : ''}${extension}`;
+    }
+
+    /** Where a render goes if nothing else is said. */
+    suggestedOutput() {
+        return this.#outputFor(this.#formats[0]);
+    }
+
     #form() {
-        const {shot, work, view, session} = this.#store;
-        const formats = session.formats.filter((format) => shot.kind !== 'still' || format.kind === 'still');
-        const base = shot.path.replace(/(\.[%#\dd]+)?\.[^./]*$/, '');
-        const nameFor = (format) => `${base}-keyed${format.kind === 'sequence' ? '.%04d' : ''}${format.extension}`;
+        const {shot, work, view} = this.#store;
+        const formats = this.#formats;
         const format = chooser({label: texts.format, id: 'render-format', choices: formats.map((each, i) => [String(i), each.name]), onChoose: () => refresh()});
         const views = [['result', texts.withMatte], ['matte', texts.views.matte], ['foreground', texts.views.foreground]];
         const what = chooser({label: texts.what, id: 'render-view', choices: views, onChoose: () => refresh()});
@@ -73,7 +87,7 @@ export class Renders {
         const whole = first === shot.first && last === shot.first + shot.count - 1;
         const refresh = () => {
             const chosen = formats[format.select.value];
-            output.value = nameFor(chosen);
+            output.value = this.#outputFor(chosen);
             if (!chosen.alpha && picture) over.checked = true;
         };
         refresh();
@@ -98,7 +112,7 @@ export class Renders {
     async #start(output, frames, options) {
         const {shot, work} = this.#store;
         try {
-            const {id} = await post('/api/render', {shot: shot.path, settings: work.settings, inputs: work.inputs, output, frames, options});
+            const {id} = await post('/api/render', {shot: shot.path, settings: work.settings, inputs: work.inputs, output, options, ...(frames && {frames})});
             if (!this.#list.has(id)) this.told({id, shot: shot.path, output, state: 'queued', done: 0, total: 0});
         } catch (refusal) {
             this.#messages.fail(refusal);

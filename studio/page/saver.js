@@ -4,6 +4,8 @@ import {client, post} from './api.js';
 import {later} from './dom.js';
 import {texts} from './texts.js';
 
+const MOST_KEPT_ALIVE = 32000;  // characters that a browser surely sends after a page is closed
+
 export class Saver {
     #store;
     #messages;
@@ -20,7 +22,7 @@ export class Saver {
             this.#saved = JSON.stringify(this.#content());
         });
         store.on('work view frame', save);
-        addEventListener('pagehide', () => this.save());
+        addEventListener('pagehide', () => this.save(true));
     }
 
     #content() {
@@ -28,7 +30,8 @@ export class Saver {
         return {version: 1, ...work, view: {...view, frame}};
     }
 
-    async save() {
+    /** `last` where the page is being closed. */
+    async save(last = false) {
         const {shot, work} = this.#store;
         if (!shot || !work || this.#busy) return;
         const content = this.#content(), text = JSON.stringify(content);
@@ -36,7 +39,7 @@ export class Saver {
         this.#busy = true;
         try {
             const body = {shot: shot.path, work: content, revision: this.#revision, client};
-            const answer = await post('/api/work', body);
+            const answer = await post('/api/work', body, {keepalive: last && text.length < MOST_KEPT_ALIVE});
             this.#revision = answer.revision;
             this.#saved = text;
         } catch (refusal) {

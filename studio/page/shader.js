@@ -1,5 +1,8 @@
 // The picture's shader. Textures hold 16-bit integers as they came; nothing but the eye sees what
 // is worked out here, every number shown comes from the integers themselves.
+//
+// What does not change from dot to dot is chosen by constants, one program for each choice: where
+// a browser has to draw without a graphics processor, it works through every branch of a shader.
 
 export const vertex = `#version 300 es
 void main() {
@@ -7,7 +10,18 @@ void main() {
     gl_Position = vec4(corner * 4.0 - 1.0, 0.0, 1.0);
 }`;
 
-export const fragment = `#version 300 es
+/**
+ * The program for constants: LOOK (0 colour, 1 over the backdrop, 2 matte, 3 difference, 4 source),
+ * BEYOND (what is right of the wipe: 0 nothing, 1 source, 2 the snapshot), BACKDROP (0 colour,
+ * 1 checker, 2 picture), TAPS (0 whole pixels, 1 smoothed, else the side of the square of pixels
+ * that is averaged) and TONED (whether a channel, exposure or gamma is chosen).
+ */
+export function fragment(constants) {
+    const defines = Object.entries(constants).map(([name, value]) => `#define ${name} ${value}\n`);
+    return `#version 300 es\n${defines.join('')}${body}`;
+}
+
+const body = `
 precision highp float;
 precision highp int;
 precision highp usampler2D;
@@ -17,13 +31,8 @@ uniform vec2 uSize;        // of the picture, in its pixels
 uniform vec2 uOrigin;      // of the picture in the canvas, in device pixels
 uniform float uZoom;       // device pixels a picture pixel
 uniform float uCanvasHeight;
-uniform bool uLinear;
-uniform int uLook;         // 0 colour, 1 over the backdrop, 2 matte, 3 difference
-uniform int uWiped;        // what is right of the wipe: 0 nothing, 1 source, 2 the snapshot
 uniform vec3 uWipe;        // normal and distance of its edge in picture pixels
-uniform bool uSourceOnly;
-uniform int uChannel;      // 0 colour, 1 2 3 red green blue, 4 alpha, 5 luma
-uniform int uBackdropKind; // 0 colour, 1 checker, 2 picture
+uniform mat4 uChannel;     // from the pixel to what is shown of it
 uniform vec3 uBackdropColor;
 uniform float uSquare;     // of the checker, in device pixels
 uniform float uGain;       // of the difference
@@ -32,75 +41,80 @@ uniform float uGamma;      // exponent
 
 out vec4 outColor;
 
-const float kFull = 65535.0;
+const float kUnit = 1.0 / 65535.0;
 
-vec4 texel(usampler2D image, ivec2 at) {
-    return vec4(texelFetch(image, clamp(at, ivec2(0), textureSize(image, 0) - 1), 0)) / kFull;
+// A pixel's integers, the colour multiplied by its alpha where that is asked.
+vec4 texel(usampler2D image, ivec2 at, bool weigh) {
+    vec4 pixel = vec4(texelFetch(image, at, 0));
+    return weigh ? vec4(pixel.rgb * (pixel.a * kUnit), pixel.a) : pixel;
 }
 
-// A pixel whose colour can be averaged: multiplied by its alpha, where that is what is looked at.
-vec4 weighed(usampler2D image, ivec2 at, bool premultiply) {
-    vec4 pixel = texel(image, at);
-    return premultiply ? vec4(pixel.rgb * pixel.a, pixel.a) : pixel;
-}
-
-vec4 between(usampler2D image, vec2 at, bool premultiply) {
-    vec2 low = floor(at - 0.5), part = at - 0.5 - low;
-    ivec2 p = ivec2(low);
-    vec4 above = mix(weighed(image, p, premultiply), weighed(image, p + ivec2(1, 0), premultiply), part.x);
-    vec4 below = mix(weighed(image, p + ivec2(0, 1), premultiply), weighed(image, p + ivec2(1, 1), premultiply), part.x);
-    return mix(above, below, part.y);
-}
-
-// The picture at a point of it; one that is shown smaller is averaged over what a dot covers.
-vec4 look(usampler2D image, vec2 at, bool premultiply) {
+// The picture at a point of it.
+vec4 look(usampler2D image, vec2 at, bool weigh) {
     vec2 scale = vec2(textureSize(image, 0)) / uSize;
     vec2 place = at * scale;
-    float covered = scale.x / uZoom;
-    if (covered <= 1.0) return uLinear ? between(image, place, premultiply) : weighed(image, ivec2(floor(place)), premultiply);
-    int taps = min(int(ceil(covered)), 4);
+    ivec2 most = textureSize(image, 0) - 1;
+#if TAPS == 0
+    return texel(image, min(ivec2(place), most), weigh) * kUnit;
+#elif TAPS == 1
+    vec2 low = floor(place - 0.5), part = place - 0.5 - low;
+    ivec2 a = max(ivec2(low), 0), b = min(ivec2(low) + 1, most);
+    vec4 above = mix(texel(image, a, weigh), texel(image, ivec2(b.x, a.y), weigh), part.x);
+    vec4 below = mix(texel(image, ivec2(a.x, b.y), weigh), texel(image, b, weigh), part.x);
+    return mix(above, below, part.y) * kUnit;
+#else
+    vec2 step = scale / (uZoom * float(TAPS)), corner = place + step * (0.5 - 0.5 * float(TAPS));
     vec4 sum = vec4(0.0);
-    for (int y = 0; y < taps; ++y)
-        for (int x = 0; x < taps; ++x) {
-            vec2 offset = (vec2(x, y) + 0.5) / float(taps) - 0.5;
-            sum += weighed(image, ivec2(floor(place + offset * covered)), premultiply);
-        }
-    return sum / float(taps * taps);
+    for (int y = 0; y < TAPS; ++y)
+        for (int x = 0; x < TAPS; ++x)
+            sum += texel(image, clamp(ivec2(corner + step * vec2(x, y)), ivec2(0), most), weigh);
+    return sum * (kUnit / float(TAPS * TAPS));
+#endif
 }
 
 vec3 backdrop(vec2 spot, vec2 at) {
-    if (uBackdropKind == 2) return look(uBackdrop, at, false).rgb;
-    if (uBackdropKind == 0) return uBackdropColor;
+#if BACKDROP == 2
+    return look(uBackdrop, at, false).rgb;
+#elif BACKDROP == 1
     vec2 square = floor(spot / uSquare);
     return vec3(mod(square.x + square.y, 2.0) < 1.0 ? 0.36 : 0.29);
+#else
+    return uBackdropColor;
+#endif
 }
 
 vec4 keyed(usampler2D image, vec2 spot, vec2 at) {
-    if (uLook == 0) return look(image, at, false);
-    if (uLook == 2) return vec4(vec3(look(image, at, false).a), 1.0);
+#if LOOK == 0
+    return look(image, at, false);
+#elif LOOK == 2
+    return vec4(look(image, at, false).a);
+#elif LOOK == 3
+    return abs(look(image, at, true) - look(uOther, at, true)) * uGain;
+#else
     vec4 pixel = look(image, at, true);
-    if (uLook == 3) return abs(pixel - look(uOther, at, true)) * uGain;
     return vec4(pixel.rgb + backdrop(spot, at) * (1.0 - pixel.a), pixel.a);
+#endif
 }
 
 vec4 chosen(vec2 spot, vec2 at) {
-    if (uSourceOnly) return look(uSource, at, false);
-    bool beyond = uWiped != 0 && dot(uWipe.xy, at) > uWipe.z;
-    if (!beyond) return keyed(uShown, spot, at);
-    return uWiped == 1 ? look(uSource, at, false) : keyed(uOther, spot, at);
-}
-
-vec3 channel(vec4 pixel) {
-    if (uChannel == 0) return pixel.rgb;
-    if (uChannel == 4) return vec3(pixel.a);
-    if (uChannel == 5) return vec3(dot(pixel.rgb, vec3(0.2126, 0.7152, 0.0722)));
-    return vec3(pixel[uChannel - 1]);
+#if LOOK == 4
+    return look(uSource, at, false);
+#elif BEYOND == 0
+    return keyed(uShown, spot, at);
+#elif BEYOND == 1
+    return dot(uWipe.xy, at) > uWipe.z ? look(uSource, at, false) : keyed(uShown, spot, at);
+#else
+    return dot(uWipe.xy, at) > uWipe.z ? keyed(uOther, spot, at) : keyed(uShown, spot, at);
+#endif
 }
 
 void main() {
     vec2 place = vec2(gl_FragCoord.x, uCanvasHeight - gl_FragCoord.y);
     vec2 at = (place - uOrigin) / uZoom;
-    if (any(lessThan(at, vec2(0.0))) || any(greaterThanEqual(at, uSize))) discard;
-    vec3 color = channel(chosen(place, at)) * uExposure;
+#if TONED
+    vec3 color = (uChannel * chosen(place, at)).rgb * uExposure;
     outColor = vec4(pow(max(color, 0.0), vec3(uGamma)), 1.0);
+#else
+    outColor = vec4(chosen(place, at).rgb, 1.0);
+#endif
 }`;

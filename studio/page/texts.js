@@ -11,7 +11,7 @@ export const texts = {
     opening: (path) => `Opening ${path} …`,
     undo: 'Undo',
     redo: 'Redo',
-    command: 'Command',
+    command: 'Copy as command',
     commandHelp: 'The veltrane key command that makes this very result',
     copied: 'Copied. It makes the very frames that you see here.',
     copyByHand: 'It makes the very frames that you see here.',

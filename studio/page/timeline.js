@@ -1,6 +1,6 @@
 // Time: scrubbing, stepping, playing, the range, and a strip of frames over the whole shot.
 
-import {button, make} from './dom.js';
+import {button, later, make} from './dom.js';
 import {cache, requestFor} from './frames.js';
 import {texts} from './texts.js';
 
@@ -21,7 +21,7 @@ export class Timeline {
         this.node = node;
         this.#build();
         store.on('shot work frame', () => this.show());
-        viewer.onPaint(() => this.#showKept());
+        viewer.onPaint(later(150, () => this.#showKept()));
     }
 
     #build() {

@@ -1,7 +1,7 @@
 // How the picture is looked at: views, channels, background, wipe, zoom, and what stands there.
 
 import {post} from './api.js';
-import {button, chooser, make, segmented, toggle} from './dom.js';
+import {button, chooser, make, say, segmented, toggle} from './dom.js';
 import {chooseFile} from './files.js';
 import {texts} from './texts.js';
 import {VIEWS} from './viewer.js';
@@ -99,12 +99,12 @@ export class Viewbar {
         this.straight.setAttribute('aria-pressed', String(!look.premultiplied));
         this.nearest.setAttribute('aria-pressed', String(look.nearest));
         const percent = viewer.zoom * 100;
-        this.zoom.textContent = `${percent < 10 ? percent.toFixed(1) : Math.round(percent)} %`;
+        say(this.zoom, `${percent < 10 ? percent.toFixed(1) : Math.round(percent)} %`);
         const tones = [look.exposure && texts.exposureIs(look.exposure.toFixed(1)), look.gamma !== 1 && texts.gammaIs(look.gamma.toFixed(2))].filter(Boolean);
-        this.tone.textContent = tones.join(' ');
+        say(this.tone, tones.join(' '));
         this.tone.hidden = tones.length === 0;
         const frame = viewer.main.frame;
-        this.mark.textContent = look.sourceHeld ? texts.views.source : frame && frame.scale > 1 ? texts.reduced(frame.scale) : '';
-        this.state.textContent = frame && this.#store.shot ? texts.facts(frame.milliseconds.toFixed(1), frame.form, Math.round(viewer.main.took)) : '';
+        say(this.mark, look.sourceHeld ? texts.views.source : frame && frame.scale > 1 ? texts.reduced(frame.scale) : '');
+        say(this.state, frame && this.#store.shot ? texts.facts(frame.milliseconds.toFixed(1), frame.form, Math.round(viewer.main.took)) : '');
     }
 }

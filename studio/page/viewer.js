@@ -16,7 +16,10 @@ export const VIEWS = {
     difference: {frame: 'result', look: 3},
 };
 
-const CHANNELS = ['c', 'r', 'g', 'b', 'a', 'l'];
+const LUMA = [0.2126, 0.7152, 0.0722, 0];
+
+/** Rows that make what is shown from red, green, blue and alpha. */
+const CHANNELS = {r: [1, 0, 0, 0], g: [0, 1, 0, 0], b: [0, 0, 1, 0], a: [0, 0, 0, 1], l: LUMA};
 const CHECKER = 12;
 
 /** How the picture is seen, beyond what is saved with the work. */
@@ -213,24 +216,42 @@ export class Viewer {
     }
 
     paint() {
-        if (this.#store.shot && this.main.frame) this.#painter.paint(this.#uniforms());
+        if (this.#store.shot && this.main.frame) this.#paintFrame();
         for (const listener of this.#listeners) listener();
         if (this.main.isCurrent || this.main.failed) for (const done of this.#waiting.splice(0)) done();
     }
 
-    #uniforms() {
+    #paintFrame() {
+        const [width, height] = this.size, [x, y] = this.origin;
+        this.#painter.paint(this.#constants(), this.#uniforms(), [x, y, x + width * this.zoom, y + height * this.zoom]);
+    }
+
+    #constants() {
         const {view} = this.#store, {look} = this;
         const show = VIEWS[view.show] ?? VIEWS.result;
         const other = this.other.frame !== null;
+        const isSource = look.sourceHeld || show.frame === 'source';
+        const keyed = show.look === 1 && !look.premultiplied ? 0 : show.look === 3 && !other ? 1 : show.look;
         const kinds = {picture: this.backdrop.frame ? 2 : 0, checker: 1};
+        return {LOOK: isSource ? 4 : keyed, BEYOND: !look.wipe ? 0 : other && show.look !== 3 ? 2 : 1,
+            BACKDROP: kinds[view.background.kind] ?? 0, TAPS: this.#taps(),
+            TONED: Number(look.channel !== 'c' || look.exposure !== 0 || look.gamma !== 1)};
+    }
+
+    /** How pixels are smoothed; a picture that is shown smaller is averaged over what a dot covers. */
+    #taps() {
+        const covered = this.main.frame.width / this.size[0] / this.zoom;
+        if (covered > 1) return Math.min(Math.ceil(covered), 4);
+        return this.look.nearest || this.zoom === 1 && covered === 1 ? 0 : 1;
+    }
+
+    #uniforms() {
+        const {view} = this.#store, {look} = this;
+        const row = CHANNELS[look.channel];
         return {
-            uSize: this.size, uOrigin: this.origin, uZoom: this.zoom, uLinear: !look.nearest,
-            uLook: show.look === 1 && !look.premultiplied ? 0 : show.look === 3 && !other ? 1 : show.look,
-            uSourceOnly: look.sourceHeld || show.frame === 'source',
-            uWiped: look.wipe ? (other && show.look !== 3 ? 2 : 1) : 0,
+            uSize: this.size, uOrigin: this.origin, uZoom: this.zoom,
             uWipe: look.wipe ? this.wipeLine() : [1, 0, 0],
-            uChannel: CHANNELS.indexOf(look.channel),
-            uBackdropKind: kinds[view.background.kind] ?? 0,
+            uChannel: row ? [...row, ...row, ...row, 0, 0, 0, 1] : [1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1],
             uBackdropColor: backdropColor(view.background), uSquare: CHECKER * devicePixelRatio,
             uGain: view.gain, uExposure: 2 ** look.exposure, uGamma: 1 / look.gamma,
         };
