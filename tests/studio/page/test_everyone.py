@@ -46,7 +46,7 @@ def test_axe_finds_no_serious_fault(clip, scheme):
         pytest.skip(f"axe-core is not installed: no {AXE}, since npm was not there when the tests were set up")
     clip.driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {"features": [{"name": "prefers-color-scheme", "value": scheme}]})
     clip.find("keep-A").click()
-    for opener in (None, "help", "open"):
+    for opener in (None, "render", "help", "open"):
         if opener:
             clip.find(opener).click()
             clip.wait("document.querySelector('dialog') !== null")
