@@ -19,7 +19,9 @@ set(veltrane_headers
   settings/parameters.h
   settings/plate_shade.h
   settings/screen_color.h
-  settings/settings.h)
+  settings/settings.h
+  settings/tune/look.h
+  settings/tune/tune.h)
 if(NOT VELTRANE_CORE_ONLY)
   list(APPEND veltrane_headers settings/presets.h)
 endif()

@@ -1,0 +1,216 @@
+#include "settings/tune/search.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <exception>
+
+#include "settings/frame_keyer.h"
+#include "settings/tune/tune.h"
+
+namespace veltrane {
+
+namespace {
+
+using enum ParameterId;
+
+constexpr int kRounds = 4;
+constexpr double kChangeCost = 0.00005;  ///< what a moved slider has to bring at least
+constexpr double kEdgeGuard = 1;         ///< how much a loss at edges weighs against the rest
+constexpr double kEdgeAim = 0.97;        ///< part of the error before, since looks err, too
+constexpr int kHighestClipBlack = 30;    ///< beyond it soft edges turn hard, whatever they cover
+constexpr int kLowestClipWhite = 60;
+
+/// How far a slider goes at a time, in the rounds of a search, and where it stops.
+struct Steps {
+    ParameterId id;
+    std::array<int, kRounds> sizes;
+    int least;
+    int most;
+    bool cleans;  ///< what it does to the screen alone
+};
+
+constexpr Steps kSteps[] = {
+    {ClipBlack, {2, 1, 1, 1}, 0, kHighestClipBlack, true},
+    {ScreenGain, {15, 7, 3, 3}, 0, 100, true},
+    {DespillGray, {20, 10, 5, 5}, 0, 100, false},
+    {SkinHue, {20, 10, 5, 5}, -50, 50, false},
+    {DespillSkin, {20, 10, 5, 5}, 0, 100, false},
+    {BlueHue, {20, 10, 5, 5}, -50, 50, false},
+    {DespillBlue, {20, 10, 5, 5}, 0, 100, false},
+    {Shadow, {50, 25, 10, 10}, 0, 100, false},
+    {ClipWhite, {5, 2, 1, 1}, kLowestClipWhite, 100, false},
+};
+
+/// Where searches begin, since one may end beside the best.
+struct Start {
+    int screenGain;
+    int clipBlack;
+    int skinHue;
+    int blueHue;
+    int despillGray;
+};
+
+constexpr Start kStarts[] = {{6, 4, 0, 0, 20}, {20, 4, 0, 50, 10}, {6, 4, 30, 50, 15}};
+constexpr Start kCleaning = {6, 4, 0, 0, 20};
+
+int Value(const Settings& settings, ParameterId id) {
+    return ValueOf(settings, ParameterOf(id));
+}
+
+void Set(Settings& settings, ParameterId id, int value) {
+    SetValue(settings, ParameterOf(id), value);
+}
+
+/// As pixels that lie apart can be keyed: without what looks at their neighbours.
+Settings PixelByPixel(Settings settings) {
+    settings.view = View::Result;
+    settings.deBlocking = settings.edgeContract = settings.edgeBlur = false;
+    return settings;
+}
+
+struct Sums {
+    double all = 0;
+    double edges = 0;
+    double edgeWeight = 0;
+    double count = 0;
+
+    void Add(const Sums& other) {
+        all += other.all;
+        edges += other.edges;
+        edgeWeight += other.edgeWeight;
+        count += other.count;
+    }
+
+    MatteErrors Means() const {
+        return {count > 0 ? all / count : 0, edgeWeight > 0 ? edges / edgeWeight : 0};
+    }
+};
+
+Sums SumsOf(const FrameLook& look, const Settings& settings) {
+    std::vector<std::uint16_t> keyed(look.pixels.size());
+    KeyInputs<std::uint16_t> inputs;
+    if (settings.smoothBG) inputs.cleanPlate.packed = look.plate.data();
+    RowSource<std::uint16_t> source;
+    source.packed = look.pixels.data();
+    RowSink<std::uint16_t> sink;
+    sink.packed = keyed.data();
+    Key<std::uint16_t>(PixelByPixel(settings), look.width, look.height, source, sink, {}, inputs);
+    Sums sums;
+    sums.count = static_cast<double>(look.coverage.size());
+    for (std::size_t i = 0; i < look.coverage.size(); ++i) {
+        const float matte = static_cast<float>(keyed[4 * i + 3]) / 65535.0f;
+        const double error = std::abs(matte - look.coverage[i]);
+        sums.all += look.weight[i] * error;
+        sums.edges += look.edge[i] * error;
+        sums.edgeWeight += look.edge[i];
+    }
+    return sums;
+}
+
+}  // namespace
+
+std::span<const ParameterId> TunableSliders() {
+    static constexpr auto kIds = [] {
+        std::array<ParameterId, std::size(kSteps)> ids{};
+        std::transform(std::begin(kSteps), std::end(kSteps), ids.begin(),
+                       [](const Steps& steps) { return steps.id; });
+        return ids;
+    }();
+    return kIds;
+}
+
+SettingsSearch::SettingsSearch(std::span<const FrameLook* const> looks, const Settings& plain,
+                               std::span<const ParameterId> fixed, const Threads& threads)
+    : looks_(looks), plain_(plain), fixed_(fixed), threads_(threads), plainErrors_(Errors(plain)) {}
+
+MatteErrors SettingsSearch::Errors(const Settings& settings) const {
+    std::vector<Sums> sums(looks_.size());
+    std::vector<std::exception_ptr> errors(looks_.size());
+    const auto task = [&](int i) {
+        try {
+            sums[i] = SumsOf(*looks_[i], settings);
+        } catch (...) {
+            errors[i] = std::current_exception();
+        }
+    };
+    const int count = static_cast<int>(looks_.size());
+    if (threads_.run && threads_.count > 1)
+        threads_.run(count, task);
+    else
+        for (int i = 0; i < count; ++i) task(i);
+    Sums all;
+    for (std::size_t i = 0; i < sums.size(); ++i) {
+        if (errors[i]) std::rethrow_exception(errors[i]);
+        all.Add(sums[i]);
+    }
+    return all.Means();
+}
+
+MatteErrors SettingsSearch::ErrorsOf(std::size_t look, const Settings& settings) const {
+    return SumsOf(*looks_[look], settings).Means();
+}
+
+bool SettingsSearch::IsFree(ParameterId id) const {
+    return std::ranges::find(fixed_, id) == fixed_.end();
+}
+
+double SettingsSearch::Cost(const Settings& settings) const {
+    const MatteErrors errors = Errors(settings);
+    const auto moved = std::ranges::count_if(
+        kSteps, [&](const Steps& s) { return Value(settings, s.id) != Value(plain_, s.id); });
+    return errors.Sum() + kChangeCost * static_cast<double>(moved) +
+           kEdgeGuard * std::max(errors.edges - kEdgeAim * plainErrors_.edges, 0.0);
+}
+
+Settings SettingsSearch::Descend(Settings best, bool onlyCleaning) const {
+    double cost = Cost(best);
+    const auto step = [&](const Steps& steps, int by) {
+        const int value = Value(best, steps.id);
+        Settings next = best;
+        Set(next, steps.id, std::clamp(value + by, steps.least, steps.most));
+        if (next == best) return false;
+        const double reached = Cost(next);
+        if (!(reached < cost)) return false;
+        best = next;
+        cost = reached;
+        return true;
+    };
+    for (int round = 0; round < kRounds; ++round)
+        for (const Steps& steps : kSteps) {
+            if (!IsFree(steps.id) || (onlyCleaning && !steps.cleans)) continue;
+            const int size = steps.sizes[round];
+            const int by = step(steps, size) ? size : -size;
+            while (step(steps, by)) {
+            }
+        }
+    return best;
+}
+
+Settings SettingsSearch::Run(bool onlyCleaning) const {
+    Settings best = plain_;
+    double cost = Cost(best);
+    for (const Start& from :
+         onlyCleaning ? std::span(&kCleaning, 1) : std::span<const Start>(kStarts)) {
+        Settings start = plain_;
+        const auto put = [&](ParameterId id, int value) {
+            if (IsFree(id)) Set(start, id, value);
+        };
+        put(ScreenGain, from.screenGain);
+        put(ClipBlack, from.clipBlack);
+        if (!onlyCleaning) {
+            put(SkinHue, from.skinHue);
+            put(BlueHue, from.blueHue);
+            put(DespillGray, from.despillGray);
+        }
+        const Settings found = Descend(start, onlyCleaning);
+        const double reached = Cost(found);
+        if (reached < cost) {
+            best = found;
+            cost = reached;
+        }
+    }
+    return best;
+}
+
+}  // namespace veltrane
