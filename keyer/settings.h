@@ -72,7 +72,7 @@ struct Settings {
     int despillBlue = 0;
     int screenGain = 33;
     CoreColor coreColor = CoreColor::Despilled;
-    MatteLight matteLight = MatteLight::Automatic;
+    MatteLight matteLight = MatteLight::Display;
 
     bool operator==(const Settings&) const = default;
 };

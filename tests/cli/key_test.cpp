@@ -156,7 +156,7 @@ TEST_F(CommandTest, FillAndMatteGoToFilesOfTheirOwn) {
     for (const char* video : {"fill.mp4", "matte.mp4"})
         EXPECT_EQ(media::ReadFrame(video, 3).width, 64) << video;
     // A matte is no colour that a curve belongs to.
-    Run("key f.1.png fill.exr --matte-to matte.exr --key-color #40b838 --matte-light display");
+    Run("key f.1.png fill.exr --matte-to matte.exr --key-color #40b838");
     OIIO::ImageBuf matte("matte.exr");
     const auto keyed = Keyed(green_, Picture(1));
     for (int x = 0; x < 64; ++x)
@@ -187,10 +187,10 @@ TEST_F(CommandTest, MattesAreRightInTheLightOfTheOutput) {
     linear.matteLight = MatteLight::Linear;
     const auto display = Keyed(green_, soft), forLight = Keyed(linear, soft);
     EXPECT_NE(display, forLight);
-    for (const auto& [output, expected] : {std::pair{"o.exr", forLight},
-                                           {"o.png", display},
-                                           {"o.exr --matte-light display", display},
-                                           {"o.exr --transfer none", display},
+    for (const auto& [output, expected] : {std::pair{"o.exr --matte-light auto", forLight},
+                                           {"o.png --matte-light auto", display},
+                                           {"o.exr", display},
+                                           {"o.exr --matte-light auto --transfer none", display},
                                            {"o.png --matte-light linear", forLight}}) {
         Run(std::string("key soft.png --key-color #40b838 ") + output);
         const media::Frame keyed = media::ReadFrame(std::string(output, 5), 1);
@@ -198,8 +198,8 @@ TEST_F(CommandTest, MattesAreRightInTheLightOfTheOutput) {
             ASSERT_EQ(keyed.pixels[i], expected[i]) << output << i;
     }
     // The command itself composites display-referred values.
-    Run("key soft.png over.exr --key-color #40b838 --background #808080");
-    Run("key soft.png same.exr --key-color #40b838 --background #808080 --matte-light display");
+    Run("key soft.png over.exr --key-color #40b838 --background #808080 --matte-light auto");
+    Run("key soft.png same.exr --key-color #40b838 --background #808080");
     EXPECT_EQ(media::ReadFrame("over.exr", 1).pixels, media::ReadFrame("same.exr", 1).pixels);
 }
 

@@ -60,7 +60,7 @@ TEST_F(StudioFrames, HaveTheMatteForTheLightOfTheirFiles) {
     Open("light.exr");
     const Value wish{{"shot", "light.exr"},
                      {"frame", 1},
-                     {"settings", {{"key-color", "#40b838"}}},
+                     {"settings", {{"key-color", "#40b838"}, {"matte-light", "auto"}}},
                      {"output", "out.png"}};
     const Reply reply = Post("/api/frame", wish);
     const std::string line = Asked("/api/command", wish)["line"];

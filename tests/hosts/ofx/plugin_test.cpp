@@ -388,7 +388,7 @@ TEST_F(OfxPlugin, KeysLinearLightThroughTheCurveAndKeepsHighlights) {
     // The swatch is in the host's colour; of 0.7 of light the curve makes 0.854.
     EXPECT_NEAR(host.params.at("keyColor").keys.at(0)[1], 0.71, 0.02);
     EXPECT_NEAR(settings.keyColor.green, 0.86, 0.02);
-    // Unless another is chosen, the matte is right in the project's light.
+    // Automatic is the project's light.
     const auto expect = [&](MatteLight chosen, MatteLight used) {
         settings.matteLight = used;
         host.Set("matteLight", {double(chosen)});
