@@ -336,7 +336,8 @@ void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first, ShotI
     const auto render = [&](const media::Frame& source, const FetchedInputs* fetched,
                             const Threads& threads) {
         const FrameInputs beside = inputs.Decode(*fetched, source);
-        std::vector<media::Frame> pictures{Keyed(settings, source, threads, beside.Rows())};
+        std::vector<media::Frame> pictures;
+        pictures.push_back(Keyed(settings, source, threads, beside.Rows()));
         if (background) PutOver(pictures[0], *background);
         if (!matteTo_.empty()) pictures.push_back(MattePicture(pictures[0]));
         if (black) PutOver(pictures[0], *black);
