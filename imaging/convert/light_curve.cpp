@@ -5,19 +5,46 @@
 #include <cmath>
 #include <limits>
 
+#include "imaging/cpu/in_use.h"
+
 namespace veltrane {
 namespace {
 
-constexpr int kFullScale = 65535;
-// A bucket holds the floats that agree in sign, exponent and 11 bits of the mantissa; within one
-// the sample grows by at most about 8 steps.
-constexpr int kBucketShift = 12;
-// Below this every float is sample 0: half a step is 7.6e-6, on the linear scale 5.9e-7.
-constexpr float kSmallest = 0x1p-22f;
+constexpr std::uint32_t kFullScale = 65535;
+constexpr int kBucketShift = LightTables::kBucketShift;
+constexpr float kSmallest = LightTables::kSmallest;
 
 std::uint32_t Bucket(float value) {
     return std::bit_cast<std::uint32_t>(value) >> kBucketShift;
 }
+
+/// A sample of a float from kSmallest to below 1.
+std::uint32_t Sample(const LightTables& tables, float stored) {
+    const std::uint32_t bucket = tables.buckets[Bucket(stored) - Bucket(kSmallest)];
+    const std::uint32_t within = std::bit_cast<std::uint32_t>(stored) & ((1u << kBucketShift) - 1);
+    // A straight line through the bucket misses by a step at most, so that three samples remain,
+    // and to count thresholds takes no branch. What follows decides all the same.
+    std::uint32_t k = (bucket & 0xFFFF) + ((bucket >> 16) * within >> kBucketShift);
+    k -= k > 0;
+    k += std::uint32_t{tables.thresholds[k + 1] <= stored} +
+         std::uint32_t{tables.thresholds[k + 2] <= stored};
+    while (tables.thresholds[k] > stored) --k;
+    while (tables.thresholds[k + 1] <= stored) ++k;
+    return k;
+}
+
+std::uint16_t Working(const LightTables& tables, float stored) {
+    if (!(stored >= kSmallest)) return 0;
+    if (stored >= 1.0f) return kFullScale;
+    return static_cast<std::uint16_t>(Sample(tables, stored));
+}
+
+void ToWorkingRow(const LightTables& tables, const float* stored, std::ptrdiff_t count,
+                  std::uint16_t* samples) {
+    for (std::ptrdiff_t i = 0; i < count; ++i) samples[i] = Working(tables, stored[i]);
+}
+
+constexpr LightRows kPlainRows{ToWorkingRow};
 
 }  // namespace
 
@@ -36,15 +63,17 @@ LightCurve::LightCurve(Light stored) {
         const double value = working / kFullScale;
         return static_cast<float>(stored == Light::kLinear ? LinearFromSrgb(value) : value);
     };
-    for (int k = 0; k <= kFullScale; ++k) {
+    for (std::uint32_t k = 0; k <= kFullScale; ++k) {
         stored_.push_back(store(k));
         threshold_.push_back(store(std::max(k - 0.5, 0.0)));
     }
-    int k = 0;
+    std::uint32_t k = 0;
     for (std::uint32_t bucket = Bucket(kSmallest); bucket <= Bucket(1.0f); ++bucket) {
         const float least = std::bit_cast<float>(bucket << kBucketShift);
+        const std::uint32_t before = k;
         while (k < kFullScale && threshold_[k + 1] <= least) ++k;
-        first_.push_back(static_cast<std::uint16_t>(k));
+        if (!buckets_.empty()) buckets_.back() |= (k - before) << 16;
+        buckets_.push_back(k);
     }
     threshold_.insert(threshold_.end(), 2, std::numeric_limits<float>::infinity());
 }
@@ -56,19 +85,12 @@ const LightCurve& LightCurve::For(Light stored) {
 }
 
 std::uint16_t LightCurve::ToWorking(float stored) const {
-    if (!(stored >= kSmallest)) return 0;
-    if (stored >= 1.0f) return kFullScale;
-    const std::size_t bucket = Bucket(stored) - Bucket(kSmallest);
-    const std::uint32_t within = std::bit_cast<std::uint32_t>(stored) & ((1u << kBucketShift) - 1);
-    const std::uint32_t first = first_[bucket], steps = first_[bucket + 1] - first;
-    // A straight line through the bucket misses by a step at most, so that three samples remain,
-    // and to count thresholds takes no branch. What follows decides all the same.
-    std::uint32_t k = first + (steps * within >> kBucketShift);
-    k -= k > 0;
-    k += std::uint32_t{threshold_[k + 1] <= stored} + std::uint32_t{threshold_[k + 2] <= stored};
-    while (threshold_[k] > stored) --k;
-    while (threshold_[k + 1] <= stored) ++k;
-    return static_cast<std::uint16_t>(k);
+    return Working(Tables(), stored);
+}
+
+void LightCurve::ToWorking(const float* stored, std::ptrdiff_t count,
+                           std::uint16_t* samples) const {
+    InUse<SimdLightRows>(kPlainRows).toWorking(Tables(), stored, count, samples);
 }
 
 }  // namespace veltrane

@@ -1,10 +1,12 @@
 #ifndef VELTRANE_IMAGING_CONVERT_LIGHT_CURVE_H
 #define VELTRANE_IMAGING_CONVERT_LIGHT_CURVE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "imaging/convert/convert.h"
+#include "imaging/convert/light_rows.h"
 
 namespace veltrane {
 
@@ -21,15 +23,19 @@ public:
     static const LightCurve& For(Light stored);
 
     std::uint16_t ToWorking(float stored) const;
+    /// The same of a row.
+    void ToWorking(const float* stored, std::ptrdiff_t count, std::uint16_t* samples) const;
     float ToStored(std::uint16_t working) const { return stored_[working]; }
     /// The stored values of all 65536 samples, as long as the curve lives.
     const float* StoredValues() const { return stored_.data(); }
 
 private:
+    LightTables Tables() const { return {buckets_.data(), threshold_.data()}; }
+
     std::vector<float> stored_;  ///< the stored value of each sample
     /// The least stored value that converts to each sample, and two that none reaches.
     std::vector<float> threshold_;
-    std::vector<std::uint16_t> first_;  ///< by leading bits of a float, where to begin the search
+    std::vector<std::uint32_t> buckets_;  ///< of LightTables
 };
 
 }  // namespace veltrane

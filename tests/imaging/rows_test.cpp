@@ -3,6 +3,7 @@
 #include "imaging/box/box_rows.h"
 #include "imaging/chroma/chroma_rows.h"
 #include "imaging/convert/convert_rows.h"
+#include "imaging/convert/light_rows.h"
 #include "imaging/edges/edge_rows.h"
 #include "imaging/matte/matte_plane_rows.h"
 #include "imaging/matte/soften_rows.h"
@@ -36,6 +37,7 @@ TEST(Rows, AreHandedOutForEveryLevel) {
     ExpectRowsOfEveryLevel(SimdPixelBoxRows);
     ExpectRowsOfEveryLevel(SimdConvertRows<float>);
     ExpectRowsOfEveryLevel(SimdRestoreRows);
+    ExpectRowsOfEveryLevel(SimdLightRows);
     ExpectRowsOfEveryLevel(SimdScreenRows);
     ExpectRowsOfEveryLevel(SimdResampleRows);
     ExpectRowsOfDepth<unsigned short>();
