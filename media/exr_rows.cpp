@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <type_traits>
 
 #include "imaging/convert/convert.h"
@@ -15,6 +16,7 @@ static_assert(std::endian::native == std::endian::little, "samples are taken as 
 
 constexpr int kValues = 65536;
 constexpr std::uint16_t kOpaque = 65535;
+constexpr int kBlock = 1024;  // pixels of a row that are read at a time
 
 template <class Value>
 std::vector<std::uint16_t> TableOf(Value value) {
@@ -41,14 +43,41 @@ void Narrow(const float* values, const float* factors, std::ptrdiff_t width,
     }
 }
 
-constexpr ExrHalfRows kPlainRows{Narrow};
-
 float AsFloat(std::uint16_t half) {
     return FloatFromHalf(half);
 }
 float AsFloat(float value) {
     return value;
 }
+
+void PutFloat(float value, std::uint16_t& to) {
+    to = HalfFromFloat(value);
+}
+void PutFloat(float value, float& to) {
+    to = value;
+}
+
+template <class Sample>
+void Make(const ExrRowSource<Sample>& from, std::ptrdiff_t width, const ExrRow<Sample>& row) {
+    const float* const values[] = {from.values.red, from.values.green, from.values.blue};
+    Sample* const planes[] = {row.red, row.green, row.blue};
+    for (std::ptrdiff_t x = 0; x < width; ++x) {
+        const std::uint16_t *pixel = from.result + 4 * x, *source = from.source + 4 * x;
+        const bool opaque = !row.alpha || pixel[3] == kOpaque;
+        const bool untouched = opaque && std::equal(pixel, pixel + 3, source);
+        const float alpha = row.alpha ? from.values.alpha[x] : 1.0f;
+        if (row.alpha) PutFloat(alpha, row.alpha[x]);
+        for (int c = 0; c < 3; ++c) {
+            const Sample original = from.originals[3 * x + c];
+            const float excess = alpha > 0 ? Excess(AsFloat(original)) : 0.0f;
+            const float sum = values[c][x] + excess;
+            PutFloat(from.premultiplied ? Premultiplied(sum, alpha) : sum, planes[c][x]);
+            if (untouched) planes[c][x] = original;
+        }
+    }
+}
+
+constexpr ExrRowForms kPlainForms{Narrow, Make<std::uint16_t>, Make<float>};
 
 std::uint16_t AlphaOf(float stored) {
     return ToSample(stored);
@@ -67,45 +96,58 @@ ExrRowReader<Sample>::ExrRowReader(Transfer transfer, bool premultiplied)
       premultiplied_(premultiplied) {}
 
 template <class Sample>
-std::uint16_t ExrRowReader<Sample>::Working(Sample stored) const {
+void ExrRowReader<Sample>::ToWorking(const Sample* stored, int count,
+                                     std::uint16_t* samples) const {
     if constexpr (std::is_same_v<Sample, float>) {
-        return curve_.ToWorking(stored);
+        curve_.ToWorking(stored, count, samples);
     } else {
-        return halves_[stored];
+        for (int i = 0; i < count; ++i) samples[i] = halves_[stored[i]];
     }
 }
 
 template <class Sample>
-void ExrRowReader<Sample>::Divide(const float* stored, float alpha, std::uint16_t* pixel,
-                                  float* colour) const {
+template <class Kept>
+void ExrRowReader<Sample>::Straight(const ExrRow<const Sample>& row, int first, int width,
+                                    std::uint16_t* pixels, Kept* colour) const {
+    std::uint16_t blue[kBlock], green[kBlock], red[kBlock];
+    ToWorking(row.blue + first, width, blue);
+    ToWorking(row.green + first, width, green);
+    ToWorking(row.red + first, width, red);
+    for (int x = 0; x < width; ++x) {
+        pixels[4 * x] = blue[x];
+        pixels[4 * x + 1] = green[x];
+        pixels[4 * x + 2] = red[x];
+        pixels[4 * x + 3] = row.alpha ? AlphaOf(row.alpha[first + x]) : kOpaque;
+        colour[3 * x] = Kept(row.red[first + x]);
+        colour[3 * x + 1] = Kept(row.green[first + x]);
+        colour[3 * x + 2] = Kept(row.blue[first + x]);
+    }
+}
+
+template <class Sample>
+void ExrRowReader<Sample>::Divided(const ExrRow<const Sample>& row, int x, std::uint16_t* pixel,
+                                   float* colour) const {
+    const float stored[] = {AsFloat(row.red[x]), AsFloat(row.green[x]), AsFloat(row.blue[x])};
     for (int c = 0; c < 3; ++c) {
-        colour[c] = Unpremultiplied(stored[c], alpha);
+        colour[c] = Unpremultiplied(stored[c], AsFloat(row.alpha[x]));
         pixel[2 - c] = curve_.ToWorking(colour[c]);
     }
+    pixel[3] = AlphaOf(row.alpha[x]);
 }
 
 template <class Sample>
 template <class Kept>
 void ExrRowReader<Sample>::operator()(const ExrRow<const Sample>& row, int width,
                                       std::uint16_t* pixels, Kept* colour) const {
-    for (int x = 0; x < width; ++x, pixels += 4, colour += 3) {
-        const Sample red = row.red[x], green = row.green[x], blue = row.blue[x];
-        pixels[3] = row.alpha ? AlphaOf(row.alpha[x]) : kOpaque;
-        // Halves are kept as floats only where they have to be divided.
-        if constexpr (std::is_same_v<Kept, float>) {
-            if (premultiplied_ && row.alpha) {
-                const float stored[] = {AsFloat(red), AsFloat(green), AsFloat(blue)};
-                Divide(stored, AsFloat(row.alpha[x]), pixels, colour);
-                continue;
-            }
+    // Halves are kept as floats only where they have to be divided.
+    if constexpr (std::is_same_v<Kept, float>) {
+        if (premultiplied_ && row.alpha) {
+            for (int x = 0; x < width; ++x) Divided(row, x, pixels + 4 * x, colour + 3 * x);
+            return;
         }
-        pixels[0] = Working(blue);
-        pixels[1] = Working(green);
-        pixels[2] = Working(red);
-        colour[0] = Kept(red);
-        colour[1] = Kept(green);
-        colour[2] = Kept(blue);
     }
+    for (int x = 0; x < width; x += kBlock)
+        Straight(row, x, std::min(width - x, kBlock), pixels + 4 * x, colour + 3 * x);
 }
 
 template <class Sample>
@@ -115,7 +157,7 @@ ExrRowWriter<Sample>::ExrRowWriter(Transfer transfer, bool premultiplied, int wi
       premultiplied_(premultiplied),
       width_(width),
       originals_(originals),
-      halfRows_(InUse<SimdExrHalfRows>(kPlainRows)),
+      forms_(InUse<SimdExrRowForms>(kPlainForms)),
       room_(std::size_t{4} * width) {}
 
 template <class Sample>
@@ -125,7 +167,13 @@ void ExrRowWriter<Sample>::operator()(const std::uint16_t* pixels, std::size_t f
     const auto plane = [&](int index) { return room + std::ptrdiff_t{index} * width_; };
     const ExrRow<float> values{plane(0), plane(1), plane(2), row.alpha ? plane(3) : nullptr};
     LookUp(pixels, first, values);
-    if (originals_.Exceed()) AddExcess(pixels, first, values);
+    if (const Sample* direct = originals_.template Direct<Sample>()) {
+        const ExrRow<const float> known{values.red, values.green, values.blue, values.alpha};
+        const std::uint16_t* source = originals_.Source() + 4 * first;
+        forms_.Make({pixels, source, direct + 3 * first, known, premultiplied_}, width_, row);
+        return;
+    }
+    if (originals_.Known()) AddExcess(pixels, first, values);
     const float* factors = premultiplied_ ? values.alpha : nullptr;
     Store(values.red, factors, row.red);
     Store(values.green, factors, row.green);
@@ -171,10 +219,9 @@ void ExrRowWriter<Sample>::Store(const float* values, const float* factors, Samp
             plane[x] = factors ? Premultiplied(values[x], factors[x]) : values[x];
         }
     } else {
-        const bool bounded = !originals_.Exceed() && originals_.Given() == nullptr;
-        const auto within = [](float value) { return value >= 0 && value <= 1; };
-        const bool fast = bounded || std::all_of(values, values + width_, within);
-        (fast ? halfRows_ : kPlainRows).narrow(values, factors, width_, plane);
+        const bool finite =
+            std::all_of(values, values + width_, [](float v) { return std::isfinite(v); });
+        (finite ? forms_ : kPlainForms).narrow(values, factors, width_, plane);
     }
 }
 

@@ -5,23 +5,14 @@
 #include <cstdint>
 #include <vector>
 
-#include "media/exr_half_rows.h"
+#include "media/exr_row_forms.h"
 #include "media/media.h"
 #include "media/originals.h"
 #include "media/transfer.h"
 
 namespace veltrane::media {
 
-// Rows of an EXR, a plane for each channel, to and from the pixels that are keyed. A Sample is a
-// float, or the bits of a half as std::uint16_t.
-
-template <class Sample>
-struct ExrRow {
-    Sample* red;
-    Sample* green;
-    Sample* blue;
-    Sample* alpha;  ///< null where there is none
-};
+// Rows of an EXR to and from the pixels that are keyed.
 
 /// Reads rows. Any number of threads may call it.
 template <class Sample>
@@ -36,8 +27,11 @@ public:
                     Kept* colour) const;
 
 private:
-    std::uint16_t Working(Sample stored) const;
-    void Divide(const float* stored, float alpha, std::uint16_t* pixel, float* colour) const;
+    template <class Kept>
+    void Straight(const ExrRow<const Sample>& row, int first, int width, std::uint16_t* pixels,
+                  Kept* colour) const;
+    void Divided(const ExrRow<const Sample>& row, int x, std::uint16_t* pixel, float* colour) const;
+    void ToWorking(const Sample* stored, int count, std::uint16_t* samples) const;
 
     const TransferCurve& curve_;
     const std::vector<std::uint16_t>& halves_;  ///< the working value of each half
@@ -64,7 +58,7 @@ private:
     bool premultiplied_;
     int width_;
     const Originals& originals_;
-    const ExrHalfRows& halfRows_;
+    const ExrRowForms& forms_;
     std::vector<float> room_;  ///< for a row as floats
 };
 

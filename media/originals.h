@@ -1,7 +1,9 @@
 #ifndef VELTRANE_MEDIA_ORIGINALS_H
 #define VELTRANE_MEDIA_ORIGINALS_H
 
+#include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 #include "imaging/convert/convert.h"
 #include "media/half.h"
@@ -24,14 +26,10 @@ public:
     }
     /// The colours that the result holds instead of its pixels', or null.
     const float* Given() const { return given_; }
-    /// Whether any value lies beyond 0..1, and how far this one does, of a composite as far as its
-    /// pixel shows the source.
-    bool Exceed() const { return exceed_; }
-    float ExcessOf(std::size_t index) const {
-        const bool within = !exceed_ || (halves_ && halves_[index] <= kOneHalf);
-        if (within) return 0.0f;
-        return Excess(Float(index)) * (coverage_ ? ToFloat(coverage_[index / 3]) : 1.0f);
-    }
+    /// Whether there are any.
+    bool Known() const { return colour_ != nullptr; }
+    /// How far the value lies beyond 0..1, of a composite as far as its pixel shows the source.
+    float ExcessOf(std::size_t index) const;
     /// Of three a pixel: red, green, blue.
     float Float(std::size_t index) const { return floats_ ? floats_[index] : Converted(index); }
     /// The same as the bits of a half.
@@ -39,19 +37,31 @@ public:
         return halves_ ? halves_[index] : HalfFromFloat(Float(index));
     }
 
-    static constexpr std::uint16_t kOneHalf = 0x3C00;  ///< bits above it: larger, negative, or none
+    /// The pixels before they were keyed.
+    const std::uint16_t* Source() const { return source_; }
+    /// The values, three a pixel, where the file stores them as they are, as halves or floats, and
+    /// every pixel is the source's alone; else null.
+    template <class Sample>
+    const Sample* Direct() const {
+        if (given_ || coverage_) return nullptr;
+        if constexpr (std::is_same_v<Sample, float>) {
+            return floats_;
+        } else {
+            return halves_;
+        }
+    }
 
 private:
+    float Stored(std::size_t index) const;
     float Converted(std::size_t index) const;
 
     const std::uint16_t* result_;
     const std::uint16_t* source_;
     const float* given_ = nullptr;
     const std::uint16_t* coverage_ = nullptr;  ///< null where all pixels are the source's
-    bool exceed_ = false;
-    const OriginalColour* colour_ = nullptr;  ///< null where there are none
-    const std::uint16_t* halves_ = nullptr;   ///< its halves where they are stored as they are
-    const float* floats_ = nullptr;           ///< its floats, likewise
+    const OriginalColour* colour_ = nullptr;   ///< null where there are none
+    const std::uint16_t* halves_ = nullptr;    ///< its halves where they are stored as they are
+    const float* floats_ = nullptr;            ///< its floats, likewise
     Transfer from_ = Transfer::None;
     Transfer to_;
 };

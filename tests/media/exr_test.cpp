@@ -3,14 +3,15 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <memory>
 #include <random>
 #include <set>
 #include <thread>
 
 #include "imaging/cpu/cpu.h"
-#include "media/exr_half_rows.h"
 #include "media/exr_image.h"
+#include "media/exr_row_forms.h"
 #include "media/half.h"
 #include "media/source_details.h"
 #include "media/zlib_data.h"
@@ -226,22 +227,24 @@ TEST(ZipperTest, SameBytesWhereverItLies) {
 
 /// Vector forms against the plain one, on both sides of every value that lies between two halves.
 TEST_F(ExrTest, EveryFormMakesTheSameHalves) {
-    std::vector<float> values{0, 1};
-    for (std::uint16_t half = 0; half < 0x3c00; ++half) {
-        const auto next = std::uint16_t(half + 1);
+    std::vector<float> values{0, 65520, 1e30f};
+    for (std::uint16_t half = 0; half < 0x7bff; ++half) {
+        const auto next = static_cast<std::uint16_t>(half + 1);
         const float between = (FloatFromHalf(half) + FloatFromHalf(next)) / 2;
-        for (const float towards : {0.0f, between, 1.0f})
+        for (const float towards : {0.0f, between, 65504.0f})
             values.push_back(std::nextafter(between, towards));
     }
+    values.push_back(std::nextafter(65520.0f, 0.0f));
+    for (std::size_t i = values.size(); i > 0; --i) values.push_back(-values[i - 1]);
     const std::vector<float> ones(values.size(), 1.0f);
     for (const CpuLevel level : CpuLevels()) {
         UseCpuLevel(level);
-        const ExrHalfRows* rows = SimdExrHalfRows();
-        EXPECT_EQ(rows == nullptr, level == CpuLevel::Plain);
-        if (!rows) continue;
+        const ExrRowForms* forms = SimdExrRowForms();
+        EXPECT_EQ(forms == nullptr, level == CpuLevel::Plain);
+        if (!forms) continue;
         std::vector<std::uint16_t> halves(values.size());
         for (const float* factors : {ones.data(), static_cast<const float*>(nullptr)}) {
-            rows->narrow(values.data(), factors, std::ssize(values), halves.data());
+            forms->narrow(values.data(), factors, std::ssize(values), halves.data());
             std::size_t wrong = 0;
             for (std::size_t i = 0; i < values.size(); ++i)
                 wrong += halves[i] != HalfFromFloat(values[i]);
@@ -249,6 +252,28 @@ TEST_F(ExrTest, EveryFormMakesTheSameHalves) {
         }
     }
     UseCpuLevel(CpuLevels().back());
+}
+
+TEST_F(ExrTest, EveryFormReadsAndMakesTheSameRows) {
+    for (const TypeDesc type : {TypeDesc::HALF, TypeDesc::FLOAT}) {
+        const Window window{0, 0, 1101, 9};
+        Store("in.exr", ImageSpec(1, 1, 1, type), window, window, {"R", "G", "B"});
+        std::map<std::string, std::set<std::string>> made;
+        for (const CpuLevel level : CpuLevels()) {
+            UseCpuLevel(level);
+            const Frame source = ReadFrame(Path("in.exr"), 1);
+            for (int kind = 0; kind < 4; ++kind) {
+                WriteOptions options;
+                options.opaque = kind & 1;
+                options.association = kind & 2 ? Association::Straight : Association::Premultiplied;
+                options.compression.method = Method::None;
+                Create(Path("o.exr"), options, Open(Path("in.exr"))->info())
+                    ->Encode(Keyed(source), source);
+                made[std::to_string(kind)].insert(Bytes("o.exr"));
+            }
+        }
+        for (const auto& [kind, files] : made) EXPECT_EQ(files.size(), 1u) << kind;
+    }
 }
 
 TEST_F(ExrTest, MetadataThatStillHoldsIsCarried) {
