@@ -8,6 +8,7 @@
 
 #include "media/file_bytes.h"
 #include "media/image_integrity.h"
+#include "media/pixel_memory.h"
 #include "media/widened.h"
 
 namespace veltrane::media {
@@ -133,27 +134,38 @@ public:
         : ImageSource(std::move(layout)), file_(std::move(file)) {}
 
     // Every channel belongs to the picture, so all are asked for.
-    void Read(int, int, std::uint16_t* samples) override { ReadAs(samples); }
-    void Read(int, int, float* samples) override { ReadAs(samples); }
+    void Read(int, int, const Threads& threads, const TakeRows<std::uint16_t>& take) override {
+        ReadAs(threads, take);
+    }
+    void Read(int, int, const Threads& threads, const TakeRows<float>& take) override {
+        ReadAs(threads, take);
+    }
 
 private:
     template <typename Sample>
-    void ReadAs(Sample* samples) const {
+    void ReadAs(const Threads& threads, const TakeRows<Sample>& take) const {
         const DpxHeader header(file_);
         const int bits = header.Byte(803);
-        const std::size_t row = std::size_t(layout_.width) * layout_.channels();
-        const std::uint8_t* from = file_.data() + header.Get<std::uint32_t>(808);
-        if (bits == 10) {
-            const int shift = header.Get<std::uint16_t>(804) == 1 ? 2 : 0;
-            for (int y = 0; y < layout_.height; ++y, samples += row) {
-                from = ReadWords(from, row, shift, header.swapped(), samples);
+        const std::size_t count = std::size_t(layout_.width) * layout_.channels();
+        const std::size_t words = (count + 2) / 3,
+                          rowBytes = bits == 10 ? 4 * words : count * bits / 8;
+        const std::uint8_t* pixels = file_.data() + header.Get<std::uint32_t>(808);
+        const int shift = header.Get<std::uint16_t>(804) == 1 ? 2 : 0;
+        ForEachBand(threads, layout_.height, 1, [&](Band band) {
+            UnsetVector<Sample> row(count);
+            for (int y = band.first; y < band.end; ++y) {
+                const std::uint8_t* from = pixels + rowBytes * static_cast<std::size_t>(y);
+                if (bits == 10) ReadWords(from, count, shift, header.swapped(), row.data());
+                if (bits == 8) ReadBytes(from, count, row.data());
+                if (bits == 16) ReadShorts(from, count, header.swapped(), row.data());
+                take(y, 1, row.data());
             }
-        } else if (bits == 8) {
-            std::transform(from, from + row * layout_.height, samples,
-                           Widened<Sample, std::uint8_t>);
-        } else {
-            ReadShorts(from, row * layout_.height, header.swapped(), samples);
-        }
+        });
+    }
+
+    template <typename Sample>
+    static void ReadBytes(const std::uint8_t* from, std::size_t count, Sample* samples) {
+        std::transform(from, from + count, samples, Widened<Sample, std::uint8_t>);
     }
 
     template <typename Sample>
@@ -167,21 +179,19 @@ private:
         }
     }
 
-    /// Three samples lie in each word, the first highest. Returns where the next row begins.
+    /// Three samples lie in each word, the first highest.
     template <typename Sample>
-    static const std::uint8_t* ReadWords(const std::uint8_t* from, std::size_t count, int shift,
-                                         bool swapped, Sample* samples) {
+    static void ReadWords(const std::uint8_t* from, std::size_t count, int shift, bool swapped,
+                          Sample* samples) {
         const auto sample = [&](std::uint32_t word, std::size_t i) {
             const std::uint32_t bits = word >> (20 - 10 * static_cast<int>(i) + shift) & 0x3ff;
             return Widened<Sample>(static_cast<std::uint16_t>(bits << 6 | bits >> 4));
         };
-        std::size_t done = 0;
-        for (; done < count; done += 3, from += 4) {
+        for (std::size_t done = 0; done < count; done += 3, from += 4) {
             const auto word = DpxHeader::Stored<std::uint32_t>(from, swapped);
             const std::size_t held = std::min<std::size_t>(count - done, 3);
             for (std::size_t i = 0; i < held; ++i) samples[done + i] = sample(word, i);
         }
-        return from;
     }
 
     Bytes file_;

@@ -210,58 +210,61 @@ std::shared_ptr<const ImageMetadata> MetadataOf(const OpenImage& image) {
     return metadata;
 }
 
-template <typename Sample>
-UnsetVector<Sample> ReadSamples(const OpenImage& image) {
-    const ImageLayout& layout = image.layout();
-    const Channels& channels = image.channels;
-    UnsetVector<Sample> samples(std::size_t(layout.width) * layout.height * channels.count);
-    image.source->Read(channels.first, channels.count, samples.data());
-    return samples;
+/// Whether the stored rectangle leaves out a part of the one that is shown.
+bool LeavesOut(const ImageLayout& layout) {
+    return layout.x > layout.fullX || layout.y > layout.fullY ||
+           layout.x + layout.width < layout.fullX + layout.fullWidth ||
+           layout.y + layout.height < layout.fullY + layout.fullHeight;
 }
 
-/// Calls place(index of the shown pixel, stored samples) for every stored pixel within the display
-/// window.
+/// Reads a file's samples and calls place(index of the shown pixel, stored samples) for every
+/// stored pixel within the display window, on the threads lent.
 template <typename Sample, typename Place>
-void PlacePixels(const OpenImage& image, const UnsetVector<Sample>& samples,
-                 const Placement& placement, Place place) {
+void PlacePixels(const OpenImage& image, const Placement& placement, const Threads& threads,
+                 Place place) {
     const ImageLayout& layout = image.layout();
+    const int channels = image.channels.count;
     const int left = layout.x - layout.fullX, top = layout.y - layout.fullY;
     const int firstX = std::max(left, 0), endX = std::min(left + layout.width, layout.fullWidth);
-    const int firstY = std::max(top, 0), endY = std::min(top + layout.height, layout.fullHeight);
-    for (int y = firstY; y < endY; ++y) {
-        const Sample* row =
-            samples.data() + std::size_t(y - top) * layout.width * image.channels.count;
-        for (int x = firstX; x < endX; ++x) {
-            place(placement.Index(x, y), row + std::size_t(x - left) * image.channels.count);
+    const TakeRows<Sample> take = [&](int first, int rows, const Sample* samples) {
+        const int firstY = std::max(top + first, 0);
+        const int endY = std::min(top + first + rows, layout.fullHeight);
+        for (int y = firstY; y < endY; ++y) {
+            const Sample* row = samples + std::size_t(y - top - first) * layout.width * channels;
+            for (int x = firstX; x < endX; ++x) {
+                place(placement.Index(x, y), row + std::size_t(x - left) * channels);
+            }
         }
-    }
+    };
+    image.source->Read(image.channels.first, channels, threads, take);
 }
 
-void ReadIntegers(const OpenImage& image, const Placement& placement, Frame& frame) {
-    const Channels& channels = image.channels;
-    auto samples = ReadSamples<std::uint16_t>(image);
+void ReadIntegers(const OpenImage& image, const Placement& placement, const Threads& threads,
+                  Frame& frame) {
     // Of up to 8 bits the library does it.
-    if (image.tiff.whiteIsZero && image.tiff.bits > 8) {
-        for (std::uint16_t& sample : samples) sample = static_cast<std::uint16_t>(65535 - sample);
-    }
-    PlacePixels(image, samples, placement, [&](std::size_t index, const std::uint16_t* stored) {
-        std::uint16_t* pixel = frame.pixels.data() + index * 4;
-        pixel[0] = stored[channels.blue];
-        pixel[1] = stored[channels.green];
-        pixel[2] = stored[channels.red];
-        pixel[3] = channels.alpha < 0 ? 65535 : stored[channels.alpha];
-    });
+    const bool inverted = image.tiff.whiteIsZero && image.tiff.bits > 8;
+    const std::uint16_t flip = inverted ? 65535 : 0;
+    const auto place = [channels = image.channels, flip, pixels = frame.pixels.data()](
+                           std::size_t index, const std::uint16_t* stored) {
+        std::uint16_t* pixel = pixels + index * 4;
+        pixel[0] = stored[channels.blue] ^ flip;
+        pixel[1] = stored[channels.green] ^ flip;
+        pixel[2] = stored[channels.red] ^ flip;
+        pixel[3] = channels.alpha < 0 ? std::uint16_t{65535} : stored[channels.alpha];
+    };
+    PlacePixels<std::uint16_t>(image, placement, threads, place);
     if (image.premultiplied) Unpremultiply(frame.pixels);
     if (image.transfer == Transfer::Linear) ApplyToColour(LinearToWorkingTable(), frame.pixels);
 }
 
 /// Reads floats; `colour` receives the straight red, green and blue.
-void ReadFloats(const OpenImage& image, const Placement& placement, Frame& frame, Colors& colour) {
+void ReadFloats(const OpenImage& image, const Placement& placement, const Threads& threads,
+                Frame& frame, Colors& colour) {
     const Channels& channels = image.channels;
     const TransferCurve& curve = TransferCurve::For(image.transfer);
-    const auto samples = ReadSamples<float>(image);
-    colour.assign(frame.pixels.size() / 4 * 3, 0.0f);
-    PlacePixels(image, samples, placement, [&](std::size_t index, const float* stored) {
+    colour.resize(frame.pixels.size() / 4 * 3);
+    if (LeavesOut(image.layout())) std::fill(colour.begin(), colour.end(), 0.0f);
+    PlacePixels<float>(image, placement, threads, [&](std::size_t index, const float* stored) {
         const float alpha = channels.alpha < 0 ? 1.0f : stored[channels.alpha];
         const float divisor = image.premultiplied ? alpha : 1.0f;
         float* straight = colour.data() + index * 3;
@@ -346,15 +349,16 @@ Frame ReadImage(const std::string& path, std::int64_t number, const ReadOptions&
     frame.width = placement.width;
     frame.height = placement.height;
     frame.number = number;
-    frame.pixels.assign(std::size_t(frame.width) * frame.height * 4, 0);
+    frame.pixels.resize(std::size_t(frame.width) * frame.height * 4);
+    if (LeavesOut(image.layout())) std::fill(frame.pixels.begin(), frame.pixels.end(), 0);
     auto origin = std::make_shared<Origin>();
     origin->metadata = MetadataOf(image);
     const bool needsFloats = image.premultiplied && image.transfer == Transfer::Linear;
     if (image.isFloat || needsFloats) {
-        ReadFloats(image, placement, frame, origin->colour.floats);
+        ReadFloats(image, placement, threads, frame, origin->colour.floats);
         if (!image.isFloat) origin->colour = {};
     } else {
-        ReadIntegers(image, placement, frame);
+        ReadIntegers(image, placement, threads, frame);
     }
     frame.origin = std::move(origin);
     return frame;

@@ -10,6 +10,7 @@
 #include "media/exr_layout.h"
 #include "media/file_bytes.h"
 #include "media/image_integrity.h"
+#include "media/pixel_memory.h"
 #include "media/source_details.h"
 
 namespace veltrane::media {
@@ -81,20 +82,23 @@ public:
           format_(std::move(format)),
           input_(std::move(input)) {}
 
-    void Read(int first, int count, std::uint16_t* samples) override {
-        ReadAs(first, count, samples);
+    void Read(int first, int count, const Threads&, const TakeRows<std::uint16_t>& take) override {
+        ReadAs(first, count, take);
     }
-    void Read(int first, int count, float* samples) override { ReadAs(first, count, samples); }
+    void Read(int first, int count, const Threads&, const TakeRows<float>& take) override {
+        ReadAs(first, count, take);
+    }
 
 private:
     template <typename Sample>
-    void ReadAs(int first, int count, Sample* samples) {
+    void ReadAs(int first, int count, const TakeRows<Sample>& take) {
         CheckPixelData(path_, format_);
-        if (input_->read_image(0, 0, first, first + count, OIIO::BaseTypeFromC<Sample>::value,
-                               samples)) {
-            return;
+        UnsetVector<Sample> samples(std::size_t(layout_.width) * layout_.height * count);
+        if (!input_->read_image(0, 0, first, first + count, OIIO::BaseTypeFromC<Sample>::value,
+                                samples.data())) {
+            Fail(path_, ErrorText(input_->geterror(), path_, "is damaged"));
         }
-        Fail(path_, ErrorText(input_->geterror(), path_, "is damaged"));
+        take(0, layout_.height, samples.data());
     }
 
     std::string path_;

@@ -4,10 +4,13 @@
 #include <OpenImageIO/paramlist.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "imaging/threads.h"
 
 namespace veltrane::media {
 
@@ -48,6 +51,10 @@ void SetAttribute(OIIO::ParamValueList& attributes, const std::string& name, con
     attributes.add_or_replace(OIIO::ParamValue(name, value), false);
 }
 
+/// Takes so many rows from row `top` on, packed, in any order. Any number of threads may call it.
+template <typename Sample>
+using TakeRows = std::function<void(int top, int rows, const Sample* samples)>;
+
 /// An image file that is open for reading.
 class ImageSource {
 public:
@@ -56,10 +63,13 @@ public:
     ImageSource& operator=(const ImageSource&) = delete;
 
     const ImageLayout& layout() const { return layout_; }
-    /// Reads the channels first .. first + count - 1 of all stored pixels, in packed rows. Full
-    /// scale is 65535, or 1. Throws Error when the file is damaged.
-    virtual void Read(int first, int count, std::uint16_t* samples) = 0;
-    virtual void Read(int first, int count, float* samples) = 0;
+    /// Reads the channels first .. first + count - 1 of all stored pixels and hands them out, each
+    /// row once. Full scale is 65535, or 1. Throws Error when the file is damaged, which may be
+    /// after some rows were taken.
+    virtual void Read(int first, int count, const Threads& threads,
+                      const TakeRows<std::uint16_t>& take) = 0;
+    virtual void Read(int first, int count, const Threads& threads,
+                      const TakeRows<float>& take) = 0;
 
 protected:
     explicit ImageSource(ImageLayout layout) : layout_(std::move(layout)) {}

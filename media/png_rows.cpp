@@ -1,29 +1,77 @@
 #include "media/png_rows.h"
 
+#include <isa-l/igzip_lib.h>
+
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
-#include "media/zlib_data.h"
+#include "media/share_work.h"
 
 namespace veltrane::media {
 namespace {
 
-/// The data of the chunks that hold pixels, one after another, which is one stream.
-Bytes PixelData(const Bytes& file) {
-    constexpr std::size_t kSignature = 8, kFrame = 12;
-    Bytes data;
-    data.reserve(file.size());
-    for (std::size_t at = kSignature; at + kFrame <= file.size();) {
-        std::size_t length = 0;
-        for (int i = 0; i < 4; ++i) length = length << 8 | file[at + i];
-        if (length > file.size() - at - kFrame) break;
-        const std::uint8_t* name = file.data() + at + 4;
-        if (std::memcmp(name, "IDAT", 4) == 0) data.insert(data.end(), name + 4, name + 4 + length);
-        at += length + kFrame;
+/// The bytes that the chunks of pixels decompress to, which are one stream.
+class PixelStream {
+public:
+    explicit PixelStream(const Bytes& file) : file_(file) {
+        isal_inflate_init(state_.get());
+        state_->crc_flag = ISAL_ZLIB;
     }
-    return data;
-}
+
+    /// Makes the next bytes. False when the data is damaged or ends before.
+    bool Make(std::uint8_t* bytes, std::size_t size) {
+        state_->next_out = bytes;
+        state_->avail_out = static_cast<std::uint32_t>(size);
+        while (state_->avail_out > 0) {
+            if (Ended() || !Go()) return false;
+        }
+        return true;
+    }
+    /// Makes what is left. False when the data is damaged or its checksum is wrong.
+    bool Finish() {
+        Bytes room(std::size_t{1} << 16);
+        while (!Ended()) {
+            state_->next_out = room.data();
+            state_->avail_out = static_cast<std::uint32_t>(room.size());
+            if (!Go()) return false;
+        }
+        return true;
+    }
+
+private:
+    bool Ended() const { return state_->block_state == ISAL_BLOCK_FINISH; }
+
+    /// False when it comes no further.
+    bool Go() {
+        const bool more = state_->avail_in > 0 || NextChunk();
+        const std::uint32_t room = state_->avail_out;
+        if (isal_inflate(state_.get()) != ISAL_DECOMP_OK) return false;
+        return more || Ended() || state_->avail_out < room;
+    }
+
+    bool NextChunk() {
+        constexpr std::size_t kFrame = 12;
+        while (at_ + kFrame <= file_.size()) {
+            std::size_t length = 0;
+            for (int i = 0; i < 4; ++i) length = length << 8 | file_[at_ + i];
+            if (length > file_.size() - at_ - kFrame) return false;
+            const std::uint8_t* name = file_.data() + at_ + 4;
+            at_ += length + kFrame;
+            if (length == 0 || std::memcmp(name, "IDAT", 4) != 0) continue;
+            state_->next_in = const_cast<std::uint8_t*>(name) + 4;
+            state_->avail_in = static_cast<std::uint32_t>(length);
+            return true;
+        }
+        return false;
+    }
+
+    const Bytes& file_;
+    std::size_t at_ = 8;  ///< behind the signature
+    std::unique_ptr<inflate_state> state_ = std::make_unique<inflate_state>();
+};
 
 /// Of the bytes to the left, above and above to the left, the one nearest to where they lead.
 int Nearest(int left, int above, int corner) {
@@ -68,20 +116,57 @@ bool Undo(int filter, const PngRowLayout& layout, const std::uint8_t* above, std
     }
 }
 
+/// Undoes the filters of bands from the top down.
+class Unfilter {
+public:
+    explicit Unfilter(const PngRowLayout& layout) : layout_(layout), above_(layout.rowBytes) {}
+
+    /// False when there is no such filter.
+    bool operator()(std::uint8_t* rows, std::size_t count) {
+        const std::uint8_t* above = above_.data();
+        for (std::size_t y = 0; y < count; ++y, rows += layout_.rowBytes + 1) {
+            if (!Undo(rows[0], layout_, above, rows + 1)) return false;
+            above = rows + 1;
+        }
+        std::copy(above, above + layout_.rowBytes, above_.begin());
+        return true;
+    }
+
+private:
+    const PngRowLayout& layout_;
+    Bytes above_;
+};
+
 }  // namespace
 
-Bytes PngRows(const Bytes& file, const PngRowLayout& layout) {
+bool ReadPngRows(const Bytes& file, const PngRowLayout& layout, const Threads& threads,
+                 const TakeRows<std::uint8_t>& take) {
+    constexpr std::size_t kBandBytes = std::size_t{1} << 18;
     const std::size_t stride = layout.rowBytes + 1;
-    Bytes rows(stride * layout.rows);
-    if (!Unzip(PixelData(file), rows.data(), rows.size())) return {};
-    const Bytes zeros(layout.rowBytes);
-    const std::uint8_t* above = zeros.data();
-    for (std::size_t y = 0; y < layout.rows; ++y) {
-        std::uint8_t* row = rows.data() + stride * y;
-        if (!Undo(row[0], layout, above, row + 1)) return {};
-        above = row + 1;
+    const std::size_t bandRows = std::clamp<std::size_t>(kBandBytes / stride, 1, layout.rows);
+    const int bands = static_cast<int>((layout.rows - 1) / bandRows + 1);
+    const auto rowsOf = [&](int band) {
+        return std::min(bandRows, layout.rows - static_cast<std::size_t>(band) * bandRows);
+    };
+    Bytes rooms[2] = {Bytes(stride * bandRows), Bytes(stride * bandRows)};
+    PixelStream stream(file);
+    Unfilter unfilter(layout);
+    bool made = stream.Make(rooms[0].data(), stride * rowsOf(0)), undone = true;
+    for (int band = 0; band < bands && made && undone; ++band) {
+        const auto work = [&](int piece) {
+            const int next = band + 1;
+            if (piece == 0 && next < bands) {
+                made = stream.Make(rooms[next % 2].data(), stride * rowsOf(next));
+            } else if (piece == 1) {
+                std::uint8_t* rows = rooms[band % 2].data();
+                undone = unfilter(rows, rowsOf(band));
+                if (!undone) return;
+                take(static_cast<int>(band * bandRows), static_cast<int>(rowsOf(band)), rows);
+            }
+        };
+        ShareWork(threads, 2, [&] { return work; });
     }
-    return rows;
+    return made && undone && stream.Finish();
 }
 
 }  // namespace veltrane::media

@@ -8,6 +8,7 @@
 #include "media/file_bytes.h"
 #include "media/image_integrity.h"
 #include "media/image_library.h"
+#include "media/pixel_memory.h"
 #include "media/png_reader.h"
 #include "media/png_rows.h"
 
@@ -32,23 +33,30 @@ public:
         : ImageSource(std::move(layout)), path_(std::move(path)), file_(std::move(file)) {}
 
     // Every channel of a PNG belongs to the picture, so all are asked for.
-    void Read(int, int, std::uint16_t* samples) override { ReadAs(samples); }
-    void Read(int, int, float* samples) override { ReadAs(samples); }
+    void Read(int, int, const Threads& threads, const TakeRows<std::uint16_t>& take) override {
+        ReadAs(threads, take);
+    }
+    void Read(int, int, const Threads& threads, const TakeRows<float>& take) override {
+        ReadAs(threads, take);
+    }
 
 private:
     template <typename Sample>
-    void ReadAs(Sample* samples) const {
+    void ReadAs(const Threads& threads, const TakeRows<Sample>& take) const {
         const bool wide = layout_.channelTypes.front() == OIIO::TypeDesc::UINT16;
         const std::size_t pixelBytes = std::size_t(layout_.channels()) * (wide ? 2 : 1);
         const std::size_t rowSamples = std::size_t(layout_.width) * layout_.channels();
         const PngRowLayout lie{std::size_t(layout_.height), layout_.width * pixelBytes, pixelBytes};
-        const Bytes rows = PngRows(file_->bytes, lie);
-        if (rows.empty()) Fail(path_, "is damaged: its pixels cannot be decompressed");
-        const std::uint8_t* row = rows.data() + 1;
-        for (std::size_t y = 0; y < lie.rows; ++y, row += lie.rowBytes + 1) {
-            wide ? Store(row, rowSamples, BigEndian, samples)
-                 : Store(row, rowSamples, Byte, samples);
-            samples += rowSamples;
+        UnsetVector<Sample> samples(rowSamples);
+        const auto store = [&](int top, int rows, const std::uint8_t* bytes) {
+            for (int y = 0; y < rows; ++y, bytes += lie.rowBytes + 1) {
+                wide ? Store(bytes + 1, rowSamples, BigEndian, samples.data())
+                     : Store(bytes + 1, rowSamples, Byte, samples.data());
+                take(top + y, 1, samples.data());
+            }
+        };
+        if (!ReadPngRows(file_->bytes, lie, threads, store)) {
+            Fail(path_, "is damaged: its pixels cannot be decompressed");
         }
     }
 
@@ -79,15 +87,24 @@ public:
         : ImageSource(std::move(layout)), file_(std::move(file)) {}
 
     // Every channel of a PNG belongs to the picture, so all are asked for.
-    void Read(int, int, std::uint16_t* samples) override { file_->reader->Read(samples); }
-    void Read(int, int count, float* samples) override {
-        std::vector<std::uint16_t> shorts(std::size_t(layout_.width) * layout_.height * count);
-        file_->reader->Read(shorts.data());
-        std::transform(shorts.begin(), shorts.end(), samples,
+    void Read(int, int, const Threads&, const TakeRows<std::uint16_t>& take) override {
+        take(0, layout_.height, Samples().data());
+    }
+    void Read(int, int, const Threads&, const TakeRows<float>& take) override {
+        const Pixels samples = Samples();
+        UnsetVector<float> floats(samples.size());
+        std::transform(samples.begin(), samples.end(), floats.begin(),
                        [](std::uint16_t value) { return static_cast<float>(value) / 65535; });
+        take(0, layout_.height, floats.data());
     }
 
 private:
+    Pixels Samples() const {
+        Pixels samples(std::size_t(layout_.width) * layout_.height * layout_.channels());
+        file_->reader->Read(samples.data());
+        return samples;
+    }
+
     std::unique_ptr<PngFile> file_;
 };
 

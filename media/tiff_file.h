@@ -4,8 +4,8 @@
 #include <tiffio.h>
 
 #include <cstdint>
-#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -42,9 +42,10 @@ public:
     /// format (Exif, IPTC, XMP).
     bool HoldsPackedMetadata();
     /// Reads all rows of a plain picture, each sample as it is stored, in the machine's byte order:
-    /// calls take(first row, rows, samples) for each strip. Throws Error where the data does not
-    /// decompress to its full length or disagrees with the checksum that zip adds to it.
-    void ReadRows(const std::function<void(int, int, const std::uint8_t*)>& take);
+    /// calls take(first row, rows, samples) for each strip, by the threads lent. Throws Error where
+    /// the data does not decompress to its full length or disagrees with the checksum that zip adds
+    /// to it.
+    void ReadRows(const Threads& threads, const TakeRows<std::uint8_t>& take);
 
     /// Throws Error unless every chunk lies within the file and is long enough for what it has to
     /// hold; so no more memory is taken than a file of its size may ask for.
@@ -57,6 +58,15 @@ private:
     struct Closer {
         void operator()(TIFF* file) const { TIFFClose(file); }
     };
+    /// How the samples of a plain picture's rows lie.
+    struct SampleKind {
+        bool zip;
+        bool wide;
+        bool swapped;
+        bool differences;
+        std::size_t channels;
+        std::size_t rowSamples;
+    };
     static int KeepError(TIFF* file, void* self, const char* module, const char* format,
                          va_list arguments);
     static int KeepWarning(TIFF* file, void* self, const char* module, const char* format,
@@ -65,6 +75,7 @@ private:
     std::uint32_t Number(std::uint32_t tag, std::uint32_t otherwise) const;
     std::uint32_t ChunkCount() const;
     std::uint32_t StripRows() const;
+    SampleKind Samples() const;
     bool HoldsOnly(const std::uint32_t* tags, int count) const;
     bool HasForeignExif();
     void AddTexts(OIIO::ParamValueList& attributes) const;
@@ -76,8 +87,8 @@ private:
     bool IsWhole(std::uint32_t chunk, std::vector<std::uint8_t>& stored,
                  std::vector<std::uint8_t>& decoded);
     bool ReadStored(std::uint32_t chunk, std::vector<std::uint8_t>& stored) const;
-    bool UnzipsRows(std::uint32_t chunk, std::vector<std::uint8_t>& stored,
-                    std::vector<std::uint8_t>& rows) const;
+    bool ReadStrip(std::uint32_t strip, const SampleKind& kind, std::vector<std::uint8_t>& stored,
+                   std::vector<std::uint8_t>& rows);
     bool Decodes(std::uint32_t chunk, std::vector<std::uint8_t>& decoded);
 
     std::string path_;
@@ -85,6 +96,7 @@ private:
     bool complained_ = false;  ///< the library found an error
     bool warned_ = false;
     std::unique_ptr<TIFF, Closer> file_;
+    std::mutex reading_;  ///< the library reads for one thread at a time
 };
 
 }  // namespace veltrane::media

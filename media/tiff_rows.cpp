@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "media/fail.h"
+#include "media/share_work.h"
 #include "media/tiff_file.h"
 #include "media/zlib_data.h"
 
@@ -160,39 +161,52 @@ ImageLayout TiffFile::Description() {
     return layout;
 }
 
-/// As the library below does it for the other compressions.
-bool TiffFile::UnzipsRows(std::uint32_t chunk, std::vector<std::uint8_t>& stored,
-                          std::vector<std::uint8_t>& rows) const {
-    if (!ReadStored(chunk, stored)) return false;
-    rows.resize(ChunkSize(chunk));
-    if (!Unzip(stored, rows.data(), rows.size())) return false;
-    const bool wide = Number(TIFFTAG_BITSPERSAMPLE, 1) == 16;
-    const bool differences = Number(TIFFTAG_PREDICTOR, PREDICTOR_NONE) == PREDICTOR_HORIZONTAL;
+TiffFile::SampleKind TiffFile::Samples() const {
     const std::size_t channels = Number(TIFFTAG_SAMPLESPERPIXEL, 1);
-    const std::size_t samples = channels * Number(TIFFTAG_IMAGEWIDTH, 0);
+    return {IsZip(Number(TIFFTAG_COMPRESSION, COMPRESSION_NONE)),
+            Number(TIFFTAG_BITSPERSAMPLE, 1) == 16,
+            TIFFIsByteSwapped(file_.get()) != 0,
+            Number(TIFFTAG_PREDICTOR, PREDICTOR_NONE) == PREDICTOR_HORIZONTAL,
+            channels,
+            channels * Number(TIFFTAG_IMAGEWIDTH, 0)};
+}
+
+/// What is zipped is done here, as the library does it for the other compressions.
+bool TiffFile::ReadStrip(std::uint32_t strip, const SampleKind& kind,
+                         std::vector<std::uint8_t>& stored, std::vector<std::uint8_t>& rows) {
+    {
+        const std::lock_guard lock(reading_);
+        if (!kind.zip) return Decodes(strip, rows);
+        if (!ReadStored(strip, stored)) return false;
+        rows.resize(ChunkSize(strip));
+    }
+    if (!Unzip(stored, rows.data(), rows.size())) return false;
     auto* shorts = reinterpret_cast<std::uint16_t*>(rows.data());
-    if (wide && TIFFIsByteSwapped(file_.get())) {
+    if (kind.wide && kind.swapped) {
         for (std::size_t i = 0; i < rows.size() / 2; ++i) shorts[i] = InOrder(shorts[i], true);
     }
-    const std::size_t count = rows.size() / (wide ? 2 : 1) / samples;
-    for (std::size_t y = 0; differences && y < count; ++y) {
-        wide ? AddUp(shorts + y * samples, samples, channels)
-             : AddUp(rows.data() + y * samples, samples, channels);
+    const std::size_t count = rows.size() / (kind.wide ? 2 : 1) / kind.rowSamples;
+    for (std::size_t y = 0; kind.differences && y < count; ++y) {
+        kind.wide ? AddUp(shorts + y * kind.rowSamples, kind.rowSamples, kind.channels)
+                  : AddUp(rows.data() + y * kind.rowSamples, kind.rowSamples, kind.channels);
     }
     return true;
 }
 
-void TiffFile::ReadRows(const std::function<void(int, int, const std::uint8_t*)>& take) {
-    const bool zip = IsZip(Number(TIFFTAG_COMPRESSION, COMPRESSION_NONE));
-    const std::uint32_t height = Number(TIFFTAG_IMAGELENGTH, 0), stripRows = StripRows();
-    std::vector<std::uint8_t> stored, rows;
-    for (std::uint32_t first = 0; first < height; first += stripRows) {
-        const std::uint32_t strip = first / stripRows;
-        const bool whole = zip ? UnzipsRows(strip, stored, rows) : Decodes(strip, rows);
-        if (!whole) Fail(path_, "is damaged");
-        take(static_cast<int>(first), static_cast<int>(std::min(stripRows, height - first)),
-             rows.data());
-    }
+void TiffFile::ReadRows(const Threads& threads, const TakeRows<std::uint8_t>& take) {
+    const SampleKind kind = Samples();
+    const int height = static_cast<int>(Number(TIFFTAG_IMAGELENGTH, 0));
+    const int stripRows = static_cast<int>(StripRows());
+    ShareWork(threads, (height - 1) / stripRows + 1, [&] {
+        return [&, stored = std::vector<std::uint8_t>(),
+                rows = std::vector<std::uint8_t>()](int strip) mutable {
+            if (!ReadStrip(static_cast<std::uint32_t>(strip), kind, stored, rows)) {
+                Fail(path_, "is damaged");
+            }
+            const int first = strip * stripRows;
+            take(first, std::min(stripRows, height - first), rows.data());
+        };
+    });
 }
 
 }  // namespace veltrane::media

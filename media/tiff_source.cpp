@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "media/image_library.h"
+#include "media/pixel_memory.h"
 #include "media/tiff_file.h"
 #include "media/widened.h"
 
@@ -14,28 +15,35 @@ public:
     PlainTiff(std::unique_ptr<TiffFile> file, ImageLayout layout)
         : ImageSource(std::move(layout)), file_(std::move(file)) {}
 
-    void Read(int first, int count, std::uint16_t* samples) override {
-        ReadAs(first, count, samples);
+    void Read(int first, int count, const Threads& threads,
+              const TakeRows<std::uint16_t>& take) override {
+        ReadAs(first, count, threads, take);
     }
-    void Read(int first, int count, float* samples) override { ReadAs(first, count, samples); }
+    void Read(int first, int count, const Threads& threads, const TakeRows<float>& take) override {
+        ReadAs(first, count, threads, take);
+    }
 
 private:
     template <typename Sample>
-    void ReadAs(int first, int count, Sample* samples) {
+    void ReadAs(int first, int count, const Threads& threads, const TakeRows<Sample>& take) {
         layout_.channelTypes.front() == OIIO::TypeDesc::UINT16
-            ? ReadStored<std::uint16_t>(first, count, samples)
-            : ReadStored<std::uint8_t>(first, count, samples);
+            ? ReadStored<std::uint16_t>(first, count, threads, take)
+            : ReadStored<std::uint8_t>(first, count, threads, take);
     }
 
     template <typename Stored, typename Sample>
-    void ReadStored(int first, int count, Sample* samples) {
-        file_->ReadRows([&](int top, int rows, const std::uint8_t* bytes) {
+    void ReadStored(int first, int count, const Threads& threads, const TakeRows<Sample>& take) {
+        file_->ReadRows(threads, [&](int top, int rows, const std::uint8_t* bytes) {
             const auto* stored = reinterpret_cast<const Stored*>(bytes) + first;
-            Sample* to = samples + std::size_t(top) * layout_.width * count;
-            const std::size_t pixels = std::size_t(rows) * layout_.width;
+            const std::size_t width = layout_.width;
+            UnsetVector<Sample> row(width * count);
             const auto step = static_cast<std::size_t>(layout_.channels());
-            for (std::size_t i = 0; i < pixels; ++i, stored += step, to += count) {
-                for (int c = 0; c < count; ++c) to[c] = Widened<Sample>(stored[c]);
+            for (int y = 0; y < rows; ++y) {
+                Sample* to = row.data();
+                for (std::size_t i = 0; i < width; ++i, stored += step, to += count) {
+                    for (int c = 0; c < count; ++c) to[c] = Widened<Sample>(stored[c]);
+                }
+                take(top + y, 1, row.data());
             }
         });
     }

@@ -96,10 +96,14 @@ protected:
         Run("ffmpeg -nostdin -v error -y " + arguments);
     }
 
+    /// By several threads, which must not show.
     std::vector<Frame> Read(const std::string& name, const ReadOptions& options = {}) const {
         const auto reader = Open(Path(name), options);
         std::vector<Frame> frames;
-        while (const auto fetched = reader->Fetch()) frames.push_back(reader->Decode(*fetched));
+        while (const auto fetched = reader->Fetch()) {
+            frames.push_back(reader->Decode(*fetched, Lent(3)));
+            EXPECT_EQ(frames.back().pixels, reader->Decode(*fetched).pixels) << name;
+        }
         return frames;
     }
 
