@@ -159,3 +159,37 @@ def test_the_copied_command_makes_the_very_frame(folder, clip):
     line = line.replace("clip-keyed.mov", "exact.%04d.png").replace("veltrane", COMMAND, 1)
     subprocess.run(line, shell=True, check=True, cwd=folder, executable="/bin/bash")
     assert digest(pixels_of(folder / "exact.0001.png")) == shown
+
+
+def test_a_render_is_the_frame_and_outlives_the_page(folder, start, page):
+    studio = start("still.jpg")
+    page.open(studio.address)
+    slide(page, "shadow", 0.5)
+    shown = page.shown()
+    page.find("render").click()
+    output = page.find("render-output")
+    output.clear()
+    output.send_keys("done.png")
+    page.find("start-render").click()
+    page.wait("document.querySelector('.render') !== null")
+    page.driver.get("about:blank")
+    page.open(f"http://127.0.0.1:{studio.port}/")
+    page.find("render").click()
+    page.wait("document.querySelector('.render[data-state=done]') !== null")
+    assert digest(pixels_of(folder / "done.png")) == shown
+
+
+def test_snapshots_are_compared(clip):
+    clip.find("keep-A").click()
+    slide(clip, "clip-black", 0.6)
+    clip.find("compare-A").click()
+    clip.keys("d")
+    clip.wait("studio.viewer.other.isCurrent && studio.viewer.other.frame !== null")
+    clip.settle()
+    changed = clip.run("studio.viewer.shown.frame.pixels.some((value, i) => value !== studio.viewer.other.frame.pixels[i])")
+    assert changed
+    clip.find("use-A").click()
+    assert clip.setting("clip-black") == 0
+    clip.settle()
+    same = clip.run("studio.viewer.shown.frame.pixels.every((value, i) => value === studio.viewer.other.frame.pixels[i])")
+    assert same and max(clip.seen(410, 400)) == 0, "no difference is black"
