@@ -193,3 +193,21 @@ def test_snapshots_are_compared(clip):
     clip.settle()
     same = clip.run("studio.viewer.shown.frame.pixels.every((value, i) => value === studio.viewer.other.frame.pixels[i])")
     assert same and max(clip.seen(410, 400)) == 0, "no difference is black"
+
+
+def test_the_probe_tells_the_files_own_numbers(folder, clip):
+    veltrane(folder, "key", "clip.mp4", "source.%04d.png", "--view", "source", "--frames", "1")
+    source = pixels_of(folder / "source.0001.png").reshape(540, 960, 4)
+    clip.to(410, 400).perform()
+    clip.wait("document.querySelector('[data-of=plate] .whole').textContent.length > 3")
+    x, y = clip.run("document.querySelector('#probe .place').textContent").split(", ")
+    told = lambda name: clip.run("document.querySelector(`[data-of=${given[0]}] .whole`).textContent", name)
+    assert [int(part) for part in told("source").split()] == [int(value) for value in source[int(y), int(x), :3]]
+    assert told("matte").strip() == "65535"
+    clip.keys("x")
+    clip.drag((100, 400), (110, 405), (119, 409))
+    clip.wait("document.querySelector('.pinrow')?.textContent.includes('(')")
+    box = source[400:410, 100:120, :3].reshape(-1, 3)
+    line = clip.run("document.querySelector('.pinrow > div > div').textContent")
+    assert " ".join(str(int(value)) for value in box.min(axis=0)) in line
+    assert " ".join(str(int(value)) for value in box.max(axis=0)) in line
