@@ -26,15 +26,6 @@ bool IsBlack(Color color) {
     return SnapToByteSteps(color) == Color{0, 0, 0};
 }
 
-/// The frame rate by which frames without one of their own become a video.
-media::Info WithRate(media::Info info, const std::string& fps) {
-    if (fps.empty()) return info;
-    if (info.kind == media::Kind::Video)
-        throw UsageError("--fps is for stills and sequences; " + info.path + " has its own rate");
-    info.frameRate = ParseRate(fps);
-    return info;
-}
-
 /// What became of the work, added to the line that tells why it ended early.
 std::string Remains(const FrameCounts& counts, const std::string& output) {
     if (!media::SequencePath::Parse(output)) return "; " + output + " was not written";
@@ -42,55 +33,6 @@ std::string Remains(const FrameCounts& counts, const std::string& output) {
 }
 
 }  // namespace
-
-struct KeyCommand::Summary {
-    FrameCounts counts;
-    StepTimes times;
-    double seconds = 0;
-    Settings settings;
-    std::optional<KeyColor> key;
-    std::optional<PlateReport> plate;
-
-    double Rate() const { return static_cast<double>(counts.written) / std::max(seconds, 1e-9); }
-
-    /// matte is empty where it has no file of its own.
-    std::string ForPeople(const std::string& output, const std::string& matte) const {
-        char figures[96];
-        std::snprintf(figures, sizeof figures, "%lld %s in %.1f s, %.1f fps",
-                      static_cast<long long>(counts.written),
-                      counts.written == 1 ? "frame" : "frames", seconds, Rate());
-        const std::string kept =
-            counts.kept > 0 ? ", " + std::to_string(counts.kept) + " kept as they were" : "";
-        return output + (matte.empty() ? "" : " and " + matte) + ": " + figures + kept;
-    }
-
-    static nlohmann::ordered_json AsJson(const PlateReport& plate) {
-        nlohmann::ordered_json json{{"screen", plate.screen}};
-        if (!plate.fit) return json;
-        const auto& [red, green, blue] = *plate.fit;
-        json["gain"] = {red.gain, green.gain, blue.gain};
-        json["offset"] = {red.offset, green.offset, blue.offset};
-        return json;
-    }
-
-    std::string AsJson(const std::string& input, const std::string& output,
-                       const std::string& matte) const {
-        nlohmann::ordered_json json{{"input", input},           {"output", output},
-                                    {"frames", counts.written}, {"kept", counts.kept},
-                                    {"seconds", seconds},       {"fps", Rate()}};
-        if (!matte.empty()) json["matte"] = matte;
-        json["key-color"] = HexText(settings.keyColor);
-        json["cpu"] = CpuLevelName(CurrentCpuLevel());
-        for (int step = 0; step < kSteps; ++step) {
-            json["seconds-by-step"][kStepNames[step]] = times.Seconds(static_cast<Step>(step));
-        }
-        if (key) json["key-color-origin"] = key->origin;
-        if (key && key->coverage) json["screen-coverage"] = *key->coverage;
-        if (plate) json["clean-plate"] = AsJson(*plate);
-        json["settings"] = nlohmann::ordered_json::parse(ToJson(settings));
-        return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-    }
-};
 
 void KeyCommand::AddTo(CLI::App& app) {
     CLI::App& c = *app.add_subcommand("key", "Key a video, an image sequence or a still.");
@@ -143,11 +85,16 @@ void KeyCommand::AddTo(CLI::App& app) {
         ->type_name("RATE");
     AddThreadsOption(c, threads_);
     AddCpuOption(c, cpu_);
+    c.add_option("--chunk", chunk_,
+                 "Key only the I-th of N shares of the frames, for veltrane merge to put together; "
+                 "auto asks the scheduler. [default: VELTRANE_CHUNK]")
+        ->type_name("I/N|auto");
     c.add_flag("--resume", resume_, "Keep the frames of a sequence that exist whole.");
     c.add_flag("--no-audio", noAudio_, "Leave the sound out of a video.");
     c.add_flag("--quiet", quiet_, "Print errors only.");
     c.add_flag("--json", json_, "Print a machine-readable summary.");
     c.add_flag("--progress", progress_, "Print a line of JSON as frames are finished.");
+    command_ = &c;
     c.callback([this] { Run(); });
 }
 
@@ -233,6 +180,14 @@ void KeyCommand::CheckMatteTo(const Settings& settings, const media::Info& info)
         throw UsageError("--matte-to multiplies display-referred colour only; leave out --alpha");
 }
 
+media::Info KeyCommand::WithRate(media::Info info) const {
+    if (fps_.empty()) return info;
+    if (info.kind == media::Kind::Video)
+        throw UsageError("--fps is for stills and sequences; " + info.path + " has its own rate");
+    info.frameRate = ParseRate(fps_);
+    return info;
+}
+
 /// A preset tells its screen unless --screen is given, but one without a key colour only where that
 /// is not the default.
 ScreenHint KeyCommand::HintFrom(const Settings& settings) const {
@@ -259,7 +214,7 @@ void KeyCommand::CheckPlaces(const media::Info& info) const {
 }
 
 void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader,
-                                FirstFrame& first, Summary& summary) const {
+                                FirstFrame& first, KeySummary& summary) const {
     Settings& settings = summary.settings;
     const ScreenHint hint = HintFrom(settings);
     settings.screen = hint.demanded.value_or(settings.screen);
@@ -289,7 +244,7 @@ void KeyCommand::CheckPlateOptions(const Settings& settings) const {
 }
 
 void KeyCommand::ComparePlate(ShotInputs& inputs, media::Reader& reader, FirstFrame& first,
-                              Summary& summary) const {
+                              KeySummary& summary) const {
     const Settings& settings = summary.settings;
     if (inputs.plate() == nullptr || settings.view == View::Source) return;
     summary.plate = inputs.plate()->Compare(LookAt(first, reader), settings.keyColor);
@@ -327,7 +282,7 @@ bool KeyCommand::IsForLinearLight(const media::Writer& output) const {
 void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first, ShotInputs& inputs,
                            const std::optional<media::Frame>& background,
                            const std::vector<std::unique_ptr<media::Writer>>& writers,
-                           Summary& summary) const {
+                           KeySummary& summary) const {
     const Settings settings = SettledFor(summary.settings, IsForLinearLight(*writers.front()));
     std::optional<media::Frame> black;  // under a fill that is to be multiplied by its matte
     const media::Info& info = reader.info();
@@ -367,12 +322,24 @@ void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first, ShotI
     }
     const auto time = std::chrono::steady_clock::now() - start;
     summary.seconds = std::chrono::duration<double>(time).count();
+    if (inputs.plate() != nullptr && inputs.plate()->unmatched() > 0 && !quiet_)
+        Say(std::to_string(inputs.plate()->unmatched()) +
+            " frames show too little of the screen to match the clean plate to");
+}
+
+std::vector<KeyCommand::Target> KeyCommand::Targets(View view) const {
+    std::vector<Target> targets{{output_, WriteOptions(view)}};
+    if (!matteTo_.empty()) targets.push_back({matteTo_, MatteOptions()});
+    if (SavesEveryPlate()) targets.push_back({savePlate_, PlateOptions()});
+    return targets;
 }
 
 void KeyCommand::Run() {
     UseCpu(cpu_);
     conversion_ = OpenSpaces(spaces_, transfer_);
-    Summary summary;
+    const std::optional<Chunk> chunk = ChosenChunk(chunk_);
+    if (chunk) CheckChunk();
+    KeySummary summary;
     summary.settings = settings_.Apply(BaseSettings());
     const Settings& settings = summary.settings;
     const KeyColorRequest request = ParseKeyColor(KeyColorText(settings));
@@ -384,22 +351,31 @@ void KeyCommand::Run() {
     CheckPlateOptions(settings);
     const std::optional<media::Frame> background = Background(info);
     if (conversion_ && !quiet_) Say("keying " + spaces_.file + " in " + conversion_->KeySpace());
+    if (chunk) return KeyChunk(*chunk, request, *reader, background, summary);
+    KeyWhole(request, *reader, background, summary);
+    Report(summary);
+}
+
+void KeyCommand::KeyWhole(const KeyColorRequest& request, media::Reader& reader,
+                          const std::optional<media::Frame>& background,
+                          KeySummary& summary) const {
+    const media::Info& info = reader.info();
+    const Settings& settings = summary.settings;
     ShotInputs inputs(inputs_, info, ReadOptions());
     std::vector<std::unique_ptr<media::Writer>> writers;
-    const media::Info paced = WithRate(info, fps_);
-    writers.push_back(media::Create(output_, WriteOptions(settings.view), paced));
-    if (!matteTo_.empty()) writers.push_back(media::Create(matteTo_, MatteOptions(), paced));
-    if (SavesEveryPlate()) writers.push_back(media::Create(savePlate_, PlateOptions(), paced));
-    FirstFrame first = FetchFirst(*reader);
-    ChooseKeyColor(request, *reader, first, summary);
-    ComparePlate(inputs, *reader, first, summary);
+    const media::Info paced = WithRate(info);
+    for (const auto& [path, options] : Targets(settings.view))
+        writers.push_back(media::Create(path, options, paced));
+    FirstFrame first = FetchFirst(reader);
+    ChooseKeyColor(request, reader, first, summary);
+    ComparePlate(inputs, reader, first, summary);
     if (!savePreset_.empty()) WritePreset(savePreset_, settings);
     if (!savePlate_.empty() && !SavesEveryPlate())
-        SaveFirstPlate(LookAt(first, *reader), settings, info);
-    KeyFrames(*reader, first, inputs, background, writers, summary);
-    if (inputs.plate() != nullptr && inputs.plate()->unmatched() > 0 && !quiet_)
-        Say(std::to_string(inputs.plate()->unmatched()) +
-            " frames show too little of the screen to match the clean plate to");
+        SaveFirstPlate(LookAt(first, reader), settings, info);
+    KeyFrames(reader, first, inputs, background, writers, summary);
+}
+
+void KeyCommand::Report(const KeySummary& summary) const {
     if (!quiet_) Say(summary.ForPeople(output_, matteTo_));
     if (json_) std::cout << summary.AsJson(input_, output_, matteTo_) << std::endl;
 }

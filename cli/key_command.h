@@ -7,8 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "cli/chunk.h"
+#include "cli/chunk_folder.h"
 #include "cli/frame_pipeline.h"
 #include "cli/key_color.h"
+#include "cli/key_summary.h"
 #include "cli/setting_options.h"
 #include "cli/shot_inputs.h"
 #include "media/media.h"
@@ -22,8 +25,6 @@ public:
     void Run();
 
 private:
-    struct Summary;
-
     Settings BaseSettings() const;
     media::ReadOptions ReadOptions() const;
     media::WriteOptions WriteOptions(View view) const;
@@ -32,13 +33,15 @@ private:
     void CheckMatteTo(const Settings& settings, const media::Info& info) const;
     /// What is put behind the result, fitted to the frame; nothing without a background.
     std::optional<media::Frame> Background(const media::Info& info) const;
+    /// With the rate by which frames without one of their own become a video.
+    media::Info WithRate(media::Info info) const;
     ScreenHint HintFrom(const Settings& settings) const;
     void CheckPlaces(const media::Info& info) const;
     void ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader, FirstFrame& first,
-                        Summary& summary) const;
+                        KeySummary& summary) const;
     void CheckPlateOptions(const Settings& settings) const;
     void ComparePlate(ShotInputs& inputs, media::Reader& reader, FirstFrame& first,
-                      Summary& summary) const;
+                      KeySummary& summary) const;
     /// A sequence or video gets the plate of every frame, one picture that of the first.
     bool SavesEveryPlate() const;
     media::WriteOptions PlateOptions() const;
@@ -46,10 +49,32 @@ private:
                         const media::Info& info) const;
     /// Whether what is written is composited in linear light, elsewhere.
     bool IsForLinearLight(const media::Writer& output) const;
+    /// The files that get a picture of every frame, and how.
+    struct Target {
+        std::string path;
+        media::WriteOptions options;
+    };
+    std::vector<Target> Targets(View view) const;
+    void KeyWhole(const KeyColorRequest& request, media::Reader& reader,
+                  const std::optional<media::Frame>& background, KeySummary& summary) const;
+    void KeyChunk(Chunk chunk, const KeyColorRequest& request, media::Reader& shot,
+                  const std::optional<media::Frame>& background, KeySummary& summary);
+    /// Throws where a chunk's files cannot be seen or its outputs not be put together.
+    void CheckChunk() const;
+    Json WhatChunksShare(const Target& target, const Settings& settings, media::FrameRange frames,
+                         int chunks) const;
+    struct Share;
+    std::vector<Share> Shares(const Settings& settings, media::FrameRange frames, int chunks) const;
+    std::vector<std::unique_ptr<media::Writer>> OpenShares(Chunk chunk, std::vector<Share>& shares,
+                                                           const media::Frame& beginning,
+                                                           const media::Info& info) const;
+    Json RecordOf(const Share& share, media::FrameRange frames, double began,
+                  const KeySummary& summary) const;
+    void Report(const KeySummary& summary) const;
     void KeyFrames(media::Reader& reader, const FirstFrame& first, ShotInputs& inputs,
                    const std::optional<media::Frame>& background,
                    const std::vector<std::unique_ptr<media::Writer>>& writers,
-                   Summary& summary) const;
+                   KeySummary& summary) const;
 
     SettingOptions settings_;
     std::string input_;
@@ -71,6 +96,8 @@ private:
     std::string fps_;
     int threads_ = 0;
     std::string cpu_;
+    std::string chunk_;
+    CLI::App* command_ = nullptr;  ///< knows what was given
     bool resume_ = false;
     bool noAudio_ = false;
     bool quiet_ = false;

@@ -19,6 +19,7 @@
 #include "cli/help_format.h"
 #include "cli/interrupt.h"
 #include "cli/key_command.h"
+#include "cli/merge_command.h"
 #include "cli/report_commands.h"
 #include "cli/studio_command.h"
 
@@ -50,19 +51,22 @@ void ParseAndRun(int count, char** arguments) {
     PickCommand pick;
     ParamsCommand params;
     InfoCommand info;
+    MergeCommand merge;
     StudioCommand studio;
     key.AddTo(app);
     demo.AddTo(app);
     pick.AddTo(app);
     params.AddTo(app);
     info.AddTo(app);
+    merge.AddTo(app);
     studio.AddTo(app);
     RefuseEmptyValues(app);
     try {
         app.parse(count, arguments);
         if (app.get_subcommands().empty())
             throw UsageError(
-                "name what to do: key, demo, pick, params, info or studio; see --help");
+                "name what to do: key, merge, demo, pick, params, info or studio; see "
+                "--help");
     } catch (const CLI::Success& asked) {
         app.exit(asked);
     }

@@ -6,6 +6,7 @@
 
 #include "files/unfinished.h"
 #include "media/media.h"
+#include "media/video_parts.h"
 
 namespace veltrane::media {
 
@@ -40,6 +41,8 @@ struct ImageBackend {
 struct VideoBackend {
     decltype(&OpenVideo) openVideo;
     decltype(&CreateVideo) createVideo;
+    decltype(&JoinVideo) joinVideo;
+    decltype(&CountFrames) countFrames;
     decltype(&files::Unfinished::Share) shareUnfinished;
 };
 

@@ -82,4 +82,8 @@ bool IsVideoName(const std::string& path) {
     return std::find(std::begin(kVideos), std::end(kVideos), Extension(path)) != std::end(kVideos);
 }
 
+bool IsJoinable(const std::string& path) {
+    return Extension(path) == ".mov" || Extension(path) == ".mkv";
+}
+
 }  // namespace veltrane::media

@@ -17,6 +17,9 @@ std::string Extension(const std::string& path);
 /// Whether the name's ending is that of a video that can be written.
 bool IsVideoName(const std::string& path);
 
+/// Whether it is that of a video in which every frame stands alone, so that parts can be joined.
+bool IsJoinable(const std::string& path);
+
 }  // namespace veltrane::media
 
 #endif

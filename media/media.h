@@ -149,6 +149,9 @@ Frame ReadFrame(const std::string& path, std::int64_t number, const ReadOptions&
 Frame ReadBackground(const std::string& path, int width, int height,
                      std::shared_ptr<const ColorConversion> conversion = nullptr);
 
+/// A video that is a part of a longer one (media/video_parts.h).
+struct VideoPart;
+
 struct WriteOptions {
     /// Automatic: a file of the source's own format is written as the source was read; otherwise
     /// EXR is linear and the others are not.
@@ -162,6 +165,8 @@ struct WriteOptions {
                       ///< changes the file, as for VP9 and H.264, it is always the same.
     /// Brings frames back from the space for keying; transfer is None then.
     std::shared_ptr<const ColorConversion> conversion{};
+    /// Where a video is but a part of one; what is to be known of it is noted there.
+    std::shared_ptr<VideoPart> part{};
 };
 
 /// A frame converted for its file but not yet in it.

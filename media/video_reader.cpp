@@ -16,6 +16,7 @@ extern "C" {
 #include "media/source_details.h"
 #include "media/transfer.h"
 #include "media/video_pixels.h"
+#include "media/video_seek.h"
 
 namespace veltrane::media {
 namespace {
@@ -38,6 +39,8 @@ private:
     void DescribeStream();
     void CheckPicture(const AVFrame& picture) const;
     AvFrame NextPicture();
+    void SkipTo(std::int64_t number);
+    AvFrame PictureAt(const EntryPoint& point);
     void SendPacket();
     bool EndsEarly() const;
     void EndOfVideo() const;
@@ -52,7 +55,7 @@ private:
     AvPacket packet_ = MakePacket();
     Info info_;
     Turn turn_;
-    AvFrame first_;            ///< decoded on opening, not yet fetched
+    AvFrame first_;            ///< decoded on opening or skipping, not yet fetched
     std::int64_t number_ = 0;  ///< of the last frame decoded
     ColorTags containerTags_;
     std::int64_t packets_ = 0;  ///< read from the stream
@@ -191,6 +194,48 @@ VideoReader::VideoReader(const std::string& path, const ReadOptions& options)
     }
     DescribeStream();
     Describe(*first_);
+    if (options.frames && options.frames->first > 1) SkipTo(options.frames->first);
+}
+
+/// Leaves out the decoding of what need not be decoded before a frame.
+void VideoReader::SkipTo(std::int64_t number) {
+    if (!IsFormat(*input_, "mov") || !HasEntryPoint(*stream_, number)) return;
+    const std::optional<EntryPoint> point = EntryPointFor(*input_, *stream_, number);
+    AvFrame picture = point ? PictureAt(*point) : nullptr;
+    if (picture) {
+        first_ = std::move(picture);
+        number_ = point->number;
+        return;
+    }
+    // From the beginning then.
+    const std::int64_t beginning = avformat_index_get_entry(stream_, 0)->timestamp;
+    if (!GoTo(*input_, *stream_, beginning)) Fail(path_, "cannot be read twice");
+    avcodec_flush_buffers(codec_.get());
+    packets_ = number_ = 0;
+    first_ = NextPicture();
+}
+
+/// The picture of an entry point, where decoding from there gives one that depends on nothing
+/// before; what is shown before it may be damaged and is left out.
+AvFrame VideoReader::PictureAt(const EntryPoint& point) {
+    if (!GoTo(*input_, *stream_, point.decodedFrom)) return nullptr;
+    avcodec_flush_buffers(codec_.get());
+    damaged_ = false;
+    packets_ = point.packet;
+    AvFrame picture = MakeFrame();
+    for (;;) {
+        const int received = avcodec_receive_frame(codec_.get(), picture.get());
+        if (received == AVERROR(EAGAIN)) {
+            SendPacket();
+            continue;
+        }
+        if (received < 0) return nullptr;
+        if (picture->best_effort_timestamp >= point.shown) break;
+    }
+    const bool alone = picture->pict_type == AV_PICTURE_TYPE_I && picture->key_frame;
+    const bool whole = !picture->decode_error_flags && !(picture->flags & AV_FRAME_FLAG_CORRUPT);
+    return picture->best_effort_timestamp == point.shown && alone && whole ? std::move(picture)
+                                                                           : nullptr;
 }
 
 void VideoReader::DescribeStream() {
@@ -333,8 +378,8 @@ std::shared_ptr<Fetched> VideoReader::Fetch() {
     for (;;) {
         if (!first_ && number_ >= range.last) return nullptr;
         auto fetched = std::make_shared<FetchedPicture>();
-        fetched->number = first_ ? 1 : number_ + 1;
         fetched->picture = first_ ? std::move(first_) : NextPicture();
+        fetched->number = number_;
         if (!fetched->picture) {
             EndOfVideo();
             return nullptr;
@@ -365,6 +410,14 @@ Frame VideoReader::Decode(const Fetched& fetched, const Threads&) {
 }
 
 }  // namespace
+
+std::int64_t CountFrames(const std::string& path) {
+    const AvInput input = OpenInput(path);
+    FindStreams(input.get(), path);
+    const int index = PictureStream(*input);
+    if (index < 0) Fail(path, "holds no picture");
+    return CountPackets(*input, *input->streams[index]);
+}
 
 std::unique_ptr<Reader> OpenVideo(const std::string& path, const ReadOptions& options) {
     return std::make_unique<VideoReader>(path, options);

@@ -1,3 +1,5 @@
+#include "media/video_writer.h"
+
 extern "C" {
 #include <libavutil/avstring.h>
 #include <libavutil/cpu.h>
@@ -13,87 +15,63 @@ extern "C" {
 #include <numeric>
 #include <string_view>
 
-#include "files/whole_file.h"
-#include "media/audio_track.h"
-#include "media/av_support.h"
 #include "media/backends.h"
 #include "media/file_kind.h"
 #include "media/pixels.h"
 #include "media/source_details.h"
+#include "media/video_parts.h"
 #include "media/video_pixels.h"
 
 namespace veltrane::media {
 namespace {
 
-struct Option {
-    const char* name;
-    const char* value;
-};
-
-struct Format {
-    const char* extension;
-    const char* container;
-    const char* encoder;
-    AVPixelFormat withAlpha;  ///< none where alpha cannot be held
-    AVPixelFormat opaque;
-    int threads;  ///< 0 where the number of threads changes nothing in the file
-    std::array<Option, 6> options;
-};
-
 constexpr std::array kFormats{
-    Format{".mov",
-           "mov",
-           "prores_ks",
-           AV_PIX_FMT_YUVA444P10,
-           AV_PIX_FMT_YUV444P10,
-           0,
-           {{{"profile", "4444"},
-             {"vendor", "apl0"},
-             {"flags", "+qscale"},
-             {"global_quality", "236"}}}},
-    Format{".mkv",
-           "matroska",
-           "ffv1",
-           AV_PIX_FMT_GBRAP16,
-           AV_PIX_FMT_GBRP16,
-           0,
-           {{{"level", "3"}, {"slices", "16"}, {"slicecrc", "1"}, {"g", "1"}}}},
-    Format{".webm",
-           "webm",
-           "libvpx-vp9",
-           AV_PIX_FMT_YUVA420P,
-           AV_PIX_FMT_YUV420P,
-           4,
-           {{{"crf", "16"},
-             {"b", "0"},
-             {"auto-alt-ref", "0"},
-             {"deadline", "good"},
-             {"cpu-used", "4"},
-             {"row-mt", "1"}}}},
-    Format{".mp4",
-           "mp4",
-           "libx264",
-           AV_PIX_FMT_NONE,
-           AV_PIX_FMT_YUV420P,
-           4,
-           {{{"crf", "14"}, {"preset", "medium"}}}}};
+    VideoFormat{".mov",
+                "mov",
+                "prores_ks",
+                AV_PIX_FMT_YUVA444P10,
+                AV_PIX_FMT_YUV444P10,
+                0,
+                {{{"profile", "4444"},
+                  {"vendor", "apl0"},
+                  {"flags", "+qscale"},
+                  {"global_quality", "236"}}}},
+    VideoFormat{".mkv",
+                "matroska",
+                "ffv1",
+                AV_PIX_FMT_GBRAP16,
+                AV_PIX_FMT_GBRP16,
+                0,
+                {{{"level", "3"}, {"slices", "16"}, {"slicecrc", "1"}, {"g", "1"}}}},
+    VideoFormat{".webm",
+                "webm",
+                "libvpx-vp9",
+                AV_PIX_FMT_YUVA420P,
+                AV_PIX_FMT_YUV420P,
+                4,
+                {{{"crf", "16"},
+                  {"b", "0"},
+                  {"auto-alt-ref", "0"},
+                  {"deadline", "good"},
+                  {"cpu-used", "4"},
+                  {"row-mt", "1"}}}},
+    VideoFormat{".mp4",
+                "mp4",
+                "libx264",
+                AV_PIX_FMT_NONE,
+                AV_PIX_FMT_YUV420P,
+                4,
+                {{{"crf", "14"}, {"preset", "medium"}}}}};
 
 struct EncodedPicture : Encoded {
     AvFrame picture;
     std::optional<std::int64_t> timestamp;
 };
 
-struct OutputDeleter {
-    void operator()(AVFormatContext* output) const {
-        if (output->pb) avio_closep(&output->pb);
-        avformat_free_context(output);
-    }
-};
-
-const Format& FormatOf(const std::string& path, bool opaque) {
-    const Format& format = *std::find_if(kFormats.begin(), kFormats.end(), [&](const Format& f) {
-        return Extension(path) == f.extension;
-    });
+const VideoFormat& FormatOf(const std::string& path, bool opaque) {
+    const VideoFormat& format =
+        *std::find_if(kFormats.begin(), kFormats.end(),
+                      [&](const VideoFormat& f) { return Extension(path) == f.extension; });
     if (!opaque && format.withAlpha == AV_PIX_FMT_NONE) {
         Fail(path, "mp4 (H.264) cannot hold alpha; these can: " + FormatsWithAlpha());
     }
@@ -111,51 +89,7 @@ Rational TimeBaseFor(const Info& source) {
     return common <= kFinest ? Rational{1, common} : stamps;
 }
 
-class VideoWriter : public Writer {
-public:
-    VideoWriter(const std::string& path, const WriteOptions& options, const Info& source);
-
-    bool Has(std::int64_t) const override { return false; }
-    Transfer transfer() const override { return transfer_; }
-    std::shared_ptr<Encoded> Encode(const Frame& result, const Frame& source,
-                                    const Threads& threads) override;
-    void Append(const Encoded& encoded) override;
-    void Finish() override;
-
-private:
-    void OpenEncoder(const Info& source);
-    void AddStream(const Info& source);
-    void AddMetadata(const Info& source);
-    void OpenOutput();
-    std::int64_t PresentationTime(const std::optional<std::int64_t>& timestamp);
-    AVRational OneFrame() const { return av_inv_q(ToAv(frameRate_)); }
-    std::int64_t SourceTime(std::int64_t time) const;
-    /// The moment of the source at which the last frame ends.
-    std::int64_t EndTime() const {
-        return SourceTime(lastTime_) + av_rescale_q(1, OneFrame(), kMicroseconds);
-    }
-    void WritePackets();
-    void CheckOutput() const;
-
-    std::string path_;
-    const Format& format_;
-    WriteOptions options_;
-    Transfer transfer_;
-    AVPixelFormat pixelFormat_;
-    ColorTags tags_;
-    Rational frameRate_;
-    Rational stampBase_{0, 1};  ///< of the source's timestamps
-    AVRational timeBase_;       ///< of the times given to the encoder
-    files::WholeFile file_;
-    std::unique_ptr<AVFormatContext, OutputDeleter> output_;
-    AVStream* stream_ = nullptr;
-    AvCodec codec_;
-    AvPacket packet_ = MakePacket();
-    std::unique_ptr<AudioCarrier> audio_;
-    std::int64_t count_ = 0;
-    std::int64_t firstStamp_ = 0;
-    std::int64_t lastTime_ = -1;
-};
+}  // namespace
 
 VideoWriter::VideoWriter(const std::string& path, const WriteOptions& options, const Info& source)
     : path_(path),
@@ -173,6 +107,11 @@ VideoWriter::VideoWriter(const std::string& path, const WriteOptions& options, c
         transfer_ = sameKind ? source.transfer : Transfer::None;
     }
     if (source.details) stampBase_ = source.details->timeBase;
+    if (options.part) {
+        count_ = options.part->framesBefore;
+        const Origin* beginning = options.part->beginning.get();
+        firstStamp_ = beginning ? beginning->timestamp.value_or(0) : 0;
+    }
     const ColorTags given = source.details ? source.details->tags : ColorTags{};
     tags_ = OutputTags(given, source.height);
     if (av_pix_fmt_desc_get(pixelFormat_)->flags & AV_PIX_FMT_FLAG_RGB) {
@@ -227,7 +166,7 @@ void VideoWriter::OpenEncoder(const Info& source) {
         codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     }
     AVDictionary* settings = nullptr;
-    for (const Option& option : format_.options) {
+    for (const EncoderOption& option : format_.options) {
         if (option.name) av_dict_set(&settings, option.name, option.value, 0);
     }
     if (name == "prores_ks") av_dict_set(&settings, "alpha_bits", options_.opaque ? "0" : "16", 0);
@@ -336,22 +275,46 @@ void VideoWriter::WritePackets() {
         const int received = avcodec_receive_packet(codec_.get(), packet_.get());
         if (received == AVERROR(EAGAIN) || received == AVERROR_EOF) return;
         CheckAv(received, path_, "cannot be encoded");
-        packet_->stream_index = stream_->index;
-        if (packet_->duration <= 0) packet_->duration = av_rescale_q(1, OneFrame(), timeBase_);
-        av_packet_rescale_ts(packet_.get(), timeBase_, stream_->time_base);
-        CheckAv(av_interleaved_write_frame(output_.get(), packet_.get()), path_,
-                "cannot be written");
-        CheckOutput();
+        if (options_.part) digest_.Add(*packet_);
+        WritePacket(*packet_);
     }
+}
+
+/// Its times are in the encoder's time base.
+void VideoWriter::WritePacket(AVPacket& packet) {
+    packet.stream_index = stream_->index;
+    if (packet.duration <= 0) packet.duration = av_rescale_q(1, OneFrame(), timeBase_);
+    av_packet_rescale_ts(&packet, timeBase_, stream_->time_base);
+    CheckAv(av_interleaved_write_frame(output_.get(), &packet), path_, "cannot be written");
+    CheckOutput();
 }
 
 void VideoWriter::Append(const Encoded& encoded) {
     const auto& given = dynamic_cast<const EncodedPicture&>(encoded);
     const AvFrame picture(av_frame_clone(given.picture.get()));
     if (!picture) throw std::bad_alloc();
-    picture->pts = PresentationTime(given.timestamp);
+    const std::int64_t time = PresentationTime(given.timestamp);
+    if (options_.part) {
+        if (options_.part->times.empty()) begin_ = time;
+        options_.part->times.push_back(time);
+    }
+    picture->pts = time - begin_;
     CheckAv(avcodec_send_frame(codec_.get(), picture.get()), path_, "cannot be encoded");
     WritePackets();
+    CarryAudio();
+}
+
+void VideoWriter::AppendPacket(AVPacket& packet, std::int64_t time) {
+    lastTime_ = std::max(time, lastTime_ + 1);
+    ++count_;
+    packet.pts = packet.dts = lastTime_;
+    packet.duration = 0;
+    packet.pos = -1;
+    WritePacket(packet);
+    CarryAudio();
+}
+
+void VideoWriter::CarryAudio() {
     if (!audio_) return;
     if (count_ == 1) audio_->Begin(SourceTime(0));
     audio_->CarryUntil(EndTime());
@@ -366,9 +329,10 @@ void VideoWriter::Finish() {
     CheckAv(avio_closep(&output_->pb), path_, "cannot be written");
     file_.Sync();
     file_.Commit();
+    if (!options_.part) return;
+    options_.part->firstStamp = firstStamp_;
+    options_.part->digest = digest_.Text();
 }
-
-}  // namespace
 
 std::unique_ptr<Writer> CreateVideo(const std::string& path, const WriteOptions& options,
                                     const Info& source) {

@@ -1,0 +1,54 @@
+#ifndef VELTRANE_CLI_CHUNK_FOLDER_H
+#define VELTRANE_CLI_CHUNK_FOLDER_H
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+
+namespace veltrane::cli {
+
+using Json = nlohmann::ordered_json;
+
+/// The folder OUTPUT.parts, in which the chunks of an output tell each other and the merge of
+/// themselves: shot.json, what all of them have to agree on; and for each NNNN.begun, once it was
+/// started, and NNNN.json, once it is whole.
+class ChunkFolder {
+public:
+    explicit ChunkFolder(const std::string& output);
+
+    const std::filesystem::path& path() const { return path_; }
+    std::filesystem::path Shot() const { return path_ / "shot.json"; }
+    std::filesystem::path Record(int chunk) const;
+    /// Where a chunk of a video lies.
+    std::filesystem::path Part(int chunk) const;
+
+    /// Makes the folder and notes the shot there, or compares it with what an earlier chunk noted.
+    /// Throws UsageError that names what differs.
+    void Agree(const Json& shot) const;
+    /// Notes that the chunk is started, where and when; true when it had been before.
+    bool Begin(int chunk) const;
+    /// The record of a chunk that is whole; none of another shot's, or without its part.
+    std::optional<Json> Whole(int chunk, const std::string& shotDigest) const;
+    void Finish(int chunk, const Json& record) const;
+
+private:
+    std::string output_;
+    std::filesystem::path path_;
+};
+
+/// A JSON file; none where there is none. Throws files::Error for one that cannot be read as such.
+std::optional<Json> ReadJson(const std::filesystem::path& path);
+/// Writes it whole or not at all.
+void WriteJson(const std::filesystem::path& path, const Json& json);
+
+/// Sixteen digits that tell texts apart.
+std::string DigestOf(const std::string& text);
+
+/// Seconds since 1970.
+double Now();
+std::string HostName();
+
+}  // namespace veltrane::cli
+
+#endif

@@ -1,0 +1,57 @@
+#include "cli/key_summary.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "imaging/cpu/cpu.h"
+#include "settings/presets.h"
+
+namespace veltrane::cli {
+
+namespace {
+
+nlohmann::ordered_json AsJson(const PlateReport& plate) {
+    nlohmann::ordered_json json{{"screen", plate.screen}};
+    if (!plate.fit) return json;
+    const auto& [red, green, blue] = *plate.fit;
+    json["gain"] = {red.gain, green.gain, blue.gain};
+    json["offset"] = {red.offset, green.offset, blue.offset};
+    return json;
+}
+
+}  // namespace
+
+double KeySummary::Rate() const {
+    return static_cast<double>(counts.written) / std::max(seconds, 1e-9);
+}
+
+std::string KeySummary::ForPeople(const std::string& output, const std::string& matte) const {
+    char figures[96];
+    std::snprintf(figures, sizeof figures, "%lld %s in %.1f s, %.1f fps",
+                  static_cast<long long>(counts.written), counts.written == 1 ? "frame" : "frames",
+                  seconds, Rate());
+    const std::string kept =
+        counts.kept > 0 ? ", " + std::to_string(counts.kept) + " kept as they were" : "";
+    return output + (matte.empty() ? "" : " and " + matte) + ": " + figures + kept;
+}
+
+std::string KeySummary::AsJson(const std::string& input, const std::string& output,
+                               const std::string& matte) const {
+    nlohmann::ordered_json json{{"input", input},           {"output", output},
+                                {"frames", counts.written}, {"kept", counts.kept},
+                                {"seconds", seconds},       {"fps", Rate()}};
+    if (!matte.empty()) json["matte"] = matte;
+    json["key-color"] = HexText(settings.keyColor);
+    json["cpu"] = CpuLevelName(CurrentCpuLevel());
+    for (int step = 0; step < kSteps; ++step) {
+        json["seconds-by-step"][kStepNames[step]] = times.Seconds(static_cast<Step>(step));
+    }
+    if (key) json["key-color-origin"] = key->origin;
+    if (key && key->coverage) json["screen-coverage"] = *key->coverage;
+    if (plate) json["clean-plate"] = veltrane::cli::AsJson(*plate);
+    json["settings"] = nlohmann::ordered_json::parse(ToJson(settings));
+    return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+}  // namespace veltrane::cli

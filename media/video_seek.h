@@ -1,0 +1,37 @@
+#ifndef VELTRANE_MEDIA_VIDEO_SEEK_H
+#define VELTRANE_MEDIA_VIDEO_SEEK_H
+
+#include <cstdint>
+#include <optional>
+
+#include "media/av_support.h"
+
+namespace veltrane::media {
+
+/// A packet at which decoding can begin so that it and all that is shown after it come out as if
+/// everything had been decoded.
+struct EntryPoint {
+    int packet = 0;                ///< how many packets of the stream lie before it
+    std::int64_t number = 0;       ///< of its frame, from 1
+    std::int64_t shown = 0;        ///< the frame's time
+    std::int64_t decodedFrom = 0;  ///< the packet's own time
+};
+
+/// Whether the container's index has a packet after the first that may be an entry point at or
+/// before a frame. It has none where it is not plain: an edit list leaves frames out.
+bool HasEntryPoint(AVStream& stream, std::int64_t number);
+
+/// The last entry point at or before a frame, where there is one. Leaves the input anywhere.
+std::optional<EntryPoint> EntryPointFor(AVFormatContext& input, AVStream& stream,
+                                        std::int64_t number);
+
+/// Sets the input to the packet, which is the next one to be read. False when it cannot.
+bool GoTo(AVFormatContext& input, AVStream& stream, std::int64_t decodedFrom);
+
+/// The number of frames that the stream holds, counted packet by packet without decoding. Leaves
+/// the input at its end.
+std::int64_t CountPackets(AVFormatContext& input, const AVStream& stream);
+
+}  // namespace veltrane::media
+
+#endif
