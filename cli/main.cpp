@@ -22,6 +22,7 @@
 #include "cli/merge_command.h"
 #include "cli/report_commands.h"
 #include "cli/studio_command.h"
+#include "cli/tune_command.h"
 
 namespace veltrane::cli {
 
@@ -52,6 +53,7 @@ void ParseAndRun(int count, char** arguments) {
     ParamsCommand params;
     InfoCommand info;
     MergeCommand merge;
+    TuneCommand tune;
     StudioCommand studio;
     key.AddTo(app);
     demo.AddTo(app);
@@ -59,13 +61,14 @@ void ParseAndRun(int count, char** arguments) {
     params.AddTo(app);
     info.AddTo(app);
     merge.AddTo(app);
+    tune.AddTo(app);
     studio.AddTo(app);
     RefuseEmptyValues(app);
     try {
         app.parse(count, arguments);
         if (app.get_subcommands().empty())
             throw UsageError(
-                "name what to do: key, merge, demo, pick, params, info or studio; see "
+                "name what to do: key, merge, demo, pick, params, info, tune or studio; see "
                 "--help");
     } catch (const CLI::Success& asked) {
         app.exit(asked);

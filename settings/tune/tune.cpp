@@ -63,7 +63,7 @@ void ShotTuner::Look(const std::uint16_t* frame, const Threads& threads,
                      const std::uint16_t* plate) {
     const std::size_t number = frames_++;
     if (!hasKey_) {
-        const auto found = FindScreenColor(width_, height_, frame);
+        const auto found = FindScreenColor(width_, height_, frame, request_.screen);
         if (!found) return;
         request_.settings.keyColor = found->color;
         request_.settings.screen = found->screen;

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -46,6 +47,7 @@ struct TunedSettings {
 struct TuneRequest {
     Settings settings{};
     std::vector<ParameterId> fixed{};
+    std::optional<Screen> screen{};  ///< the only kind of screen to look for
 };
 
 /// The sliders that tuning may move.

@@ -1,0 +1,38 @@
+#ifndef VELTRANE_CLI_SHOT_TUNING_H
+#define VELTRANE_CLI_SHOT_TUNING_H
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+#include "media/media.h"
+#include "settings/tune/tune.h"
+
+namespace veltrane::cli {
+
+/// How many frames of a shot are looked at unless another number is asked for.
+inline constexpr int kFramesToLookAt = 5;
+
+/// Settings found from a shot.
+struct ShotTuning {
+    TunedSettings found;
+    std::vector<std::int64_t> frames;  ///< numbers of those looked at
+    std::vector<std::int64_t> odd;     ///< those of them that the settings suit less
+
+    /// A line for each thing that people should know of, without the shot's name.
+    std::vector<std::string> Warnings() const;
+};
+
+/// Finds settings from so many frames, 1 or more, spread over the whole shot, whatever range the
+/// options name, by as many threads as they name. Throws media::Error, also where no screen is
+/// seen, and std::invalid_argument for settings out of range.
+ShotTuning TuneShot(const std::string& path, media::ReadOptions options, const TuneRequest& request,
+                    int frames = kFramesToLookAt);
+
+/// For machines: frames, sliders, errors and warnings, without the settings.
+nlohmann::ordered_json AsJson(const ShotTuning& tuning);
+
+}  // namespace veltrane::cli
+
+#endif

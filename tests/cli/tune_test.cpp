@@ -1,0 +1,114 @@
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
+#include "command.h"
+#include "settings/tune/tune.h"
+
+namespace veltrane {
+namespace {
+
+using nlohmann::json;
+
+class TuneCommandTest : public CommandTest {
+protected:
+    /// How far a keyed sample's matte lies from its true coverage, 0..1 in the mean.
+    static double ErrorOf(const std::string& keyed, const std::string& sample) {
+        const media::Pixels matte = media::ReadFrame(keyed, 1).pixels;
+        const media::Pixels truth =
+            media::ReadFrame("../samples/" + sample + "-matte.png", 1).pixels;
+        double sum = 0;
+        for (std::size_t i = 0; i < matte.size(); i += 4)
+            sum += std::abs(matte[i + 3] - double(truth[i]));
+        return sum / 65535 / double(matte.size() / 4);
+    }
+
+    /// What the library finds in these frames.
+    static Settings Found(const std::vector<media::Frame>& frames,
+                          const TuneRequest& request = {}) {
+        ShotTuner tuner(frames[0].width, frames[0].height, request);
+        for (const media::Frame& frame : frames) tuner.Look(frame.pixels.data());
+        return tuner.Find().settings;
+    }
+
+    static Settings SettingsIn(const json& summary) {
+        return FromJson(summary["settings"].dump(), "summary");
+    }
+};
+
+TEST_F(TuneCommandTest, PresetsFoundKeyTheSamplesBetterThanNone) {
+    for (const std::string sample : {"green", "blue"}) {
+        SCOPED_TRACE(sample);
+        const std::string file = "../samples/" + sample + ".png";
+        const json told = Json("tune " + file + " --save-preset found.json");
+        Run("key " + file + " plain.png");
+        Run("key " + file + " tuned.png --preset found.json");
+        EXPECT_LT(ErrorOf("tuned.png", sample), 0.9 * ErrorOf("plain.png", sample));
+        EXPECT_LT(told["error-after"], told["error-before"]);
+        EXPECT_NEAR(told["screen"].get<double>() + told["subject"].get<double>() +
+                        told["unknown"].get<double>(),
+                    1, 1e-9);
+        Settings expected = FromJson(
+            json{{"key-color", told["settings"]["key-color"]}, {"screen", sample}}.dump(), "");
+        for (const auto& [name, slider] : told["sliders"].items())
+            expected = FromJson(
+                [&] {
+                    json all = json::parse(ToJson(expected));
+                    EXPECT_EQ(all[name], slider["from"]);
+                    all[name] = slider["to"];
+                    return all.dump();
+                }(),
+                "");
+        EXPECT_EQ(SettingsIn(told), expected);
+        EXPECT_EQ(ReadPreset("found.json"), expected);
+    }
+}
+
+TEST_F(TuneCommandTest, LooksAllOverTheShotWhateverItIsStoredIn) {
+    WriteFrames(12);
+    const json told = Json("tune f.#.png --threads 1");
+    EXPECT_EQ(told["frames"], json({1, 3, 6, 9, 12}));
+    EXPECT_EQ(SettingsIn(told),
+              Found({Picture(1), Picture(3), Picture(6), Picture(9), Picture(12)}));
+    EXPECT_EQ(Run("tune f.#.png --threads 1 --json").out,
+              Run("tune f.#.png --threads 3 --json").out);
+    EXPECT_EQ(Json("tune f.#.png --frames-to-look-at 1")["frames"], json({1}));
+    EXPECT_EQ(Json("tune f.#.png --frames-to-look-at 20")["frames"].size(), 12);
+    // Matroska does not tell how many frames there are.
+    Run("key f.#.png f.mkv --view source");
+    for (const int most : {1, 2, 3, 5, 12}) {
+        const std::vector<int> frames =
+            Json("tune f.mkv --frames-to-look-at " + std::to_string(most))["frames"];
+        ASSERT_EQ(frames.size(), most);
+        EXPECT_EQ(frames[0], 1);
+        EXPECT_TRUE(std::ranges::is_sorted(frames, std::less_equal()));
+        if (most > 1) {
+            EXPECT_GE(frames.back(), 8);
+        }
+    }
+}
+
+TEST_F(TuneCommandTest, SaysWhatAShotDoesNotTell) {
+    media::Frame black = Picture(3), empty = Picture(1);
+    for (std::size_t i = 0; i < black.pixels.size(); ++i) black.pixels[i] = i % 4 == 3 ? 65535 : 0;
+    for (int i = 0; i < 64 * 48; ++i)
+        std::copy_n(&empty.pixels[i % 8 * 4], 4, &empty.pixels[i * 4]);
+    Write("black.png", black);
+    Write("empty.png", empty);
+    WriteFrames(5);
+    Write("f.3.png", black);
+    EXPECT_EQ(Json("tune f.#.png")["frames-apart"], json({3}));
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "less than the others: 3\n",
+                        Run("tune f.#.png").error);
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "no subject", Run("tune empty.png").error);
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "no subject",
+                        Json("tune empty.png")["warnings"][0].get<std::string>());
+    ExpectRefused(1, "tune black.png --save-preset p.json", {"black.png", "no green or blue"});
+    ExpectRefused(1, "tune in.png --screen blue", {"in.png", "no blue screen"});
+    ExpectRefused(1, "tune none.mov", {"none.mov", "no such file"});
+    ExpectRefused(2, "tune in.png --frames-to-look-at 0", {"frames-to-look-at", "1", "100"});
+    ExpectRefused(2, "tune in.png --save-preset in.png", {"in.png"});
+}
+
+}  // namespace
+}  // namespace veltrane
