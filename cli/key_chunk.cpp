@@ -127,7 +127,7 @@ void KeyCommand::KeyChunk(Chunk chunk, const KeyColorRequest& request, media::Re
                           const std::optional<media::Frame>& background, KeySummary& summary) {
     const Settings& settings = summary.settings;
     FirstFrame beginning = FetchFirst(shot);
-    ChooseKeyColor(request, shot, beginning, summary);
+    ChooseSettings(request, shot, beginning, summary);
     const media::FrameRange frames = CountedFrames(shot.info());
     std::vector<Share> shares = Shares(settings, frames, chunk.count);
     const bool whole = std::all_of(shares.begin(), shares.end(), [&](const Share& share) {

@@ -26,6 +26,22 @@ bool IsBlack(Color color) {
     return SnapToByteSteps(color) == Color{0, 0, 0};
 }
 
+void SayKeyColor(const KeyColor& key) {
+    Say("key colour " + HexText(key.color) + " of a " + ScreenName(key.screen) + " screen, " +
+        key.origin);
+}
+
+/// In one line, the sliders that were moved.
+std::string WhatWasFound(const ShotTuning& tuning) {
+    std::string sliders;
+    for (const TunedSlider& slider : tuning.found.sliders)
+        sliders +=
+            std::string(" --") + ParameterOf(slider.id).name + ' ' + std::to_string(slider.to);
+    const std::size_t count = tuning.frames.size();
+    return "found from " + std::to_string(count) + (count == 1 ? " frame:" : " frames:") +
+           (sliders.empty() ? " nothing better than the values there are" : sliders);
+}
+
 /// What became of the work, added to the line that tells why it ended early.
 std::string Remains(const FrameCounts& counts, const std::string& output) {
     if (!media::SequencePath::Parse(output)) return "; " + output + " was not written";
@@ -48,6 +64,8 @@ void KeyCommand::AddTo(CLI::App& app) {
     c.add_option("--preset", preset_, "Start from the settings in this file.")->type_name("FILE");
     c.add_option("--save-preset", savePreset_, "Keep the settings used in this file.")
         ->type_name("FILE");
+    c.add_flag("--auto", auto_,
+               "Find the sliders that are not given here from the whole shot, as tune does.");
     c.add_option("--frames", frames_, "Key only these frames.")->type_name("A-B");
     c.add_option("--background", background_, "Put the result over a picture or a colour.")
         ->type_name("IMAGE|#rrggbb");
@@ -226,9 +244,37 @@ void KeyCommand::ChooseKeyColor(const KeyColorRequest& request, media::Reader& r
     settings.keyColor = summary.key->color;
     settings.screen = summary.key->screen;
     if (quiet_) return;
-    Say("key colour " + HexText(settings.keyColor) + " of a " + ScreenName(settings.screen) +
-        " screen, " + summary.key->origin);
+    SayKeyColor(*summary.key);
     if (IsBlack(settings.keyColor)) Say("a black key colour leaves the frames unkeyed");
+}
+
+void KeyCommand::FindSettings(const KeyColorRequest& color, KeySummary& summary) const {
+    Settings& settings = summary.settings;
+    TuneRequest request{settings, settings_.given(), std::nullopt};
+    const bool findsColor = std::holds_alternative<FindScreen>(color);
+    if (findsColor) {
+        const ScreenHint hint = HintFrom(settings);
+        request.screen = hint.demanded ? hint.demanded : hint.usual;
+        request.settings.keyColor = {};
+    } else if (IsBlack(settings.keyColor)) {
+        throw UsageError("--auto has no use with a black key colour, which leaves frames unkeyed");
+    }
+    summary.tuning = TuneShot(input_, ReadOptions(), request);
+    settings = summary.tuning->found.settings;
+    if (findsColor)
+        summary.key = {settings.keyColor, settings.screen, "found in the shot", std::nullopt};
+    if (quiet_) return;
+    if (findsColor) SayKeyColor(*summary.key);
+    Say(WhatWasFound(*summary.tuning));
+    for (const std::string& warning : summary.tuning->Warnings()) Say(input_ + ": " + warning);
+}
+
+void KeyCommand::ChooseSettings(const KeyColorRequest& color, media::Reader& reader,
+                                FirstFrame& first, KeySummary& summary) const {
+    const bool finds = auto_ && summary.settings.view != View::Source;
+    if (!finds || !std::holds_alternative<FindScreen>(color))
+        ChooseKeyColor(color, reader, first, summary);
+    if (finds) FindSettings(color, summary);
 }
 
 void KeyCommand::CheckPlateOptions(const Settings& settings) const {
@@ -236,6 +282,8 @@ void KeyCommand::CheckPlateOptions(const Settings& settings) const {
     if (given && !settings.smoothBG)
         throw UsageError(
             "--clean-plate has no use with --no-smooth-bg, which keys against a colour");
+    if (given && auto_)
+        throw UsageError("--auto looks at the modelled plate, and --clean-plate takes its place");
     if (given && !savePlate_.empty())
         throw UsageError(
             "--save-plate writes the modelled plate, and --clean-plate takes its place");
@@ -367,7 +415,7 @@ void KeyCommand::KeyWhole(const KeyColorRequest& request, media::Reader& reader,
     for (const auto& [path, options] : Targets(settings.view))
         writers.push_back(media::Create(path, options, paced));
     FirstFrame first = FetchFirst(reader);
-    ChooseKeyColor(request, reader, first, summary);
+    ChooseSettings(request, reader, first, summary);
     ComparePlate(inputs, reader, first, summary);
     if (!savePreset_.empty()) WritePreset(savePreset_, settings);
     if (!savePlate_.empty() && !SavesEveryPlate())

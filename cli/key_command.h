@@ -39,6 +39,11 @@ private:
     void CheckPlaces(const media::Info& info) const;
     void ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader, FirstFrame& first,
                         KeySummary& summary) const;
+    /// The sliders that are not given, and the key colour if it is to be found, from the shot.
+    void FindSettings(const KeyColorRequest& color, KeySummary& summary) const;
+    /// The key colour and, where that is asked for, what suits the shot.
+    void ChooseSettings(const KeyColorRequest& color, media::Reader& reader, FirstFrame& first,
+                        KeySummary& summary) const;
     void CheckPlateOptions(const Settings& settings) const;
     void ComparePlate(ShotInputs& inputs, media::Reader& reader, FirstFrame& first,
                       KeySummary& summary) const;
@@ -98,6 +103,7 @@ private:
     std::string cpu_;
     std::string chunk_;
     CLI::App* command_ = nullptr;  ///< knows what was given
+    bool auto_ = false;
     bool resume_ = false;
     bool noAudio_ = false;
     bool quiet_ = false;

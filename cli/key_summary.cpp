@@ -11,7 +11,7 @@ namespace veltrane::cli {
 
 namespace {
 
-nlohmann::ordered_json AsJson(const PlateReport& plate) {
+nlohmann::ordered_json PlateJson(const PlateReport& plate) {
     nlohmann::ordered_json json{{"screen", plate.screen}};
     if (!plate.fit) return json;
     const auto& [red, green, blue] = *plate.fit;
@@ -49,7 +49,8 @@ std::string KeySummary::AsJson(const std::string& input, const std::string& outp
     }
     if (key) json["key-color-origin"] = key->origin;
     if (key && key->coverage) json["screen-coverage"] = *key->coverage;
-    if (plate) json["clean-plate"] = veltrane::cli::AsJson(*plate);
+    if (plate) json["clean-plate"] = PlateJson(*plate);
+    if (tuning) json["found"] = veltrane::cli::AsJson(*tuning);
     json["settings"] = nlohmann::ordered_json::parse(ToJson(settings));
     return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }

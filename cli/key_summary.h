@@ -7,6 +7,7 @@
 #include "cli/frame_pipeline.h"
 #include "cli/key_color.h"
 #include "cli/plate_source.h"
+#include "cli/shot_tuning.h"
 #include "cli/step_times.h"
 #include "settings/settings.h"
 
@@ -20,6 +21,7 @@ struct KeySummary {
     Settings settings;
     std::optional<KeyColor> key;
     std::optional<PlateReport> plate;
+    std::optional<ShotTuning> tuning;
 
     /// Frames written in a second.
     double Rate() const;

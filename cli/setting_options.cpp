@@ -93,6 +93,13 @@ void SettingOptions::AddTo(CLI::App& command) {
     }
 }
 
+std::vector<ParameterId> SettingOptions::given() const {
+    std::vector<ParameterId> ids;
+    for (const Given& value : values_)
+        if (value.option->count() != 0) ids.push_back(static_cast<ParameterId>(value.row->id));
+    return ids;
+}
+
 Settings SettingOptions::Apply(Settings base) const {
     for (const Given& given : values_) {
         if (given.option->count() == 0) continue;

@@ -5,6 +5,7 @@
 #include <list>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "settings/settings.h"
 
@@ -24,6 +25,9 @@ public:
     /// base with the values that were given on the command line, except the key colour and the
     /// screen. Throws UsageError for values out of range and for values without effect.
     Settings Apply(Settings base) const;
+
+    /// Those of these values that were given.
+    std::vector<ParameterId> given() const;
 
     /// What --key-color was given, empty when it was not.
     const std::string& keyColor() const { return keyColor_; }

@@ -110,5 +110,32 @@ TEST_F(TuneCommandTest, SaysWhatAShotDoesNotTell) {
     ExpectRefused(2, "tune in.png --save-preset in.png", {"in.png"});
 }
 
+TEST_F(TuneCommandTest, KeyFindsWhatIsNotGiven) {
+    WriteFrames(9);
+    const Settings whole = SettingsIn(Json("tune f.#.png"));
+    const json some = Json("key f.#.png out.#.png --auto --frames 4-5");
+    EXPECT_EQ(SettingsIn(some), whole);
+    EXPECT_EQ(some["found"]["frames"], json({1, 3, 5, 7, 9}));
+    EXPECT_EQ(media::ReadFrame("out.#.png", 4).pixels, Keyed(whole, Picture(4)));
+
+    Run("key f.#.png part.#.png --auto --chunk 2/3");
+    EXPECT_EQ(media::ReadFrame("part.#.png", 5).pixels, Keyed(whole, Picture(5)));
+
+    TuneRequest request;
+    request.settings = green_;
+    request.settings.screenGain = 70;
+    request.fixed = {ParameterId::ScreenGain};
+    const std::string rest = "key in.png out.png --key-color #40b838 --screen-gain 70 --auto";
+    const Outcome outcome = Run(rest + " --save-preset p.json");
+    EXPECT_EQ(ReadPreset("p.json"), Found({source_}, request));
+    EXPECT_EQ(ReadPreset("p.json").screenGain, 70);
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "found from 1 frame:", outcome.error);
+    EXPECT_EQ(Run(rest + " --quiet").error, "");
+    Run("key in.png plain.png --key-color #40b838");
+    EXPECT_EQ(media::ReadFrame("plain.png", 1).pixels, Keyed(green_, source_));
+    ExpectRefused(2, "key in.png new.png --auto --key-color #000000 --quiet", {"--auto", "black"});
+    ExpectRefused(2, "key in.png new.png --auto --clean-plate in.png", {"--auto", "--clean-plate"});
+}
+
 }  // namespace
 }  // namespace veltrane
