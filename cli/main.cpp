@@ -13,9 +13,11 @@
 #include <stdexcept>
 #include <string>
 
+#include "cli/batch_command.h"
 #include "cli/common_options.h"
 #include "cli/demo.h"
 #include "cli/errors.h"
+#include "cli/farm_command.h"
 #include "cli/help_format.h"
 #include "cli/interrupt.h"
 #include "cli/key_command.h"
@@ -54,6 +56,8 @@ void ParseAndRun(int count, char** arguments) {
     InfoCommand info;
     MergeCommand merge;
     TuneCommand tune;
+    BatchCommand batch;
+    FarmCommand farm;
     StudioCommand studio;
     key.AddTo(app);
     demo.AddTo(app);
@@ -62,14 +66,17 @@ void ParseAndRun(int count, char** arguments) {
     info.AddTo(app);
     merge.AddTo(app);
     tune.AddTo(app);
+    batch.AddTo(app);
+    farm.AddTo(app);
     studio.AddTo(app);
     RefuseEmptyValues(app);
     try {
         app.parse(count, arguments);
         if (app.get_subcommands().empty())
             throw UsageError(
-                "name what to do: key, merge, demo, pick, params, info, tune or studio; see "
-                "--help");
+                "name what to do: key, merge, batch, farm, demo, pick, params, info, tune or "
+                "studio; "
+                "see --help");
     } catch (const CLI::Success& asked) {
         app.exit(asked);
     }

@@ -218,7 +218,7 @@ void VideoReader::SkipTo(std::int64_t number) {
 /// The picture of an entry point, where decoding from there gives one that depends on nothing
 /// before; what is shown before it may be damaged and is left out.
 AvFrame VideoReader::PictureAt(const EntryPoint& point) {
-    if (!GoTo(*input_, *stream_, point.decodedFrom)) return nullptr;
+    if (!GoTo(*input_, *stream_, point.asked)) return nullptr;
     avcodec_flush_buffers(codec_.get());
     damaged_ = false;
     packets_ = point.packet;

@@ -27,15 +27,30 @@ bool Next(AVFormatContext& input, const AVStream& stream, AVPacket& packet) {
     }
 }
 
+/// The time of the key packet after this one, or a time at the end.
+std::int64_t TimeOfNextKey(AVStream& stream, int packet) {
+    const int count = avformat_index_get_entries_count(&stream);
+    for (int next = packet + 1; next < count; ++next)
+        if (IsKey(stream, next)) return avformat_index_get_entry(&stream, next)->timestamp;
+    return avformat_index_get_entry(&stream, count - 1)->timestamp + 1;
+}
+
 /// The key packet as an entry point. Frames that are decoded after it but shown before it are
 /// counted: they belong to what lies before.
 std::optional<EntryPoint> Examine(AVFormatContext& input, AVStream& stream, int packet) {
     const std::int64_t time = avformat_index_get_entry(&stream, packet)->timestamp;
     const AvPacket read = MakePacket();
-    if (!GoTo(input, stream, time) || !Next(input, stream, *read)) return std::nullopt;
+    // What the container is asked for counts as a time of showing, which lies behind that of
+    // decoding by as much as the container alone knows.
+    const std::int64_t next = TimeOfNextKey(stream, packet);
+    std::int64_t asked = time;
+    for (const std::int64_t ask : {time, time + (next - time) / 2, next - 1}) {
+        if (!GoTo(input, stream, asked = ask) || !Next(input, stream, *read)) return std::nullopt;
+        if (read->dts == time) break;
+    }
     const bool found = read->dts == time && (read->flags & AV_PKT_FLAG_KEY);
     if (!found || read->pts == AV_NOPTS_VALUE) return std::nullopt;
-    EntryPoint point{packet, packet + 1, read->pts, time};
+    EntryPoint point{packet, packet + 1, read->pts, asked};
     while (Next(input, stream, *read) && !(read->flags & AV_PKT_FLAG_KEY))
         if (read->pts < point.shown) ++point.number;
     return point;
@@ -61,8 +76,8 @@ std::optional<EntryPoint> EntryPointFor(AVFormatContext& input, AVStream& stream
     return std::nullopt;
 }
 
-bool GoTo(AVFormatContext& input, AVStream& stream, std::int64_t decodedFrom) {
-    return av_seek_frame(&input, stream.index, decodedFrom, AVSEEK_FLAG_BACKWARD) >= 0;
+bool GoTo(AVFormatContext& input, AVStream& stream, std::int64_t asked) {
+    return av_seek_frame(&input, stream.index, asked, AVSEEK_FLAG_BACKWARD) >= 0;
 }
 
 std::int64_t CountPackets(AVFormatContext& input, const AVStream& stream) {

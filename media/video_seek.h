@@ -11,10 +11,10 @@ namespace veltrane::media {
 /// A packet at which decoding can begin so that it and all that is shown after it come out as if
 /// everything had been decoded.
 struct EntryPoint {
-    int packet = 0;                ///< how many packets of the stream lie before it
-    std::int64_t number = 0;       ///< of its frame, from 1
-    std::int64_t shown = 0;        ///< the frame's time
-    std::int64_t decodedFrom = 0;  ///< the packet's own time
+    int packet = 0;           ///< how many packets of the stream lie before it
+    std::int64_t number = 0;  ///< of its frame, from 1
+    std::int64_t shown = 0;   ///< the frame's time
+    std::int64_t asked = 0;   ///< what GoTo has to be asked for to get there
 };
 
 /// Whether the container's index has a packet after the first that may be an entry point at or
@@ -25,8 +25,8 @@ bool HasEntryPoint(AVStream& stream, std::int64_t number);
 std::optional<EntryPoint> EntryPointFor(AVFormatContext& input, AVStream& stream,
                                         std::int64_t number);
 
-/// Sets the input to the packet, which is the next one to be read. False when it cannot.
-bool GoTo(AVFormatContext& input, AVStream& stream, std::int64_t decodedFrom);
+/// Asks the container to go on from the last key packet before a time. False when it cannot.
+bool GoTo(AVFormatContext& input, AVStream& stream, std::int64_t asked);
 
 /// The number of frames that the stream holds, counted packet by packet without decoding. Leaves
 /// the input at its end.
