@@ -135,8 +135,9 @@ HttpResponse Session::Route(const HttpRequest& request) {
         {"POST", "/api/renders/#/cancel", &Session::CancelRender},
     };
     const auto [path, id] = WithoutNumber(request.path);
-    const auto known = std::find_if(std::begin(kKnown), std::end(kKnown),
-                                    [&](const Known& each) { return path == each.path; });
+    const auto known =
+        std::find_if(std::begin(kKnown), std::end(kKnown),
+                     [&path = path](const Known& each) { return path == each.path; });
     const bool isPage = known == std::end(kKnown);
     if (request.method != (isPage ? "GET" : known->method))
         throw Refusal(kWrongMethod, request.path + " cannot be asked for by " + request.method);
