@@ -48,19 +48,15 @@ TEST_F(TuneCommandTest, PresetsFoundKeyTheSamplesBetterThanNone) {
         EXPECT_NEAR(told["screen"].get<double>() + told["subject"].get<double>() +
                         told["unknown"].get<double>(),
                     1, 1e-9);
-        Settings expected = FromJson(
-            json{{"key-color", told["settings"]["key-color"]}, {"screen", sample}}.dump(), "");
-        for (const auto& [name, slider] : told["sliders"].items())
-            expected = FromJson(
-                [&] {
-                    json all = json::parse(ToJson(expected));
-                    EXPECT_EQ(all[name], slider["from"]);
-                    all[name] = slider["to"];
-                    return all.dump();
-                }(),
-                "");
-        EXPECT_EQ(SettingsIn(told), expected);
-        EXPECT_EQ(ReadPreset("found.json"), expected);
+        const json key{{"key-color", told["settings"]["key-color"]}, {"screen", sample}};
+        json expected = json::parse(ToJson(FromJson(key.dump(), "")));
+        for (const auto& [name, slider] : told["sliders"].items()) {
+            EXPECT_EQ(expected[name], slider["from"]);
+            expected[name] = slider["to"];
+        }
+        const Settings found = FromJson(expected.dump(), "");
+        EXPECT_EQ(SettingsIn(told), found);
+        EXPECT_EQ(ReadPreset("found.json"), found);
     }
 }
 
