@@ -4,6 +4,7 @@
 #include <oneapi/tbb/parallel_pipeline.h>
 
 #include <algorithm>
+#include <atomic>
 #include <exception>
 #include <string>
 #include <utility>
@@ -135,21 +136,34 @@ void Run(const Pipeline& pipeline, FrameCounts& counts) {
     const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, pipeline.threads);
     FrameThreads threads(pipeline.threads);
     Fetcher fetcher(pipeline);
+    // What fails ends the work in good order: TBB would lose the jobs under way with an exception.
+    std::exception_ptr failure;
+    std::atomic<bool> failed = false;
     const auto fetch = [&](tbb::flow_control& control) {
-        JobPtr job = fetcher();
+        JobPtr job = failed ? nullptr : fetcher();
         if (!job) control.stop();
         return job;
     };
     const auto render = [&](JobPtr job) {
-        if (job->fetched && !job->error) Guard(*job, [&] { Render(pipeline, threads, *job); });
+        if (job->fetched && !job->error && !failed)
+            Guard(*job, [&] { Render(pipeline, threads, *job); });
         return job;
     };
-    const auto append = [&](const JobPtr& job) { Append(pipeline, *job, counts); };
+    const auto append = [&](const JobPtr& job) {
+        if (failed) return;
+        try {
+            Append(pipeline, *job, counts);
+        } catch (...) {
+            failure = std::current_exception();
+            failed = true;
+        }
+    };
     tbb::parallel_pipeline(
         std::size_t{2} * pipeline.threads,
         tbb::make_filter<void, JobPtr>(tbb::filter_mode::serial_in_order, fetch) &
             tbb::make_filter<JobPtr, JobPtr>(tbb::filter_mode::parallel, render) &
             tbb::make_filter<JobPtr, void>(tbb::filter_mode::serial_in_order, append));
+    if (failure) std::rethrow_exception(failure);
 }
 
 }  // namespace veltrane::cli
