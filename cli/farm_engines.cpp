@@ -159,8 +159,7 @@ std::string WriteOpenCue(const FarmJob& job) {
     WriteText(
         file,
         "<?xml version=\"1.0\"?>\n"
-        "<!DOCTYPE spec PUBLIC \"SPI Cue Specification Language\" "
-        "\"http://localhost:8080/spcue/dtd/cjsl-1.11.dtd\">\n"
+        "<!DOCTYPE spec SYSTEM \"http://localhost:8080/spcue/dtd/cjsl-1.11.dtd\">\n"
         "<spec>\n  <facility>local</facility>\n  <show>testing</show>\n"
         "  <shot>veltrane</shot>\n  <user>veltrane</user>\n  <job name=\"" +
             name +
