@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <utility>
 
-#include "settings/plate_shade.h"
-
 namespace veltrane::cli {
 
 std::string PlateReport::Text() const {
@@ -67,25 +65,10 @@ std::shared_ptr<const media::Frame> PlateSource::Decode(const media::Fetched* fe
     auto plate = still_ ? still_ : std::make_shared<media::Frame>(file_.Decode(*fetched));
     if (match_ == PlateMatch::None) return plate;
     auto matched = std::make_shared<media::Frame>(*plate);
-    if (!Match(shot, *matched)) ++unmatched_;
+    if (!MatchPlate(match_, shot.width, shot.height, shot.pixels.data(), matched->pixels.data(),
+                    keyColor_))
+        ++unmatched_;
     return matched;
-}
-
-/// False where too little of the screen is seen to match the plate to.
-bool PlateSource::Match(const media::Frame& shot, media::Frame& plate) const {
-    const int width = plate.width, height = plate.height;
-    std::uint16_t* pixels = plate.pixels.data();
-    if (match_ == PlateMatch::Exposure) {
-        const auto fit = FitPlate(width, height, shot.pixels.data(), pixels, keyColor_);
-        if (fit) CorrectPlate(*fit, pixels, pixels, std::ptrdiff_t{width} * height);
-        return fit.has_value();
-    }
-    const auto shade = PlateShade::Between(width, height, shot.pixels.data(), pixels, keyColor_);
-    for (int y = 0; shade && y < height; ++y) {
-        std::uint16_t* row = pixels + std::ptrdiff_t{4} * width * y;
-        shade->Correct(y, row, row);
-    }
-    return shade.has_value();
 }
 
 }  // namespace veltrane::cli

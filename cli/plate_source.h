@@ -8,6 +8,7 @@
 
 #include "cli/companion.h"
 #include "settings/clean_plate.h"
+#include "settings/plate_match.h"
 
 namespace veltrane::cli {
 
@@ -22,10 +23,6 @@ struct PlateReport {
     /// For people, such as "98 % looks like screen; gain 1.02 1.01 1.00 (red, green, blue), ...".
     std::string Text() const;
 };
-
-/// What of every frame a plate is brought to: nothing, its exposure, or its light all over, by
-/// exposure and by the wide shade of the subject.
-enum class PlateMatch { None, Exposure, Shade };
 
 /// The empty set, for every frame of a shot.
 class PlateSource {
@@ -54,8 +51,6 @@ private:
     std::shared_ptr<media::Fetched> first_;      ///< until it is asked for
     std::shared_ptr<const media::Frame> still_;  ///< that serves all
     mutable std::atomic<int> unmatched_ = 0;
-
-    bool Match(const media::Frame& shot, media::Frame& plate) const;
 };
 
 }  // namespace veltrane::cli

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "imaging/convert/convert.h"
+#include "settings/plate_match.h"
 #include "settings/table_rules.h"
 
 namespace veltrane {
@@ -43,6 +44,12 @@ constexpr ChoiceEntry kCoreColors[] = {
 constexpr ChoiceEntry kLights[] = {
     {static_cast<int>(Light::kDisplay), "VeltraneGreen::Display", "display", 0},
     {static_cast<int>(Light::kLinear), "VeltraneGreen::Linear", "linear", 1},
+};
+
+constexpr ChoiceEntry kPlateMatches[] = {
+    {static_cast<int>(PlateMatch::None), "VeltraneGreen::As given", "none", 0},
+    {static_cast<int>(PlateMatch::Exposure), "VeltraneGreen::Exposure", "exposure", 0.5},
+    {static_cast<int>(PlateMatch::Shade), "VeltraneGreen::Exposure and shade", "shade", 1},
 };
 
 constexpr ChoiceEntry kMatteLights[] = {
@@ -227,6 +234,11 @@ constexpr Parameter kParameters[] = {
     Choice(ParameterId::CoreColor, "VeltraneGreen::Core colour", "core-color",
            "Colour of what a core matte holds solid: without the screen's light, or as it came.",
            kCoreColors, &Settings::coreColor, MatteGroup, {Host::OpenFx}),
+    // The command matches its plates by --match-plate and --match-shade.
+    OfFrames(ParameterId::PlateMatch, "VeltraneGreen::Match clean plate", "plate-match",
+             "What of each frame a connected clean plate is brought to: nothing, the camera's "
+             "exposure, or the light all over with the wide shade of the subject.",
+             kPlateMatches, MatteGroup, {Host::OpenFx}),
     // Most compositing hosts work in linear light, which OpenFX does not tell.
     OfFrames(ParameterId::Light, "VeltraneGreen::Colour", "colour",
              "What the colour of frames and of the key colour is: display-referred, or linear "

@@ -49,6 +49,7 @@ enum class ParameterId {
     Light = 29,
     MatteGroup = 30,
     CoreColor = 31,
+    PlateMatch = 32,
     MatteLight = 40,
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <optional>
+#include <type_traits>
 
 #include "hosts/ofx/host.h"
 #include "imaging/convert/light_curve.h"
@@ -96,14 +97,23 @@ Settings ReadSettings(Effect effect, double time) {
             SetValue(settings, *row, std::clamp(*value, row->minimum, row->maximum));
         }
     }
-    if (ReadLight(effect, time) == Light::kLinear)
+    if (ReadFrameFacts(effect, time).light == Light::kLinear)
         settings.keyColor = Curved(SrgbFromLinear, settings.keyColor);
     return settings;
 }
 
-Light ReadLight(Effect effect, double time) {
-    const auto choice = ReadInt(ParamsOf(effect), ParameterOf(ParameterId::Light), time);
-    return choice == static_cast<int>(Light::kLinear) ? Light::kLinear : Light::kDisplay;
+FrameFacts ReadFrameFacts(Effect effect, double time) {
+    const ParamSet params = ParamsOf(effect);
+    const auto read = [&](ParameterId id, auto& fact) {
+        const Parameter& row = ParameterOf(id);
+        const int choice = ReadInt(params, row, time).value_or(row.defaultValue);
+        const bool known = choice >= row.minimum && choice <= row.maximum;
+        fact = static_cast<std::decay_t<decltype(fact)>>(known ? choice : row.defaultValue);
+    };
+    FrameFacts facts;
+    read(ParameterId::Light, facts.light);
+    read(ParameterId::PlateMatch, facts.match);
+    return facts;
 }
 
 void UpdateGoverned(Effect effect, std::string_view switchName, double time) {
@@ -136,7 +146,7 @@ void UpdateLabels(Effect effect, std::optional<double> time) {
 }
 
 void SetKey(Effect effect, const Color& color, Screen screen, double time) {
-    const bool linear = ReadLight(effect, time) == Light::kLinear;
+    const bool linear = ReadFrameFacts(effect, time).light == Light::kLinear;
     const Color shown = linear ? Curved(LinearFromSrgb, color) : color;
     const ParamSet params = ParamsOf(effect);
     const Param swatch = FindParam(params, ParameterOf(ParameterId::KeyColor));

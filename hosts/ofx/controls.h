@@ -7,6 +7,7 @@
 
 #include "hosts/ofx/abi.h"
 #include "imaging/convert/convert.h"
+#include "settings/plate_match.h"
 #include "settings/settings.h"
 
 namespace veltrane::ofx {
@@ -21,8 +22,14 @@ std::string ParamName(const Parameter& row);
 /// value cannot be read.
 Settings ReadSettings(Effect effect, double time);
 
-/// What the host's colour is, of frames and of the key colour's swatch.
-Light ReadLight(Effect effect, double time);
+/// What rows that are no settings tell of a host's frames.
+struct FrameFacts {
+    Light light = Light::kDisplay;  ///< of their colour, and of the key colour's swatch
+    PlateMatch match = PlateMatch::None;
+};
+
+/// The default where a value cannot be read.
+FrameFacts ReadFrameFacts(Effect effect, double time);
 
 /// Enables the sliders that the named switch governs where it is on at the time and disables them
 /// where it is off. Other names change nothing.

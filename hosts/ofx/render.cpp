@@ -71,27 +71,57 @@ void ClearAround(const RectI& frame, const Image& output, const RectI& window) {
     }
 }
 
+/// A whole frame of 16 bits.
+template <class Sample>
+std::vector<std::uint16_t> WideFrame(const RowSource<Sample>& rows, int width, int height) {
+    const std::size_t pitch = static_cast<std::size_t>(width) * kElements;
+    std::vector<std::uint16_t> frame(pitch * height);
+    RowReader<Sample> read(rows, width);
+    for (int y = 0; y < height; ++y) WidenRow(read(y), frame.data() + y * pitch, width);
+    return frame;
+}
+
+template <class Sample>
+std::vector<Sample> MatchedPlate(PlateMatch match, int width, int height,
+                                 const RowSource<Sample>& shot, const RowSource<Sample>& plate,
+                                 const Color& keyColor) {
+    std::vector<std::uint16_t> wide = WideFrame(plate, width, height);
+    MatchPlate(match, width, height, WideFrame(shot, width, height).data(), wide.data(), keyColor);
+    std::vector<Sample> matched(wide.size());
+    NarrowRow(wide.data(), matched.data(), std::ptrdiff_t{width} * height);
+    return matched;
+}
+
 AlphaState WrittenAlpha(const Image& output, AlphaState source) {
     return output.alpha() == AlphaState::kOpaque ? DeliveredAlpha(source) : output.alpha();
 }
 
 template <class Component>
-void RenderDepth(const Settings& settings, Light light, const Image& source, const Inputs& inputs,
-                 const Image& output, const RectI& window) {
+void RenderDepth(const Settings& settings, const FrameFacts& facts, const Image& source,
+                 const Inputs& inputs, const Image& output, const RectI& window) {
     using Sample = SampleFor<Component>;
     const RectI frame = source ? source.picture() : RectI{};
     ClearAround<Component>(frame, output, window);
     if (IsEmpty(frame)) return;
     const RectI shared = Intersection(frame, window);
+    const auto& [light, match] = facts;
+    const int width = Width(frame), height = Height(frame);
     const FloatRestorer::Formats formats{FormatOf(source.alpha(), light),
                                          FormatOf(WrittenAlpha(output, source.alpha()), light)};
-    const bool isWhole = Width(shared) == Width(frame) && Height(shared) == Height(frame);
+    const RowSource<Sample> rows{nullptr, RowsFrom<Component>(source, light),
+                                 source.Rows<Component>(frame)};
+    KeyInputs<Sample> given = inputs.Rows<Component>(frame, light);
+    std::vector<Sample> plate;
+    if (given.cleanPlate && match != PlateMatch::None) {
+        plate = MatchedPlate(match, width, height, rows, given.cleanPlate, settings.keyColor);
+        given.cleanPlate = {plate.data()};
+    }
+    const bool isWhole = Width(shared) == width && Height(shared) == height;
     const RowMemory written = isWhole ? output.Rows<Component>(frame) : RowMemory{};
     Key<Sample>(
-        settings, Width(frame), Height(frame),
-        {nullptr, RowsFrom<Component>(source, light), source.Rows<Component>(frame)},
+        settings, width, height, rows,
         {nullptr, RowsTo<Component>(source, output, formats, settings.view, shared), written},
-        HostThreads(), inputs.Rows<Component>(frame, light));
+        HostThreads(), given);
 }
 
 /// Calls the function with a component of the depth's type.
@@ -130,11 +160,11 @@ void Render(Effect effect, double time, const RectI& window) {
     const Image output(FindClip(effect, kOutputClip), time);
     if (!output) throw Refusal{kFailed};
     RequireMatch(source, output, window);
-    const Light light = ReadLight(effect, time);
-    Settings settings = SettledFor(ReadSettings(effect, time), light == Light::kLinear);
+    const FrameFacts facts = ReadFrameFacts(effect, time);
+    Settings settings = SettledFor(ReadSettings(effect, time), facts.light == Light::kLinear);
     ScaleRadii(settings, output.scale());
     WithDepth(output.depth(), [&]<class Component>(Component) {
-        RenderDepth<Component>(settings, light, source, inputs, output, window);
+        RenderDepth<Component>(settings, facts, source, inputs, output, window);
     });
 }
 
@@ -142,16 +172,11 @@ std::optional<ScreenColor> FindScreen(Effect effect, double time) {
     const Image source(FindClip(effect, kSourceClip), time);
     if (!source || IsEmpty(source.picture())) throw Refusal{kFailed};
     const RectI& frame = source.picture();
-    const std::size_t pitch = static_cast<std::size_t>(Width(frame)) * kElements;
-    std::vector<std::uint16_t> picture(pitch * Height(frame));
-    const Light light = ReadLight(effect, time);
+    const Light light = ReadFrameFacts(effect, time).light;
+    std::vector<std::uint16_t> picture;
     WithDepth(source.depth(), [&]<class Component>(Component) {
-        const auto read = RowsFrom<Component>(source, light);
-        std::vector<SampleFor<Component>> row(pitch);
-        for (int y = 0; y < Height(frame); ++y) {
-            read(y, row.data());
-            WidenRow(row.data(), picture.data() + y * pitch, Width(frame));
-        }
+        const RowSource<SampleFor<Component>> rows{nullptr, RowsFrom<Component>(source, light)};
+        picture = WideFrame(rows, Width(frame), Height(frame));
     });
     return FindScreenColor(Width(frame), Height(frame), picture.data());
 }

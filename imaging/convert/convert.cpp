@@ -238,4 +238,15 @@ void WidenRow(const Sample* row, std::uint16_t* wide, std::ptrdiff_t width) {
 template void WidenRow(const std::uint8_t*, std::uint16_t*, std::ptrdiff_t);
 template void WidenRow(const std::uint16_t*, std::uint16_t*, std::ptrdiff_t);
 
+template <class Sample>
+void NarrowRow(const std::uint16_t* wide, Sample* row, std::ptrdiff_t width) {
+    std::transform(wide, wide + width * kElements, row, [](std::uint16_t sample) -> Sample {
+        if constexpr (sizeof(Sample) == 1) return Narrowed(sample);
+        return static_cast<Sample>(sample);
+    });
+}
+
+template void NarrowRow(const std::uint16_t*, std::uint8_t*, std::ptrdiff_t);
+template void NarrowRow(const std::uint16_t*, std::uint16_t*, std::ptrdiff_t);
+
 }  // namespace veltrane

@@ -119,6 +119,10 @@ void WriteLinearPremultiplied(const std::uint16_t* row, PixelOrder order, float*
 template <class Sample>
 void WidenRow(const Sample* row, std::uint16_t* wide, std::ptrdiff_t width);
 
+/// Back to either depth, to the nearest values.
+template <class Sample>
+void NarrowRow(const std::uint16_t* wide, Sample* row, std::ptrdiff_t width);
+
 // The same of single values.
 inline float Unpremultiplied(float color, float alpha) {
     return alpha > 0 ? color / alpha : color;

@@ -10,6 +10,7 @@
 
 #include "imaging/convert/convert.h"
 #include "settings/frame_keyer.h"
+#include "settings/plate_match.h"
 #include "settings/screen_color.h"
 #include "tests/hosts/ofx/test_host.h"
 #include "tests/settings/unusual_look.h"
@@ -77,15 +78,23 @@ Picture<Component> Keyed(const Settings& settings, const Picture<Component>& pic
     return result;
 }
 
-/// The colour of the screen that the library finds.
+/// A picture as a frame of 16 bits.
 template <class Component>
-Color FoundIn(const Picture<Component>& picture, AlphaState alpha, Light light) {
+std::vector<std::uint16_t> Wide(const Picture<Component>& picture,
+                                AlphaState alpha = AlphaState::kStraight,
+                                Light light = Light::kDisplay) {
     std::vector<SampleFor<Component>> narrow(picture.size());
     PixelReader<Component>({PixelOrder::kRgba, alpha, {}, light})(picture.data(), narrow.data(),
                                                                   kWidth * kHeight);
     std::vector<std::uint16_t> frame(narrow.begin(), narrow.end());
     for (std::uint16_t& sample : frame) sample *= sizeof(Component) == 1 ? 257 : 1;
-    return FindScreenColor(kWidth, kHeight, frame.data()).value().color;
+    return frame;
+}
+
+/// The colour of the screen that the library finds.
+template <class Component>
+Color FoundIn(const Picture<Component>& picture, AlphaState alpha, Light light) {
+    return FindScreenColor(kWidth, kHeight, Wide(picture, alpha, light).data()).value().color;
 }
 
 /// Whether the image shows the picture in the window, and transparent black beyond the picture.
@@ -314,6 +323,18 @@ struct Matte {
     std::vector<std::uint16_t> levels;
 };
 
+/// Lays the left part of a picture of the frame's size into an image and connects that.
+template <class Component>
+void Connect(TestHost& host, const char* clip, TestImage& image, const Picture<Component>& shown,
+             int width = kWidth) {
+    for (int y = 0; y < kHeight; ++y)
+        std::memcpy(image.At(0, y), &shown[4 * kWidth * (kHeight - 1 - y)],
+                    4 * width * sizeof(Component));
+    EXPECT_EQ(Get<int>(host.clips.at(clip).bag, "OfxImageClipPropOptional"), 1);
+    host.clips[clip].image = [&image](double) { return &image; };
+    host.clips[clip].bag["OfxImageClipPropConnected"] = {1};
+}
+
 TYPED_TEST(OfxRender, KeysWithMattesAndAPlateWhereTheyAreConnected) {
     using Sample = SampleFor<TypeParam>;
     TestHost host("OfxImageEffectContextGeneral");
@@ -327,14 +348,7 @@ TYPED_TEST(OfxRender, KeysWithMattesAndAPlateWhereTheyAreConnected) {
     TestImage narrow({{0, 0, 30, kHeight}, depth}), whole({kPlace, depth}),
         wide({{-3, -2, 60, 40}, depth});
     const auto connect = [&](const char* clip, TestImage& image, const Picture<TypeParam>& shown,
-                             int width) {
-        for (int y = 0; y < kHeight; ++y)
-            std::memcpy(image.At(0, y), &shown[4 * kWidth * (kHeight - 1 - y)],
-                        4 * width * sizeof(TypeParam));
-        EXPECT_EQ(Get<int>(host.clips.at(clip).bag, "OfxImageClipPropOptional"), 1);
-        host.clips[clip].image = [&image](double) { return &image; };
-        host.clips[clip].bag["OfxImageClipPropConnected"] = {1};
-    };
+                             int width) { Connect(host, clip, image, shown, width); };
     ASSERT_EQ(host.Render(0, kPlace), kOk);
     EXPECT_TRUE(Shows(images.output, Keyed(look, picture)));
 
@@ -352,6 +366,35 @@ TYPED_TEST(OfxRender, KeysWithMattesAndAPlateWhereTheyAreConnected) {
     connect("CleanPlate", narrow, plate, 30);
     EXPECT_EQ(host.Render(0, kPlace), kFailed);
     EXPECT_NE(host.log.back().find("must cover"), std::string::npos);
+}
+
+TYPED_TEST(OfxRender, MatchesThePlateWhereAsked) {
+    TestHost host("OfxImageEffectContextGeneral");
+    Settings look;
+    look.keyColor = {51 / 255.0, 180 / 255.0, 65 / 255.0};
+    Enter(host, look);
+    const auto picture = MakePicture<TypeParam>(1);
+    auto plate = MakePicture<TypeParam>(2);
+    for (std::size_t i = 0; i < plate.size(); ++i)
+        if (i % 4 != 3) plate[i] = static_cast<TypeParam>(plate[i] * 0.75);
+    Images<TypeParam> images(host, picture);
+    TestImage image({kPlace, kDepth<TypeParam>});
+    Connect(host, "CleanPlate", image, plate);
+    const auto shot = Wide(picture);
+    Picture<TypeParam> last;
+    for (const PlateMatch match : {PlateMatch::None, PlateMatch::Exposure, PlateMatch::Shade}) {
+        host.Set("plateMatch", {double(match)});
+        ASSERT_EQ(host.Render(0, kPlace), kOk);
+        auto matched = Wide(plate);
+        ASSERT_TRUE(MatchPlate(match, kWidth, kHeight, shot.data(), matched.data(), look.keyColor));
+        std::vector<SampleFor<TypeParam>> samples(matched.size());
+        NarrowRow(matched.data(), samples.data(), kWidth * kHeight);
+        const auto expected = Keyed(look, picture, AlphaState::kStraight, AlphaState::kStraight,
+                                    Light::kDisplay, {{samples.data()}});
+        EXPECT_TRUE(Shows(images.output, expected));
+        EXPECT_NE(expected, last);
+        last = expected;
+    }
 }
 
 TYPED_TEST(OfxRender, PicksTheScreen) {
