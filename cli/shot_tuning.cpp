@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -16,6 +17,7 @@ using Json = nlohmann::ordered_json;
 using Fetched = std::shared_ptr<media::Fetched>;
 
 constexpr double kMuchUnknown = 0.4;  ///< part of the frames from which on settings are a guess
+constexpr std::size_t kFar = 100;     ///< frames, of which more are sooner skipped than decoded
 
 /// So many places, evenly spread over a count, the first and the last among them.
 std::vector<std::size_t> Spread(std::size_t count, std::size_t most) {
@@ -26,15 +28,12 @@ std::vector<std::size_t> Spread(std::size_t count, std::size_t most) {
     return places;
 }
 
-std::vector<Fetched> Chosen(const std::vector<Fetched>& from, std::size_t most) {
-    std::vector<Fetched> chosen;
-    for (const std::size_t place : Spread(from.size(), most)) chosen.push_back(from[place]);
-    return chosen;
-}
+/// Looks at a frame by the reader that fetched it.
+using Look = std::function<void(media::Reader& reader, const media::Fetched& fetched)>;
 
-/// Frames of a shot whose length shows at its end only: of those kept, every other one is dropped
+/// Of a shot whose length shows at its end only: of the frames kept, every other one is dropped
 /// whenever they become too many.
-std::vector<Fetched> ThinnedFrames(media::Reader& reader, std::size_t most) {
+void LookAtThinned(media::Reader& reader, std::size_t most, const Look& look) {
     std::vector<Fetched> kept;
     std::size_t stride = 1, place = 0;
     while (Fetched next = reader.Fetch()) {
@@ -45,21 +44,26 @@ std::vector<Fetched> ThinnedFrames(media::Reader& reader, std::size_t most) {
         kept.resize(kept.size() / 2 + 1);
         stride *= 2;
     }
-    return Chosen(kept, most);
+    for (const std::size_t at : Spread(kept.size(), most)) look(reader, *kept[at]);
 }
 
-std::vector<Fetched> SpreadFrames(media::Reader& reader, std::size_t most) {
-    const auto count = reader.info().frameCount;
-    if (!count) return ThinnedFrames(reader, most);
-    std::vector<Fetched> chosen;
+void LookAtSpread(const std::string& path, media::ReadOptions options,
+                  std::unique_ptr<media::Reader> reader, std::size_t most, const Look& look) {
+    const media::Info info = reader->info();
+    if (!info.frameCount) return LookAtThinned(*reader, most, look);
     std::size_t place = 0;
-    for (const std::size_t wanted : Spread(static_cast<std::size_t>(*count), most)) {
+    for (const std::size_t wanted : Spread(static_cast<std::size_t>(*info.frameCount), most)) {
+        if (info.kind == media::Kind::Video && wanted - place > kFar) {
+            place = wanted;
+            const auto number = static_cast<std::int64_t>(wanted) + 1;
+            options.frames = {number, number};
+            reader = media::Open(path, options);
+        }
         Fetched fetched;
         for (; place <= wanted; ++place)
-            if (!(fetched = reader.Fetch())) return chosen;
-        chosen.push_back(std::move(fetched));
+            if (!(fetched = reader->Fetch())) return;
+        look(*reader, *fetched);
     }
-    return chosen;
 }
 
 [[noreturn]] void FailWithoutScreen(const std::string& path, const TuneRequest& request) {
@@ -91,16 +95,17 @@ std::vector<std::string> ShotTuning::Warnings() const {
 ShotTuning TuneShot(const std::string& path, media::ReadOptions options, const TuneRequest& request,
                     int frames) {
     options.frames.reset();
-    const std::unique_ptr<media::Reader> reader = media::Open(path, options);
+    std::unique_ptr<media::Reader> reader = media::Open(path, options);
     FrameThreads all(options.threads);
     const FrameThreads::Share share(all);
     ShotTuner tuner(reader->info().width, reader->info().height, request);
     ShotTuning tuning;
-    for (const Fetched& fetched : SpreadFrames(*reader, static_cast<std::size_t>(frames))) {
-        const media::Frame frame = reader->Decode(*fetched, share.Get());
+    const Look look = [&](media::Reader& from, const media::Fetched& fetched) {
+        const media::Frame frame = from.Decode(fetched, share.Get());
         tuner.Look(frame.pixels.data(), share.Get());
         tuning.frames.push_back(frame.number);
-    }
+    };
+    LookAtSpread(path, options, std::move(reader), static_cast<std::size_t>(frames), look);
     tuning.found = tuner.Find(share.Get());
     if (tuning.found.kind == ShotKind::NoScreen) FailWithoutScreen(path, request);
     for (const std::size_t i : tuning.found.odd) tuning.odd.push_back(tuning.frames[i]);
