@@ -55,10 +55,10 @@ struct BatchCommand::Result {
         if (status != kDone) return "failed (" + std::to_string(status) + "): " + reason;
         if (summary.is_null()) return "whole already";
         char figures[80];
-        std::snprintf(figures, sizeof figures, "%lld frames, %lld kept, %.1f fps, key %s",
+        std::snprintf(figures, sizeof figures, "%lld frames, %lld kept, %.1f fps, key %s%s",
                       summary["frames"].get<long long>(), summary["kept"].get<long long>(),
-                      summary["fps"].get<double>(),
-                      summary["key-color"].get<std::string>().c_str());
+                      summary["fps"].get<double>(), summary["key-color"].get<std::string>().c_str(),
+                      summary.contains("found") ? ", sliders found" : "");
         return figures;
     }
 

@@ -1,5 +1,6 @@
 #include "cli/key_command.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -64,8 +65,11 @@ void KeyCommand::AddTo(CLI::App& app) {
     c.add_option("--preset", preset_, "Start from the settings in this file.")->type_name("FILE");
     c.add_option("--save-preset", savePreset_, "Keep the settings used in this file.")
         ->type_name("FILE");
-    c.add_flag("--auto", auto_,
-               "Find the sliders that are not given here from the whole shot, as tune does.");
+    CLI::Option* automatic = c.add_flag(
+        "--auto", auto_,
+        "Find the sliders that are not given from the whole shot, as is done where none is.");
+    c.add_flag("--defaults", defaults_, "Find the key colour only; leave the rest as listed here.")
+        ->excludes(automatic);
     c.add_option("--frames", frames_, "Key only these frames.")->type_name("A-B");
     c.add_option("--background", background_, "Put the result over a picture or a colour.")
         ->type_name("IMAGE|#rrggbb");
@@ -269,12 +273,32 @@ void KeyCommand::FindSettings(const KeyColorRequest& color, KeySummary& summary)
     for (const std::string& warning : summary.tuning->Warnings()) Say(input_ + ": " + warning);
 }
 
+bool KeyCommand::GivesSettings() const {
+    const std::string& color = settings_.keyColor();
+    const std::vector<ParameterId> given = settings_.given();
+    return !preset_.empty() || !inputs_.cleanPlate.empty() || !(color.empty() || color == "auto") ||
+           std::any_of(given.begin(), given.end(), [](ParameterId id) {
+               return ParameterOf(id).kind != ParameterKind::Choice;
+           });
+}
+
 void KeyCommand::ChooseSettings(const KeyColorRequest& color, media::Reader& reader,
                                 FirstFrame& first, KeySummary& summary) const {
-    const bool finds = auto_ && summary.settings.view != View::Source;
-    if (!finds || !std::holds_alternative<FindScreen>(color))
+    const bool finds = auto_ || !(defaults_ || GivesSettings());
+    if (!finds || summary.settings.view == View::Source)
+        return ChooseKeyColor(color, reader, first, summary);
+    if (auto_ && !std::holds_alternative<FindScreen>(color))
         ChooseKeyColor(color, reader, first, summary);
-    if (finds) FindSettings(color, summary);
+    try {
+        FindSettings(color, summary);
+    } catch (const files::StorageError&) {
+        throw;
+    } catch (const media::Error& error) {
+        // Frames that nobody wants keyed may be damaged, and the first one may have a screen.
+        if (auto_) throw;
+        ChooseKeyColor(color, reader, first, summary);
+        if (!quiet_) Say(std::string(error.what()) + "; sliders stay at their defaults");
+    }
 }
 
 void KeyCommand::CheckPlateOptions(const Settings& settings) const {

@@ -39,9 +39,12 @@ private:
     void CheckPlaces(const media::Info& info) const;
     void ChooseKeyColor(const KeyColorRequest& request, media::Reader& reader, FirstFrame& first,
                         KeySummary& summary) const;
+    /// Whether anything of the key is given: a slider, a switch, a colour, a plate or a preset.
+    /// Choices tell of the screen and of what is written.
+    bool GivesSettings() const;
     /// The sliders that are not given, and the key colour if it is to be found, from the shot.
     void FindSettings(const KeyColorRequest& color, KeySummary& summary) const;
-    /// The key colour and, where that is asked for, what suits the shot.
+    /// The key colour and, unless settings are given or defaults asked for, what suits the shot.
     void ChooseSettings(const KeyColorRequest& color, media::Reader& reader, FirstFrame& first,
                         KeySummary& summary) const;
     void CheckPlateOptions(const Settings& settings) const;
@@ -104,6 +107,7 @@ private:
     std::string chunk_;
     CLI::App* command_ = nullptr;  ///< knows what was given
     bool auto_ = false;
+    bool defaults_ = false;
     bool resume_ = false;
     bool noAudio_ = false;
     bool quiet_ = false;

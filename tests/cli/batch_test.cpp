@@ -63,7 +63,8 @@ TEST_F(BatchTest, AListNamesInputsAndOutputs) {
     fs::create_directory("elsewhere");
     Write("elsewhere/in.png", source_);
     std::ofstream("list.txt") << "# two shots\nin.png\nelsewhere/in.png\telsewhere/keyed.exr\n";
-    Run("batch list.txt out --key=--view --key=matte");
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, ", sliders found\n",
+                        Run("batch list.txt out --key=--view --key=matte").out);
     EXPECT_TRUE(fs::exists("out/in.png") && fs::exists("elsewhere/keyed.exr"));
     std::ofstream("list.txt") << "in.png\nelsewhere/in.png\n";
     EXPECT_PRED_FORMAT2(testing::IsSubstring, "would both become out/in.png",

@@ -21,7 +21,7 @@ Settings SettingsIn(const nlohmann::json& summary) {
 TEST_F(CommandTest, KeysAsTheLibraryDoesWithTheColourFound) {
     Settings settings;
     settings.keyColor = FindScreenColor(64, 48, source_.pixels.data())->color;
-    const nlohmann::json summary = Json("key in.png out.png");
+    const nlohmann::json summary = Json("key in.png out.png --defaults");
     EXPECT_EQ(media::ReadFrame("out.png", 1).pixels, Keyed(settings, source_));
     EXPECT_EQ(summary["frames"], 1);
     EXPECT_GT(summary["screen-coverage"], 0.5);
@@ -84,7 +84,7 @@ TEST_F(CommandTest, GoesByTheScreenThatItFinds) {
     Settings settings;
     settings.keyColor = found.color;
     settings.screen = Screen::Blue;
-    const Outcome outcome = Run("key blue.png out.png --save-preset blue.json");
+    const Outcome outcome = Run("key blue.png out.png --defaults --save-preset blue.json");
     EXPECT_EQ(media::ReadFrame("out.png", 1).pixels, Keyed(settings, blue));
     EXPECT_PRED_FORMAT2(testing::IsSubstring, HexText(found.color) + " of a blue screen, found on",
                         outcome.error);

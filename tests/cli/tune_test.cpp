@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <fstream>
 #include <functional>
 
 #include "command.h"
@@ -41,8 +42,8 @@ TEST_F(TuneCommandTest, PresetsFoundKeyTheSamplesBetterThanNone) {
         SCOPED_TRACE(sample);
         const std::string file = "../samples/" + sample + ".png";
         const json told = Json("tune " + file + " --save-preset found.json");
-        Run("key " + file + " plain.png");
-        Run("key " + file + " tuned.png --preset found.json");
+        Run("key " + file + " plain.png --defaults");
+        Run("key " + file + " tuned.png");
         EXPECT_LT(ErrorOf("tuned.png", sample), 0.9 * ErrorOf("plain.png", sample));
         EXPECT_LT(told["error-after"], told["error-before"]);
         EXPECT_NEAR(told["screen"].get<double>() + told["subject"].get<double>() +
@@ -70,6 +71,13 @@ TEST_F(TuneCommandTest, LooksAllOverTheShotWhateverItIsStoredIn) {
               Run("tune f.#.png --threads 3 --json").out);
     EXPECT_EQ(Json("tune f.#.png --frames-to-look-at 1")["frames"], json({1}));
     EXPECT_EQ(Json("tune f.#.png --frames-to-look-at 20")["frames"].size(), 12);
+    // Frames that lie apart in a long video are gone to.
+    WriteFrames(260);
+    Run("key f.#.png f.mov --view source");
+    EXPECT_EQ(SettingsIn(Json("tune f.mov --frames-to-look-at 3")),
+              Found({media::ReadFrame("f.mov", 1), media::ReadFrame("f.mov", 130),
+                     media::ReadFrame("f.mov", 260)}));
+    for (int i = 13; i <= 260; ++i) fs::remove("f." + std::to_string(i) + ".png");
     // Matroska does not tell how many frames there are.
     Run("key f.#.png f.mkv --view source");
     for (const int most : {1, 2, 3, 5, 12}) {
@@ -109,12 +117,11 @@ TEST_F(TuneCommandTest, SaysWhatAShotDoesNotTell) {
 TEST_F(TuneCommandTest, KeyFindsWhatIsNotGiven) {
     WriteFrames(9);
     const Settings whole = SettingsIn(Json("tune f.#.png"));
-    const json some = Json("key f.#.png out.#.png --auto --frames 4-5");
+    const json some = Json("key f.#.png out.#.png --frames 4-5");
     EXPECT_EQ(SettingsIn(some), whole);
     EXPECT_EQ(some["found"]["frames"], json({1, 3, 5, 7, 9}));
     EXPECT_EQ(media::ReadFrame("out.#.png", 4).pixels, Keyed(whole, Picture(4)));
-
-    Run("key f.#.png part.#.png --auto --chunk 2/3");
+    Run("key f.#.png part.#.png --chunk 2/3");
     EXPECT_EQ(media::ReadFrame("part.#.png", 5).pixels, Keyed(whole, Picture(5)));
 
     TuneRequest request;
@@ -127,10 +134,39 @@ TEST_F(TuneCommandTest, KeyFindsWhatIsNotGiven) {
     EXPECT_EQ(ReadPreset("p.json").screenGain, 70);
     EXPECT_PRED_FORMAT2(testing::IsSubstring, "found from 1 frame:", outcome.error);
     EXPECT_EQ(Run(rest + " --quiet").error, "");
-    Run("key in.png plain.png --key-color #40b838");
-    EXPECT_EQ(media::ReadFrame("plain.png", 1).pixels, Keyed(green_, source_));
     ExpectRefused(2, "key in.png new.png --auto --key-color #000000 --quiet", {"--auto", "black"});
     ExpectRefused(2, "key in.png new.png --auto --clean-plate in.png", {"--auto", "--clean-plate"});
+    ExpectRefused(2, "key in.png new.png --auto --defaults", {"--auto", "--defaults"});
+}
+
+TEST_F(TuneCommandTest, KeyFindsNothingBesideWhatIsGiven) {
+    WritePreset("p.json", green_);
+    for (const char* own : {"--defaults", "--shadow 100", "--smooth-bg", "--preset p.json",
+                            "--key-color #40b838", "--clean-plate in.png", "--view source"})
+        EXPECT_FALSE(Json(std::string("key in.png out.png ") + own).contains("found")) << own;
+    const Settings found = Found({source_});
+    Settings told = SettingsIn(
+        Json("key in.png out.exr --key-color auto --screen green --view matte --matte-light auto "
+             "--core-color source --threads 1"));
+    EXPECT_NE(told, found);
+    told.view = found.view;
+    told.matteLight = found.matteLight;
+    told.coreColor = found.coreColor;
+    EXPECT_EQ(told, found);
+}
+
+// What cannot be found keeps nobody from keying.
+TEST_F(TuneCommandTest, KeyGoesOnWhereNothingIsFound) {
+    WriteFrames(5);
+    std::ofstream("f.5.png") << "no picture";
+    const Outcome outcome = Run("key f.#.png out.#.png --frames 2-3");
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "f.5.png: ", outcome.error);
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "defaults\n", outcome.error);
+    Run("key f.#.png plain.#.png --frames 2-3 --defaults");
+    for (const int number : {2, 3})
+        EXPECT_EQ(media::ReadFrame("out.#.png", number).pixels,
+                  media::ReadFrame("plain.#.png", number).pixels);
+    Run("key f.#.png out.#.png --frames 2-3 --auto", 1);
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ POLE = (760, 60)      # and the screen at the right
 
 def result_of(folder, shot, frame, first=1):
     """A frame as the command writes it, with the screen's colour found in the first one."""
-    veltrane(folder, "key", shot, "expected.%04d.png", "--frames", f"{first}-{frame}")
+    veltrane(folder, "key", shot, "expected.%04d.png", "--defaults", "--frames", f"{first}-{frame}")
     return digest(pixels_of(folder / f"expected.{frame:04d}.png"))
 
 

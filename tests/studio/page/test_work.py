@@ -127,7 +127,7 @@ def test_drawn_mattes_key_as_their_file_does(folder, clip):
     svg = clip.run("studio.store.work.inputs.garbage")
     assert svg.count("data-frame") == 2
     (folder / "drawn.svg").write_text(svg)
-    veltrane(folder, "key", "clip.mp4", "m.%04d.png", "--garbage", "drawn.svg", "--frames", "1-6")
+    veltrane(folder, "key", "clip.mp4", "m.%04d.png", "--defaults", "--garbage", "drawn.svg", "--frames", "1-6")
     assert moving == digest(pixels_of(folder / "m.0006.png"))
     clip.keys(Keys.ESCAPE)
     while clip.find("undo").is_enabled():
