@@ -157,6 +157,10 @@ void WholeFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t cou
     });
 }
 
+void WholeFile::BeginSync() noexcept {
+    ::sync_file_range(file_, 0, 0, SYNC_FILE_RANGE_WRITE);
+}
+
 void WholeFile::Sync() {
     const bool synced = ::fsync(file_) == 0 || errno == EINVAL || errno == EROFS;
     if (!synced) FailToWrite();

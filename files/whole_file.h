@@ -34,6 +34,8 @@ public:
     void Write(const void* bytes, std::size_t count);
     /// Puts bytes where they belong in the file. Throws Error when they do not fit.
     void WriteAt(std::uint64_t offset, const void* bytes, std::size_t count);
+    /// Lets the disk begin on what was written so far, so that Sync has less to wait for.
+    void BeginSync() noexcept;
     /// Waits until what was written is on the disk, so that no power cut makes the file less than
     /// whole. Throws Error when it does not get there.
     void Sync();

@@ -43,6 +43,7 @@ struct VideoBackend {
     decltype(&CreateVideo) createVideo;
     decltype(&JoinVideo) joinVideo;
     decltype(&CountFrames) countFrames;
+    decltype(&EntryFrameNear) entryFrameNear;
     decltype(&files::Unfinished::Share) shareUnfinished;
 };
 

@@ -62,13 +62,18 @@ std::unique_ptr<Writer> CreateVideo(const std::string& path, const WriteOptions&
     return Video(path).createVideo(path, options, source);
 }
 
-void JoinVideo(const std::string& path, const WriteOptions& options, const Info& source,
-               std::int64_t firstStamp, const std::vector<PartFile>& parts) {
-    Video(path).joinVideo(path, options, source, firstStamp, parts);
+std::vector<DamagedPart> JoinVideo(const std::string& path, const WriteOptions& options,
+                                   const Info& source, std::int64_t firstStamp,
+                                   const std::vector<PartFile>& parts) {
+    return Video(path).joinVideo(path, options, source, firstStamp, parts);
 }
 
 std::int64_t CountFrames(const std::string& path) {
     return Video(path).countFrames(path);
+}
+
+std::int64_t EntryFrameNear(const std::string& path, std::int64_t number, std::int64_t within) {
+    return Video(path).entryFrameNear(path, number, within);
 }
 
 }  // namespace veltrane::media

@@ -2,6 +2,8 @@
 
 #include <limits>
 
+#include "media/video_parts.h"
+
 namespace veltrane::media {
 namespace {
 
@@ -22,6 +24,10 @@ std::string PixelText(const Info& info, bool half, bool grey, bool premultiplied
     if (info.hasAlpha && premultiplied) text += ", premultiplied";
     if (info.transfer == Transfer::Linear) text += ", scene-linear";
     return text;
+}
+
+std::int64_t StampOf(const Frame& frame) {
+    return frame.origin ? frame.origin->timestamp.value_or(0) : 0;
 }
 
 std::string SizeText(int width, int height) {

@@ -1,3 +1,4 @@
+#include <future>
 #include <optional>
 #include <string>
 
@@ -8,6 +9,70 @@
 
 namespace veltrane::media {
 namespace {
+
+/// A part is none, or not the one that was written.
+class Damage : public Error {
+public:
+    using Error::Error;
+};
+
+[[noreturn]] void FailAsDamaged(const std::string& path) {
+    throw Damage(files::ErrorLine(path, "is damaged: its packets are not those that were written"));
+}
+
+AvInput OpenPart(const std::string& path) {
+    try {
+        return OpenInput(path);
+    } catch (const files::StorageError&) {
+        throw;
+    } catch (const Error&) {
+        FailAsDamaged(path);
+    }
+}
+
+/// The packets of a part, in order.
+class PartReader {
+public:
+    explicit PartReader(const PartFile& part);
+
+    const AVCodecParameters& parameters() const { return *input_->streams[index_]->codecpar; }
+    /// The next packet, or null after the last one. Throws Damage, and Error.
+    AvPacket Next();
+
+private:
+    void RequireWhole();
+
+    const PartFile& part_;
+    AvInput input_;
+    int index_;
+    PacketDigest digest_;
+    std::size_t count_ = 0;
+};
+
+PartReader::PartReader(const PartFile& part) : part_(part), input_(OpenPart(part.path)) {
+    index_ = av_find_best_stream(input_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (index_ < 0) FailAsDamaged(part.path);
+}
+
+AvPacket PartReader::Next() {
+    AvPacket packet = MakePacket();
+    while (count_ <= part_.times.size() && av_read_frame(input_.get(), packet.get()) >= 0) {
+        if (packet->stream_index == index_) {
+            if (count_++ == part_.times.size()) break;
+            digest_.Add(*packet);
+            return packet;
+        }
+        av_packet_unref(packet.get());
+    }
+    RequireWhole();
+    return nullptr;
+}
+
+void PartReader::RequireWhole() {
+    if (const int fault = AVUNERROR(input_->pb->error); files::IsStorageFault(fault))
+        FailBySystem(part_.path, "cannot be read", fault);
+    if (count_ != part_.times.size() || digest_.Text() != part_.digest) FailAsDamaged(part_.path);
+}
 
 class Joiner {
 public:
@@ -35,36 +100,39 @@ void Joiner::RequireSame(const std::string& path, const AVCodecParameters& part)
                    ", coded unlike the whole video");
 }
 
+/// A packet is read while the one before it is written.
 void Joiner::Append(const PartFile& part) {
-    const AvInput input = OpenInput(part.path);
-    const int index = av_find_best_stream(input.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    if (index < 0) Fail(part.path, "holds no picture");
-    RequireSame(part.path, *input->streams[index]->codecpar);
-    const AvPacket packet = MakePacket();
-    PacketDigest digest;
-    std::size_t count = 0;
-    while (count <= part.times.size() && av_read_frame(input.get(), packet.get()) >= 0) {
-        if (packet->stream_index == index && count++ < part.times.size()) {
-            digest.Add(*packet);
-            writer_.AppendPacket(*packet, part.times[count - 1]);
-        }
-        av_packet_unref(packet.get());
+    PartReader reader(part);
+    RequireSame(part.path, reader.parameters());
+    const auto read = [&] { return reader.Next(); };
+    std::future<AvPacket> next = std::async(read);
+    for (const std::int64_t time : part.times) {
+        const AvPacket packet = next.get();
+        if (!packet) return;
+        next = std::async(read);
+        writer_.AppendPacket(*packet, time);
     }
-    if (const int fault = AVUNERROR(input->pb->error); files::IsStorageFault(fault))
-        FailBySystem(part.path, "cannot be read", fault);
-    if (count != part.times.size() || digest.Text() != part.digest)
-        Fail(part.path, "is damaged: its packets are not those that were written");
+    next.get();  // there is no further one, or the part is damaged
 }
 
 }  // namespace
 
-void JoinVideo(const std::string& path, const WriteOptions& options, const Info& source,
-               std::int64_t firstStamp, const std::vector<PartFile>& parts) {
+std::vector<DamagedPart> JoinVideo(const std::string& path, const WriteOptions& options,
+                                   const Info& source, std::int64_t firstStamp,
+                                   const std::vector<PartFile>& parts) {
     VideoWriter writer(path, options, source);
     writer.BeginAt(firstStamp);
     Joiner joiner(writer);
-    for (const PartFile& part : parts) joiner.Append(part);
-    writer.Finish();
+    std::vector<DamagedPart> damaged;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        try {
+            joiner.Append(parts[i]);
+        } catch (const Damage& damage) {
+            damaged.push_back({i, damage.what()});
+        }
+    }
+    if (damaged.empty()) writer.Finish();
+    return damaged;
 }
 
 }  // namespace veltrane::media

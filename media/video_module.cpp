@@ -2,7 +2,7 @@
 
 namespace veltrane::media {
 
-const VideoBackend veltraneVideo{OpenVideo, CreateVideo, JoinVideo, CountFrames,
-                                 files::Unfinished::Share};
+const VideoBackend veltraneVideo{OpenVideo,   CreateVideo,    JoinVideo,
+                                 CountFrames, EntryFrameNear, files::Unfinished::Share};
 
 }  // namespace veltrane::media

@@ -21,6 +21,8 @@ extern "C" {
 namespace veltrane::media {
 namespace {
 
+constexpr std::int64_t kFromTheFirst = std::numeric_limits<std::int64_t>::min();
+
 struct FetchedPicture : Fetched {
     AvFrame picture;
     std::int64_t number = 0;
@@ -39,8 +41,9 @@ private:
     void DescribeStream();
     void CheckPicture(const AVFrame& picture) const;
     AvFrame NextPicture();
+    int Receive(AVFrame& picture);
     void SkipTo(std::int64_t number);
-    AvFrame PictureAt(const EntryPoint& point);
+    AvFrame PictureFrom(const EntryPoint& point, std::int64_t number);
     void SendPacket();
     bool EndsEarly() const;
     void EndOfVideo() const;
@@ -59,6 +62,8 @@ private:
     std::int64_t number_ = 0;  ///< of the last frame decoded
     ColorTags containerTags_;
     std::int64_t packets_ = 0;  ///< read from the stream
+    /// Before it, what no other picture builds on is not decoded; only H.264 says which that is.
+    std::int64_t wanted_ = kFromTheFirst;
     bool truncated_ = false;
 };
 
@@ -88,6 +93,10 @@ int PictureStream(AVFormatContext& input) {
         if (pictures && !isCover(i)) return i;
     }
     return -1;
+}
+
+bool IsWhole(const AVFrame& picture) {
+    return !picture.decode_error_flags && !(picture.flags & AV_FRAME_FLAG_CORRUPT);
 }
 
 /// What the frame says, else what the stream does.
@@ -187,55 +196,55 @@ VideoReader::VideoReader(const std::string& path, const ReadOptions& options)
     stream_ = input_->streams[index];
     if (static_cast<std::size_t>(index) < tags.size()) containerTags_ = tags[index];
     codec_ = OpenDecoder(path, stream_, options.threads, DecoderName(*stream_), &damaged_);
-    first_ = NextPicture();
+    if (options.frames && options.frames->first > 1) SkipTo(options.frames->first);
+    if (!first_) first_ = NextPicture();
     if (!first_) {
         EndOfVideo();
         Fail(path, "holds no picture that can be read");
     }
     DescribeStream();
     Describe(*first_);
-    if (options.frames && options.frames->first > 1) SkipTo(options.frames->first);
 }
 
 /// Leaves out the decoding of what need not be decoded before a frame.
 void VideoReader::SkipTo(std::int64_t number) {
-    if (!IsFormat(*input_, "mov") || !HasEntryPoint(*stream_, number)) return;
-    const std::optional<EntryPoint> point = EntryPointFor(*input_, *stream_, number);
-    AvFrame picture = point ? PictureAt(*point) : nullptr;
-    if (picture) {
-        first_ = std::move(picture);
-        number_ = point->number;
+    if (IsFormat(*input_, "matroska") && StandAlone(*stream_)) {
+        number_ = packets_ = PassPackets(*input_, *stream_, number - 1);
         return;
     }
+    if (!IsFormat(*input_, "mov") || !HasEntryPoint(*stream_, number)) return;
+    const std::optional<EntryPoint> point = EntryPointFor(*input_, *stream_, number);
+    first_ = point ? PictureFrom(*point, number) : nullptr;
+    wanted_ = kFromTheFirst;
+    if (first_) return;
     // From the beginning then.
     const std::int64_t beginning = avformat_index_get_entry(stream_, 0)->timestamp;
     if (!GoTo(*input_, *stream_, beginning)) Fail(path_, "cannot be read twice");
     avcodec_flush_buffers(codec_.get());
     packets_ = number_ = 0;
-    first_ = NextPicture();
+    damaged_ = truncated_ = false;
 }
 
-/// The picture of an entry point, where decoding from there gives one that depends on nothing
-/// before; what is shown before it may be damaged and is left out.
-AvFrame VideoReader::PictureAt(const EntryPoint& point) {
-    if (!GoTo(*input_, *stream_, point.asked)) return nullptr;
-    avcodec_flush_buffers(codec_.get());
-    damaged_ = false;
+/// The picture of a frame at or after an entry point, where decoding from there gives one that
+/// depends on nothing before. What is shown before the point may be damaged.
+AvFrame VideoReader::PictureFrom(const EntryPoint& point, std::int64_t number) {
+    const std::int64_t place = number - point.number;
+    if (place >= std::ssize(point.times) || !GoTo(*input_, *stream_, point.asked)) return nullptr;
     packets_ = point.packet;
+    const std::int64_t wanted = point.times[static_cast<std::size_t>(place)];
+    if (codec_->codec_id == AV_CODEC_ID_H264) wanted_ = wanted;
     AvFrame picture = MakeFrame();
-    for (;;) {
-        const int received = avcodec_receive_frame(codec_.get(), picture.get());
-        if (received == AVERROR(EAGAIN)) {
-            SendPacket();
-            continue;
-        }
-        if (received < 0) return nullptr;
-        if (picture->best_effort_timestamp >= point.shown) break;
+    std::int64_t time = point.shown - 1;
+    for (bool entered = false; time < wanted;) {
+        if (Receive(*picture) < 0) return nullptr;
+        time = picture->best_effort_timestamp;
+        if (time < point.shown) continue;
+        const bool alone = picture->pict_type == AV_PICTURE_TYPE_I && picture->key_frame;
+        if (!IsWhole(*picture) || !(entered || (alone && time == point.shown))) return nullptr;
+        entered = true;
     }
-    const bool alone = picture->pict_type == AV_PICTURE_TYPE_I && picture->key_frame;
-    const bool whole = !picture->decode_error_flags && !(picture->flags & AV_FRAME_FLAG_CORRUPT);
-    return picture->best_effort_timestamp == point.shown && alone && whole ? std::move(picture)
-                                                                           : nullptr;
+    number_ = number;
+    return time == wanted && !damaged_ ? std::move(picture) : nullptr;
 }
 
 void VideoReader::DescribeStream() {
@@ -322,30 +331,32 @@ void VideoReader::SendPacket() {
     int sent = 0;
     if (packet_->stream_index == stream_->index) {
         ++packets_;
+        codec_->skip_frame = packet_->pts < wanted_ ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
         sent = avcodec_send_packet(codec_.get(), packet_.get());
     }
     av_packet_unref(packet_.get());
     CheckAv(sent, path_, "is damaged after frame " + std::to_string(number_));
 }
 
+/// The next picture decoded. Returns FFmpeg's error, AVERROR_EOF after the last one.
+int VideoReader::Receive(AVFrame& picture) {
+    for (;;) {
+        const int received = avcodec_receive_frame(codec_.get(), &picture);
+        if (received != AVERROR(EAGAIN)) return received;
+        SendPacket();
+    }
+}
+
 AvFrame VideoReader::NextPicture() {
     AvFrame picture = MakeFrame();
-    for (;;) {
-        const int received = avcodec_receive_frame(codec_.get(), picture.get());
-        if (received == AVERROR_EOF) return nullptr;
-        if (received == AVERROR(EAGAIN)) {
-            SendPacket();
-            continue;
-        }
-        CheckAv(received, path_, "is damaged after frame " + std::to_string(number_));
-        ++number_;
-        // Frames are decoded ahead, so which of them is damaged is known but roughly.
-        if (damaged_) Fail(path_, "is damaged near frame " + std::to_string(number_));
-        if (picture->decode_error_flags || (picture->flags & AV_FRAME_FLAG_CORRUPT)) {
-            Fail(path_, "frame " + std::to_string(number_) + " is damaged");
-        }
-        return picture;
-    }
+    const int received = Receive(*picture);
+    if (received == AVERROR_EOF) return nullptr;
+    CheckAv(received, path_, "is damaged after frame " + std::to_string(number_));
+    ++number_;
+    // Frames are decoded ahead, so which of them is damaged is known but roughly.
+    if (damaged_) Fail(path_, "is damaged near frame " + std::to_string(number_));
+    if (!IsWhole(*picture)) Fail(path_, "frame " + std::to_string(number_) + " is damaged");
+    return picture;
 }
 
 bool VideoReader::EndsEarly() const {
@@ -417,6 +428,13 @@ std::int64_t CountFrames(const std::string& path) {
     const int index = PictureStream(*input);
     if (index < 0) Fail(path, "holds no picture");
     return CountPackets(*input, *input->streams[index]);
+}
+
+std::int64_t EntryFrameNear(const std::string& path, std::int64_t number, std::int64_t within) {
+    const AvInput input = OpenInput(path);
+    const int index = PictureStream(*input);
+    const bool indexed = index >= 0 && IsFormat(*input, "mov");
+    return indexed ? EntryNear(*input, *input->streams[index], number, within) : number;
 }
 
 std::unique_ptr<Reader> OpenVideo(const std::string& path, const ReadOptions& options) {

@@ -1,5 +1,8 @@
 #include "media/video_seek.h"
 
+#include <algorithm>
+#include <cstdlib>
+
 namespace veltrane::media {
 namespace {
 
@@ -50,9 +53,14 @@ std::optional<EntryPoint> Examine(AVFormatContext& input, AVStream& stream, int 
     }
     const bool found = read->dts == time && (read->flags & AV_PKT_FLAG_KEY);
     if (!found || read->pts == AV_NOPTS_VALUE) return std::nullopt;
-    EntryPoint point{packet, packet + 1, read->pts, asked};
-    while (Next(input, stream, *read) && !(read->flags & AV_PKT_FLAG_KEY))
-        if (read->pts < point.shown) ++point.number;
+    EntryPoint point{packet, packet + 1, read->pts, asked, {read->pts}};
+    while (Next(input, stream, *read) && !(read->flags & AV_PKT_FLAG_KEY)) {
+        if (read->pts < point.shown)
+            ++point.number;
+        else
+            point.times.push_back(read->pts);
+    }
+    std::sort(point.times.begin(), point.times.end());
     return point;
 }
 
@@ -76,8 +84,34 @@ std::optional<EntryPoint> EntryPointFor(AVFormatContext& input, AVStream& stream
     return std::nullopt;
 }
 
+bool StandAlone(const AVStream& stream) {
+    const AVCodecDescriptor* codec = avcodec_descriptor_get(stream.codecpar->codec_id);
+    return codec && codec->props & AV_CODEC_PROP_INTRA_ONLY;
+}
+
+std::int64_t EntryNear(AVFormatContext& input, AVStream& stream, std::int64_t number,
+                       std::int64_t within) {
+    const int count = avformat_index_get_entries_count(&stream);
+    if (StandAlone(stream) || count != stream.nb_frames || !IsPlain(stream, count)) return number;
+    const auto near = [&](std::int64_t frame) { return std::abs(frame - number) <= within; };
+    for (std::int64_t step = 0; step <= 2 * within; ++step) {
+        const std::int64_t frame = number + (step % 2 ? -1 : 1) * (step + 1) / 2;  // 0, -1, 1, ...
+        if (frame < 2 || frame > count || !IsKey(stream, static_cast<int>(frame) - 1)) continue;
+        const auto point = Examine(input, stream, static_cast<int>(frame) - 1);
+        if (point && near(point->number)) return point->number;
+    }
+    return number;
+}
+
 bool GoTo(AVFormatContext& input, AVStream& stream, std::int64_t asked) {
     return av_seek_frame(&input, stream.index, asked, AVSEEK_FLAG_BACKWARD) >= 0;
+}
+
+std::int64_t PassPackets(AVFormatContext& input, const AVStream& stream, std::int64_t count) {
+    const AvPacket packet = MakePacket();
+    std::int64_t passed = 0;
+    while (passed < count && Next(input, stream, *packet)) ++passed;
+    return passed;
 }
 
 std::int64_t CountPackets(AVFormatContext& input, const AVStream& stream) {

@@ -109,8 +109,7 @@ VideoWriter::VideoWriter(const std::string& path, const WriteOptions& options, c
     if (source.details) stampBase_ = source.details->timeBase;
     if (options.part) {
         count_ = options.part->framesBefore;
-        const Origin* beginning = options.part->beginning.get();
-        firstStamp_ = beginning ? beginning->timestamp.value_or(0) : 0;
+        firstStamp_ = options.part->firstStamp;
     }
     const ColorTags given = source.details ? source.details->tags : ColorTags{};
     tags_ = OutputTags(given, source.height);
@@ -285,8 +284,13 @@ void VideoWriter::WritePacket(AVPacket& packet) {
     packet.stream_index = stream_->index;
     if (packet.duration <= 0) packet.duration = av_rescale_q(1, OneFrame(), timeBase_);
     av_packet_rescale_ts(&packet, timeBase_, stream_->time_base);
+    unsynced_ += packet.size;
     CheckAv(av_interleaved_write_frame(output_.get(), &packet), path_, "cannot be written");
     CheckOutput();
+    constexpr std::int64_t kMuch = 32 << 20;
+    if (options_.part || unsynced_ < kMuch) return;
+    file_.BeginSync();
+    unsynced_ = 0;
 }
 
 void VideoWriter::Append(const Encoded& encoded) {
@@ -327,11 +331,10 @@ void VideoWriter::Finish() {
     CheckAv(av_write_trailer(output_.get()), path_, "cannot be written");
     CheckOutput();
     CheckAv(avio_closep(&output_->pb), path_, "cannot be written");
-    file_.Sync();
+    // The digest shows what a power cut took of a part, which is then made anew.
+    if (!options_.part) file_.Sync();
     file_.Commit();
-    if (!options_.part) return;
-    options_.part->firstStamp = firstStamp_;
-    options_.part->digest = digest_.Text();
+    if (options_.part) options_.part->digest = digest_.Text();
 }
 
 std::unique_ptr<Writer> CreateVideo(const std::string& path, const WriteOptions& options,

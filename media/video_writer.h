@@ -90,7 +90,8 @@ private:
     AvCodec codec_;
     AvPacket packet_ = MakePacket();
     std::unique_ptr<AudioCarrier> audio_;
-    PacketDigest digest_;  ///< of a part
+    PacketDigest digest_;        ///< of a part
+    std::int64_t unsynced_ = 0;  ///< bytes that nothing was done yet to bring to the disk
     std::int64_t count_ = 0;
     std::int64_t firstStamp_ = 0;
     std::int64_t begin_ = 0;  ///< the time at which a part's own times begin
