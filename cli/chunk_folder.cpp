@@ -55,6 +55,21 @@ fs::path ChunkFolder::Part(int chunk) const {
     return path_ / Numbered(chunk, media::Extension(output_));
 }
 
+void ChunkFolder::Refuse(const Json& noted, const Json& own) const {
+    throw UsageError(Shot().string() + ": the other chunks have " + Difference(noted, own) +
+                     "; do as they do, or remove the folder to begin anew");
+}
+
+std::optional<Json> ChunkFolder::Noted(const Json& asked) const {
+    std::optional<Json> noted = ReadJson(Shot());
+    if (!noted) return std::nullopt;
+    Json same = Json::object();
+    for (const auto& [name, value] : noted->items())
+        if (asked.contains(name)) same[name] = value;
+    if (same != asked) Refuse(same, asked);
+    return noted;
+}
+
 /// Several chunks may come at once, and a link is made for one of them only.
 void ChunkFolder::Agree(const Json& shot) const {
     MakeFolder(path_);
@@ -69,9 +84,7 @@ void ChunkFolder::Agree(const Json& shot) const {
     }
     const std::optional<Json> noted = ReadJson(Shot());
     if (!noted) files::FailBySystem(Shot(), "cannot be read", ESTALE);
-    if (*noted == shot) return;
-    throw UsageError(Shot().string() + ": the other chunks have " + Difference(*noted, shot) +
-                     "; do as they do, or remove the folder to begin anew");
+    if (*noted != shot) Refuse(*noted, shot);
 }
 
 bool ChunkFolder::Begin(int chunk) const {
@@ -91,6 +104,11 @@ std::optional<Json> ChunkFolder::Whole(int chunk, const std::string& shotDigest)
 
 void ChunkFolder::Finish(int chunk, const Json& record) const {
     WriteJson(Record(chunk), record);
+}
+
+void ChunkFolder::Forget(int chunk) const {
+    std::error_code ignored;
+    fs::remove(Record(chunk), ignored);
 }
 
 std::optional<Json> ReadJson(const fs::path& path) {

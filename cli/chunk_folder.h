@@ -11,8 +11,9 @@ namespace veltrane::cli {
 using Json = nlohmann::ordered_json;
 
 /// The folder OUTPUT.parts, in which the chunks of an output tell each other and the merge of
-/// themselves: shot.json, what all of them have to agree on; and for each NNNN.begun, once it was
-/// started, and NNNN.json, once it is whole.
+/// themselves: shot.json, what all of them have to agree on and what the first of them decided for
+/// all; and for each NNNN.begun, once it was started, and NNNN.json, once it is whole. Of these
+/// only shot.json is sure to outlast a power cut; what became of the others shows in a digest.
 class ChunkFolder {
 public:
     explicit ChunkFolder(const std::string& output);
@@ -23,6 +24,9 @@ public:
     /// Where a chunk of a video lies.
     std::filesystem::path Part(int chunk) const;
 
+    /// What an earlier chunk noted of the shot, if there was one. Throws UsageError that names what
+    /// of it differs from that which this chunk was asked for.
+    std::optional<Json> Noted(const Json& asked) const;
     /// Makes the folder and notes the shot there, or compares it with what an earlier chunk noted.
     /// Throws UsageError that names what differs.
     void Agree(const Json& shot) const;
@@ -31,8 +35,12 @@ public:
     /// The record of a chunk that is whole; none of another shot's, or without its part.
     std::optional<Json> Whole(int chunk, const std::string& shotDigest) const;
     void Finish(int chunk, const Json& record) const;
+    /// Forgets that a chunk was whole, so that it is made anew.
+    void Forget(int chunk) const;
 
 private:
+    [[noreturn]] void Refuse(const Json& noted, const Json& own) const;
+
     std::string output_;
     std::filesystem::path path_;
 };

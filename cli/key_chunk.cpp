@@ -42,6 +42,20 @@ media::FrameRange CountedFrames(const media::Info& info) {
     return frames;
 }
 
+/// A chunk's frames. Where a cut comes near to a frame of a video at which decoding can begin, it
+/// is made there: a chunk is an eighth longer or shorter then, but nothing is decoded twice.
+media::FrameRange FramesOf(const std::string& input, media::FrameRange shot, Chunk chunk) {
+    media::FrameRange frames = ShareOf(shot, chunk);
+    std::error_code ignored;
+    const bool sequence = !std::filesystem::exists(input, ignored);
+    if (sequence || !media::ImageFormatOf(input).empty()) return frames;
+    const std::int64_t within = (shot.last - shot.first + 1) / chunk.count / 8;
+    if (chunk.index > 1) frames.first = media::EntryFrameNear(input, frames.first, within);
+    if (chunk.index < chunk.count)
+        frames.last = media::EntryFrameNear(input, frames.last + 1, within) - 1;
+    return frames;
+}
+
 /// A video's name that can be cut into chunks, or a sequence's.
 void RequireJoinable(const std::string& output) {
     if (media::SequencePath::Parse(output) || media::IsJoinable(output)) return;
@@ -64,22 +78,50 @@ void KeyCommand::CheckChunk() const {
     if (SavesEveryPlate()) RequireJoinable(savePlate_);
 }
 
-Json KeyCommand::WhatChunksShare(const Target& target, const Settings& settings,
-                                 media::FrameRange frames, int chunks) const {
+/// What is known of a chunk's shot before it is opened.
+Json KeyCommand::WhatIsAsked(const Target& target, const Settings& settings, int chunks) const {
     std::error_code ignored;
-    Json shot{{"veltrane", VELTRANE_VERSION},
-              {"input", std::filesystem::absolute(input_, ignored).string()},
-              {"first", frames.first},
-              {"last", frames.last},
-              {"chunks", chunks},
-              {"range", frames_},
-              {"fps", fps_},
-              {"opaque", target.options.opaque},
-              {"audio", target.options.audio},
-              {"options", GivenOptions(*command_)}};
-    shot["settings"] = Json::parse(ToJson(settings));
-    shot["digest"] = DigestOf(shot.dump());
-    return shot;
+    Json asked{{"veltrane", VELTRANE_VERSION},
+               {"input", std::filesystem::absolute(input_, ignored).string()},
+               {"chunks", chunks},
+               {"range", frames_},
+               {"fps", fps_},
+               {"opaque", target.options.opaque},
+               {"audio", target.options.audio},
+               {"options", GivenOptions(*command_)}};
+    const auto bytes = std::filesystem::file_size(input_, ignored);
+    if (!ignored) asked["bytes"] = bytes;
+    asked["asked"] = Json::parse(ToJson(settings));
+    return asked;
+}
+
+/// What is found in the shot, once for all its chunks. Two that come first at a time find the same.
+Json KeyCommand::Decide(const KeyColorRequest& request, KeySummary& summary) const {
+    const std::unique_ptr<media::Reader> shot = media::Open(input_, ReadOptions());
+    Check(summary.settings, shot->info());
+    FirstFrame first = FetchFirst(*shot);
+    ChooseSettings(request, *shot, first, summary);
+    const media::FrameRange frames = CountedFrames(shot->info());
+    Json decided{{"first", frames.first}, {"last", frames.last}};
+    decided["begins"] = media::StampOf(LookAt(first, *shot, threads_));
+    decided["settings"] = Json::parse(ToJson(summary.settings));
+    if (!summary.key) return decided;
+    decided["key"] = {{"origin", summary.key->origin}};
+    if (summary.key->coverage) decided["key"]["coverage"] = *summary.key->coverage;
+    return decided;
+}
+
+void KeyCommand::Adopt(const ChunkFolder& folder, const Json& shot, KeySummary& summary) const try {
+    summary.settings = FromJson(shot.at("settings").dump(), folder.Shot());
+    if (!shot.contains("key")) return;
+    const Json& key = shot["key"];
+    summary.key = {summary.settings.keyColor, summary.settings.screen, key.at("origin"), {}};
+    if (key.contains("coverage")) summary.key->coverage = key["coverage"];
+    if (!quiet_) SayKeyColor(*summary.key);
+} catch (const std::invalid_argument& error) {
+    throw files::Error(error.what());
+} catch (const Json::exception&) {
+    files::Fail(folder.Shot(), "tells too little of the shot");
 }
 
 /// A share of a shot on its way into one output.
@@ -88,22 +130,32 @@ struct KeyCommand::Share {
     ChunkFolder folder;
     Json shot;
     std::shared_ptr<media::VideoPart> part{};  ///< of a video
+
+    media::FrameRange Frames() const { return {shot.at("first"), shot.at("last")}; }
 };
 
-std::vector<KeyCommand::Share> KeyCommand::Shares(const Settings& settings,
-                                                  media::FrameRange frames, int chunks) const {
+std::vector<KeyCommand::Share> KeyCommand::Shares(Chunk chunk, const KeyColorRequest& request,
+                                                  KeySummary& summary) const {
     std::vector<Share> shares;
-    for (const Target& target : Targets(settings.view)) {
+    for (const Target& target : Targets(summary.settings.view))
         shares.push_back(
-            {target, ChunkFolder(target.path), WhatChunksShare(target, settings, frames, chunks)});
-        shares.back().folder.Agree(shares.back().shot);
+            {target, ChunkFolder(target.path), WhatIsAsked(target, summary.settings, chunk.count)});
+    const Share& leading = shares.front();
+    const std::optional<Json> noted = leading.folder.Noted(leading.shot);
+    if (noted) Adopt(leading.folder, *noted, summary);
+    const Json decided = noted ? *noted : Decide(request, summary);
+    for (Share& share : shares) {
+        for (const char* name : {"first", "last", "begins", "settings", "key"})
+            if (decided.contains(name)) share.shot[name] = decided[name];
+        share.shot["digest"] = DigestOf(share.shot.dump());
     }
+    ShareOf(leading.Frames(), chunk);
+    for (const Share& share : shares) share.folder.Agree(share.shot);
     return shares;
 }
 
 std::vector<std::unique_ptr<media::Writer>> KeyCommand::OpenShares(Chunk chunk,
                                                                    std::vector<Share>& shares,
-                                                                   const media::Frame& beginning,
                                                                    const media::Info& info) const {
     std::vector<std::unique_ptr<media::Writer>> writers;
     for (Share& share : shares) {
@@ -113,8 +165,8 @@ std::vector<std::unique_ptr<media::Writer>> KeyCommand::OpenShares(Chunk chunk,
         std::string path = share.target.path;
         if (media::IsVideoName(path)) {
             share.part = options.part = std::make_shared<media::VideoPart>();
-            options.part->framesBefore = info.firstFrame - share.shot["first"].get<std::int64_t>();
-            options.part->beginning = beginning.origin;
+            options.part->framesBefore = info.firstFrame - share.Frames().first;
+            options.part->firstStamp = share.shot["begins"];
             options.audio = options.resume = false;
             path = share.folder.Part(chunk.index);
         }
@@ -123,29 +175,26 @@ std::vector<std::unique_ptr<media::Writer>> KeyCommand::OpenShares(Chunk chunk,
     return writers;
 }
 
-void KeyCommand::KeyChunk(Chunk chunk, const KeyColorRequest& request, media::Reader& shot,
-                          const std::optional<media::Frame>& background, KeySummary& summary) {
-    const Settings& settings = summary.settings;
-    FirstFrame beginning = FetchFirst(shot);
-    ChooseSettings(request, shot, beginning, summary);
-    const media::FrameRange frames = CountedFrames(shot.info());
-    std::vector<Share> shares = Shares(settings, frames, chunk.count);
+void KeyCommand::KeyChunk(Chunk chunk, const KeyColorRequest& request, KeySummary& summary) const {
+    std::vector<Share> shares = Shares(chunk, request, summary);
     const bool whole = std::all_of(shares.begin(), shares.end(), [&](const Share& share) {
         return share.folder.Whole(chunk.index, share.shot["digest"]).has_value();
     });
     if (whole) return void(quiet_ || (Say("chunk " + chunk.Text() + " is whole already"), true));
+    const Settings& settings = summary.settings;
     media::ReadOptions options = ReadOptions();
-    options.frames = ShareOf(frames, chunk);
+    options.frames = FramesOf(input_, shares.front().Frames(), chunk);
     const std::unique_ptr<media::Reader> reader = media::Open(input_, options);
     const media::Info& info = reader->info();
+    Check(settings, info);
+    const std::optional<media::Frame> background = Background(info);
     ShotInputs inputs(inputs_, info, ReadOptions());
-    const media::Frame& look = LookAt(beginning, shot, threads_);
-    const auto writers = OpenShares(chunk, shares, look, info);
+    const auto writers = OpenShares(chunk, shares, info);
     if (!savePreset_.empty()) WritePreset(savePreset_, settings);
-    if (!savePlate_.empty() && !SavesEveryPlate() && chunk.index == 1)
-        SaveFirstPlate(look, settings, info);
     const double began = Now();
     FirstFrame first = FetchFirst(*reader);
+    if (!savePlate_.empty() && !SavesEveryPlate() && chunk.index == 1)
+        SaveFirstPlate(LookAt(first, *reader, threads_), settings, info);
     ComparePlate(inputs, *reader, first, summary);
     KeyFrames(*reader, first, inputs, background, writers, summary);
     for (const Share& share : shares)
@@ -166,7 +215,6 @@ Json KeyCommand::RecordOf(const Share& share, media::FrameRange frames, double b
     if (!share.part) return record;
     record["part"] = true;
     record["packets"] = share.part->digest;
-    record["first-stamp"] = share.part->firstStamp;
     record["times"] = share.part->times;
     return record;
 }

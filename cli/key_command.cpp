@@ -27,11 +27,6 @@ bool IsBlack(Color color) {
     return SnapToByteSteps(color) == Color{0, 0, 0};
 }
 
-void SayKeyColor(const KeyColor& key) {
-    Say("key colour " + HexText(key.color) + " of a " + ScreenName(key.screen) + " screen, " +
-        key.origin);
-}
-
 /// In one line, the sliders that were moved.
 std::string WhatWasFound(const ShotTuning& tuning) {
     std::string sliders;
@@ -191,6 +186,13 @@ std::optional<media::Frame> KeyCommand::Background(const media::Info& info) cons
         own ? media::OpenColorSpaces({spaces_.config, backgroundSpace_, conversion_->KeySpace()})
             : conversion_;
     return media::ReadBackground(background_, info.width, info.height, conversion);
+}
+
+void KeyCommand::Check(const Settings& settings, const media::Info& info) const {
+    CheckMatteTo(settings, info);
+    CheckPlaces(info);
+    RefuseGaps(info);
+    CheckPlateOptions(settings);
 }
 
 void KeyCommand::CheckMatteTo(const Settings& settings, const media::Info& info) const {
@@ -355,6 +357,7 @@ void KeyCommand::KeyFrames(media::Reader& reader, const FirstFrame& first, ShotI
                            const std::optional<media::Frame>& background,
                            const std::vector<std::unique_ptr<media::Writer>>& writers,
                            KeySummary& summary) const {
+    if (conversion_ && !quiet_) Say("keying " + spaces_.file + " in " + conversion_->KeySpace());
     const Settings settings = SettledFor(summary.settings, IsForLinearLight(*writers.front()));
     std::optional<media::Frame> black;  // under a fill that is to be multiplied by its matte
     const media::Info& info = reader.info();
@@ -415,16 +418,10 @@ void KeyCommand::Run() {
     summary.settings = settings_.Apply(BaseSettings());
     const Settings& settings = summary.settings;
     const KeyColorRequest request = ParseKeyColor(KeyColorText(settings));
+    if (chunk) return KeyChunk(*chunk, request, summary);
     const std::unique_ptr<media::Reader> reader = media::Open(input_, ReadOptions());
-    const media::Info& info = reader->info();
-    CheckMatteTo(settings, info);
-    CheckPlaces(info);
-    RefuseGaps(info);
-    CheckPlateOptions(settings);
-    const std::optional<media::Frame> background = Background(info);
-    if (conversion_ && !quiet_) Say("keying " + spaces_.file + " in " + conversion_->KeySpace());
-    if (chunk) return KeyChunk(*chunk, request, *reader, background, summary);
-    KeyWhole(request, *reader, background, summary);
+    Check(settings, reader->info());
+    KeyWhole(request, *reader, Background(reader->info()), summary);
     Report(summary);
 }
 

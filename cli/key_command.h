@@ -30,6 +30,8 @@ private:
     media::WriteOptions WriteOptions(View view) const;
     media::WriteOptions MatteOptions() const;
     std::string KeyColorText(const Settings& settings) const;
+    /// Throws UsageError, and media::Error, for what cannot be keyed so.
+    void Check(const Settings& settings, const media::Info& info) const;
     void CheckMatteTo(const Settings& settings, const media::Info& info) const;
     /// What is put behind the result, fitted to the frame; nothing without a background.
     std::optional<media::Frame> Background(const media::Info& info) const;
@@ -65,16 +67,17 @@ private:
     std::vector<Target> Targets(View view) const;
     void KeyWhole(const KeyColorRequest& request, media::Reader& reader,
                   const std::optional<media::Frame>& background, KeySummary& summary) const;
-    void KeyChunk(Chunk chunk, const KeyColorRequest& request, media::Reader& shot,
-                  const std::optional<media::Frame>& background, KeySummary& summary);
+    void KeyChunk(Chunk chunk, const KeyColorRequest& request, KeySummary& summary) const;
     /// Throws where a chunk's files cannot be seen or its outputs not be put together.
     void CheckChunk() const;
-    Json WhatChunksShare(const Target& target, const Settings& settings, media::FrameRange frames,
-                         int chunks) const;
+    Json WhatIsAsked(const Target& target, const Settings& settings, int chunks) const;
+    Json Decide(const KeyColorRequest& request, KeySummary& summary) const;
+    /// Takes what an earlier chunk decided.
+    void Adopt(const ChunkFolder& folder, const Json& shot, KeySummary& summary) const;
     struct Share;
-    std::vector<Share> Shares(const Settings& settings, media::FrameRange frames, int chunks) const;
+    std::vector<Share> Shares(Chunk chunk, const KeyColorRequest& request,
+                              KeySummary& summary) const;
     std::vector<std::unique_ptr<media::Writer>> OpenShares(Chunk chunk, std::vector<Share>& shares,
-                                                           const media::Frame& beginning,
                                                            const media::Info& info) const;
     Json RecordOf(const Share& share, media::FrameRange frames, double began,
                   const KeySummary& summary) const;

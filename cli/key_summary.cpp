@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "cli/common_options.h"
 #include "imaging/cpu/cpu.h"
 #include "settings/presets.h"
 
@@ -21,6 +22,11 @@ nlohmann::ordered_json PlateJson(const PlateReport& plate) {
 }
 
 }  // namespace
+
+void SayKeyColor(const KeyColor& key) {
+    Say("key colour " + HexText(key.color) + " of a " + ScreenName(key.screen) + " screen, " +
+        key.origin);
+}
 
 double KeySummary::Rate() const {
     return static_cast<double>(counts.written) / std::max(seconds, 1e-9);

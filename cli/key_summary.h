@@ -13,6 +13,9 @@
 
 namespace veltrane::cli {
 
+/// A line on standard error that tells which key colour is used and why.
+void SayKeyColor(const KeyColor& key);
+
 /// What became of a shot that was keyed.
 struct KeySummary {
     FrameCounts counts;

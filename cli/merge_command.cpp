@@ -19,6 +19,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// The chunks to be keyed, at the end of the line, as queues take them.
+std::string MissingText(std::size_t count, const std::vector<int>& chunks) {
+    return "of " + std::to_string(count) + " chunks are missing: " + ListText(chunks);
+}
+
 /// The chunks' records in order. Throws files::Error that lists those that are missing.
 std::vector<Json> Records(const std::string& output, const ChunkFolder& folder, const Json& shot) {
     std::vector<Json> records;
@@ -32,8 +37,7 @@ std::vector<Json> Records(const std::string& output, const ChunkFolder& folder, 
             missing.push_back(chunk);
     }
     if (missing.empty()) return records;
-    files::Fail(output,
-                "of " + std::to_string(count) + " chunks are missing: " + ListText(missing));
+    files::Fail(output, MissingText(shot.at("chunks"), missing));
 }
 
 /// Throws files::Error unless the chunks' frames are those of the shot, each of them once.
@@ -78,7 +82,14 @@ void Join(const std::string& output, const ChunkFolder& folder, const Json& shot
         parts.push_back({folder.Part(static_cast<int>(i) + 1).string(),
                          records[i].at("times").get<std::vector<std::int64_t>>(),
                          records[i].at("packets")});
-    media::JoinVideo(output, options, info, records.front().at("first-stamp"), parts);
+    const auto damaged = media::JoinVideo(output, options, info, shot.at("begins"), parts);
+    if (damaged.empty()) return;
+    std::vector<int> chunks;
+    for (const media::DamagedPart& part : damaged) {
+        chunks.push_back(static_cast<int>(part.place) + 1);
+        folder.Forget(chunks.back());
+    }
+    throw files::Error(damaged.front().reason + "; " + MissingText(records.size(), chunks));
 }
 
 /// Throws UsageError for what cannot have been made in chunks.
