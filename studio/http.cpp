@@ -24,6 +24,10 @@ std::string HttpRequest::Query(const std::string& name) const {
     return {};
 }
 
+Bytes MakeBytes(std::size_t size) {
+    return {std::make_shared_for_overwrite<std::uint16_t[]>(size / sizeof(std::uint16_t)), size};
+}
+
 HttpResponse ErrorResponse(int status, const std::string& line) {
     using Json = nlohmann::ordered_json;
     const Json json{{"error", cli::OneLine(line, cli::kLongestLine)}};

@@ -28,11 +28,15 @@ struct HttpRequest {
     std::string Query(const std::string& name) const;
 };
 
-/// Memory that is not cleared beforehand, since it is filled to its end.
+/// Memory that is not cleared beforehand, since it is filled to its end. It may have several
+/// holders.
 struct Bytes {
-    std::unique_ptr<std::uint16_t[]> samples;
+    std::shared_ptr<std::uint16_t[]> samples;
     std::size_t size = 0;  ///< in bytes
 };
+
+/// Of an even size in bytes.
+Bytes MakeBytes(std::size_t size);
 
 /// The next piece of an answer without an end, or nothing when the server stops.
 using Stream = std::function<std::string()>;

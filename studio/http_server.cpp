@@ -75,10 +75,10 @@ struct MakeBody {
         return MHD_create_response_from_buffer(text.size(), text.data(), MHD_RESPMEM_MUST_COPY);
     }
     MHD_Response* operator()(Bytes& bytes) const {
-        auto* memory = bytes.samples.release();
+        auto* held = new Bytes(std::move(bytes));
         return MHD_create_response_from_buffer_with_free_callback_cls(
-            bytes.size, memory, [](void* held) { delete[] static_cast<std::uint16_t*>(held); },
-            memory);
+            held->size, held->samples.get(), [](void* sent) { delete static_cast<Bytes*>(sent); },
+            held);
     }
     MHD_Response* operator()(Stream& stream) const {
         constexpr std::size_t kBlock = 4096;

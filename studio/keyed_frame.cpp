@@ -8,6 +8,7 @@
 #include "imaging/convert/convert.h"
 #include "imaging/convert/levels.h"
 #include "settings/frame_keyer.h"
+#include "studio/frame_changes.h"
 
 namespace veltrane::studio {
 
@@ -16,6 +17,14 @@ namespace {
 bool HasAny(const cli::InputFiles& files) {
     return !files.Named().empty() || !files.garbageShapes.empty() || !files.coreShapes.empty();
 }
+
+/// A frame that a page has.
+struct SentFrame {
+    std::uint64_t generation = 0;
+    int width = 0;
+    int height = 0;
+    Bytes bytes;
+};
 
 /// Rows as they are keyed, put where the browser gets them from. A frame that nobody waits for any
 /// more is given up between two rows.
@@ -79,11 +88,10 @@ FrameAnswer FrameService::Key(const FrameWish& wish) {
     const int scale = HasAny(wish.inputs) || small ? 1 : wish.scale;
     const std::shared_ptr<const media::Frame> source = Source(wish, scale);
     const std::shared_ptr<const cli::FrameInputs> inputs = Inputs(wish, *source);
-    FrameAnswer answer{source->width, source->height, scale, 0, {}};
+    FrameAnswer answer{source->width, source->height, scale, 0, 0, {}};
     const std::size_t samples = static_cast<std::size_t>(source->width) * source->height *
                                 (wish.alphaAlone ? 1 : kElements);
-    answer.bytes = {std::make_unique_for_overwrite<std::uint16_t[]>(samples),
-                    samples * sizeof(std::uint16_t)};
+    answer.bytes = MakeBytes(samples * sizeof(std::uint16_t));
     Settings settings = wish.settings;
     if (scale > 1) ScaleRadii(settings, 1.0 / scale);
     const auto turn = turns_.Wait(wish.ticket);
@@ -95,7 +103,26 @@ FrameAnswer FrameService::Key(const FrameWish& wish) {
                                  inputs->Rows());
     const auto time = std::chrono::steady_clock::now() - start;
     answer.milliseconds = std::chrono::duration<double, std::milli>(time).count();
+    if (wish.held && !wish.alphaAlone) TellChanges(wish, share.Get(), answer);
     return answer;
+}
+
+/// Keeps the frame for the page's next wish and, where the page holds the one before, answers what
+/// differs from that. One frame is kept of each size, since those shown during a drag may be
+/// reduced.
+void FrameService::TellChanges(const FrameWish& wish, const Threads& threads, FrameAnswer& answer) {
+    const std::string name = "sent " + wish.ticket.name() + '/' + std::to_string(answer.scale);
+    const auto before = kept_.Find<SentFrame>(name);
+    const SentFrame sent{wish.ticket.generation(), answer.width, answer.height, answer.bytes};
+    kept_.Add(name, std::make_shared<const SentFrame>(sent), sent.bytes.size);
+    if (!before || *wish.held == 0 || before->generation != *wish.held ||
+        before->width != sent.width || before->height != sent.height)
+        return;
+    auto changes = CodeChanges(before->bytes.samples.get(), sent.bytes.samples.get(), sent.width,
+                               sent.height, threads);
+    if (!changes) return;
+    answer.bytes = *std::move(changes);
+    answer.held = before->generation;
 }
 
 }  // namespace veltrane::studio

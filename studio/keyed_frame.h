@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "imaging/frame_rows.h"
@@ -20,6 +21,9 @@ struct FrameWish {
     cli::InputFiles inputs;
     int scale = 1;  ///< the frame's size is divided by it; beside inputs it is always 1
     bool alphaAlone = false;
+    /// The generation of the frame that the page has and would be told the changes of, 0 for none;
+    /// absent where it keeps none.
+    std::optional<std::uint64_t> held{};
     Turns::Ticket ticket;
 };
 
@@ -28,7 +32,10 @@ struct FrameAnswer {
     int height = 0;
     int scale = 1;
     double milliseconds = 0;  ///< of keying alone
-    Bytes bytes;  ///< red, green, blue, straight alpha, or alpha alone, of 16 bits, top row first
+    std::uint64_t held = 0;   ///< of the frame that bytes has the changes of, 0 for none
+    /// Red, green, blue, straight alpha, or alpha alone, of 16 bits, top row first; or the changes,
+    /// as CodeChanges has them.
+    Bytes bytes;
 };
 
 /// Keys frames one at a time by all threads.
@@ -49,6 +56,7 @@ private:
     std::shared_ptr<const cli::FrameInputs> Inputs(const FrameWish& wish,
                                                    const media::Frame& source);
     std::shared_ptr<const media::Frame> Source(const FrameWish& wish, int scale);
+    void TellChanges(const FrameWish& wish, const Threads& threads, FrameAnswer& answer);
 
     int threads_;
     Kept& kept_;

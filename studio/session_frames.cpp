@@ -92,6 +92,8 @@ HttpResponse Session::Frame(const Json& request) {
     FrameWish wish = WishOf(request);
     wish.scale = scale;
     wish.alphaAlone = channels == "a";
+    if (Find(request, "held") != nullptr)
+        wish.held = static_cast<std::uint64_t>(Integer(request, "held", 0, INT64_MAX));
     FrameAnswer answer = service_.Key(wish);
     HttpResponse response{200, "application/octet-stream", std::move(answer.bytes)};
     response.headers = {{"X-Width", std::to_string(answer.width)},
@@ -99,7 +101,8 @@ HttpResponse Session::Frame(const Json& request) {
                         {"X-Scale", std::to_string(answer.scale)},
                         {"X-Milliseconds", Fixed(answer.milliseconds)},
                         {"X-Form", std::string(CpuLevelName(CurrentCpuLevel()))},
-                        {"X-Generation", std::to_string(wish.ticket.generation())}};
+                        {"X-Generation", std::to_string(wish.ticket.generation())},
+                        {"X-Held", std::to_string(answer.held)}};
     return response;
 }
 

@@ -24,12 +24,14 @@ Turns::Ticket Turns::Announce(const std::string& client, const std::string& purp
     // Pages come and go; those without a request under way are forgotten some time.
     if (newest_.size() > kMostKnown)
         std::erase_if(newest_, [](const auto& known) { return known.second.use_count() == 1; });
-    auto& newest = newest_[client + '\n' + purpose];
+    const std::string name = client + '\n' + purpose;
+    auto& newest = newest_[name];
     if (!newest) newest = std::make_shared<std::atomic<std::uint64_t>>(0);
     *newest = std::max<std::uint64_t>(*newest, generation);
     changed_.notify_all();
     Ticket ticket;
     ticket.newest_ = newest;
+    ticket.name_ = name;
     ticket.generation_ = generation;
     ticket.isFirst_ = purpose == "main";
     ticket.isAside_ = purpose == "strip";

@@ -19,6 +19,8 @@ public:
     class Ticket {
     public:
         std::uint64_t generation() const { return generation_; }
+        /// Of its page and purpose.
+        const std::string& name() const { return name_; }
         bool isAside() const { return isAside_; }
         bool IsOvertaken() const { return *newest_ > generation_; }
         /// Throws Refusal (409) where it is.
@@ -27,6 +29,7 @@ public:
     private:
         friend class Turns;
         std::shared_ptr<std::atomic<std::uint64_t>> newest_;
+        std::string name_;
         std::uint64_t generation_ = 0;
         bool isFirst_ = false;
         bool isAside_ = false;

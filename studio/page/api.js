@@ -41,18 +41,34 @@ const generations = new Map();
 
 /**
  * A frame's pixels: 16-bit R G B A, straight, top row first. The server drops what is older of the
- * same purpose.
+ * same purpose. With the generation of a frame that was got for the purpose before and is still
+ * `held`, or 0, the answer may have `changes` to that instead of pixels.
  */
-export async function fetchFrame(request, purpose) {
+export async function fetchFrame(request, purpose, held = null) {
     const generation = (generations.get(purpose) ?? 0) + 1;
     generations.set(purpose, generation);
-    const response = await answer('/api/frame', sent({...request, client, purpose, generation, channels: 'rgba'}));
+    const response = await answer('/api/frame', sent({...request, client, purpose, generation, held, channels: 'rgba'}));
     const number = (name) => Number(response.headers.get(name));
-    const pixels = new Uint16Array(await response.arrayBuffer());
-    const width = number('X-Width'), height = number('X-Height');
-    if (pixels.length !== width * height * 4) throw new Refusal('', 0);
-    return {pixels, width, height, scale: number('X-Scale') || 1,
+    const body = await received(response);
+    const facts = {generation, width: number('X-Width'), height: number('X-Height'), scale: number('X-Scale') || 1,
         milliseconds: number('X-Milliseconds'), form: response.headers.get('X-Form') ?? ''};
+    if (number('X-Held')) return {...facts, changes: body};
+    if (body.byteLength !== facts.width * facts.height * 8) throw new Refusal('', 0);
+    return {...facts, pixels: new Uint16Array(body)};
+}
+
+/** A body as one piece of memory, filled as it comes: the browser's own way takes it twice. */
+async function received(response) {
+    const all = new Uint8Array(Number(response.headers.get('Content-Length')));
+    const reader = response.body.getReader();
+    let at = 0;
+    try {
+        for (let part; !(part = await reader.read()).done; at += part.value.length) all.set(part.value, at);
+    } catch {
+        throw new Refusal('', 0);
+    }
+    if (at !== all.length) throw new Refusal('', 0);
+    return all.buffer;
 }
 
 /**

@@ -1,6 +1,7 @@
 // Frames from the server: the newest wish wins, what was seen lately is kept.
 
-import {fetchFrame} from './api.js';
+import {Refusal, fetchFrame} from './api.js';
+import {applyChanges} from './changes.js';
 
 const KEPT_BYTES = 384 << 20;
 const SLOW = 40;  // milliseconds a frame may take before dragging shows reduced ones
@@ -32,7 +33,8 @@ class Cache {
     /** The numbers of the frames that are kept of what is asked in the same way. */
     framesLike(request) {
         const like = JSON.stringify({...request, frame: null});
-        return [...this.#frames.values()].filter((frame) => frame.like === like).map((frame) => frame.request.frame);
+        return [...this.#frames.values()].map((frame) => frame.request).filter((each) => JSON.stringify({...each, frame: null}) === like)
+            .map((each) => each.frame);
     }
 }
 
@@ -44,6 +46,9 @@ export function requestFor(store, view, {settings, scale = 1, frame = store.fram
     if (view === 'source') return {...request, settings: {}, inputs: {}};
     return {...request, settings: settings ?? store.work.settings, inputs: store.work.inputs};
 }
+
+/** Whether frames are of the same picture, so that one may be told by what differs from the other. */
+const isAlike = (a, b) => ['shot', 'frame', 'view', 'scale'].every((part) => a[part] === b[part]);
 
 /**
  * One place that shows a frame. While one is under way, only the newest of the wishes that come in
@@ -59,12 +64,19 @@ export class Slot {
     #fail;
     #busy = false;
     #next = null;
+    #follows;
+    #held = new Map();  // by scale, the last frame that came: the server tells what differs from it
 
-    /** `show(frame)` is called with each frame that arrives, `fail(refusal)` where none does. */
-    constructor(purpose, show, fail) {
+    /**
+     * `show(frame)` is called with each frame that arrives, `fail(refusal)` where none does. Where
+     * the slot `follows` a slider, only what changes is sent and put into the memory of the frame
+     * before, which is kept elsewhere when another picture takes its place.
+     */
+    constructor(purpose, show, fail, {follows = false} = {}) {
         this.#purpose = purpose;
         this.#show = show;
         this.#fail = fail;
+        this.#follows = follows;
     }
 
     want(request) {
@@ -73,9 +85,9 @@ export class Slot {
         this.wanted = key;
         this.failed = false;
         this.#next = null;
-        if (!request) return void (this.frame = null);
-        const kept = cache.get(key);
-        if (kept) return this.#take(kept, key);
+        if (!request) return this.#empty();
+        const kept = [...this.#held.values()].find((frame) => frame.key === key) ?? cache.get(key);
+        if (kept) return this.#take(kept);
         this.#next = {request, key};
         if (!this.#busy) this.#work();
     }
@@ -84,9 +96,15 @@ export class Slot {
         return this.frame?.key === this.wanted;
     }
 
-    #take(frame, key) {
-        this.frame = {...frame, key};
-        this.#show(this.frame);
+    #empty() {
+        this.frame = null;
+        for (const frame of this.#held.values()) keep(frame);
+        this.#held.clear();
+    }
+
+    #take(frame) {
+        this.frame = frame;
+        this.#show(frame);
     }
 
     async #work() {
@@ -96,11 +114,10 @@ export class Slot {
             this.#next = null;
             const began = performance.now();
             try {
-                const frame = {...await fetchFrame(request, this.#purpose), request, like: JSON.stringify({...request, frame: null})};
+                const frame = await (this.#follows ? this.#followed(request, key) : this.#fetched(request, key));
                 this.took = performance.now() - began;
-                cache.put(key, frame);
                 // A later wish that the cache could serve stands already.
-                if (key === this.wanted || this.#next) this.#take(frame, key);
+                if (key === this.wanted || this.#next) this.#take(frame);
             } catch (refusal) {
                 if (key !== this.wanted) continue;
                 this.failed = true;
@@ -109,6 +126,35 @@ export class Slot {
         }
         this.#busy = false;
     }
+
+    async #fetched(request, key) {
+        const frame = {...await fetchFrame(request, this.#purpose), request, key};
+        keep(frame);
+        return frame;
+    }
+
+    /** The frame, made from the one before where that is of the same picture. */
+    async #followed(request, key) {
+        const before = this.#held.get(request.scale);
+        const base = before && isAlike(before.request, request) ? before : null;
+        const {changes, ...came} = await fetchFrame(request, this.#purpose, base?.generation ?? 0);
+        const frame = {...came, request, key};
+        if (changes) {
+            frame.pixels = base.isKept ? base.pixels.slice() : base.pixels;
+            frame.changed = {since: base.generation, boxes: applyChanges(changes, frame)};
+            if (!frame.changed.boxes) throw new Refusal('', 0);
+        } else if (before) {
+            keep(before);
+        }
+        this.#held.set(request.scale, frame);
+        return frame;
+    }
+}
+
+/** From now on the frame's pixels stay as they are. */
+function keep(frame) {
+    frame.isKept = true;
+    cache.put(frame.key, frame);
 }
 
 /** By how much frames are reduced during a drag, from what the last exact one took. */

@@ -46,12 +46,11 @@ export class Viewer {
         this.canvas = canvas;
         this.#store = store;
         this.#painter = new Painter(canvas, () => this.draw());
-        const slot = (purpose, texture) => new Slot(purpose, (frame) => this.#arrived(texture, frame), (refusal) => { fail(refusal); this.draw(); });
-        this.shown = slot('main', 'uShown');
+        const slot = (purpose, texture, options) => new Slot(purpose, (frame) => this.#arrived(texture, frame), (refusal) => { fail(refusal); this.draw(); }, options);
+        this.shown = slot('main', 'uShown', {follows: true});
         this.source = slot('source', 'uSource');
         this.other = slot('snapshot', 'uOther');
         this.backdrop = slot('backdrop', 'uBackdrop');
-        this.result = slot('probe', null);
         store.on('shot', () => this.#begin());
         store.on('work view frame dragging', () => this.refresh());
         new ResizeObserver(() => this.#resize()).observe(canvas.parentElement);
@@ -69,7 +68,7 @@ export class Viewer {
 
     #begin() {
         this.#painter.clear();
-        for (const slot of [this.shown, this.source, this.other, this.backdrop, this.result]) slot.want(null);
+        for (const slot of [this.shown, this.source, this.other, this.backdrop]) slot.want(null);
         this.fit = true;
         this.look.wipe = null;
         this.#resize();
@@ -119,8 +118,10 @@ export class Viewer {
 
     #arrived(texture, frame) {
         if (texture === 'uShown' && frame.scale === 1 && !this.#playScale) this.exactTook = this.shown.took;
-        if (texture) this.#painter.hold(texture, frame);
-        this.draw();
+        this.#painter.hold(texture, frame);
+        // At once, since the next refresh of the screen may be long in coming.
+        if (texture === 'uShown') this.paint();
+        else this.draw();
     }
 
     #resize() {
@@ -223,7 +224,9 @@ export class Viewer {
 
     #paintFrame() {
         const [width, height] = this.size, [x, y] = this.origin;
-        this.#painter.paint(this.#constants(), this.#uniforms(), [x, y, x + width * this.zoom, y + height * this.zoom]);
+        const constants = this.#constants();
+        const reach = constants.TAPS === 1 ? this.zoom * width / this.main.frame.width : 0;
+        this.#painter.paint(constants, this.#uniforms(), [x, y, x + width * this.zoom, y + height * this.zoom], reach + 0.01);
     }
 
     #constants() {
@@ -249,7 +252,7 @@ export class Viewer {
         const {view} = this.#store, {look} = this;
         const row = CHANNELS[look.channel];
         return {
-            uSize: this.size, uOrigin: this.origin, uZoom: this.zoom,
+            uSize: this.size, uOrigin: this.origin, uDot: 1 / this.zoom,
             uWipe: look.wipe ? this.wipeLine() : [1, 0, 0],
             uChannel: row ? [...row, ...row, ...row, 0, 0, 0, 1] : [1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1],
             uBackdropColor: backdropColor(view.background), uSquare: CHECKER * devicePixelRatio,

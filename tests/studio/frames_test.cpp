@@ -15,6 +15,26 @@ media::Pixels Pixels(const Reply& reply) {
     return pixels;
 }
 
+/// Puts into the values of a body what a reply says has changed, as a page does.
+void Change(const std::string& code, int width, std::string& body) {
+    const auto number = [&](std::size_t at) {
+        std::uint32_t value = 0;
+        std::memcpy(&value, code.data() + at, sizeof value);
+        return value;
+    };
+    const std::uint32_t across = (width + 31) / 32, blocks = number(0);
+    std::size_t alpha = 12 + blocks * 12, color = alpha + number(4) * 2;
+    ASSERT_EQ(code.size(), color + number(8) * 6);
+    for (std::uint32_t i = 0; i < blocks * 32; ++i) {
+        const std::size_t at = 12 + i / 32 * 12, x = number(at) % across * 32 + i % 32;
+        const std::size_t to = (number(at) / across * width + x) * 8;
+        if (number(at + 4) >> i % 32 & 1)
+            body.replace(to + 6, 2, code, std::exchange(alpha, alpha + 2), 2);
+        if (number(at + 8) >> i % 32 & 1)
+            body.replace(to, 6, code, std::exchange(color, color + 6), 6);
+    }
+}
+
 class StudioFrames : public StudioTest {
 protected:
     /// Runs the line that the page shows, in another folder.
@@ -89,6 +109,41 @@ TEST_F(StudioFrames, ComeInPartsAndReduced) {
     EXPECT_EQ(small.Header("X-Width") + 'x' + small.Header("X-Height"), "16x12");
     EXPECT_EQ(small.Header("X-Scale"), "4");
     EXPECT_EQ(small.body.size(), 16u * 12 * 8);
+}
+
+TEST_F(StudioFrames, AreToldByWhatDiffersFromTheOneThatIsHeld) {
+    constexpr int kWidth = 75;
+    Write("odd.png", Picture(1, kWidth, 40));
+    Open("odd.png");
+    std::string held;
+    int generation = 0;
+    const auto ask = [&](const Value& settings, Value more) {
+        more.update({{"shot", "odd.png"}, {"frame", 1}, {"settings", settings}});
+        return Post("/api/frame", more);
+    };
+    const auto follow = [&](const Value& settings, int known, bool byChanges) {
+        const Reply reply =
+            ask(settings, {{"client", "a"}, {"generation", ++generation}, {"held", known}});
+        EXPECT_EQ(reply.Header("X-Held"), byChanges ? std::to_string(known) : "0") << settings;
+        if (!byChanges) held = reply.body;
+        if (byChanges) Change(reply.body, kWidth, held);
+        EXPECT_TRUE(held == ask(settings, Value::object()).body) << settings;
+        return reply.body.size();
+    };
+    Value settings{{"key-color", "#40b838"}};
+    follow(settings, 0, false);
+    EXPECT_EQ(follow(settings, 1, true), 12u) << "nothing differs";
+    for (const auto& [name, value] : std::initializer_list<std::pair<const char*, int>>{
+             {"clip-black", 70}, {"shadow", 20}, {"screen-gain", 90}, {"skin-hue", 33}}) {
+        settings[name] = value;
+        follow(settings, generation, true);
+    }
+    follow(settings, generation - 1, false);
+    ask(settings, {{"client", "a"}, {"generation", ++generation}, {"held", 0}, {"scale", 2}});
+    settings["clip-white"] = 40;
+    follow(settings, generation - 1, true);
+    settings["view"] = "source";
+    follow(settings, generation, false);
 }
 
 TEST_F(StudioFrames, GiveWayToLaterRequestsOfTheSamePage) {

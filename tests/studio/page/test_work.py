@@ -1,5 +1,6 @@
 """Settings, mattes and what becomes of them: undo, saving, the command and renders."""
 
+import random
 import re
 import subprocess
 
@@ -49,6 +50,44 @@ def test_a_slider_obeys_hand_keys_and_digits(clip):
     assert not clip.find("set-contract-mask").is_enabled()
     clip.find("set-edge-contract").click()
     assert clip.find("set-contract-mask").is_enabled(), "its switch governs it"
+
+
+SLIDERS = ("screen-gain", "clip-black", "clip-white", "shadow", "skin-hue", "blue-hue", "despill-gray", "despill-skin")
+
+
+@pytest.mark.parametrize("zoom", [None, 2.5])
+def test_a_dragged_picture_is_the_files(folder, clip, zoom):
+    """Only what changes is sent, put into the texture and painted."""
+    painted = lambda: clip.run("""await studio.viewer.stands().then(async () => {
+        const {width, height} = studio.viewer.canvas, dots = new Uint8Array(width * height * 4);
+        const gl = studio.viewer.canvas.getContext('webgl2');
+        gl.readPixels(0, 0, width, height, gl.RGBA, gl.UNSIGNED_BYTE, dots);
+        return [...new Uint8Array(await crypto.subtle.digest('SHA-256', dots))].join(); })""")
+    if zoom:
+        clip.run("studio.viewer.zoomTo(given[0])", zoom)
+    chance = random.Random(zoom)
+    for _ in range(12):
+        clip.run("studio.store.set(...given)", chance.choice(SLIDERS), chance.randrange(5, 45))
+        if chance.random() < 0.8:
+            clip.settle()
+        if chance.random() < 0.2:
+            clip.find("undo").click()
+    shown, seen = clip.shown(), painted()
+    assert clip.run("studio.viewer.shown.frame.changed !== undefined")
+    clip.run("studio.viewer.change({exposure: 1})")
+    assert painted() != seen
+    clip.run("studio.viewer.change({exposure: 0})")
+    assert painted() == seen, "what was painted in parts is what is painted at once"
+    line = clip.run("""await import('/api.js').then(({post}) => post('/api/command', {shot: 'clip.mp4', output: 'out.%04d.png',
+        frames: [1, 1], settings: studio.store.work.settings, inputs: studio.store.work.inputs}))""")["line"]
+    subprocess.run(line.replace("veltrane", COMMAND, 1), shell=True, check=True, cwd=folder, executable="/bin/bash")
+    assert digest(pixels_of(folder / "out.0001.png")) == shown
+    clip.driver.refresh()
+    clip.wait("Boolean(studio.viewer?.main.frame)")
+    clip.settle()
+    if zoom:
+        clip.run("studio.viewer.zoomTo(given[0])", zoom)
+    assert clip.run("studio.viewer.shown.frame.changed === undefined") and painted() == seen, "so is the texture"
 
 
 def test_everything_is_undone_and_redone_step_by_step(clip):
