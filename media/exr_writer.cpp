@@ -187,15 +187,11 @@ public:
     }
 
 private:
-    /// What does not become smaller is stored as it is.
     Bytes Packed() {
         const auto* bytes = reinterpret_cast<const std::uint8_t*>(samples_.data());
         const std::size_t size = samples_.size() * sizeof(Sample);
         if (!zips_) return {bytes, bytes + size};
-        room_.resize(size);
-        const std::size_t zipped = zipper_.Zip(bytes, size, room_.data());
-        if (zipped == 0) return {bytes, bytes + size};
-        return {room_.data(), room_.data() + zipped};
+        return zipper_.Zip(bytes, size);
     }
 
     bool zips_;
@@ -204,7 +200,6 @@ private:
     int rowsAChunk_;
     int channels_;
     std::vector<Sample> samples_;
-    Bytes room_;
     ExrZipper zipper_;
 };
 

@@ -1,11 +1,8 @@
 #include "media/exr_zip.h"
 
-#include <isa-l/igzip_lib.h>
-
-#include <algorithm>
 #include <bit>
 #include <cstring>
-#include <memory>
+#include <utility>
 
 namespace veltrane::media {
 namespace {
@@ -61,27 +58,16 @@ void Interleave(const std::uint8_t* halves, std::size_t size, std::uint8_t* chun
 
 }  // namespace
 
-std::size_t ExrZipper::Zip(const std::uint8_t* chunk, std::size_t size, std::uint8_t* room) {
+Bytes ExrZipper::Zip(const std::uint8_t* chunk, std::size_t size) {
     differences_.resize(size);
     ToDifferences(chunk, size, differences_.data());
-    zipper_.Begin();
-    zipper_.Give(differences_.data(), size, true);
-    const std::size_t made = zipper_.Take(room, size);
-    return made < size ? made : 0;
+    Bytes zipped = zipper_.Zip(differences_.data(), size);
+    return zipped.size() < size ? std::move(zipped) : Bytes(chunk, chunk + size);
 }
 
 bool ExrUnzip(const std::uint8_t* zipped, std::size_t zippedSize, std::uint8_t* chunk,
               std::size_t size, std::uint8_t* scratch) {
-    const auto state = std::make_unique<inflate_state>();
-    isal_inflate_init(state.get());
-    state->crc_flag = ISAL_ZLIB;
-    state->next_in = const_cast<std::uint8_t*>(zipped);
-    state->avail_in = static_cast<std::uint32_t>(zippedSize);
-    state->next_out = scratch;
-    state->avail_out = static_cast<std::uint32_t>(size);
-    const bool whole = isal_inflate(state.get()) == ISAL_DECOMP_OK &&
-                       state->block_state == ISAL_BLOCK_FINISH && state->total_out == size;
-    if (!whole) return false;
+    if (!UnzipWhole(zipped, zippedSize, scratch, size)) return false;
     SumUp(scratch, size);
     Interleave(scratch, size, chunk);
     return true;

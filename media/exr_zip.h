@@ -15,9 +15,8 @@ namespace veltrane::media {
 /// Compresses chunks, one after another.
 class ExrZipper {
 public:
-    /// Puts a chunk, compressed, into room for as many bytes as it has itself. Returns how many it
-    /// takes, or 0 where it would not become smaller.
-    std::size_t Zip(const std::uint8_t* chunk, std::size_t size, std::uint8_t* room);
+    /// A chunk, compressed, or as it is where it would not become smaller.
+    Bytes Zip(const std::uint8_t* chunk, std::size_t size);
 
 private:
     Zipper zipper_{Zipper::Blocks::Short};

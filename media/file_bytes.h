@@ -3,11 +3,13 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
+
+#include "media/pixel_memory.h"
 
 namespace veltrane::media {
 
-using Bytes = std::vector<std::uint8_t>;
+/// Bytes of a file; those that are made room for are not set.
+using Bytes = UnsetVector<std::uint8_t>;
 
 /// A whole file. Throws Error when it cannot be read.
 Bytes ReadAll(const std::string& path);

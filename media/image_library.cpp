@@ -150,9 +150,8 @@ std::unique_ptr<ImageSource> OpenByLibrary(const std::string& path, const std::s
     return std::make_unique<LibrarySource>(path, format, std::move(input));
 }
 
-std::vector<std::uint8_t> EncodeByLibrary(const std::string& path, const std::string& format,
-                                          const ImageLayout& layout, OIIO::TypeDesc type,
-                                          const void* samples) {
+Bytes EncodeByLibrary(const std::string& path, const std::string& format, const ImageLayout& layout,
+                      OIIO::TypeDesc type, const void* samples) {
     if (format == "tiff") return EncodedTiff(path, layout, type, samples);
     OIIO::Filesystem::IOVecOutput memory;
     const auto output = Output(path, format);
@@ -161,7 +160,7 @@ std::vector<std::uint8_t> EncodeByLibrary(const std::string& path, const std::st
         !output->close()) {
         Fail(path, ErrorText(output->geterror(), path, "cannot be encoded"));
     }
-    return memory.buffer();
+    return {memory.buffer().begin(), memory.buffer().end()};
 }
 
 }  // namespace veltrane::media

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "media/file_bytes.h"
 #include "media/image_source.h"
 
 namespace veltrane::media {
@@ -19,9 +20,8 @@ std::unique_ptr<ImageSource> OpenByLibrary(const std::string& path, const std::s
 
 /// A whole file of a format in memory: the picture's channels are those of the layout, of one type,
 /// and samples are of the type given. path is for messages. Throws Error.
-std::vector<std::uint8_t> EncodeByLibrary(const std::string& path, const std::string& format,
-                                          const ImageLayout& layout, OIIO::TypeDesc type,
-                                          const void* samples);
+Bytes EncodeByLibrary(const std::string& path, const std::string& format, const ImageLayout& layout,
+                      OIIO::TypeDesc type, const void* samples);
 
 /// These functions, as the module hands them out.
 struct LibraryBackend {

@@ -17,9 +17,8 @@ std::unique_ptr<ImageSource> OpenByLibrary(const std::string& path, const std::s
     return Library(path).open(path, format);
 }
 
-std::vector<std::uint8_t> EncodeByLibrary(const std::string& path, const std::string& format,
-                                          const ImageLayout& layout, OIIO::TypeDesc type,
-                                          const void* samples) {
+Bytes EncodeByLibrary(const std::string& path, const std::string& format, const ImageLayout& layout,
+                      OIIO::TypeDesc type, const void* samples) {
     return Library(path).encode(path, format, layout, type, samples);
 }
 

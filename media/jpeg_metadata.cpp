@@ -39,7 +39,7 @@ void LeaveOutWhatJpegCannotHold(OIIO::ParamValueList& attributes) {
     attributes = kept;
 }
 
-void AddJpegProfile(std::vector<unsigned char>& file, const OIIO::ParamValue& profile) {
+void AddJpegProfile(Bytes& file, const OIIO::ParamValue& profile) {
     using namespace std::string_view_literals;
     constexpr std::string_view kName = "ICC_PROFILE\0"sv;
     constexpr std::size_t kMost = 65533 - kName.size() - 2, kMostSegments = 255;

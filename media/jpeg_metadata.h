@@ -4,7 +4,8 @@
 #include <OpenImageIO/paramlist.h>
 
 #include <cstdint>
-#include <vector>
+
+#include "media/file_bytes.h"
 
 namespace veltrane::media {
 
@@ -14,7 +15,7 @@ void LeaveOutWhatJpegCannotHold(OIIO::ParamValueList& attributes);
 
 /// Puts a colour profile into a whole JPEG, in as many segments as it takes, which the image
 /// library does rightly for one alone. A profile too long for all segments (16 MB) is left out.
-void AddJpegProfile(std::vector<unsigned char>& file, const OIIO::ParamValue& profile);
+void AddJpegProfile(Bytes& file, const OIIO::ParamValue& profile);
 
 }  // namespace veltrane::media
 

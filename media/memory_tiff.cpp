@@ -31,6 +31,7 @@ tmsize_t MemoryTiff::Write(thandle_t user, void* from, tmsize_t count) {
     auto* self = static_cast<MemoryTiff*>(user);
     const std::size_t end = self->at_ + static_cast<std::size_t>(count);
     try {
+        if (self->at_ > self->bytes_.size()) self->bytes_.resize(self->at_, 0);
         if (end > self->bytes_.size()) self->bytes_.resize(end);
     } catch (const std::bad_alloc&) {
         self->message_ = kTooLittleMemory;

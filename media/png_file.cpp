@@ -10,13 +10,13 @@ namespace {
 constexpr std::uint8_t kSignature[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
 constexpr std::uint8_t kUpFilter = 2;
 
-void AddBigEndian(PngBytes& bytes, std::uint32_t value) {
+void AddBigEndian(Bytes& bytes, std::uint32_t value) {
     for (int shift = 24; shift >= 0; shift -= 8) {
         bytes.push_back(static_cast<std::uint8_t>(value >> shift));
     }
 }
 
-void AddChunk(PngBytes& file, const char* name, const PngBytes& data, std::size_t length) {
+void AddChunk(Bytes& file, const char* name, const Bytes& data, std::size_t length) {
     AddBigEndian(file, static_cast<std::uint32_t>(length));
     const std::size_t begin = file.size();
     file.insert(file.end(), name, name + 4);
@@ -24,9 +24,9 @@ void AddChunk(PngBytes& file, const char* name, const PngBytes& data, std::size_
     AddBigEndian(file, PngChecksum(file.data() + begin, length + 4));
 }
 
-void AddHeader(PngBytes& file, int width, int height, bool alpha) {
+void AddHeader(Bytes& file, int width, int height, bool alpha) {
     constexpr std::uint8_t kBits = 16, kRgb = 2, kRgba = 6;
-    PngBytes header;
+    Bytes header;
     AddBigEndian(header, static_cast<std::uint32_t>(width));
     AddBigEndian(header, static_cast<std::uint32_t>(height));
     const std::uint8_t colour = alpha ? kRgba : kRgb;
@@ -37,9 +37,9 @@ void AddHeader(PngBytes& file, int width, int height, bool alpha) {
 /// The chunks of compressed pixels.
 class PixelChunks {
 public:
-    explicit PixelChunks(PngBytes& file) : file_(file) { zipper_.Begin(); }
+    explicit PixelChunks(Bytes& file) : file_(file) { zipper_.Begin(); }
 
-    void Add(const PngBytes& bytes, bool last) {
+    void Add(const Bytes& bytes, bool last) {
         zipper_.Give(bytes.data(), bytes.size(), last);
         for (;;) {
             made_ += zipper_.Take(chunk_.data() + made_, chunk_.size() - made_);
@@ -55,9 +55,9 @@ private:
         made_ = 0;
     }
 
-    PngBytes& file_;
+    Bytes& file_;
     Zipper zipper_;
-    PngBytes chunk_ = PngBytes(std::size_t{1} << 18);
+    Bytes chunk_ = Bytes(std::size_t{1} << 18);
     std::size_t made_ = 0;
 };
 
@@ -74,7 +74,7 @@ void StoreRow(const std::uint16_t* pixels, int width, std::uint8_t* row) {
 }
 
 /// Appends a row as differences from the row above it.
-void AddFiltered(PngBytes& bytes, const PngBytes& row, const PngBytes& above) {
+void AddFiltered(Bytes& bytes, const Bytes& row, const Bytes& above) {
     bytes.push_back(kUpFilter);
     const std::size_t begin = bytes.size();
     bytes.resize(begin + row.size());
@@ -90,13 +90,12 @@ std::uint32_t PngChecksum(const std::uint8_t* name, std::size_t length) {
     return crc32_gzip_refl(0, name, length);
 }
 
-PngBytes EncodePng(const Pixels& pixels, int width, int height, bool alpha,
-                   const PngBytes& metadata) {
-    PngBytes file(std::begin(kSignature), std::end(kSignature));
+Bytes EncodePng(const Pixels& pixels, int width, int height, bool alpha, const Bytes& metadata) {
+    Bytes file(std::begin(kSignature), std::end(kSignature));
     AddHeader(file, width, height, alpha);
     file.insert(file.end(), metadata.begin(), metadata.end());
     const std::size_t rowBytes = std::size_t(width) * (alpha ? 8 : 6);
-    PngBytes row(rowBytes), above(rowBytes), block;
+    Bytes row(rowBytes), above(rowBytes, 0), block;
     constexpr std::size_t kBlock = std::size_t{1} << 17;
     block.reserve(kBlock + rowBytes + 1);
     PixelChunks chunks(file);

@@ -145,7 +145,7 @@ public:
         return true;
     }
 
-    const PngBytes& bytes() const { return bytes_; }
+    const Bytes& bytes() const { return bytes_; }
 
 private:
     [[noreturn]] static void Leave(png_structp png, const char*) { png_longjmp(png, 1); }
@@ -233,14 +233,14 @@ private:
 
     const ImageLayout& layout_;
     std::vector<png_text> texts_;
-    PngBytes bytes_;
+    Bytes bytes_;
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
 };
 
 }  // namespace
 
-PngBytes MetadataChunks(const std::string& path, const ImageLayout& layout) {
+Bytes MetadataChunks(const std::string& path, const ImageLayout& layout) {
     MetadataWriter writer(layout);
     if (!writer.Write()) Fail(path, "cannot be encoded: its metadata fit no PNG");
     constexpr std::ptrdiff_t kSignatureAndHeader = 8 + 25;

@@ -27,8 +27,7 @@ void PngReader::Supply(png_structp png, png_bytep to, std::size_t count) {
     self->at_ += count;
 }
 
-PngReader::PngReader(std::string path, const std::vector<std::uint8_t>& file)
-    : path_(std::move(path)), file_(file) {
+PngReader::PngReader(std::string path, const Bytes& file) : path_(std::move(path)), file_(file) {
     const auto ignore = [](png_structp, const char*) {};
     png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, &KeepError, ignore);
     info_ = png_ ? png_create_info_struct(png_) : nullptr;

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "media/file_bytes.h"
 #include "media/image_source.h"
 
 namespace veltrane::media {
@@ -17,7 +18,7 @@ class PngReader {
 public:
     /// Reads what stands before the pixels. file must outlive the reader; path is for messages.
     /// Throws Error when it is damaged.
-    PngReader(std::string path, const std::vector<std::uint8_t>& file);
+    PngReader(std::string path, const Bytes& file);
     ~PngReader();
     PngReader(const PngReader&) = delete;
     PngReader& operator=(const PngReader&) = delete;
@@ -41,7 +42,7 @@ private:
     bool ReadRows(png_bytepp rows);
 
     std::string path_;
-    const std::vector<std::uint8_t>& file_;
+    const Bytes& file_;
     std::size_t at_ = 0;
     char message_[100] = {};
     bool plain_ = false;

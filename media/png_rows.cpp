@@ -119,7 +119,7 @@ bool Undo(int filter, const PngRowLayout& layout, const std::uint8_t* above, std
 /// Undoes the filters of bands from the top down.
 class Unfilter {
 public:
-    explicit Unfilter(const PngRowLayout& layout) : layout_(layout), above_(layout.rowBytes) {}
+    explicit Unfilter(const PngRowLayout& layout) : layout_(layout), above_(layout.rowBytes, 0) {}
 
     /// False when there is no such filter.
     bool operator()(std::uint8_t* rows, std::size_t count) {

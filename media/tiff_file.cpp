@@ -214,7 +214,7 @@ void TiffFile::CheckExtents() {
     }
 }
 
-bool TiffFile::ReadStored(std::uint32_t chunk, std::vector<std::uint8_t>& stored) const {
+bool TiffFile::ReadStored(std::uint32_t chunk, Bytes& stored) const {
     TIFF* file = file_.get();
     stored.resize(TIFFGetStrileByteCount(file, chunk));
     const auto size = static_cast<tmsize_t>(stored.size());
@@ -222,7 +222,7 @@ bool TiffFile::ReadStored(std::uint32_t chunk, std::vector<std::uint8_t>& stored
                                       : TIFFReadRawStrip(file, chunk, stored.data(), size));
 }
 
-bool TiffFile::Decodes(std::uint32_t chunk, std::vector<std::uint8_t>& decoded) {
+bool TiffFile::Decodes(std::uint32_t chunk, Bytes& decoded) {
     TIFF* file = file_.get();
     decoded.resize(ChunkSize(chunk));
     const auto size = static_cast<tmsize_t>(decoded.size());
@@ -234,8 +234,7 @@ bool TiffFile::Decodes(std::uint32_t chunk, std::vector<std::uint8_t>& decoded) 
     return read == size && !complained_ && !(jpeg && warned_);
 }
 
-bool TiffFile::IsWhole(std::uint32_t chunk, std::vector<std::uint8_t>& stored,
-                       std::vector<std::uint8_t>& decoded) {
+bool TiffFile::IsWhole(std::uint32_t chunk, Bytes& stored, Bytes& decoded) {
     const bool zip = IsZip(Number(TIFFTAG_COMPRESSION, COMPRESSION_NONE));
     if (!zip) return Decodes(chunk, decoded);
     return ReadStored(chunk, stored) && IsWholeZlib(stored, ChunkSize(chunk));
@@ -243,7 +242,7 @@ bool TiffFile::IsWhole(std::uint32_t chunk, std::vector<std::uint8_t>& stored,
 
 void TiffFile::CheckData() {
     if (Number(TIFFTAG_COMPRESSION, COMPRESSION_NONE) == COMPRESSION_NONE) return;
-    std::vector<std::uint8_t> stored, decoded;
+    Bytes stored, decoded;
     const std::uint32_t count = ChunkCount();
     for (std::uint32_t chunk = 0; chunk < count; ++chunk) {
         if (!IsWhole(chunk, stored, decoded)) Fail(path_, kDamaged);

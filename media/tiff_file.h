@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "media/file_bytes.h"
 #include "media/image_source.h"
 
 namespace veltrane::media {
@@ -84,12 +85,10 @@ private:
     void CheckSamples() const;
     void CheckOrder() const;
     void FindAlpha(int colours, TiffLayout& layout) const;
-    bool IsWhole(std::uint32_t chunk, std::vector<std::uint8_t>& stored,
-                 std::vector<std::uint8_t>& decoded);
-    bool ReadStored(std::uint32_t chunk, std::vector<std::uint8_t>& stored) const;
-    bool ReadStrip(std::uint32_t strip, const SampleKind& kind, std::vector<std::uint8_t>& stored,
-                   std::vector<std::uint8_t>& rows);
-    bool Decodes(std::uint32_t chunk, std::vector<std::uint8_t>& decoded);
+    bool IsWhole(std::uint32_t chunk, Bytes& stored, Bytes& decoded);
+    bool ReadStored(std::uint32_t chunk, Bytes& stored) const;
+    bool ReadStrip(std::uint32_t strip, const SampleKind& kind, Bytes& stored, Bytes& rows);
+    bool Decodes(std::uint32_t chunk, Bytes& decoded);
 
     std::string path_;
     std::uint64_t fileSize_ = 0;

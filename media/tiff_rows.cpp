@@ -172,8 +172,7 @@ TiffFile::SampleKind TiffFile::Samples() const {
 }
 
 /// What is zipped is done here, as the library does it for the other compressions.
-bool TiffFile::ReadStrip(std::uint32_t strip, const SampleKind& kind,
-                         std::vector<std::uint8_t>& stored, std::vector<std::uint8_t>& rows) {
+bool TiffFile::ReadStrip(std::uint32_t strip, const SampleKind& kind, Bytes& stored, Bytes& rows) {
     {
         const std::lock_guard lock(reading_);
         if (!kind.zip) return Decodes(strip, rows);
@@ -198,8 +197,7 @@ void TiffFile::ReadRows(const Threads& threads, const TakeRows<std::uint8_t>& ta
     const int height = static_cast<int>(Number(TIFFTAG_IMAGELENGTH, 0));
     const int stripRows = static_cast<int>(StripRows());
     ShareWork(threads, (height - 1) / stripRows + 1, [&] {
-        return [&, stored = std::vector<std::uint8_t>(),
-                rows = std::vector<std::uint8_t>()](int strip) mutable {
+        return [&, stored = Bytes(), rows = Bytes()](int strip) mutable {
             if (!ReadStrip(static_cast<std::uint32_t>(strip), kind, stored, rows)) {
                 Fail(path_, "is damaged");
             }

@@ -1,11 +1,16 @@
 #include "media/zlib_data.h"
 
 #include <isa-l/igzip_lib.h>
+#include <libdeflate.h>
 
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <new>
 #include <optional>
+#include <vector>
+
+#include "media/grain_zipper.h"
 
 namespace veltrane::media {
 namespace {
@@ -15,7 +20,7 @@ constexpr std::size_t kMost = std::size_t{1} << 30;  // the library counts 32 bi
 /// Data on its way through the library.
 class Unzipping {
 public:
-    explicit Unzipping(const std::vector<std::uint8_t>& data) : data_(data) {
+    explicit Unzipping(const Bytes& data) : data_(data) {
         isal_inflate_init(state_.get());
         state_->crc_flag = ISAL_ZLIB;
     }
@@ -40,7 +45,7 @@ public:
 
     /// Makes the rest. How many bytes those are; null when the data is damaged.
     std::optional<std::uint64_t> Rest() {
-        std::vector<std::uint8_t> room(std::size_t{1} << 18);
+        Bytes room(std::size_t{1} << 18);
         std::uint64_t made = 0;
         while (!ended()) {
             const auto more = Next(room.data(), room.size());
@@ -51,14 +56,30 @@ public:
     }
 
 private:
-    const std::vector<std::uint8_t>& data_;
+    const Bytes& data_;
     std::unique_ptr<inflate_state> state_ = std::make_unique<inflate_state>();
     std::size_t taken_ = 0;
 };
 
+/// What is given as a whole is decompressed faster by this library.
+libdeflate_result UnzipAtOnce(const std::uint8_t* data, std::size_t dataSize, std::uint8_t* to,
+                              std::size_t size) {
+    const std::unique_ptr<libdeflate_decompressor, void (*)(libdeflate_decompressor*)> unzipping(
+        libdeflate_alloc_decompressor(), &libdeflate_free_decompressor);
+    if (!unzipping) throw std::bad_alloc();
+    return libdeflate_zlib_decompress(unzipping.get(), data, dataSize, to, size, nullptr);
+}
+
 }  // namespace
 
-bool Unzip(const std::vector<std::uint8_t>& data, std::uint8_t* to, std::size_t size) {
+bool UnzipWhole(const std::uint8_t* data, std::size_t dataSize, std::uint8_t* to,
+                std::size_t size) {
+    return UnzipAtOnce(data, dataSize, to, size) == LIBDEFLATE_SUCCESS;
+}
+
+bool Unzip(const Bytes& data, std::uint8_t* to, std::size_t size) {
+    const libdeflate_result result = UnzipAtOnce(data.data(), data.size(), to, size);
+    if (result != LIBDEFLATE_INSUFFICIENT_SPACE) return result == LIBDEFLATE_SUCCESS;
     Unzipping unzipping(data);
     std::size_t made = 0;
     while (made < size && !unzipping.ended()) {
@@ -69,7 +90,7 @@ bool Unzip(const std::vector<std::uint8_t>& data, std::uint8_t* to, std::size_t 
     return made == size && unzipping.Rest();
 }
 
-bool IsWholeZlib(const std::vector<std::uint8_t>& data, std::uint64_t size) {
+bool IsWholeZlib(const Bytes& data, std::uint64_t size) {
     const auto made = Unzipping(data).Rest();
     return made && *made >= size;
 }
@@ -153,7 +174,8 @@ private:
     bool last_ = false;
 };
 
-Zipper::Zipper(Blocks blocks) : stream_(std::make_unique<Stream>(blocks)) {}
+Zipper::Zipper(Blocks blocks)
+    : stream_(std::make_unique<Stream>(blocks)), grain_(std::make_unique<GrainZipper>()) {}
 Zipper::~Zipper() = default;
 Zipper::Zipper(Zipper&&) noexcept = default;
 
@@ -169,10 +191,14 @@ std::size_t Zipper::Take(std::uint8_t* room, std::size_t size) {
     return stream_->Take(room, size);
 }
 
-std::vector<std::uint8_t> Zipper::Zip(const std::uint8_t* bytes, std::size_t size) {
+Bytes Zipper::Zip(const std::uint8_t* bytes, std::size_t size) {
+    if (grain_->Suits(bytes, size)) {
+        const auto zipped = grain_->Zip(bytes, size);
+        if (zipped.size() < size) return {zipped.begin(), zipped.end()};
+    }
     Begin();
     Give(bytes, size, true);
-    std::vector<std::uint8_t> zipped(size / 2 + 4096);
+    Bytes zipped(size / 2 + 4096);
     std::size_t made = Take(zipped.data(), zipped.size());
     while (made == zipped.size()) {
         zipped.resize(zipped.size() * 2);

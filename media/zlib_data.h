@@ -4,19 +4,25 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <vector>
+
+#include "media/file_bytes.h"
 
 namespace veltrane::media {
+
+class GrainZipper;
 
 /// No byte compressed by zlib's format stands for more than these.
 inline constexpr std::uint64_t kMostZlibExpansion = 1032;
 
 /// Decompresses data to its first `size` bytes. True when there are as many, and the data ends with
 /// the right checksum of all it holds.
-bool Unzip(const std::vector<std::uint8_t>& data, std::uint8_t* to, std::size_t size);
+bool Unzip(const Bytes& data, std::uint8_t* to, std::size_t size);
+
+/// Decompresses data that stands for exactly `size` bytes. False when it does not or is damaged.
+bool UnzipWhole(const std::uint8_t* data, std::size_t dataSize, std::uint8_t* to, std::size_t size);
 
 /// True when the data decompresses to at least `size` bytes and ends with their right checksum.
-bool IsWholeZlib(const std::vector<std::uint8_t>& data, std::uint64_t size);
+bool IsWholeZlib(const Bytes& data, std::uint64_t size);
 
 /// Compresses pieces by zlib's format, one after another: fast, and about as small as by zlib's own
 /// first level. What a piece becomes depends on nothing but its bytes, however they are given.
@@ -37,12 +43,13 @@ public:
     /// more.
     std::size_t Take(std::uint8_t* room, std::size_t size);
 
-    /// A whole piece.
-    std::vector<std::uint8_t> Zip(const std::uint8_t* bytes, std::size_t size);
+    /// A whole piece of at least one byte. Where little repeats, by GrainZipper.
+    Bytes Zip(const std::uint8_t* bytes, std::size_t size);
 
 private:
     class Stream;
     std::unique_ptr<Stream> stream_;
+    std::unique_ptr<GrainZipper> grain_;
 };
 
 }  // namespace veltrane::media

@@ -14,7 +14,6 @@
 #include "media/exr_row_forms.h"
 #include "media/half.h"
 #include "media/source_details.h"
-#include "media/zlib_data.h"
 #include "media_support.h"
 
 namespace veltrane::media {
@@ -191,38 +190,6 @@ TEST_F(ExrTest, WhatIsWrittenIsWhatTheImageLibraryWrites) {
                 EXPECT_EQ(theirs.format, ours.format);
             }
         }
-}
-
-/// Where what compresses lies in memory must not show in what it makes.
-TEST(ZipperTest, SameBytesWhereverItLies) {
-    std::vector<std::uint8_t> data(222, 0x80);
-    data[0] = 0;
-    for (std::size_t i = 3; i < 33; i += 4) data[i] = 0x94, data[i + 1] = 0x6c;
-    std::set<std::string> made;
-    std::vector<std::unique_ptr<Zipper>> zippers;
-    for (int i = 0; i < 1500; ++i) {
-        zippers.push_back(std::make_unique<Zipper>(Zipper::Blocks::Short));
-        const auto bytes = zippers.back()->Zip(data.data(), data.size());
-        EXPECT_TRUE(IsWholeZlib(bytes, data.size()));
-        made.emplace(bytes.begin(), bytes.end());
-    }
-    EXPECT_EQ(made.size(), 1);
-    for (const std::size_t size :
-         {std::size_t{0}, std::size_t{3}, std::size_t{8}, std::size_t{9}}) {
-        zippers[0]->Begin();
-        std::vector<std::uint8_t> bits(100);
-        std::size_t count = 0;
-        for (std::size_t at = 0; at < size; ++at) {  // a byte in and a byte out at a time
-            zippers[0]->Give(data.data() + at, 1, false);
-            while (zippers[0]->Take(bits.data() + count, 1)) ++count;
-        }
-        zippers[0]->Give(nullptr, 0, true);
-        while (zippers[0]->Take(bits.data() + count, 1)) ++count;
-        const std::vector<std::uint8_t> whole = zippers[1]->Zip(data.data(), size);
-        ASSERT_EQ(count, whole.size());
-        EXPECT_TRUE(std::equal(whole.begin(), whole.end(), bits.begin()));
-        EXPECT_TRUE(IsWholeZlib(whole, size));
-    }
 }
 
 /// Vector forms against the plain one, on both sides of every value that lies between two halves.
