@@ -92,7 +92,15 @@ fs::path FarmJob::Script(std::size_t shot) const {
 }
 
 fs::path FarmJob::LogOf(std::size_t shot, int chunk) const {
-    const std::string first = ShotNumber(shot) + '.', last = '_' + std::to_string(chunk) + ".log";
+    return NewestLog(ShotNumber(shot) + '.', '_' + std::to_string(chunk) + ".log");
+}
+
+fs::path FarmJob::MergeLogOf(std::size_t shot) const {
+    return NewestLog(ShotNumber(shot) + ".merge.", "log");
+}
+
+/// The log last written to of those whose names begin and end so.
+fs::path FarmJob::NewestLog(const std::string& first, const std::string& last) const {
     fs::path newest;
     std::error_code error;
     for (fs::directory_iterator entry(Logs(), error); !error && entry != fs::directory_iterator();

@@ -37,12 +37,15 @@ public:
     std::filesystem::path Script(std::size_t shot) const;
     /// The newest log of a chunk; empty where it was never started.
     std::filesystem::path LogOf(std::size_t shot, int chunk) const;
+    /// The same of the shot's merge.
+    std::filesystem::path MergeLogOf(std::size_t shot) const;
 
     std::string engine;
     std::vector<std::string> engineOptions;  ///< of sbatch
     std::vector<FarmShot> shots;
 
 private:
+    std::filesystem::path NewestLog(const std::string& first, const std::string& last) const;
     void WriteScript(std::size_t shot, const std::string& program,
                      const std::vector<std::string>& further);
 

@@ -31,8 +31,10 @@ else
     echo "veltrane farm: $(uname -n) cannot see $script"
     status=75
 fi
-if [ $status -eq 75 ] && [ "$task" != merge ] && [ "${SLURM_RESTART_COUNT:-0}" -lt 3 ]; then
-    scontrol requeue "${SLURM_ARRAY_JOB_ID}_$SLURM_ARRAY_TASK_ID" && sleep 60
+if [ $status -eq 75 ] && [ "${SLURM_RESTART_COUNT:-0}" -lt 3 ]; then
+    own=$SLURM_JOB_ID
+    [ "$task" = merge ] || own=${SLURM_ARRAY_JOB_ID}_$SLURM_ARRAY_TASK_ID
+    scontrol requeue "$own" && sleep 60
 fi
 exit $status
 )";

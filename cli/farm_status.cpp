@@ -42,7 +42,9 @@ LogEnd EndOf(const fs::path& log) {
         }
     }
     const int code = ParseNumber<int>(status).value_or(0);
-    if (end.ended && code > 128 && code != 130)
+    if (end.ended && status == "0")
+        end.reason = "was done, but what it made is damaged or gone";
+    else if (end.ended && code > 128 && code != 130)
         end.reason = "killed by signal " + std::to_string(code - 128);
     else if (end.ended)
         end.reason = "exit " + status + ": " + end.reason;
@@ -106,6 +108,9 @@ ShotStatus StatusOf(const FarmJob& job, const States& states, std::size_t number
         if (record) CountDone(*record, status);
     }
     if (status.merged) status.framesDone = shot.frames;
+    const fs::path log = job.MergeLogOf(number);
+    const LogEnd merge = log.empty() || status.merged || status.merging ? LogEnd{} : EndOf(log);
+    if (merge.ended) status.mergeFailure = merge.reason;
     return status;
 }
 
@@ -158,6 +163,8 @@ std::string ForPeople(const FarmJob& job, const std::vector<ShotStatus>& status)
         for (std::size_t f = 0; f < status[i].failed.size(); ++f)
             text += "  chunk " + std::to_string(status[i].failed[f]) + ": " +
                     OneLine(status[i].reasons[f], kLongestLine) + '\n';
+        if (!status[i].mergeFailure.empty())
+            text += "  merge: " + OneLine(status[i].mergeFailure, kLongestLine) + '\n';
     }
     const Totals totals = TotalsOf(job, status);
     text += std::to_string(totals.done) + " of " + std::to_string(totals.frames) + " frames";
@@ -188,6 +195,7 @@ Json AsJson(const FarmJob& job, const std::vector<ShotStatus>& status) {
                          {"failed", failed},
                          {"merging", own.merging},
                          {"merged", own.merged}});
+        if (!own.mergeFailure.empty()) shots.back()["merge-failure"] = own.mergeFailure;
     }
     const Totals totals = TotalsOf(job, status);
     return {{"engine", job.engine},

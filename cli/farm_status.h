@@ -12,6 +12,7 @@ namespace veltrane::cli {
 struct ShotStatus {
     std::vector<int> done, running, waiting, failed;  ///< chunks
     std::vector<std::string> reasons;                 ///< of each that failed
+    std::string mergeFailure;                         ///< of the last try; empty for none
     bool merging = false;                             ///< or waits to be
     bool merged = false;
     std::int64_t framesDone = 0;
