@@ -8,6 +8,7 @@
 #include "hosts/ofx/host.h"
 #include "imaging/convert/light_curve.h"
 #include "settings/screen_color.h"
+#include "settings/tune/tune.h"
 
 namespace veltrane::ofx {
 
@@ -59,6 +60,34 @@ std::optional<Color> ReadColor(ParamSet params, const Parameter& row, double tim
         return std::nullopt;
     return Color{WithinRange(color.red), WithinRange(color.green), WithinRange(color.blue)};
 }
+
+void PutInt(ParamSet params, const Parameter& row, int value) {
+    const Param param = FindParam(params, row);
+    if (param == nullptr) throw Refusal{kFailed};
+    Require(Host().parameter->setValue(param, value));
+}
+
+/// The key colour, given display-referred, and its screen.
+void PutKey(ParamSet params, const Color& color, Screen screen, Light light) {
+    const Color shown = light == Light::kLinear ? Curved(LinearFromSrgb, color) : color;
+    const Param swatch = FindParam(params, ParameterOf(ParameterId::KeyColor));
+    if (swatch == nullptr) throw Refusal{kFailed};
+    Require(Host().parameter->setValue(swatch, shown.red, shown.green, shown.blue));
+    PutInt(params, ParameterOf(ParameterId::Screen), static_cast<int>(screen));
+}
+
+/// What is set while it lives is undone in one step.
+class UndoStep {
+public:
+    UndoStep(ParamSet params, const char* label) : params_(params) {
+        Host().parameter->editBegin(params, label);
+    }
+    ~UndoStep() { Host().parameter->editEnd(params_); }
+    UndoStep(const UndoStep&) = delete;
+
+private:
+    ParamSet params_;
+};
 
 /// Follows the row's governing switch; where that cannot be read, nothing changes.
 void FollowGovernor(ParamSet params, const Parameter& row, const Parameter& governor,
@@ -146,27 +175,24 @@ void UpdateLabels(Effect effect, std::optional<double> time) {
 }
 
 void SetKey(Effect effect, const Color& color, Screen screen, double time) {
-    const bool linear = ReadFrameFacts(effect, time).light == Light::kLinear;
-    const Color shown = linear ? Curved(LinearFromSrgb, color) : color;
     const ParamSet params = ParamsOf(effect);
-    const Param swatch = FindParam(params, ParameterOf(ParameterId::KeyColor));
-    const Param choice = FindParam(params, ParameterOf(ParameterId::Screen));
-    if (swatch == nullptr || choice == nullptr) throw Refusal{kFailed};
-    const ParameterSuite& suite = *Host().parameter;
-    suite.editBegin(params, kPickLabel);
-    const Status colored = suite.setValue(swatch, shown.red, shown.green, shown.blue);
-    const Status chosen = suite.setValue(choice, static_cast<int>(screen));
-    suite.editEnd(params);
-    Require(colored);
-    Require(chosen);
+    const UndoStep step(params, kPickLabel);
+    PutKey(params, color, screen, ReadFrameFacts(effect, time).light);
+}
+
+void SetFound(Effect effect, const Settings& found, double time) {
+    const ParamSet params = ParamsOf(effect);
+    const UndoStep step(params, kFindLabel);
+    PutKey(params, found.keyColor, found.screen, ReadFrameFacts(effect, time).light);
+    for (const ParameterId id : TunableSliders())
+        PutInt(params, ParameterOf(id), ValueOf(found, ParameterOf(id)));
 }
 
 void FollowKeyColor(Effect effect, double time) {
     const Settings settings = ReadSettings(effect, time);
     const std::optional<Screen> screen = ScreenOf(settings.keyColor);
     if (!screen || screen == settings.screen) return;
-    const Param choice = FindParam(ParamsOf(effect), ParameterOf(ParameterId::Screen));
-    if (choice != nullptr) Require(Host().parameter->setValue(choice, static_cast<int>(*screen)));
+    PutInt(ParamsOf(effect), ParameterOf(ParameterId::Screen), static_cast<int>(*screen));
 }
 
 }  // namespace veltrane::ofx

@@ -14,6 +14,8 @@ namespace veltrane::ofx {
 
 inline constexpr char kPickButton[] = "pickScreenColor";
 inline constexpr char kPickLabel[] = "Pick screen colour";
+inline constexpr char kFindButton[] = "findSettings";
+inline constexpr char kFindLabel[] = "Find settings";
 
 /// The row's name in the host, such as "keyColor". Saved projects and scripts hold it.
 std::string ParamName(const Parameter& row);
@@ -43,6 +45,9 @@ void UpdateLabels(Effect effect, std::optional<double> time);
 
 /// Sets the key colour, given display-referred, and its screen, as one step of undo.
 void SetKey(Effect effect, const Color& color, Screen screen, double time);
+
+/// The same, and every slider that is found.
+void SetFound(Effect effect, const Settings& found, double time);
 
 /// Chooses the screen that the key colour at the time belongs to, if its hue tells.
 void FollowKeyColor(Effect effect, double time);

@@ -81,11 +81,17 @@ void DefineRow(ParamSet params, const Parameter& row) {
     if ((row.flags & kDisabledFlag) != 0) param.Set(prop::kEnabled, 0);
 }
 
-void DefinePickButton(ParamSet params) {
-    Properties button =
-        DefineParam(params, value::kPushButton, kPickButton, kPickLabel,
-                    "Finds the screen in the current frame and makes its colour the key colour.");
+void DefineButton(ParamSet params, const char* name, const char* label, const char* hint) {
+    Properties button = DefineParam(params, value::kPushButton, name, label, hint);
     button.Set(prop::kParent, ParamName(ParameterOf(ParameterId::Basic)).c_str());
+}
+
+void DefineButtons(ParamSet params) {
+    DefineButton(params, kPickButton, kPickLabel,
+                 "Finds the screen in the current frame and makes its colour the key colour.");
+    DefineButton(params, kFindButton, kFindLabel,
+                 "Finds the sliders that suit the current frame, and its screen where the key "
+                 "colour is black.");
 }
 
 }  // namespace
@@ -135,7 +141,7 @@ void DescribeInContext(Effect descriptor, std::string_view context) {
     Require(Host().effect->getParamSet(descriptor, &params));
     for (const Parameter* row : Panel(Host::OpenFx)) {
         DefineRow(params, *row);
-        if (row->id == static_cast<int>(ParameterId::KeyColor)) DefinePickButton(params);
+        if (row->id == static_cast<int>(ParameterId::KeyColor)) DefineButtons(params);
     }
 }
 

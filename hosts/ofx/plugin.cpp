@@ -68,6 +68,28 @@ void Pick(const Call& call) {
     }
 }
 
+const char* WhyNothingIsFound(ShotKind kind) {
+    switch (kind) {
+        case ShotKind::Usual:
+            return nullptr;
+        case ShotKind::NoScreen:
+            return "No green or blue screen was found in this frame; pick its colour first.";
+        case ShotKind::LittleScreen:
+            return "Hardly any of the screen is seen in this frame; find settings on another one.";
+        case ShotKind::NoSubject:
+            return "No subject is seen in this frame; find settings on another one.";
+    }
+    return nullptr;
+}
+
+void Find(const Call& call) {
+    const TunedSettings found = FindSettings(call.effect, call.Time());
+    if (const char* reason = WhyNothingIsFound(found.kind))
+        ShowMessage(call.effect, value::kMessageMessage, reason);
+    else
+        SetFound(call.effect, found.settings, call.Time());
+}
+
 /// What the plug-in itself sets comes back as one more change and is not acted upon.
 Status InstanceChanged(const Call& call) {
     const Properties in(call.in);
@@ -76,13 +98,14 @@ Status InstanceChanged(const Call& call) {
         return kReplyDefault;
     const std::string_view name = in.String(prop::kName);
     UpdateGoverned(call.effect, name, call.Time());
-    const bool picks = name == kPickButton;
+    const bool picks = name == kPickButton, finds = name == kFindButton;
     const bool colors = name == ParamName(ParameterOf(ParameterId::KeyColor));
     if (reason == value::kUserEdited) {
         if (picks) Pick(call);
+        if (finds) Find(call);
         if (colors) FollowKeyColor(call.effect, call.Time());
     }
-    if (picks || colors || name == ParamName(ParameterOf(ParameterId::Screen)))
+    if (picks || finds || colors || name == ParamName(ParameterOf(ParameterId::Screen)))
         UpdateLabels(call.effect, call.Time());
     return kOk;
 }

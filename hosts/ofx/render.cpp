@@ -81,6 +81,19 @@ std::vector<std::uint16_t> WideFrame(const RowSource<Sample>& rows, int width, i
     return frame;
 }
 
+struct WidePicture {
+    int width;
+    int height;
+    std::vector<std::uint16_t> pixels;
+};
+
+template <class Component>
+WidePicture WideSource(const Image& source, Light light) {
+    const int width = Width(source.picture()), height = Height(source.picture());
+    const RowSource<SampleFor<Component>> rows{nullptr, RowsFrom<Component>(source, light)};
+    return {width, height, WideFrame(rows, width, height)};
+}
+
 template <class Sample>
 std::vector<Sample> MatchedPlate(PlateMatch match, int width, int height,
                                  const RowSource<Sample>& shot, const RowSource<Sample>& plate,
@@ -137,6 +150,42 @@ void WithDepth(PixelDepth depth, const Function& function) {
     }
 }
 
+void RequirePicture(const Image& source) {
+    if (!source || IsEmpty(source.picture())) throw Refusal{kFailed};
+}
+
+/// Pressed twice, the button finds the same.
+Settings WithDefaultSliders(Settings settings) {
+    for (const ParameterId id : TunableSliders())
+        SetValue(settings, ParameterOf(id), ParameterOf(id).defaultValue);
+    return settings;
+}
+
+template <class Component>
+TunedSettings FoundIn(Settings settings, const FrameFacts& facts, const Image& source,
+                      const Inputs& inputs) {
+    const auto [width, height, frame] = WideSource<Component>(source, facts.light);
+    if (SnapToByteSteps(settings.keyColor) == Color{0, 0, 0}) {
+        const auto found = FindScreenColor(width, height, frame.data());
+        if (!found) {
+            TunedSettings nothing;
+            nothing.kind = ShotKind::NoScreen;
+            return nothing;
+        }
+        settings.keyColor = found->color;
+        settings.screen = found->screen;
+    }
+    const auto given = inputs.Rows<Component>(source.picture(), facts.light);
+    std::vector<std::uint16_t> plate;
+    if (given.cleanPlate) {
+        plate = WideFrame(given.cleanPlate, width, height);
+        MatchPlate(facts.match, width, height, frame.data(), plate.data(), settings.keyColor);
+    }
+    ShotTuner tuner(width, height, {settings});
+    tuner.Look(frame.data(), HostThreads(), plate.empty() ? nullptr : plate.data());
+    return tuner.Find(HostThreads());
+}
+
 void RequireMatch(const Image& source, const Image& output, const RectI& window) {
     const RectI& bounds = output.bounds();
     if (window.x1 < bounds.x1 || window.y1 < bounds.y1 || window.x2 > bounds.x2 ||
@@ -170,15 +219,27 @@ void Render(Effect effect, double time, const RectI& window) {
 
 std::optional<ScreenColor> FindScreen(Effect effect, double time) {
     const Image source(FindClip(effect, kSourceClip), time);
-    if (!source || IsEmpty(source.picture())) throw Refusal{kFailed};
-    const RectI& frame = source.picture();
+    RequirePicture(source);
     const Light light = ReadFrameFacts(effect, time).light;
-    std::vector<std::uint16_t> picture;
+    std::optional<ScreenColor> found;
     WithDepth(source.depth(), [&]<class Component>(Component) {
-        const RowSource<SampleFor<Component>> rows{nullptr, RowsFrom<Component>(source, light)};
-        picture = WideFrame(rows, Width(frame), Height(frame));
+        const WidePicture picture = WideSource<Component>(source, light);
+        found = FindScreenColor(picture.width, picture.height, picture.pixels.data());
     });
-    return FindScreenColor(Width(frame), Height(frame), picture.data());
+    return found;
+}
+
+TunedSettings FindSettings(Effect effect, double time) {
+    const Image source(FindClip(effect, kSourceClip), time);
+    RequirePicture(source);
+    const Inputs inputs(effect, time, source);
+    const FrameFacts facts = ReadFrameFacts(effect, time);
+    Settings settings = WithDefaultSliders(ReadSettings(effect, time));
+    TunedSettings found;
+    WithDepth(source.depth(), [&]<class Component>(Component) {
+        found = FoundIn<Component>(settings, facts, source, inputs);
+    });
+    return found;
 }
 
 }  // namespace veltrane::ofx

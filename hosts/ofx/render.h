@@ -5,6 +5,7 @@
 
 #include "hosts/ofx/image.h"
 #include "settings/screen_color.h"
+#include "settings/tune/tune.h"
 
 namespace veltrane::ofx {
 
@@ -23,6 +24,11 @@ AlphaState DeliveredAlpha(AlphaState source);
 /// The screen's colour in the source's frame at a time, or nothing when no screen is seen there.
 /// Throws Refusal when the source has no image.
 std::optional<ScreenColor> FindScreen(Effect effect, double time);
+
+/// The sliders that suit the source's frame at a time, against the clean plate that is connected,
+/// with the key colour at that time unless it is black; all other values are those of the time.
+/// Throws Refusal when the source has no image.
+TunedSettings FindSettings(Effect effect, double time);
 
 }  // namespace veltrane::ofx
 

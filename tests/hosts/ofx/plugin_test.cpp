@@ -12,6 +12,7 @@
 #include "settings/frame_keyer.h"
 #include "settings/plate_match.h"
 #include "settings/screen_color.h"
+#include "settings/tune/tune.h"
 #include "tests/hosts/ofx/test_host.h"
 #include "tests/settings/unusual_look.h"
 
@@ -137,12 +138,12 @@ struct Images {
 
 using Texts = std::vector<std::string>;
 
-/// The host's name of each row by its id; the button is none.
+/// The host's name of each row by its id; the buttons are none.
 std::map<int, std::string> NamesIn(const TestHost& host) {
     std::map<int, std::string> names;
     auto name = host.order.begin();
     for (const Parameter* row : Panel(Host::OpenFx)) {
-        if (*name == "pickScreenColor") ++name;
+        while (*name == "pickScreenColor" || *name == "findSettings") ++name;
         names[row->id] = *name++;
     }
     EXPECT_EQ(name, host.order.end());
@@ -211,6 +212,7 @@ TEST_F(OfxPlugin, OffersTheTableInBothContexts) {
                   "skinHue blueHue advanced despill despillGray despillSkin despillBlue "
                   "screenGain screen colour ");
         EXPECT_EQ(host.order.at(3), "pickScreenColor");
+        EXPECT_EQ(host.order.at(4), "findSettings");
         Texts views = TextsOf(host.params.at("view").bag, "OfxParamPropChoiceOption");
         views.resize(3);
         EXPECT_EQ(views, (Texts{"Source", "Matte", "Result"}));
@@ -459,6 +461,58 @@ TEST_F(OfxPlugin, SaysWhenThereIsNoScreenToPick) {
     host.clips["Source"].image = [](double) { return nullptr; };
     EXPECT_EQ(host.Change("pickScreenColor"), kFailed);
     EXPECT_EQ(host.log.size(), 1);
+}
+
+TYPED_TEST(OfxRender, FindsSettingsInOneStep) {
+    TestHost host("OfxImageEffectContextGeneral");
+    auto picture = MakePicture<TypeParam>(3), other = MakePicture<TypeParam>(4);
+    for (auto* each : {&picture, &other})
+        for (std::size_t i = 3; i < each->size(); i += 4) (*each)[i] = (*each)[3];
+    const Images<TypeParam> images(host, picture);
+    TestImage plate({kPlace, kDepth<TypeParam>});
+    host.Set("colour", {1});
+    host.Set("shadow", {30});
+    host.Set("deblocking", {1});
+    const Settings before{.shadow = 100, .deBlocking = true};
+    const auto expect = [&](const std::vector<std::uint16_t>* against) {
+        host.log.clear();
+        ASSERT_EQ(host.Change("findSettings"), kOk);
+        const auto frame = Wide(picture, AlphaState::kStraight, Light::kLinear);
+        Settings from = before;
+        from.keyColor = FoundIn(picture, AlphaState::kStraight, Light::kLinear);
+        ShotTuner tuner(kWidth, kHeight, {from});
+        tuner.Look(frame.data(), {}, against != nullptr ? against->data() : nullptr);
+        const TunedSettings found = tuner.Find();
+        EXPECT_EQ(found.kind, ShotKind::Usual);
+        EXPECT_FALSE(found.sliders.empty());
+        Texts expected{"begin Find settings", "keyColor", "screen"};
+        const auto names = NamesIn(host);
+        for (const ParameterId id : TunableSliders()) {
+            expected.push_back(names.at(int(id)));
+            EXPECT_EQ(host.params.at(expected.back()).keys.at(0),
+                      std::vector{double(ValueOf(found.settings, ParameterOf(id)))});
+        }
+        expected.emplace_back("end");
+        EXPECT_EQ(host.log, expected);
+    };
+    expect(nullptr);
+    expect(nullptr);
+    Connect(host, "CleanPlate", plate, other);
+    const auto against = Wide(other, AlphaState::kStraight, Light::kLinear);
+    expect(&against);
+}
+
+TEST_F(OfxPlugin, FindsNothingWhereThePictureSaysTooLittle) {
+    TestHost host;
+    auto screen = MakePicture<float>(1);
+    for (std::size_t i = 0; i < screen.size(); ++i) screen[i] = screen[i % 4];
+    for (const Picture<float>& picture : {kBlack, screen}) {
+        const Images<float> images(host, picture);
+        host.log.clear();
+        EXPECT_EQ(host.Change("findSettings"), kOk);
+        ASSERT_EQ(host.log.size(), 1);
+        EXPECT_EQ(host.log[0].substr(0, 19), "OfxMessageMessage: ");
+    }
 }
 
 TEST_F(OfxPlugin, ScalesRadiiInProxies) {

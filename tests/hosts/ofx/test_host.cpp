@@ -210,15 +210,15 @@ Status GetValueAtTime(Param param, double time, ...) {
 /// As the interface has it, the plug-in hears of its own change before this returns.
 Status SetValue(Param handle, ...) {
     auto& param = *reinterpret_cast<TestParam*>(handle);
-    const bool isChoice = param.type == "OfxParamTypeChoice";
+    const bool isWhole = param.type == "OfxParamTypeChoice" || param.type == "OfxParamTypeInteger";
     if (current_action != "OfxActionInstanceChanged" ||
-        (!isChoice && param.type != "OfxParamTypeRGB"))
+        (!isWhole && param.type != "OfxParamTypeRGB"))
         return Fault("value set", kFailed);
     std::vector<double> value;
     va_list values;
     va_start(values, handle);
-    if (isChoice) value.push_back(va_arg(values, int));
-    for (int i = 0; i < 3 && !isChoice; ++i) value.push_back(va_arg(values, double));
+    if (isWhole) value.push_back(va_arg(values, int));
+    for (int i = 0; i < 3 && !isWhole; ++i) value.push_back(va_arg(values, double));
     va_end(values);
     param.keys = {{0.0, value}};
     host->log.push_back(param.name);
