@@ -54,19 +54,17 @@ media::Frame Arrange(const std::vector<Row>& rows, int factor) {
 
 }  // namespace
 
-media::Frame ContactSheet(const std::vector<Views>& rows, const media::Frame& background) {
-    const int factor = FactorFor(background.width, 4, 2000);
+media::Frame ContactSheet(const std::vector<Comparison>& rows, const media::Frame& background) {
     std::vector<Row> pictures;
-    for (const Views& views : rows)
-        pictures.push_back({views.source, MattePicture(views.result),
-                            OnCheckerboard(views.result, factor), Over(views.result, background)});
-    return Arrange(pictures, factor);
+    for (const auto& [source, plain, found] : rows)
+        pictures.push_back({source, plain.status, found.status, Over(plain.result, background),
+                            Over(found.result, background)});
+    return Arrange(pictures, FactorFor(background.width, 5, 2000));
 }
 
-media::Frame Strip(const Views& views) {
-    const int factor = FactorFor(views.source.width, 3, 1400);
-    return Arrange(
-        {{views.source, MattePicture(views.result), OnCheckerboard(views.result, factor)}}, factor);
+media::Frame Strip(const media::Frame& source, const media::Frame& result) {
+    const int factor = FactorFor(source.width, 3, 1400);
+    return Arrange({{source, MattePicture(result), OnCheckerboard(result, factor)}}, factor);
 }
 
 }  // namespace veltrane::cli

@@ -7,17 +7,25 @@
 
 namespace veltrane::cli {
 
-/// A frame before and after it was keyed.
+/// A frame keyed, and the heights of its matte, in which a haze is seen.
 struct Views {
-    media::Frame source;
     media::Frame result;
+    media::Frame status;
 };
 
-/// Source, matte, result and composite side by side, one row a frame, at most 2000 pixels wide.
-media::Frame ContactSheet(const std::vector<Views>& rows, const media::Frame& background);
+/// A frame keyed at the defaults and with the settings found for its shot.
+struct Comparison {
+    media::Frame source;
+    Views plain;
+    Views found;
+};
+
+/// Source, both statuses and both composites side by side, one row a frame, at most 2000 pixels
+/// wide.
+media::Frame ContactSheet(const std::vector<Comparison>& rows, const media::Frame& background);
 
 /// Source, matte and result side by side, at most 1400 pixels wide.
-media::Frame Strip(const Views& views);
+media::Frame Strip(const media::Frame& source, const media::Frame& result);
 
 }  // namespace veltrane::cli
 

@@ -14,6 +14,7 @@
 #include "cli/frame_pipeline.h"
 #include "cli/key_color.h"
 #include "cli/places.h"
+#include "cli/shot_tuning.h"
 
 namespace veltrane::cli {
 
@@ -50,31 +51,43 @@ media::Frame Evening(int width, int height) {
     });
 }
 
+Views Viewed(Settings settings, const media::Frame& source, const Threads& threads) {
+    Views views{Keyed(settings, source, threads), {}};
+    settings.view = View::Status;
+    views.status = Keyed(settings, source, threads);
+    return views;
+}
+
 /// The clip's first, middle and last frame, or only the first when its length is not known
 /// beforehand; collected as they are keyed.
 class Shown {
 public:
-    explicit Shown(const media::Info& clip) {
+    Shown(const media::Info& clip, const Settings& found) : found_(found) {
+        plain_.keyColor = found.keyColor;
+        plain_.screen = found.screen;
         const std::int64_t count = clip.frameCount.value_or(1);
         for (const std::int64_t index : {std::int64_t{0}, count / 2, count - 1})
-            views_[clip.firstFrame + index];
+            rows_[clip.firstFrame + index];
     }
 
-    void Take(const media::Frame& source, const media::Frame& result) {
-        const auto wanted = views_.find(source.number);
-        if (wanted != views_.end()) wanted->second = {source, result};
+    void Take(const media::Frame& source, const Threads& threads) {
+        const auto wanted = rows_.find(source.number);
+        if (wanted == rows_.end()) return;
+        wanted->second = {source, Viewed(plain_, source, threads), Viewed(found_, source, threads)};
     }
 
     /// Those that came: a video can hold fewer frames than it says.
-    std::vector<Views> InOrder() const {
-        std::vector<Views> rows;
-        for (const auto& entry : views_)
+    std::vector<Comparison> InOrder() const {
+        std::vector<Comparison> rows;
+        for (const auto& entry : rows_)
             if (!entry.second.source.pixels.empty()) rows.push_back(entry.second);
         return rows;
     }
 
 private:
-    std::map<std::int64_t, Views> views_;  // no two threads ever take the same frame
+    Settings plain_;
+    Settings found_;
+    std::map<std::int64_t, Comparison> rows_;  // no two threads ever take the same frame
 };
 
 struct Video {
@@ -115,7 +128,7 @@ void KeyClip(media::Reader& reader, const FirstFrame& first, const Settings& set
         pictures[0] = Keyed(settings, source, lent);
         pictures[1] = MattePicture(pictures[0]);
         pictures[2] = Over(pictures[0], background);
-        shown.Take(source, pictures[0]);
+        shown.Take(source, lent);
         return pictures;
     };
     Progress progress(FormForPeople(), reader.info().frameCount);
@@ -158,36 +171,39 @@ void DemoCommand::Run() const {
     CheckPlaces(sample, info);
     RefuseGaps(info);
     FirstFrame first = FetchFirst(*reader);
-    const KeyColor key = Resolve(FindScreen{}, {}, LookAt(first, *reader, threads_), sample, {});
-    Say("key colour " + HexText(key.color) + " of a " + ScreenName(key.screen) + " screen, " +
-        key.origin);
-    Settings settings;
-    settings.keyColor = key.color;
-    settings.screen = key.screen;
+    media::ReadOptions options;
+    options.threads = threads_;
+    const ShotTuning tuning = TuneShot(sample, options, {});
+    const Settings& settings = tuning.found.settings;
+    Say("key colour " + HexText(settings.keyColor) + " of a " + ScreenName(settings.screen) +
+        " screen; " + tuning.Text());
 
     const auto path = [&](const char* name) { return (fs::path(folder_) / name).string(); };
     std::error_code error;
     fs::create_directories(folder_, error);
     if (error) throw media::Error(folder_ + ": cannot be made: " + error.message());
     const media::Frame background = Evening(info.width, info.height);
-    Shown shown(info);
+    Shown shown(info, settings);
     KeyClip(*reader, first, settings, background,
             {{path("result.mov"), false},
              {path("matte.mp4"), true},
              {path("over-background.mp4"), true}},
             threads_, shown);
 
-    const std::vector<Views> rows = shown.InOrder();
-    const Views& middle = rows[rows.size() / 2];
-    WriteStill(path("source.png"), middle.source, true, info);
-    WriteStill(path("matte.png"), MattePicture(middle.result), true, info);
-    WriteStill(path("result.png"), middle.result, false, info);
-    WriteStill(path("over-background.png"), Over(middle.result, background), true, info);
+    const std::vector<Comparison> rows = shown.InOrder();
+    const media::Frame& source = rows[rows.size() / 2].source;
+    const media::Frame& result = rows[rows.size() / 2].found.result;
+    WriteStill(path("source.png"), source, true, info);
+    WriteStill(path("matte.png"), MattePicture(result), true, info);
+    WriteStill(path("result.png"), result, false, info);
+    WriteStill(path("over-background.png"), Over(result, background), true, info);
     WriteStill(path("contact-sheet.png"), ContactSheet(rows, background), true, info);
-    if (!strip_.empty()) WriteStill(strip_, Strip(middle), true, info);
+    if (!strip_.empty()) WriteStill(strip_, Strip(source, result), true, info);
     std::printf(
         "Look at %s:\n"
-        "  contact-sheet.png              source, matte, result, composite side by side\n"
+        "  contact-sheet.png              source; matte, with hazes in blue, and composite, each "
+        "at\n"
+        "                                 the defaults and with the settings found\n"
         "  source.png matte.png result.png over-background.png\n"
         "                                 the frame in the middle, at full size\n"
         "  result.mov                     the keyed clip with alpha (ProRes 4444)\n"

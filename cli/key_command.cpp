@@ -27,17 +27,6 @@ bool IsBlack(Color color) {
     return SnapToByteSteps(color) == Color{0, 0, 0};
 }
 
-/// In one line, the sliders that were moved.
-std::string WhatWasFound(const ShotTuning& tuning) {
-    std::string sliders;
-    for (const TunedSlider& slider : tuning.found.sliders)
-        sliders +=
-            std::string(" --") + ParameterOf(slider.id).name + ' ' + std::to_string(slider.to);
-    const std::size_t count = tuning.frames.size();
-    return "found from " + std::to_string(count) + (count == 1 ? " frame:" : " frames:") +
-           (sliders.empty() ? " nothing better than the values there are" : sliders);
-}
-
 /// What became of the work, added to the line that tells why it ended early.
 std::string Remains(const FrameCounts& counts, const std::string& output) {
     if (!media::SequencePath::Parse(output)) return "; " + output + " was not written";
@@ -271,7 +260,7 @@ void KeyCommand::FindSettings(const KeyColorRequest& color, KeySummary& summary)
         summary.key = {settings.keyColor, settings.screen, "found in the shot", std::nullopt};
     if (quiet_) return;
     if (findsColor) SayKeyColor(*summary.key);
-    Say(WhatWasFound(*summary.tuning));
+    Say(summary.tuning->Text());
     for (const std::string& warning : summary.tuning->Warnings()) Say(input_ + ": " + warning);
 }
 

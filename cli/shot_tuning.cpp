@@ -74,6 +74,16 @@ void LookAtSpread(const std::string& path, media::ReadOptions options,
 
 }  // namespace
 
+std::string ShotTuning::Text() const {
+    std::string sliders;
+    for (const TunedSlider& slider : found.sliders)
+        sliders +=
+            std::string(" --") + ParameterOf(slider.id).name + ' ' + std::to_string(slider.to);
+    return "found from " + std::to_string(frames.size()) +
+           (frames.size() == 1 ? " frame:" : " frames:") +
+           (sliders.empty() ? " nothing better than the values there are" : sliders);
+}
+
 std::vector<std::string> ShotTuning::Warnings() const {
     std::vector<std::string> lines;
     if (found.kind == ShotKind::LittleScreen)

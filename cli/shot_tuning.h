@@ -20,6 +20,9 @@ struct ShotTuning {
     std::vector<std::int64_t> frames;  ///< numbers of those looked at
     std::vector<std::int64_t> odd;     ///< those of them that the settings suit less
 
+    /// In one line, how many frames were looked at and the sliders that were moved.
+    std::string Text() const;
+
     /// A line for each thing that people should know of, without the shot's name.
     std::vector<std::string> Warnings() const;
 };

@@ -79,8 +79,8 @@ TEST_F(CommandTest, DemoLeavesEverythingItNames) {
         EXPECT_PRED_FORMAT2(testing::IsSubstring, name, outcome.out);
         const media::Info info = media::Open(std::string("show/here/") + name)->info();
         EXPECT_EQ(info.hasAlpha, std::string(name).starts_with("result")) << name;
-        // Pictures of 64 x 48, or a sheet of four columns with gaps of 8.
-        EXPECT_EQ(info.width, name[0] == 'c' ? 4 * 64 + 5 * 8 : 64) << name;
+        // Pictures of 64 x 48, or a sheet of five columns with gaps of 8.
+        EXPECT_EQ(info.width, name[0] == 'c' ? 5 * 64 + 6 * 8 : 64) << name;
     }
     EXPECT_EQ(media::Open("strip.png")->info().width, 3 * 64 + 4 * 8);
     EXPECT_EQ(media::ReadFrame("show/here/source.png", 1).pixels,
