@@ -25,9 +25,11 @@ constexpr float kFlatSpread = 0.12f;  ///< greatest spread inside a body; edges 
 // In cells:
 constexpr int kEdgeReach = 10;    ///< beyond it from the screen, a sure subject is solid
 constexpr int kTrustedDepth = 6;  ///< in which a subject's colour is free of the screen behind it
-constexpr int kBodyDepth = 3;     ///< from which on a flat part may be a body with spill on it
-constexpr int kDeepDepth = 5;     ///< from which on that is likely,
-constexpr int kThinReach = 12;    ///< farther from any sure subject, a colour behind is guesswork
+constexpr int kRimDepth = 2;     ///< beyond it, what is surely subject is not mixed with the screen
+constexpr int kInsideDepth = 4;  ///< beyond it, what is not is hardly an edge
+constexpr int kBodyDepth = 3;    ///< from which on a flat part may be a body with spill on it
+constexpr int kDeepDepth = 5;    ///< from which on that is likely,
+constexpr int kThinReach = 12;   ///< farther from any sure subject, a colour behind is guesswork
 constexpr int kHairReach = 6;
 
 constexpr float kDeepWeight = 0.5f;
@@ -89,7 +91,7 @@ public:
         const std::size_t count = loss_.values.size();
         look_.coverage.assign(count, 0);
         look_.weight.assign(count, 1);
-        look_.edge.assign(count, 0);
+        look_.trust.assign(count, Trust::Sure);
         for (std::size_t i = 0; i < count; ++i) FillCell(i);
         const double part = 1.0 / static_cast<double>(count);
         look_.screen *= part;
@@ -221,12 +223,16 @@ private:
             const float loss = loss_.values[i];
             coverage = std::clamp(loss + BodyPart(i) * (1 - loss), 0.0f, 1.0f);
             look_.weight[i] *= kDeepWeight;
+            look_.trust[i] = Trust::Inside;
             return;
         }
         coverage = EdgeCoverage(i);
         if (toSubject_.values[i] > kThinReach) look_.weight[i] *= kThinWeight;
         if (IsBody(i)) coverage += BodyPart(i) * (1 - coverage);
-        if (coverage > 0.02f && coverage < 0.98f) look_.edge[i] = look_.weight[i];
+        if (sure)
+            look_.trust[i] = depth > kRimDepth ? Trust::Sure : Trust::Edge;
+        else
+            look_.trust[i] = depth > kInsideDepth ? Trust::Inside : Trust::Edge;
     }
 
     static constexpr float kNoHue = 9;

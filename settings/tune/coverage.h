@@ -13,7 +13,7 @@ struct SampledFrame {
     Cells<LinearColor> plate;
 };
 
-/// Fills in what the look tells of the subject: coverage, weights and shares.
+/// Fills in what the look tells of the subject: coverage, weights, trust and shares.
 void GuessCoverage(const SampledFrame& frame, Screen screen, FrameLook& look);
 
 }  // namespace veltrane

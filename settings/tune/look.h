@@ -9,6 +9,13 @@
 
 namespace veltrane {
 
+/// How a guess of coverage stands beside what the key makes of a pixel.
+enum class Trust : unsigned char {
+    Sure,    ///< nothing need be asked of the key
+    Edge,    ///< between screen and subject
+    Inside,  ///< a veil, or a body that reflects the screen
+};
+
 /// What one frame tells of how a key should come out: some of its pixels, the plate behind them,
 /// and how much the subject probably covers of each.
 struct FrameLook {
@@ -16,12 +23,12 @@ struct FrameLook {
     int height = 0;
     std::vector<std::uint16_t> pixels;  ///< blue, green, red, alpha
     std::vector<std::uint16_t> plate;   ///< the same
-    std::vector<float> coverage;        ///< 0 screen, 1 subject
-    std::vector<float> weight;          ///< how much the pixel's coverage counts, 0..1
-    std::vector<float> edge;            ///< the same where the coverage is partial, else 0
-    double screen = 0;                  ///< parts of the frame that are surely screen,
-    double subject = 0;                 ///< surely subject,
-    double unknown = 0;                 ///< and neither
+    std::vector<float> coverage;        ///< as guessed: 0 screen, 1 subject
+    std::vector<float> weight;          ///< how much that counts, 0..1
+    std::vector<Trust> trust;
+    double screen = 0;   ///< parts of the frame that are surely screen,
+    double subject = 0;  ///< surely subject,
+    double unknown = 0;  ///< and neither
 };
 
 /// Looks at a frame of width x height pixels of 16 bits (blue, green, red, alpha, packed). The

@@ -18,7 +18,14 @@ constexpr int kRounds = 4;
 constexpr double kChangeCost = 0.00005;  ///< what a moved slider has to bring at least
 constexpr double kEdgeGuard = 1;         ///< how much a loss at edges weighs against the rest
 constexpr double kEdgeAim = 0.97;        ///< part of the error before, since looks err, too
-constexpr int kHighestClipBlack = 30;    ///< beyond it soft edges turn hard, whatever they cover
+constexpr int kPasses = 2;               ///< after the first search, each with a better aim
+constexpr int kRefiningRound = 1;        ///< whose steps they begin with
+constexpr float kUnmixedShare = 0.7f;    ///< of the key's unmixing in what is expected
+// From such differences on between it and the guess, neither counts for much.
+constexpr float kApartAtEdge = 0.3f;
+constexpr float kApartInside = 0.1f;
+constexpr float kLeastPartial = 0.02f;  ///< less is no edge
+constexpr int kHighestClipBlack = 30;   ///< beyond it soft edges turn hard, whatever they cover
 constexpr int kLowestClipWhite = 60;
 
 /// How far a slider goes at a time, in the rounds of a search, and where it stops.
@@ -69,7 +76,25 @@ Settings PixelByPixel(Settings settings) {
     return settings;
 }
 
-struct Sums {
+/// The matte of every cell.
+std::vector<float> MattesOf(const FrameLook& look, const Settings& settings) {
+    std::vector<std::uint16_t> keyed(look.pixels.size());
+    KeyInputs<std::uint16_t> inputs;
+    if (settings.smoothBG) inputs.cleanPlate.packed = look.plate.data();
+    RowSource<std::uint16_t> source;
+    source.packed = look.pixels.data();
+    RowSink<std::uint16_t> sink;
+    sink.packed = keyed.data();
+    Key<std::uint16_t>(PixelByPixel(settings), look.width, look.height, source, sink, {}, inputs);
+    std::vector<float> mattes(keyed.size() / 4);
+    for (std::size_t i = 0; i < mattes.size(); ++i)
+        mattes[i] = static_cast<float>(keyed[4 * i + 3]) / 65535.0f;
+    return mattes;
+}
+
+}  // namespace
+
+struct SettingsSearch::Sums {
     double all = 0;
     double edges = 0;
     double edgeWeight = 0;
@@ -87,28 +112,43 @@ struct Sums {
     }
 };
 
-Sums SumsOf(const FrameLook& look, const Settings& settings) {
-    std::vector<std::uint16_t> keyed(look.pixels.size());
-    KeyInputs<std::uint16_t> inputs;
-    if (settings.smoothBG) inputs.cleanPlate.packed = look.plate.data();
-    RowSource<std::uint16_t> source;
-    source.packed = look.pixels.data();
-    RowSink<std::uint16_t> sink;
-    sink.packed = keyed.data();
-    Key<std::uint16_t>(PixelByPixel(settings), look.width, look.height, source, sink, {}, inputs);
+/// Guesses err most where the picture says least, and there what the key unmixes in linear light
+/// is the better half of the truth.
+SettingsSearch::Target SettingsSearch::TargetOf(const FrameLook& look,
+                                                const Settings& settings) const {
+    Settings unmixing = settings;
+    unmixing.matteLight = MatteLight::Linear;
+    unmixing.clipBlack = 0;
+    unmixing.clipWhite = 100;
+    const std::vector<float> unmixed = MattesOf(look, unmixing);
+    Target target{look.coverage, look.weight, std::vector<float>(unmixed.size())};
+    for (std::size_t i = 0; i < unmixed.size(); ++i) {
+        float& coverage = target.coverage[i];
+        float& weight = target.weight[i];
+        if (look.trust[i] != Trust::Sure) {
+            const float apart = coverage - unmixed[i];
+            const float usual = look.trust[i] == Trust::Edge ? kApartAtEdge : kApartInside;
+            weight *= 1 / (1 + apart * apart / (usual * usual));
+            coverage -= kUnmixedShare * apart;
+        }
+        if (coverage > kLeastPartial && coverage < 1 - kLeastPartial) target.edge[i] = weight;
+    }
+    return target;
+}
+
+SettingsSearch::Sums SettingsSearch::SumsOf(std::size_t look, const Settings& settings) const {
+    const std::vector<float> mattes = MattesOf(*looks_[look], settings);
+    const Target& target = targets_[look];
     Sums sums;
-    sums.count = static_cast<double>(look.coverage.size());
-    for (std::size_t i = 0; i < look.coverage.size(); ++i) {
-        const float matte = static_cast<float>(keyed[4 * i + 3]) / 65535.0f;
-        const double error = std::abs(matte - look.coverage[i]);
-        sums.all += look.weight[i] * error;
-        sums.edges += look.edge[i] * error;
-        sums.edgeWeight += look.edge[i];
+    sums.count = static_cast<double>(mattes.size());
+    for (std::size_t i = 0; i < mattes.size(); ++i) {
+        const double error = std::abs(mattes[i] - target.coverage[i]);
+        sums.all += target.weight[i] * error;
+        sums.edges += target.edge[i] * error;
+        sums.edgeWeight += target.edge[i];
     }
     return sums;
 }
-
-}  // namespace
 
 std::span<const ParameterId> TunableSliders() {
     static constexpr auto kIds = [] {
@@ -122,14 +162,15 @@ std::span<const ParameterId> TunableSliders() {
 
 SettingsSearch::SettingsSearch(std::span<const FrameLook* const> looks, const Settings& plain,
                                std::span<const ParameterId> fixed, const Threads& threads)
-    : looks_(looks), plain_(plain), fixed_(fixed), threads_(threads), plainErrors_(Errors(plain)) {}
+    : looks_(looks), plain_(plain), fixed_(fixed), threads_(threads), targets_(looks.size()) {
+    Aim(plain);
+}
 
-MatteErrors SettingsSearch::Errors(const Settings& settings) const {
-    std::vector<Sums> sums(looks_.size());
+void SettingsSearch::ForEachLook(const std::function<void(std::size_t)>& visit) const {
     std::vector<std::exception_ptr> errors(looks_.size());
     const auto task = [&](int i) {
         try {
-            sums[i] = SumsOf(*looks_[i], settings);
+            visit(i);
         } catch (...) {
             errors[i] = std::current_exception();
         }
@@ -139,16 +180,26 @@ MatteErrors SettingsSearch::Errors(const Settings& settings) const {
         threads_.run(count, task);
     else
         for (int i = 0; i < count; ++i) task(i);
+    for (const std::exception_ptr& error : errors)
+        if (error) std::rethrow_exception(error);
+}
+
+/// Expects what these settings let the looks show.
+void SettingsSearch::Aim(const Settings& settings) {
+    ForEachLook([&](std::size_t i) { targets_[i] = TargetOf(*looks_[i], settings); });
+    plainErrors_ = Errors(plain_);
+}
+
+MatteErrors SettingsSearch::Errors(const Settings& settings) const {
+    std::vector<Sums> sums(looks_.size());
+    ForEachLook([&](std::size_t i) { sums[i] = SumsOf(i, settings); });
     Sums all;
-    for (std::size_t i = 0; i < sums.size(); ++i) {
-        if (errors[i]) std::rethrow_exception(errors[i]);
-        all.Add(sums[i]);
-    }
+    for (const Sums& one : sums) all.Add(one);
     return all.Means();
 }
 
 MatteErrors SettingsSearch::ErrorsOf(std::size_t look, const Settings& settings) const {
-    return SumsOf(*looks_[look], settings).Means();
+    return SumsOf(look, settings).Means();
 }
 
 bool SettingsSearch::IsFree(ParameterId id) const {
@@ -163,7 +214,7 @@ double SettingsSearch::Cost(const Settings& settings) const {
            kEdgeGuard * std::max(errors.edges - kEdgeAim * plainErrors_.edges, 0.0);
 }
 
-Settings SettingsSearch::Descend(Settings best, bool onlyCleaning) const {
+Settings SettingsSearch::Descend(Settings best, bool onlyCleaning, int firstRound) const {
     double cost = Cost(best);
     const auto step = [&](const Steps& steps, int by) {
         const int value = Value(best, steps.id);
@@ -176,7 +227,7 @@ Settings SettingsSearch::Descend(Settings best, bool onlyCleaning) const {
         cost = reached;
         return true;
     };
-    for (int round = 0; round < kRounds; ++round)
+    for (int round = firstRound; round < kRounds; ++round)
         for (const Steps& steps : kSteps) {
             if (!IsFree(steps.id) || (onlyCleaning && !steps.cleans)) continue;
             const int size = steps.sizes[round];
@@ -187,7 +238,7 @@ Settings SettingsSearch::Descend(Settings best, bool onlyCleaning) const {
     return best;
 }
 
-Settings SettingsSearch::Run(bool onlyCleaning) const {
+Settings SettingsSearch::BestOfStarts(bool onlyCleaning) const {
     Settings best = plain_;
     double cost = Cost(best);
     for (const Start& from :
@@ -203,12 +254,22 @@ Settings SettingsSearch::Run(bool onlyCleaning) const {
             put(BlueHue, from.blueHue);
             put(DespillGray, from.despillGray);
         }
-        const Settings found = Descend(start, onlyCleaning);
+        const Settings found = Descend(start, onlyCleaning, 0);
         const double reached = Cost(found);
         if (reached < cost) {
             best = found;
             cost = reached;
         }
+    }
+    return best;
+}
+
+Settings SettingsSearch::Run(bool onlyCleaning) {
+    Settings best = BestOfStarts(onlyCleaning);
+    for (int pass = 0; pass < kPasses; ++pass) {
+        Aim(best);
+        best = Descend(best, onlyCleaning, kRefiningRound);
+        if (!(Cost(best) < Cost(plain_))) return plain_;
     }
     return best;
 }

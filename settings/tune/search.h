@@ -1,6 +1,7 @@
 #ifndef VELTRANE_SETTINGS_TUNE_SEARCH_H
 #define VELTRANE_SETTINGS_TUNE_SEARCH_H
 
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -25,22 +26,36 @@ public:
     SettingsSearch(std::span<const FrameLook* const> looks, const Settings& plain,
                    std::span<const ParameterId> fixed, const Threads& threads);
 
-    /// The best found; never worse than the plain settings, nor at edges.
-    Settings Run(bool onlyCleaning) const;
+    /// The best found; by what is expected in the end never worse than the plain settings.
+    Settings Run(bool onlyCleaning);
 
     /// Over all looks, and of one alone.
     MatteErrors Errors(const Settings& settings) const;
     MatteErrors ErrorsOf(std::size_t look, const Settings& settings) const;
 
 private:
+    /// What is expected of a look.
+    struct Target {
+        std::vector<float> coverage;
+        std::vector<float> weight;
+        std::vector<float> edge;  ///< the weight where the coverage is partial, else 0
+    };
+    struct Sums;
+
+    Target TargetOf(const FrameLook& look, const Settings& settings) const;
+    Sums SumsOf(std::size_t look, const Settings& settings) const;
+    void ForEachLook(const std::function<void(std::size_t)>& visit) const;
+    void Aim(const Settings& settings);
     double Cost(const Settings& settings) const;
-    Settings Descend(Settings start, bool onlyCleaning) const;
+    Settings Descend(Settings best, bool onlyCleaning, int firstRound) const;
+    Settings BestOfStarts(bool onlyCleaning) const;
     bool IsFree(ParameterId id) const;
 
     std::span<const FrameLook* const> looks_;
     Settings plain_;
     std::span<const ParameterId> fixed_;
     const Threads& threads_;
+    std::vector<Target> targets_;
     MatteErrors plainErrors_;
 };
 

@@ -95,7 +95,7 @@ TunedSettings ShotTuner::Find(const Threads& threads) const {
         return tuned;
     }
     if (!HasSubject(tuned)) tuned.kind = ShotKind::NoSubject;
-    const SettingsSearch search(telling, request_.settings, request_.fixed, threads);
+    SettingsSearch search(telling, request_.settings, request_.fixed, threads);
     tuned.settings = search.Run(tuned.kind == ShotKind::NoSubject);
     TellSliders(search, request_.settings, tuned);
     for (std::size_t i = 0; i < telling.size(); ++i)
