@@ -66,35 +66,39 @@ std::shared_ptr<const media::Frame> FrameStore::Get(std::int64_t number, Reading
     std::shared_ptr<const media::Frame> frame = kept_.Find<media::Frame>(NameOf(number));
     const bool shown = reading == Reading::Shown;
     if (!frame) frame = Decode(number, shown ? shown_ : aside_, threads_, check);
-    if (shown) ExpectAfter(number);
+    if (shown) ExpectFrom(number);
     return frame;
 }
 
-/// Brings the reader to this frame or, of a video, near it: from where it is, if that is before,
-/// else anew, which for a video means from its first frame.
+/// Brings the reader to this frame or, of a video, near it: from where it is, if that is not far
+/// before, else anew. Of a video whose container has an index, that means from the last frame at
+/// which decoding can begin, else from its first.
 void FrameStore::Reach(Cursor& cursor, std::int64_t number) {
+    constexpr std::int64_t kFar = 48;
     const bool isVideo = info_.kind == media::Kind::Video;
-    if (cursor.reader && number >= cursor.next && (isVideo || number == cursor.next)) return;
-    // Whoever steps back finds the frames before this one, too.
-    constexpr std::int64_t kBefore = 8;
-    const bool back = isVideo && number < cursor.next;
+    const bool isFar = number > cursor.next + kFar && info_.format.starts_with("mov");
+    const bool isNext = number == cursor.next || (isVideo && number > cursor.next && !isFar);
+    if (cursor.reader && isNext) return;
     media::ReadOptions options;
     options.threads = threads_;
-    options.frames =
-        media::FrameRange{back ? std::max(number - kBefore, info_.firstFrame) : number, last_};
+    // The frames before this one have to be decoded in any case.
+    const std::int64_t before = isVideo ? FramesAround() : 0;
+    options.frames = media::FrameRange{std::max(number - before, info_.firstFrame), last_};
     cursor.reader = media::Open(path_, options);
     cursor.next = options.frames->first;
-    while (cursor.next < number) {
-        const std::int64_t before = cursor.next;
-        const std::shared_ptr<media::Fetched> fetched = Fetch(cursor, before);
-        if (!Holds(before)) Keep(cursor, *fetched, before, threads_);
-    }
 }
 
-/// The frame, which the reader comes to.
+/// The frame, which the reader comes to. Those that a video's reader passes shortly before it are
+/// kept for whoever steps back.
 std::shared_ptr<media::Fetched> FrameStore::Fetch(Cursor& cursor, std::int64_t number) {
     std::shared_ptr<media::Fetched> fetched;
-    for (; cursor.next <= number; ++cursor.next) fetched = cursor.reader->Fetch();
+    const std::size_t bytes = std::size_t{8} * info_.width * info_.height;  // at most
+    for (; cursor.next <= number; ++cursor.next) {
+        fetched = cursor.reader->Fetch();
+        const std::int64_t left = number - cursor.next;
+        if (fetched && left > 0 && left <= FramesAround() && !Holds(cursor.next))
+            kept_.Add<media::Fetched>(NameOfPassed(cursor.next), fetched, bytes);
+    }
     if (!fetched) throw media::Error(path_ + ": ends before frame " + std::to_string(number));
     // Files of a sequence that are missing are passed over.
     while (IsMissing(cursor.next)) ++cursor.next;
@@ -121,6 +125,8 @@ std::shared_ptr<const media::Frame> FrameStore::Decode(std::int64_t number, Curs
     // Another thread may have decoded it meanwhile.
     if (auto frame = kept_.Find<media::Frame>(NameOf(number))) return frame;
     try {
+        const auto passed = kept_.Find<media::Fetched>(NameOfPassed(number));
+        if (passed && cursor.reader) return Keep(cursor, *passed, number, threads);
         Reach(cursor, number);
         const std::shared_ptr<media::Fetched> fetched = Fetch(cursor, number);
         return Keep(cursor, *fetched, number, threads);
@@ -130,27 +136,42 @@ std::shared_ptr<const media::Frame> FrameStore::Decode(std::int64_t number, Curs
     }
 }
 
-std::int64_t FrameStore::FramesAhead() const {
+/// How many frames before or after the one that is looked at are made ready.
+std::int64_t FrameStore::FramesAround() const {
     constexpr std::size_t kMost = 16;
     const std::size_t bytes = std::size_t{8} * info_.width * info_.height;
     return static_cast<std::int64_t>(std::min(kMost, kept_.limit() / (4 * bytes)));
 }
 
-void FrameStore::ExpectAfter(std::int64_t number) {
+void FrameStore::ExpectFrom(std::int64_t number) {
     const std::lock_guard lock(expecting_);
     wanted_ = {number + 1, number};
-    if (number == latest_ + 1) wanted_.last = std::min(number + FramesAhead(), last_);
+    if (number == latest_ + 1) wanted_.last = std::min(number + FramesAround(), last_);
+    if (number == latest_ - 1 && info_.kind == media::Kind::Video) ExpectBefore(number);
     latest_ = number;
     expected_.notify_one();
+}
+
+/// Where half of the frames before this one are not ready, the last of the others shall be reached,
+/// and those before it be passed.
+void FrameStore::ExpectBefore(std::int64_t number) {
+    const std::int64_t half = FramesAround() / 2;
+    std::int64_t behind = number - 1;
+    while (behind >= number - half && Holds(behind)) --behind;
+    if (behind >= number - half && behind >= info_.firstFrame) wanted_ = {behind, behind};
 }
 
 void FrameStore::WorkAhead(const std::stop_token& stop) {
     std::unique_lock lock(expecting_);
     while (expected_.wait(lock, stop, [&] { return wanted_.first <= wanted_.last; })) {
         const std::int64_t number = wanted_.first++;
+        const bool isBehind = number < latest_;
         lock.unlock();
         try {
-            if (!IsMissing(number) && !Holds(number)) Decode(number, shown_, 1, {});
+            // A reader of its own leaves that of the frames that are shown where it is.
+            Cursor behind;
+            if (!IsMissing(number) && !Holds(number))
+                Decode(number, isBehind ? behind : shown_, 1, {});
         } catch (const std::exception&) {
             // Whoever asks for the frame is told.
         }

@@ -14,7 +14,8 @@
 
 namespace veltrane::studio {
 
-/// The decoded frames of a shot in any order. Whoever steps forward finds the next ones decoded.
+/// The decoded frames of a shot in any order. Whoever steps forward finds the next ones decoded,
+/// and whoever steps back through a video the ones before.
 class FrameStore {
 public:
     /// kept serves all shots, under names that begin with name, and must stay. Throws media::Error.
@@ -38,7 +39,9 @@ public:
     std::shared_ptr<const media::Frame> Get(std::int64_t number, Reading reading = Reading::Aside,
                                             const std::function<void()>& check = {});
     /// Whether the frame can be had at once.
-    bool Holds(std::int64_t number) const { return kept_.Has(NameOf(number)); }
+    bool Holds(std::int64_t number) const {
+        return kept_.Has(NameOf(number)) || kept_.Has(NameOfPassed(number));
+    }
 
 private:
     /// A reader, and where it is.
@@ -49,6 +52,9 @@ private:
     };
 
     std::string NameOf(std::int64_t number) const;
+    /// Of a frame of a video as it was fetched on the way to another, which takes less memory and
+    /// becomes a frame at once.
+    std::string NameOfPassed(std::int64_t number) const { return NameOf(number) + " passed"; }
     void CheckNumber(std::int64_t number) const;
     std::shared_ptr<const media::Frame> Decode(std::int64_t number, Cursor& cursor, int threads,
                                                const std::function<void()>& check);
@@ -57,8 +63,9 @@ private:
     std::shared_ptr<const media::Frame> Keep(Cursor& cursor, const media::Fetched& fetched,
                                              std::int64_t number, int threads);
     bool IsMissing(std::int64_t number) const;
-    std::int64_t FramesAhead() const;
-    void ExpectAfter(std::int64_t number);
+    std::int64_t FramesAround() const;
+    void ExpectFrom(std::int64_t number);
+    void ExpectBefore(std::int64_t number);
     void WorkAhead(const std::stop_token& stop);
 
     std::string path_;
@@ -74,7 +81,7 @@ private:
     std::mutex expecting_;  ///< guards the next three
     std::condition_variable_any expected_;
     std::int64_t latest_ = 0;         ///< asked for
-    media::FrameRange wanted_{1, 0};  ///< to be decoded ahead
+    media::FrameRange wanted_{1, 0};  ///< to be decoded
     std::jthread ahead_;              ///< last, so that it ends first
 };
 

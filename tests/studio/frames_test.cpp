@@ -176,6 +176,17 @@ TEST_F(StudioFrames, OfAnyNumberComeInAnyOrder) {
     ExpectRefused(source("f.#.png", 5), 404, "frame 5 of the sequence is missing");
     for (const int frame : {4, 1, 2, 4, 3})
         EXPECT_EQ(Pixels(source("clip.mkv", frame)), media::ReadFrame("clip.mkv", frame).pixels);
+    // A long one, whose frames build on those before, back and forth.
+    WriteFrames(60);
+    Run("key f.#.png long.mp4 --background #204060 --quiet --key-color #40b838");
+    const auto reader = media::Open("long.mp4");
+    std::vector<media::Pixels> inOrder{{}};
+    while (const auto fetched = reader->Fetch()) inOrder.push_back(reader->Decode(*fetched).pixels);
+    ASSERT_EQ(inOrder.size(), 61u);
+    for (int frame = 59; frame > 30; --frame)
+        EXPECT_EQ(Pixels(source("long.mp4", frame)), inOrder[frame]) << frame;
+    for (const int frame : {5, 4, 57, 56, 1, 60, 59})
+        EXPECT_EQ(Pixels(source("long.mp4", frame)), inOrder[frame]) << frame;
     // A file that was written anew is read anew when it is opened.
     Write("f.3.png", Picture(33));
     Asked("/api/open", {{"path", "f.#.png"}});
