@@ -155,9 +155,10 @@ HttpResponse Session::Route(const HttpRequest& request) {
 }
 
 HttpResponse Session::SessionInfo(const Json&) {
-    Json json{{"version", start_.version}, {"cpu", CpuLevelName(CurrentCpuLevel())},
-              {"threads", start_.threads}, {"root", root_.path().string()},
-              {"parameters", parameters_}, {"formats", FormatsJson()}};
+    Json json{{"version", start_.version},     {"cpu", CpuLevelName(CurrentCpuLevel())},
+              {"threads", start_.threads},     {"memoryLimit", kept_.limit()},
+              {"root", root_.path().string()}, {"parameters", parameters_},
+              {"formats", FormatsJson()}};
     json["shot"] = firstShot_.empty() ? Json() : Opened(firstShot_, true);
     return JsonResponse(json);
 }

@@ -102,7 +102,8 @@ HttpResponse Session::Frame(const Json& request) {
                         {"X-Milliseconds", Fixed(answer.milliseconds)},
                         {"X-Form", std::string(CpuLevelName(CurrentCpuLevel()))},
                         {"X-Generation", std::to_string(wish.ticket.generation())},
-                        {"X-Held", std::to_string(answer.held)}};
+                        {"X-Held", std::to_string(answer.held)},
+                        {"X-Memory", std::to_string(kept_.used())}};
     return response;
 }
 

@@ -51,7 +51,7 @@ export async function fetchFrame(request, purpose, held = null) {
     const number = (name) => Number(response.headers.get(name));
     const body = await received(response);
     const facts = {generation, width: number('X-Width'), height: number('X-Height'), scale: number('X-Scale') || 1,
-        milliseconds: number('X-Milliseconds'), form: response.headers.get('X-Form') ?? ''};
+        milliseconds: number('X-Milliseconds'), memory: number('X-Memory'), form: response.headers.get('X-Form') ?? ''};
     if (number('X-Held')) return {...facts, changes: body};
     if (body.byteLength !== facts.width * facts.height * 8) throw new Refusal('', 0);
     return {...facts, pixels: new Uint16Array(body)};

@@ -151,6 +151,11 @@ export class Slot {
     }
 }
 
+/** The frame, or null where it does not come. */
+export function arrives(request, purpose) {
+    return new Promise((done) => new Slot(purpose, done, () => done(null)).want(request));
+}
+
 /** From now on the frame's pixels stay as they are. */
 function keep(frame) {
     frame.isKept = true;

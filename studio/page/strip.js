@@ -1,6 +1,6 @@
 // Frames over the whole shot, keyed with the present settings.
 
-import {Slot, requestFor} from './frames.js';
+import {arrives, requestFor} from './frames.js';
 import {later, make} from './dom.js';
 import {texts} from './texts.js';
 import {VIEWS} from './viewer.js';
@@ -66,16 +66,11 @@ export class Strip {
         const show = VIEWS[store.view.show] ?? VIEWS.result;
         for (const cell of this.#cells) {
             if (store.dragging || turn !== this.#turn) return;
-            const frame = await arrives(requestFor(store, show.frame, {scale: REDUCED, frame: cell.frame}));
+            const frame = await arrives(requestFor(store, show.frame, {scale: REDUCED, frame: cell.frame}), 'strip');
             if (turn !== this.#turn) return;
             if (frame) paint(cell.canvas, frame, show.look);
         }
     }
-}
-
-/** The frame, or null where it does not come. */
-function arrives(request) {
-    return new Promise((done) => new Slot('strip', done, () => done(null)).want(request));
 }
 
 /** Paints a frame of 16 bits as it is looked at, over a checker where that shows through. */

@@ -63,6 +63,8 @@ export const texts = {
     gammaIs: (gamma) => `γ ${gamma}`,
     reduced: (scale) => `1/${scale} size`,
     frameFacts: 'What this frame took',
+    memory: (used, limit) => `${used} of ${limit} GB`,
+    memoryHelp: 'Memory that the studio keeps frames in, and the most that it may take',
     facts: (keyed, form, shown) => `keyed ${keyed} ms · ${form} · shown after ${shown} ms`,
 
     // Time

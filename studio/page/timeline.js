@@ -173,18 +173,24 @@ export class Timeline {
         const pace = 1000 * den / num;
         this.#stamps = [];
         this.#due = performance.now();
+        this.#viewer.playAt(1);
         while (this.speed) {
-            const [low, high] = this.#store.work.range;
-            let next = this.#store.frame + this.speed;
-            if (next > high) next = low;
-            if (next < low) next = high;
-            this.#store.goTo(next);
+            this.#store.goTo(this.#next);
+            // While this frame is painted, the next one is keyed.
+            const ahead = this.#viewer.expect(this.#next);
             await this.#viewer.stands();
             this.#count();
             this.#due = Math.max(this.#due + pace, performance.now() - pace);
             const wait = this.#due - performance.now();
             await new Promise((done) => setTimeout(done, Math.max(wait, 0)));
+            await ahead;
         }
+    }
+
+    /** The frame to play after the present one. */
+    get #next() {
+        const [low, high] = this.#store.work.range, next = this.#store.frame + this.speed;
+        return next > high ? low : next < low ? high : next;
     }
 
     #count() {

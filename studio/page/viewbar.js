@@ -42,9 +42,10 @@ export class Viewbar {
         this.zoom = button({label: texts.fit, text: '100 %', keys: 'f', class: 'quiet zoom', id: 'zoom', onClick: () => viewer.toFit()});
         this.tone = button({label: texts.resetLook, text: '', keys: '0', class: 'quiet tone', id: 'tone', onClick: () => viewer.resetLook()});
         this.mark = make('span', {class: 'reduced'});
+        this.memory = make('span', {class: 'dim facts', id: 'memory', title: texts.memoryHelp});
         this.state = make('output', {class: 'dim facts', 'aria-label': texts.frameFacts, id: 'facts'});
         node.append(this.channels.node, this.background.node, this.color, this.gain.node, this.wipe, this.straight, this.nearest, this.zoom, this.tone,
-            make('span', {class: 'space'}), this.mark, this.state);
+            make('span', {class: 'space'}), this.mark, this.memory, this.state);
     }
 
     async #setBackground(kind) {
@@ -105,6 +106,10 @@ export class Viewbar {
         this.tone.hidden = tones.length === 0;
         const frame = viewer.main.frame;
         say(this.mark, look.sourceHeld ? texts.views.source : frame && frame.scale > 1 ? texts.reduced(frame.scale) : '');
-        say(this.state, frame && this.#store.shot ? texts.facts(frame.milliseconds.toFixed(1), frame.form, Math.round(viewer.main.took)) : '');
+        const {shot, session} = this.#store;
+        say(this.state, frame && shot ? texts.facts(frame.milliseconds.toFixed(1), frame.form, Math.round(viewer.main.took)) : '');
+        say(this.memory, frame && shot ? texts.memory(gigabytes(frame.memory), gigabytes(session.memoryLimit)) : '');
     }
 }
+
+const gigabytes = (bytes) => (bytes / 2 ** 30).toFixed(1);

@@ -1,7 +1,7 @@
 // The picture: which frames it needs, and how they are shown.
 
 import {Painter} from './painter.js';
-import {Slot, requestFor, scaleForDrag} from './frames.js';
+import {Slot, arrives, requestFor, scaleForDrag} from './frames.js';
 import {parseColor} from './color.js';
 
 /** What each view is made of: the frame asked for, and how the shader looks at it. */
@@ -46,7 +46,7 @@ export class Viewer {
         this.canvas = canvas;
         this.#store = store;
         this.#painter = new Painter(canvas, () => this.draw());
-        const slot = (purpose, texture, options) => new Slot(purpose, (frame) => this.#arrived(texture, frame), (refusal) => { fail(refusal); this.draw(); }, options);
+        const slot = (purpose, texture, options) => new Slot(purpose, (frame) => this.#arrived(texture, frame), (refusal) => { fail(refusal); this.#refreshSource(); this.draw(); }, options);
         this.shown = slot('main', 'uShown', {follows: true});
         this.source = slot('source', 'uSource');
         this.other = slot('snapshot', 'uOther');
@@ -81,12 +81,24 @@ export class Viewer {
         const show = VIEWS[store.view.show] ?? VIEWS.result;
         const scale = this.#playScale || (store.dragging ? scaleForDrag(this.exactTook) : 1);
         if (show.frame !== 'source') this.shown.want(requestFor(store, show.frame, {scale}));
-        this.source.want(requestFor(store, 'source', {scale: this.#playScale || 1}));
+        this.#refreshSource();
         const snapshot = store.snapshot(store.view.compare);
         this.other.want(snapshot ? requestFor(store, show.frame === 'source' ? 'result' : show.frame, {settings: snapshot.settings, scale}) : null);
         const {kind, path, first} = store.view.background;
         this.backdrop.want(kind === 'picture' && path ? sourceRequest(path, first) : null);
         this.draw();
+    }
+
+    /** The source waits for what is looked at, unless it is looked at itself, and is left out of play. */
+    #refreshSource() {
+        const isSeen = this.frameName === 'source' || this.look.wipe || this.look.sourceHeld;
+        if (isSeen || !this.#playScale && (this.shown.isCurrent || this.shown.failed))
+            this.source.want(requestFor(this.#store, 'source', {scale: this.#playScale || 1}));
+    }
+
+    /** Asks for a frame that will be looked at next; waits until it is there or will not come. */
+    expect(frame) {
+        return arrives(requestFor(this.#store, this.frameName, {scale: this.#playScale || 1, frame}), 'ahead');
     }
 
     /** Asks again for all that is missing, once the server is back. */
@@ -111,7 +123,7 @@ export class Viewer {
         return new Promise((done) => this.#waiting.push(done));
     }
 
-    /** While frames are played, they may be reduced; 0 ends that. */
+    /** While frames are played, they are reduced by so much; 0 ends that. */
     playAt(scale) {
         this.#playScale = scale;
     }
@@ -120,8 +132,9 @@ export class Viewer {
         if (texture === 'uShown' && frame.scale === 1 && !this.#playScale) this.exactTook = this.shown.took;
         this.#painter.hold(texture, frame);
         // At once, since the next refresh of the screen may be long in coming.
-        if (texture === 'uShown') this.paint();
-        else this.draw();
+        if (texture !== 'uShown') return this.draw();
+        this.paint();
+        this.#refreshSource();
     }
 
     #resize() {
@@ -198,6 +211,7 @@ export class Viewer {
 
     change(changes) {
         Object.assign(this.look, changes);
+        if (this.#store.work) this.#refreshSource();
         this.draw();
     }
 

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -108,11 +109,12 @@ protected:
         EXPECT_EQ(Files("."), before);
     }
 
-    /// The process of a command that runs beside the test.
+    /// The process of a command that runs beside the test, and no longer than it.
     pid_t Start(const std::string& arguments) const {
         const pid_t child = fork();
-        if (child == 0) Execute(arguments);
-        return child;
+        if (child != 0) return child;
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        Execute(arguments);
     }
 
     nlohmann::json Json(const std::string& arguments) const {

@@ -1,5 +1,6 @@
 """A studio and a browser for the tests of its page."""
 
+import ctypes
 import hashlib
 import os
 import re
@@ -40,13 +41,19 @@ def digest(pixels):
     return hashlib.sha256(pixels.tobytes()).hexdigest()
 
 
+def end_with_parent():
+    """Has the kernel end this process when the test's is killed."""
+    PR_SET_PDEATHSIG = 1
+    ctypes.CDLL(None).prctl(PR_SET_PDEATHSIG, signal.SIGTERM)
+
+
 class Studio:
     """A running studio over a folder."""
 
     def __init__(self, folder, *arguments):
         self.folder = folder
         self.process = subprocess.Popen([COMMAND, "studio", *arguments, "--no-browser", "--root", str(folder)],
-                                        cwd=folder, stdout=subprocess.PIPE, text=True)
+                                        cwd=folder, stdout=subprocess.PIPE, text=True, preexec_fn=end_with_parent)
         self.address = self.process.stdout.readline().strip()
         self.port = re.match(r"http://127\.0\.0\.1:(\d+)/\?token=", self.address)[1]
 
