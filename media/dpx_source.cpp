@@ -199,8 +199,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<ImageSource> OpenPlainDpx(const std::string& path) {
-    Bytes file = ReadAll(path);
+std::unique_ptr<ImageSource> OpenPlainDpx(const std::string& path, const Threads& threads) {
+    Bytes file = ReadAll(path, threads);
     CheckDpx(path, file);
     const DpxHeader header(file);
     if (!IsPlain(header)) return nullptr;

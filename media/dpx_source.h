@@ -10,7 +10,7 @@ namespace veltrane::media {
 
 /// Opens a DPX of a common kind: RGB or RGBA of 8 or 16 bits, or of 10 bits of which three fill a
 /// word, in either byte order. Returns null for one of the others. Throws Error when it is damaged.
-std::unique_ptr<ImageSource> OpenPlainDpx(const std::string& path);
+std::unique_ptr<ImageSource> OpenPlainDpx(const std::string& path, const Threads& threads);
 
 }  // namespace veltrane::media
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "imaging/threads.h"
 #include "media/pixel_memory.h"
 
 namespace veltrane::media {
@@ -11,8 +12,8 @@ namespace veltrane::media {
 /// Bytes of a file; those that are made room for are not set.
 using Bytes = UnsetVector<std::uint8_t>;
 
-/// A whole file. Throws Error when it cannot be read.
-Bytes ReadAll(const std::string& path);
+/// A whole file, by the threads lent. Throws Error when it cannot be read.
+Bytes ReadAll(const std::string& path, const Threads& threads = {});
 
 }  // namespace veltrane::media
 

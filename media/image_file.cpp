@@ -118,21 +118,23 @@ bool StoredPremultiplied(const OpenImage& image, Association association) {
 }
 
 /// Opens what is of a common kind by itself, and leaves the rest to the image library.
-std::unique_ptr<ImageSource> OpenSource(const std::string& path, const std::string& format) {
-    if (format == "png") return OpenPng(path);
+std::unique_ptr<ImageSource> OpenSource(const std::string& path, const std::string& format,
+                                        const Threads& threads) {
+    if (format == "png") return OpenPng(path, threads);
     std::unique_ptr<ImageSource> source;
     if (format == "tiff") source = OpenPlainTiff(path);
-    if (format == "dpx") source = OpenPlainDpx(path);
+    if (format == "dpx") source = OpenPlainDpx(path, threads);
     return source ? std::move(source) : OpenByLibrary(path, format);
 }
 
-OpenImage OpenImageFile(const std::string& path, const ReadOptions& options) {
+OpenImage OpenImageFile(const std::string& path, const ReadOptions& options,
+                        const Threads& threads = {}) {
     OpenImage image;
     image.format = ImageFormatOf(path);
     if (image.format.empty()) Fail(path, "is no image that can be read");
     if (image.format == "tiff") image.tiff = TiffFile(path).Layout();
     CheckStructure(path, image.format);
-    image.source = OpenSource(path, image.format);
+    image.source = OpenSource(path, image.format, threads);
     const ImageLayout& layout = image.layout();
     CheckSize(path, layout.width, layout.height);
     CheckSize(path, layout.fullWidth, layout.fullHeight);
@@ -343,7 +345,7 @@ Frame ReadImage(const std::string& path, std::int64_t number, const ReadOptions&
         std::optional<Frame> frame = ReadExr(path, number, options, threads);
         if (frame) return *std::move(frame);
     }
-    const OpenImage image = OpenImageFile(path, options);
+    const OpenImage image = OpenImageFile(path, options, threads);
     const Placement placement(image.turn, image.layout().fullWidth, image.layout().fullHeight);
     Frame frame;
     frame.width = placement.width;

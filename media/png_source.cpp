@@ -17,7 +17,7 @@ namespace {
 
 /// The whole file and what reads it.
 struct PngFile {
-    explicit PngFile(const std::string& path) : bytes(ReadAll(path)) {
+    PngFile(const std::string& path, const Threads& threads) : bytes(ReadAll(path, threads)) {
         CheckPng(path, bytes);
         reader = std::make_unique<PngReader>(path, bytes);
     }
@@ -110,8 +110,8 @@ private:
 
 }  // namespace
 
-std::unique_ptr<ImageSource> OpenPng(const std::string& path) {
-    auto file = std::make_unique<PngFile>(path);
+std::unique_ptr<ImageSource> OpenPng(const std::string& path, const Threads& threads) {
+    auto file = std::make_unique<PngFile>(path, threads);
     ImageLayout layout = file->reader->Layout();
     if (file->reader->HoldsPackedMetadata()) {
         layout.attributes = OpenByLibrary(path, "png")->layout().attributes;

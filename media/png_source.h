@@ -9,7 +9,7 @@
 namespace veltrane::media {
 
 /// Opens a PNG. Throws Error when it is damaged.
-std::unique_ptr<ImageSource> OpenPng(const std::string& path);
+std::unique_ptr<ImageSource> OpenPng(const std::string& path, const Threads& threads);
 
 }  // namespace veltrane::media
 

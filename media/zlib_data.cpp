@@ -198,14 +198,13 @@ Bytes Zipper::Zip(const std::uint8_t* bytes, std::size_t size) {
     }
     Begin();
     Give(bytes, size, true);
-    Bytes zipped(size / 2 + 4096);
-    std::size_t made = Take(zipped.data(), zipped.size());
-    while (made == zipped.size()) {
-        zipped.resize(zipped.size() * 2);
-        made += Take(zipped.data() + made, zipped.size() - made);
+    room_.resize(std::max(room_.size(), size + 4096));
+    std::size_t made = Take(room_.data(), room_.size());
+    while (made == room_.size()) {
+        room_.resize(room_.size() * 2);
+        made += Take(room_.data() + made, room_.size() - made);
     }
-    zipped.resize(made);
-    return zipped;
+    return {room_.begin(), room_.begin() + static_cast<std::ptrdiff_t>(made)};
 }
 
 }  // namespace veltrane::media

@@ -50,6 +50,7 @@ private:
     class Stream;
     std::unique_ptr<Stream> stream_;
     std::unique_ptr<GrainZipper> grain_;
+    Bytes room_;
 };
 
 }  // namespace veltrane::media
