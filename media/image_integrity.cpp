@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "media/fail.h"
+#include "media/jpeg_data.h"
 #include "media/png_file.h"
 #include "media/tiff_file.h"
 #include "media/zlib_data.h"
@@ -176,6 +177,7 @@ void CheckStructure(const std::string& path, const std::string& format) {
 
 void CheckPixelData(const std::string& path, const std::string& format) {
     if (format == "tiff") TiffFile(path).CheckData();
+    if (format == "jpeg" && !IsWholeJpeg(ReadAll(path))) Fail(path, kDamaged);
 }
 
 }  // namespace veltrane::media

@@ -19,8 +19,8 @@ void CheckStructure(const std::string& path, const std::string& format);
 void CheckPng(const std::string& path, const Bytes& bytes);
 void CheckDpx(const std::string& path, const Bytes& bytes);
 
-/// Throws Error when compressed pixels disagree with their checksum; for formats where the one that
-/// decompresses does not tell.
+/// Throws Error when compressed pixels disagree with their checksum, or cannot be decompressed
+/// without a fault; for formats where the one that decompresses does not tell.
 void CheckPixelData(const std::string& path, const std::string& format);
 
 }  // namespace veltrane::media

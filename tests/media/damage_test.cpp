@@ -94,6 +94,24 @@ TEST_F(DamageTest, WhatIsReadIsWholeAndResumeKeepsNothingElse) {
     }
 }
 
+/// Such a file ends where it should. Its codes may chance upon a right end, but not often.
+TEST_F(DamageTest, OverwrittenJpegIsMostlyRefused) {
+    Write("a.jpg", {MakeFrame(512, 512)}, {.opaque = true});
+    Ffmpeg("-i a.jpg -q:v 3 other.jpg");
+    for (const char* name : {"a.jpg", "other.jpg"}) {
+        const std::string whole = Bytes(name);
+        EXPECT_TRUE(PixelsOf(name));
+        int refused = 0;
+        for (int part = 4; part < 16; ++part) {
+            std::string wrong = whole;
+            wrong.replace(whole.size() / 16 * part, 100, 100, '\x5d');
+            Put(name, wrong);
+            refused += !PixelsOf(name);
+        }
+        EXPECT_GE(refused, 8) << name;
+    }
+}
+
 /// Checksums are right here, so it is the PNG library that finds the fault.
 TEST_F(DamageTest, OneLineIsAllThatIsSaid) {
     Write("a.png", {MakeFrame(kWidth, kHeight)});
