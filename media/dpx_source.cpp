@@ -187,11 +187,18 @@ private:
             const std::uint32_t bits = word >> (20 - 10 * static_cast<int>(i) + shift) & 0x3ff;
             return Widened<Sample>(static_cast<std::uint16_t>(bits << 6 | bits >> 4));
         };
-        for (std::size_t done = 0; done < count; done += 3, from += 4) {
+        const auto next = [&] {
             const auto word = DpxHeader::Stored<std::uint32_t>(from, swapped);
-            const std::size_t held = std::min<std::size_t>(count - done, 3);
-            for (std::size_t i = 0; i < held; ++i) samples[done + i] = sample(word, i);
+            from += sizeof word;
+            return word;
+        };
+        const std::size_t rest = count % 3;
+        for (std::size_t done = 0; done < count - rest; done += 3) {
+            const std::uint32_t word = next();
+            for (std::size_t i = 0; i < 3; ++i) samples[done + i] = sample(word, i);
         }
+        const std::uint32_t last = rest > 0 ? next() : 0;
+        for (std::size_t i = 0; i < rest; ++i) samples[count - rest + i] = sample(last, i);
     }
 
     Bytes file_;

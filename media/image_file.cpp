@@ -233,8 +233,9 @@ void PlacePixels(const OpenImage& image, const Placement& placement, const Threa
         const int endY = std::min(top + first + rows, layout.fullHeight);
         for (int y = firstY; y < endY; ++y) {
             const Sample* row = samples + std::size_t(y - top - first) * layout.width * channels;
-            for (int x = firstX; x < endX; ++x) {
-                place(placement.Index(x, y), row + std::size_t(x - left) * channels);
+            std::size_t index = placement.Index(firstX, y);
+            for (int x = firstX; x < endX; ++x, index += placement.stepX) {
+                place(index, row + std::size_t(x - left) * channels);
             }
         }
     };

@@ -2,6 +2,9 @@
 
 #include <isa-l/crc.h>
 
+#include <bit>
+#include <cstring>
+
 #include "media/zlib_data.h"
 
 namespace veltrane::media {
@@ -64,12 +67,15 @@ private:
 /// A row as it stands in the file before it is filtered.
 template <int channels>
 void StoreRow(const std::uint16_t* pixels, int width, std::uint8_t* row) {
-    constexpr int kOrder[] = {2, 1, 0, 3};
+    static_assert(std::endian::native == std::endian::little, "pixels are taken as words");
+    constexpr std::uint64_t kHigh = 0xff00ff00ff00ff00, kRedAndBlue = 0x0000ffff0000ffff;
     for (int x = 0; x < width; ++x, pixels += 4, row += 2 * channels) {
-        for (int c = 0; c < channels; ++c) {
-            row[2 * c] = static_cast<std::uint8_t>(pixels[kOrder[c]] >> 8);
-            row[2 * c + 1] = static_cast<std::uint8_t>(pixels[kOrder[c]]);
-        }
+        std::uint64_t pixel;
+        std::memcpy(&pixel, pixels, sizeof pixel);
+        pixel = (pixel & kHigh) >> 8 | (pixel << 8 & kHigh);
+        const std::uint64_t swapped = pixel & kRedAndBlue;
+        pixel = (pixel & ~kRedAndBlue) | swapped >> 32 | swapped << 32;
+        std::memcpy(row, &pixel, 2 * channels);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "media/tiff_source.h"
 
+#include <type_traits>
 #include <utility>
 
 #include "media/image_library.h"
@@ -35,6 +36,9 @@ private:
     void ReadStored(int first, int count, const Threads& threads, const TakeRows<Sample>& take) {
         file_->ReadRows(threads, [&](int top, int rows, const std::uint8_t* bytes) {
             const auto* stored = reinterpret_cast<const Stored*>(bytes) + first;
+            if constexpr (std::is_same_v<Stored, Sample>) {
+                if (count == layout_.channels()) return take(top, rows, stored);
+            }
             const std::size_t width = layout_.width;
             UnsetVector<Sample> row(width * count);
             const auto step = static_cast<std::size_t>(layout_.channels());
