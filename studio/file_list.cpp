@@ -10,6 +10,7 @@
 #include "files/error.h"
 #include "media/file_kind.h"
 #include "media/sequence_path.h"
+#include "studio/work_file.h"
 
 namespace veltrane::studio {
 
@@ -31,6 +32,7 @@ std::optional<Kind> KindOf(const std::string& name) {
         {".mxf", Kind::Video},  {".mpg", Kind::Video},  {".mpeg", Kind::Video},
         {".mts", Kind::Video},  {".m2ts", Kind::Video}, {".ts", Kind::Video},
         {".svg", Kind::Shapes}, {".json", Kind::Preset}};
+    if (name.ends_with(kWorkEnding)) return std::nullopt;
     const std::string ending = media::Extension(name);
     const auto found = std::find_if(std::begin(kEndings), std::end(kEndings),
                                     [&](const auto& known) { return ending == known.first; });

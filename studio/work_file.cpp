@@ -73,7 +73,7 @@ void Rename(Json& work, const std::function<std::string(const std::string&)>& re
 }  // namespace
 
 WorkFile::WorkFile(const Shot& shot, const RootFolder& root)
-    : path_(root.Place(shot.name() + ".veltrane.json").string()),
+    : path_(root.Place(std::string(shot.name()).append(kWorkEnding)).string()),
       folder_(fs::path(shot.name()).parent_path().string()) {}
 
 SavedWork WorkFile::Read() const {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "studio/json.h"
 #include "studio/root_folder.h"
@@ -15,6 +16,9 @@ struct SavedWork {
     Json work;                  ///< null where nothing was saved
     std::int64_t revision = 0;  ///< one higher with every change
 };
+
+/// How the names of work files end, after their shot's.
+inline constexpr std::string_view kWorkEnding = ".veltrane.json";
 
 /// The file beside a shot that holds the work on it: settings, mattes, range and snapshots. Names
 /// of files are kept as seen from the shot's folder, wherever the studio was started.

@@ -72,8 +72,8 @@ async function received(response) {
 }
 
 /**
- * Listens to what the server tells of its own accord. `handlers` are by event name, and `lost` and
- * `back` for the connection. It is made anew until the server answers.
+ * Listens to what the server tells of its own accord. `handlers` are by event name, `lost` and
+ * `back` for the connection, and `refused(refusal)` for a server that knows this page no more. It is made anew until the server answers.
  */
 export function listen(handlers) {
     let lost = false;
@@ -89,7 +89,9 @@ export function listen(handlers) {
             if (!lost) handlers.lost();
             lost = true;
             // A browser gives up for good where the server answered, but not with events.
-            if (events.readyState === EventSource.CLOSED) setTimeout(connect, 2000);
+            if (events.readyState !== EventSource.CLOSED) return;
+            get('/api/status').catch(handlers.refused);
+            setTimeout(connect, 2000);
         };
     };
     connect();

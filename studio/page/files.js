@@ -7,6 +7,9 @@ import {texts} from './texts.js';
 /** What can be opened as a shot, a background or a plate. */
 const SHOTS = ['still', 'sequence', 'video'];
 
+/** What the server lists only where it is asked for. */
+const ENDINGS = {shapes: '.svg', preset: '.json'};
+
 const SYMBOLS = {folder: 'folder', still: 'still', sequence: 'film', video: 'film'};
 
 let lastFolder = '';
@@ -57,7 +60,7 @@ export function chooseFile({title, save = null, kinds = SHOTS}) {
 async function showFolder(folder, {state, where, list, kinds, name, open, close}) {
     let answer;
     try {
-        answer = await get(`/api/files?folder=${encodeURIComponent(folder)}`);
+        answer = await get(`/api/files?folder=${encodeURIComponent(folder)}&also=${kinds.map((kind) => ENDINGS[kind] ?? '').join('')}`);
     } catch (refusal) {
         if (folder) return open('');
         return list.replaceChildren(make('p', {class: 'error'}, refusal.message || texts.lost));
@@ -75,8 +78,10 @@ async function showFolder(folder, {state, where, list, kinds, name, open, close}
         return make('button', {type: 'button', class: 'file', 'data-path': entry.path, on: {click: choose}},
             icon(SYMBOLS[entry.kind] ?? 'still'), make('span', {}, entry.name), make('span', {class: 'dim'}, facts));
     });
-    list.replaceChildren(...(entries.length ? entries : [make('p', {class: 'dim'}, texts.emptyFolder)]));
-    list.querySelector('button')?.focus();
+    list.replaceChildren(...(entries.length ? entries : [make('p', {class: 'dim'}, name ? texts.emptyForNow : texts.emptyFolder)]));
+    if (!name) return list.querySelector('button')?.focus();
+    name.focus();
+    name.setSelectionRange(0, Math.max(name.value.lastIndexOf('.'), 0));
 }
 
 function showCrumbs(where, folder, open) {

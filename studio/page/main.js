@@ -120,7 +120,8 @@ function showShot() {
 }
 
 function buildParts(session) {
-    viewer = new Viewer(at('canvas'), store, messages.fail);
+    viewer = new Viewer(at('canvas'), store, messages.failPicture);
+    viewer.onPaint(() => { if (viewer.main.isCurrent) messages.settlePicture(); });
     const stage = new Stage(at('stage'), at('overlay'), viewer, store);
     const timeline = new Timeline(at('timeline'), store, viewer);
     const render = buildBar();
@@ -148,6 +149,7 @@ function buildParts(session) {
         render: (event) => renders.told(event),
         work: (event) => saver.told(event),
         lost: () => messages.setLost(texts.lost),
+        refused: messages.fail,
         back: () => {
             messages.setLost('');
             viewer.retry();

@@ -5,6 +5,7 @@ import {texts} from './texts.js';
 
 export class Messages {
     #timer = 0;
+    #ofPicture = '';
 
     constructor(node) {
         this.line = make('p', {role: 'status', class: 'message', 'aria-live': 'polite'});
@@ -28,6 +29,19 @@ export class Messages {
         if (refusal.status === 401) return this.setLost(texts.startedAnew);
         if (refusal.status !== 0) this.#show(refusal.message, 'error');
     };
+
+    /** Why there is no picture; it stands until there is one. */
+    failPicture = (refusal) => {
+        this.fail(refusal);
+        if (!this.line.classList.contains('error')) return;
+        clearTimeout(this.#timer);
+        this.#ofPicture = this.line.textContent;
+    };
+
+    settlePicture() {
+        if (this.#ofPicture && this.line.textContent === this.#ofPicture) this.#show('', '');
+        this.#ofPicture = '';
+    }
 
     setLost(text) {
         this.lost.hidden = !text;

@@ -63,9 +63,10 @@ export const texts = {
     gammaIs: (gamma) => `γ ${gamma}`,
     reduced: (scale) => `1/${scale} size`,
     frameFacts: 'What this frame took',
-    memory: (used, limit) => `${used} of ${limit} GB`,
+    memory: (used, limit) => `${used} of ${limit}`,
     memoryHelp: 'Memory that the studio keeps frames in, and the most that it may take',
-    facts: (keyed, form, shown) => `keyed ${keyed} ms · ${form} · shown after ${shown} ms`,
+    facts: (keyed, shown) => `keyed ${keyed} ms · shown ${shown} ms`,
+    factsHelp: (form) => `How long this frame took to key, by ${form} code, and until it was here`,
 
     // Time
     frame: 'Frame',
@@ -178,6 +179,9 @@ export const texts = {
     root: 'Shots',
     folder: 'Folder',
     emptyFolder: 'Nothing here that can be opened.',
+    emptyForNow: 'Nothing of this kind here yet.',
+    refused: 'not this setting',
+    refusedHelp: 'The picture is still the one before: the last change was refused.',
     name: 'Name',
     save: 'Save',
     browse: 'Browse …',

@@ -105,11 +105,14 @@ export class Viewbar {
         say(this.tone, tones.join(' '));
         this.tone.hidden = tones.length === 0;
         const frame = viewer.main.frame;
-        say(this.mark, look.sourceHeld ? texts.views.source : frame && frame.scale > 1 ? texts.reduced(frame.scale) : '');
+        const {failed} = viewer.main;
+        say(this.mark, look.sourceHeld ? texts.views.source : failed ? texts.refused : frame && frame.scale > 1 ? texts.reduced(frame.scale) : '');
+        this.mark.title = failed ? texts.refusedHelp : '';
         const {shot, session} = this.#store;
-        say(this.state, frame && shot ? texts.facts(frame.milliseconds.toFixed(1), frame.form, Math.round(viewer.main.took)) : '');
-        say(this.memory, frame && shot ? texts.memory(gigabytes(frame.memory), gigabytes(session.memoryLimit)) : '');
+        say(this.state, frame && shot ? texts.facts(frame.milliseconds.toFixed(1), Math.round(viewer.main.took)) : '');
+        this.state.title = texts.factsHelp(frame?.form ?? '');
+        say(this.memory, frame && shot ? texts.memory(inBytes(frame.memory), inBytes(session.memoryLimit)) : '');
     }
 }
 
-const gigabytes = (bytes) => (bytes / 2 ** 30).toFixed(1);
+const inBytes = (count) => count < 2 ** 30 ? `${Math.round(count / 2 ** 20)} MB` : `${(count / 2 ** 30).toFixed(1)} GB`;

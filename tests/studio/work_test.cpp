@@ -94,6 +94,7 @@ TEST_F(StudioTest, ListsSequencesAsOne) {
     fs::create_directory("folder");
     std::ofstream("notes.txt") << "x";
     std::ofstream("p.json") << "{}";
+    std::ofstream("p.png.veltrane.json") << "{}";  // work on a shot, which is no preset
     Open();
     const auto names = [&](const std::string& query) {
         std::vector<std::string> found;
@@ -105,7 +106,9 @@ TEST_F(StudioTest, ListsSequencesAsOne) {
     };
     const std::vector<std::string> shots{"folder folder", "f.%d.png sequence", "in.png still"};
     EXPECT_EQ(names(""), shots);
-    EXPECT_EQ(names("?also=.json").back(), "p.json preset");
+    const std::vector<std::string> presets{"folder folder", "f.%d.png sequence", "in.png still",
+                                           "p.json preset"};
+    EXPECT_EQ(names("?also=.json"), presets);
     EXPECT_EQ(Got("/api/files")["entries"][1]["frames"], 11);
 }
 

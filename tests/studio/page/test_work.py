@@ -124,8 +124,40 @@ def test_work_is_kept_beside_the_shot_and_shared_between_pages(folder, start, pa
     assert page.setting("shadow") == value
     studio.stop()
     assert "does not answer" in page.wait("document.querySelector('.lost:not([hidden])')?.textContent")
-    page.open(start("clip.mp4").address)
+    again = start("clip.mp4", "--port", studio.port)
+    page.wait("document.querySelector('.lost').textContent.includes('started anew')")
+    page.open(again.address)
     assert page.setting("shadow") == value
+
+
+def test_presets_and_drawings_are_saved_and_chosen_again(folder, clip):
+    def choose(name):
+        clip.wait("document.querySelector('.filelist .file') !== null")
+        clip.driver.find_element(By.CSS_SELECTOR, f'.file[data-path="{name}"]').click()
+
+    slide(clip, "shadow", 0.3)
+    keyed, value = clip.shown(), clip.setting("shadow")
+    save, load = (clip.driver.find_element(By.XPATH, f"//button[text()='{text}']") for text in ("Save as a preset", "Load a preset"))
+    save.click()
+    clip.wait("document.activeElement.id === 'save-name'")
+    clip.keys("mine", Keys.ENTER)
+    clip.wait("document.getElementById('messages').textContent.includes('mine.json')")
+    slide(clip, "shadow", 0.8)
+    load.click()
+    choose("mine.json")
+    clip.wait(f"studio.store.work.settings.shadow === {value}")
+    assert clip.shown() == keyed
+    (folder / "core.svg").write_text('<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 960 540"><path d="M0 0H90V90H0Z"/></svg>')
+    clip.driver.find_element(By.XPATH, "//*[@id='mattes-section']//button[text()='File …'][1]").click()
+    choose("core.svg")
+    assert clip.shown() != keyed
+    clip.find("undo").click()
+    clip.run("studio.store.change((work) => { work.inputs.cleanPlate = 'still.jpg'; })")
+    clip.wait("studio.viewer.main.failed && document.querySelector('.reduced').textContent === 'not this setting'")
+    assert "1920 x 1080" in clip.messages()
+    clip.find("undo").click()
+    clip.settle()
+    clip.wait("document.getElementById('messages').textContent === ''")
 
 
 def test_picking_samples_the_source(folder, clip):
