@@ -31,28 +31,35 @@ std::vector<std::size_t> Spread(std::size_t count, std::size_t most) {
 /// Looks at a frame by the reader that fetched it.
 using Look = std::function<void(media::Reader& reader, const media::Fetched& fetched)>;
 
+/// How many frames are looked at and, where the shot does not tell its length, decoded for that.
+struct Limits {
+    std::size_t looks;
+    std::size_t decoded;
+};
+
 /// Of a shot whose length shows at its end only: of the frames kept, every other one is dropped
 /// whenever they become too many.
-void LookAtThinned(media::Reader& reader, std::size_t most, const Look& look) {
+void LookAtThinned(media::Reader& reader, const Limits& most, const Look& look) {
     std::vector<Fetched> kept;
     std::size_t stride = 1, place = 0;
-    while (Fetched next = reader.Fetch()) {
+    while (Fetched next = place < most.decoded ? reader.Fetch() : nullptr) {
         if (place++ % stride != 0) continue;
         kept.push_back(std::move(next));
-        if (kept.size() <= 2 * most) continue;
+        if (kept.size() <= 2 * most.looks) continue;
         for (std::size_t i = 0; 2 * i < kept.size(); ++i) kept[i] = kept[2 * i];
         kept.resize(kept.size() / 2 + 1);
         stride *= 2;
     }
-    for (const std::size_t at : Spread(kept.size(), most)) look(reader, *kept[at]);
+    for (const std::size_t at : Spread(kept.size(), most.looks)) look(reader, *kept[at]);
 }
 
 void LookAtSpread(const std::string& path, media::ReadOptions options,
-                  std::unique_ptr<media::Reader> reader, std::size_t most, const Look& look) {
+                  std::unique_ptr<media::Reader> reader, const Limits& most, const Look& look) {
     const media::Info info = reader->info();
     if (!info.frameCount) return LookAtThinned(*reader, most, look);
     std::size_t place = 0;
-    for (const std::size_t wanted : Spread(static_cast<std::size_t>(*info.frameCount), most)) {
+    for (const std::size_t wanted :
+         Spread(static_cast<std::size_t>(*info.frameCount), most.looks)) {
         if (info.kind == media::Kind::Video && wanted - place > kFar) {
             place = wanted;
             const auto number = static_cast<std::int64_t>(wanted) + 1;
@@ -103,7 +110,7 @@ std::vector<std::string> ShotTuning::Warnings() const {
 }
 
 ShotTuning TuneShot(const std::string& path, media::ReadOptions options, const TuneRequest& request,
-                    int frames) {
+                    int frames, std::size_t mostDecoded) {
     options.frames.reset();
     std::unique_ptr<media::Reader> reader = media::Open(path, options);
     FrameThreads all(options.threads);
@@ -115,7 +122,8 @@ ShotTuning TuneShot(const std::string& path, media::ReadOptions options, const T
         tuner.Look(frame.pixels.data(), share.Get());
         tuning.frames.push_back(frame.number);
     };
-    LookAtSpread(path, options, std::move(reader), static_cast<std::size_t>(frames), look);
+    LookAtSpread(path, options, std::move(reader), {static_cast<std::size_t>(frames), mostDecoded},
+                 look);
     tuning.found = tuner.Find(share.Get());
     if (tuning.found.kind == ShotKind::NoScreen) FailWithoutScreen(path, request);
     for (const std::size_t i : tuning.found.odd) tuning.odd.push_back(tuning.frames[i]);

@@ -1,6 +1,7 @@
 #ifndef VELTRANE_CLI_SHOT_TUNING_H
 #define VELTRANE_CLI_SHOT_TUNING_H
 
+#include <cstddef>
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
@@ -28,10 +29,11 @@ struct ShotTuning {
 };
 
 /// Finds settings from so many frames, 1 or more, spread over the whole shot, whatever range the
-/// options name, by as many threads as they name. Throws media::Error, also where no screen is
-/// seen, and std::invalid_argument for settings out of range.
+/// options name, by as many threads as they name. A video whose length shows at its end only is
+/// decoded up to there, or so many frames of it. Throws media::Error, also where no screen is seen,
+/// and std::invalid_argument for settings out of range.
 ShotTuning TuneShot(const std::string& path, media::ReadOptions options, const TuneRequest& request,
-                    int frames = kFramesToLookAt);
+                    int frames = kFramesToLookAt, std::size_t mostDecoded = SIZE_MAX);
 
 /// For machines: frames, sliders, errors and warnings, without the settings.
 nlohmann::ordered_json AsJson(const ShotTuning& tuning);

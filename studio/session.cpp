@@ -203,9 +203,19 @@ Json Session::Opened(const std::string& name, bool toWork) {
     } catch (const media::Error& error) {
         json["problems"].push_back(error.what());
     }
+    AddTuning(json, *shot);
+    return json;
+}
+
+void Session::AddTuning(Json& json, Shot& shot) const {
     json["tuned"] = json["preset"];
     json["tuneReport"] = Json::array();
-    return json;
+    if (!json["preset"].is_null()) return;
+    const bool fresh = json["work"].is_null();
+    const cli::ShotTuning* tuning = shot.Tuning(fresh);
+    if (tuning == nullptr) return;
+    json["tuned"] = TunedJson(*tuning, json["auto"]);
+    if (fresh) json["tuneReport"] = TuneReport(*tuning);
 }
 
 std::shared_ptr<Shot> Session::ShotOf(const Json& request) {

@@ -57,6 +57,8 @@ private:
     /// As the page gets it; toWork with the work on it, else only to be looked at.
     Json Opened(const std::string& name, bool toWork);
     void AddWork(Json& json, const Shot& shot) const;
+    /// Where to begin: the preset named at the start or, before there is work, what is found.
+    void AddTuning(Json& json, Shot& shot) const;
     FrameWish WishOf(const Json& request);
     /// What the command is to do; drawn mattes are written to files that begin so.
     KeyCall CallOf(const Json& request, const std::string& drawings);

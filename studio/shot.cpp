@@ -81,6 +81,21 @@ cli::KeyColor Shot::AutomaticKey(std::optional<Screen> screen) {
     return automaticKeys_.emplace(screen, key).first->second;
 }
 
+const cli::ShotTuning* Shot::Tuning(bool look) {
+    constexpr std::size_t kMostDecoded = 250;  // nobody waits for a page for minutes
+    const std::lock_guard lock(tuning_);
+    if (look && !std::exchange(tuned_, true)) {
+        media::ReadOptions options;
+        options.threads = threads_;
+        try {
+            found_ = cli::TuneShot(path_, options, {}, cli::kFramesToLookAt, kMostDecoded);
+        } catch (const media::Error&) {
+            // Whoever sees the frame, or none, is told what is wrong with it.
+        }
+    }
+    return found_ ? &*found_ : nullptr;
+}
+
 /// As if the command began with this frame, so that the files are refused that it refuses.
 void Shot::OpenInputs(const std::string& key, const cli::InputFiles& files,
                       const media::Frame& frame, const Color& keyColor) {

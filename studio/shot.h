@@ -9,6 +9,7 @@
 
 #include "cli/key_color.h"
 #include "cli/shot_inputs.h"
+#include "cli/shot_tuning.h"
 #include "studio/frame_store.h"
 
 namespace veltrane::studio {
@@ -32,6 +33,10 @@ public:
     /// either. Throws media::Error where there is none.
     cli::KeyColor AutomaticKey(std::optional<Screen> screen = std::nullopt);
 
+    /// Settings found as the command finds them, but in a video that does not tell its length from
+    /// its beginning; looked for once, and only where `look` says so. Null where there are none.
+    const cli::ShotTuning* Tuning(bool look);
+
     /// What goes with a frame that is keyed against this colour. Throws media::Error for a file
     /// that does not fit the shot.
     std::shared_ptr<const cli::FrameInputs> Inputs(const cli::InputFiles& files,
@@ -52,6 +57,10 @@ private:
 
     std::mutex choosing_;
     std::map<std::optional<Screen>, cli::KeyColor> automaticKeys_;
+
+    std::mutex tuning_;
+    bool tuned_ = false;
+    std::optional<cli::ShotTuning> found_;
 
     std::mutex readingInputs_;  ///< guards the rest, which steps along with the frames
     std::unique_ptr<cli::ShotInputs> inputs_;

@@ -92,6 +92,29 @@ Json ShotJson(Shot& shot) {
     return json;
 }
 
+Json TunedJson(const cli::ShotTuning& tuning, const Json& automatic) {
+    Json tuned = Json::parse(ToJson(tuning.found.settings));
+    tuned.erase("view");
+    if (automatic.is_null() || tuned["key-color"] != automatic["key-color"]) return tuned;
+    tuned["key-color"] = "auto";
+    tuned.erase("screen");
+    return tuned;
+}
+
+Json TuneReport(const cli::ShotTuning& tuning) {
+    std::string sliders;
+    for (const TunedSlider& slider : tuning.found.sliders) {
+        const std::string_view label =
+            LabelOf(ParameterOf(slider.id), tuning.found.settings.screen);
+        sliders +=
+            (sliders.empty() ? "" : ", ") + std::string(label) + ' ' + std::to_string(slider.to);
+    }
+    Json lines{sliders.empty() ? "No slider was found to suit this shot better than its default."
+                               : "Found for this shot: " + sliders + '.'};
+    for (const std::string& warning : tuning.Warnings()) lines.push_back(warning + '.');
+    return lines;
+}
+
 Settings ReadSettings(Json values, Shot& shot) {
     const auto color = values.find("key-color");
     const bool automatic = color == values.end() || *color == "auto";

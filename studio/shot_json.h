@@ -18,6 +18,13 @@ Json ParametersJson();
 /// What a file of the shot holds.
 Json ShotJson(Shot& shot);
 
+/// The settings found, as the page begins with them: with a key colour of "auto" where that is what
+/// is found automatically.
+Json TunedJson(const cli::ShotTuning& tuning, const Json& automatic);
+
+/// The same in words.
+Json TuneReport(const cli::ShotTuning& tuning);
+
 /// Settings as presets hold them; a key colour of "auto", or none, is what is found
 /// in the shot, with its screen. Throws Refusal and std::invalid_argument for values that there
 /// are not, and media::Error where no screen is found.

@@ -32,6 +32,29 @@ TEST_F(StudioTest, KeepsWorkBesideItsShot) {
     EXPECT_EQ(again["work"]["inputs"]["garbageFile"], "../rigs/rig.png");
 }
 
+TEST_F(StudioTest, OpensAShotWithWhatIsFoundForIt) {
+    const Value told = Json("tune in.png");
+    Open();
+    const auto open = [&] { return Asked("/api/open", {{"path", "in.png"}}); };
+    Value expected = told["settings"];
+    expected.erase("screen");
+    expected.erase("view");
+    expected["key-color"] = "auto";
+    EXPECT_EQ(open()["tuned"], expected);
+    EXPECT_EQ(Got("/api/session")["shot"]["tuneReport"].size(), 1 + told["warnings"].size());
+    // Nothing is looked for, nor told, where there is work; what was found once is still there.
+    Asked("/api/work", {{"shot", "in.png"}, {"work", kWork}, {"revision", 0}, {"client", "a"}});
+    EXPECT_EQ(open()["tuned"], expected);
+    EXPECT_EQ(open()["tuneReport"], Value::array());
+    Close();
+    Open();
+    EXPECT_TRUE(open()["tuned"].is_null());
+    Close();
+    WritePreset("p.json", green_);
+    Open("in.png --preset p.json");
+    EXPECT_EQ(open()["tuned"], open()["preset"]);
+}
+
 TEST_F(StudioTest, RefusesWorkThatItDoesNotKnow) {
     Open();
     const auto refused = [&](const char* name, const Value& value, const std::string& text) {

@@ -12,8 +12,8 @@ POLE = (760, 60)      # and the screen at the right
 
 
 def result_of(folder, shot, frame, first=1):
-    """A frame as the command writes it, with the screen's colour found in the first one."""
-    veltrane(folder, "key", shot, "expected.%04d.png", "--defaults", "--frames", f"{first}-{frame}")
+    """A frame as the command writes it with what it finds in the shot."""
+    veltrane(folder, "key", shot, "expected.%04d.png", "--frames", f"{first}-{frame}")
     return digest(pixels_of(folder / f"expected.{frame:04d}.png"))
 
 

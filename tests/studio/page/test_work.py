@@ -1,5 +1,6 @@
 """Settings, mattes and what becomes of them: undo, saving, the command and renders."""
 
+import json
 import random
 import re
 import subprocess
@@ -88,6 +89,23 @@ def test_a_dragged_picture_is_the_files(folder, clip, zoom):
     if zoom:
         clip.run("studio.viewer.zoomTo(given[0])", zoom)
     assert clip.run("studio.viewer.shown.frame.changed === undefined") and painted() == seen, "so is the texture"
+
+
+def test_a_shot_opens_tuned_and_goes_back_by_a_click(folder, clip):
+    told = json.loads(veltrane(folder, "tune", "clip.mp4", "--json").stdout)["sliders"]
+    ends = {end: {f"set-{name}": slider[end] for name, slider in told.items()} for end in ("from", "to")}
+    rows = lambda which: set(clip.run("[...document.querySelectorAll('#settings .row.slider')].filter((row) => "
+                                      f"{which}).map((row) => row.querySelector('input').id)"))
+    values = lambda: {name: int(clip.find(name).get_attribute("value")) for name in ends["to"]}
+    marked = "row.querySelector('.mark.tuned').checkVisibility()"
+    changed = "row.classList.contains('changed')"
+    assert len(told) > 0 and values() == ends["to"]
+    assert rows(marked) == rows(changed) == set(ends["to"])
+    clip.find("to-defaults").click()
+    assert values() == ends["from"]
+    assert rows(changed) == set() and rows(marked) == set(ends["to"])
+    clip.find("to-tuned").click()
+    assert values() == ends["to"]
 
 
 def test_everything_is_undone_and_redone_step_by_step(clip):
@@ -198,7 +216,7 @@ def test_drawn_mattes_key_as_their_file_does(folder, clip):
     svg = clip.run("studio.store.work.inputs.garbage")
     assert svg.count("data-frame") == 2
     (folder / "drawn.svg").write_text(svg)
-    veltrane(folder, "key", "clip.mp4", "m.%04d.png", "--defaults", "--garbage", "drawn.svg", "--frames", "1-6")
+    veltrane(folder, "key", "clip.mp4", "m.%04d.png", "--garbage", "drawn.svg", "--frames", "1-6")
     assert moving == digest(pixels_of(folder / "m.0006.png"))
     clip.keys(Keys.ESCAPE)
     while clip.find("undo").is_enabled():
