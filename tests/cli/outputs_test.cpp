@@ -165,7 +165,7 @@ TEST_F(OutputsTest, EverySignalThatCanBeCaughtRemovesWhatIsUnfinished) {
             for (const int signal : signals) kill(child, signal);
         };
         constexpr int kKilled = -1;
-        Run("key s.%04d.jpg out/o.mov", kKilled, stop);
+        Run("key s.%04d.jpg --defaults out/o.mov", kKilled, stop);
         EXPECT_EQ(Everything("out").size(), 0u) << signals[0];
     }
     for (const auto& [signal, output, status, line] :
@@ -176,7 +176,8 @@ TEST_F(OutputsTest, EverySignalThatCanBeCaughtRemovesWhatIsUnfinished) {
             WaitUntil(child, [] { return !fs::is_empty("out"); });
             kill(child, sent);
         };
-        const std::string error = Run(std::string("key s.%04d.jpg ") + output, status, stop).error;
+        const std::string error =
+            Run(std::string("key s.%04d.jpg --defaults ") + output, status, stop).error;
         EXPECT_TRUE(error.ends_with(line)) << error;
     }
     for (const fs::path& file : Files("out")) {
@@ -195,7 +196,7 @@ TEST_F(OutputsTest, TheNextRunRemovesWhatDeadProcessesLeftAndNothingElse) {
     const auto before = Everything("out");
     LinkManyStills();
     for (const char* next : {"out/o.%d.png", "out/o.mov", "o.png --save-preset out/o"}) {
-        Run("key s.%04d.jpg out/dead.mov", -1, [&](pid_t child) {
+        Run("key s.%04d.jpg --defaults out/dead.mov", -1, [&](pid_t child) {
             WaitUntil(child, [&] { return Files("out").size() > before.size(); });
             kill(child, SIGKILL);
         });
