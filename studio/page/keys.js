@@ -90,4 +90,9 @@ export function listenToKeys(table, isReady) {
         event.preventDefault();
         run(name);
     });
+    let byHand = false;
+    addEventListener('pointerdown', () => { byHand = true; }, true);
+    addEventListener('keydown', () => { byHand = false; }, true);
+    // A list takes letters for itself while it is chosen from by keys, and no longer.
+    addEventListener('change', ({target}) => { if (byHand && target.matches('select')) target.blur(); });
 }

@@ -179,6 +179,7 @@ export class Timeline {
             // While this frame is painted, the next one is keyed.
             const ahead = this.#viewer.expect(this.#next);
             await this.#viewer.stands();
+            if (!this.speed) return;
             this.#count();
             this.#due = Math.max(this.#due + pace, performance.now() - pace);
             const wait = this.#due - performance.now();

@@ -142,6 +142,8 @@ export class Viewer {
         const {clientWidth, clientHeight} = this.canvas.parentElement;
         const width = Math.max(1, Math.round(clientWidth * ratio)), height = Math.max(1, Math.round(clientHeight * ratio));
         if (this.canvas.width !== width || this.canvas.height !== height) {
+            // What is in the middle stays there.
+            this.origin = [this.origin[0] + Math.round((width - this.canvas.width) / 2), this.origin[1] + Math.round((height - this.canvas.height) / 2)];
             this.canvas.width = width;
             this.canvas.height = height;
         }

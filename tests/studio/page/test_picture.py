@@ -59,7 +59,13 @@ def test_shift_and_the_wipe_show_the_source(clip):
     assert is_green(clip.seen(*GREEN))
     clip.actions().key_up(Keys.SHIFT).perform()
     assert not is_green(clip.seen(*GREEN))
+    clip.run("""(() => { const list = document.querySelector('#viewbar select');
+        list.focus();
+        list.dispatchEvent(new PointerEvent('pointerdown', {bubbles: true}));
+        list.value = 'grey';
+        list.dispatchEvent(new Event('change', {bubbles: true})); })()""")
     clip.keys("w")
+    assert clip.run("studio.store.view.background.kind") == "grey", "keys are the picture's again"
     assert not is_green(clip.seen(*GREEN)) and is_green(clip.seen(*POLE))
     clip.drag((480, 400), (700, 400), (900, 400))
     assert not is_green(clip.seen(*POLE)), "the edge was grabbed and moved beyond that point"
