@@ -288,7 +288,7 @@ void VideoWriter::WritePacket(AVPacket& packet) {
     CheckAv(av_interleaved_write_frame(output_.get(), &packet), path_, "cannot be written");
     CheckOutput();
     constexpr std::int64_t kMuch = 32 << 20;
-    if (options_.part || unsynced_ < kMuch) return;
+    if (unsynced_ < kMuch) return;
     file_.BeginSync();
     unsynced_ = 0;
 }
@@ -332,7 +332,10 @@ void VideoWriter::Finish() {
     CheckOutput();
     CheckAv(avio_closep(&output_->pb), path_, "cannot be written");
     // The digest shows what a power cut took of a part, which is then made anew.
-    if (!options_.part) file_.Sync();
+    if (options_.part)
+        file_.BeginSync();
+    else
+        file_.Sync();
     file_.Commit();
     if (options_.part) options_.part->digest = digest_.Text();
 }
