@@ -68,15 +68,12 @@ std::optional<EntryPoint> Examine(AVFormatContext& input, AVStream& stream, int 
 
 bool HasEntryPoint(AVStream& stream, std::int64_t number) {
     const int count = avformat_index_get_entries_count(&stream);
-    if (count != stream.nb_frames || number > count || !IsPlain(stream, count)) return false;
-    for (int packet = 1; packet < number; ++packet)
-        if (IsKey(stream, packet)) return true;
-    return false;
+    return count == stream.nb_frames && number <= count && IsPlain(stream, count);
 }
 
 std::optional<EntryPoint> EntryPointFor(AVFormatContext& input, AVStream& stream,
                                         std::int64_t number) {
-    for (int packet = static_cast<int>(number) - 1; packet > 0; --packet) {
+    for (int packet = static_cast<int>(number) - 1; packet >= 0; --packet) {
         if (!IsKey(stream, packet)) continue;
         const std::optional<EntryPoint> point = Examine(input, stream, packet);
         if (!point || point->number <= number) return point;

@@ -20,8 +20,8 @@ struct EntryPoint {
                                         ///< the next key packet
 };
 
-/// Whether the container's index has a packet after the first that may be an entry point at or
-/// before a frame. It has none where it is not plain: an edit list leaves frames out.
+/// Whether the container's index tells of entry points at or before a frame. It does not where it
+/// is not plain: an edit list leaves frames out.
 bool HasEntryPoint(AVStream& stream, std::int64_t number);
 
 /// The last entry point at or before a frame, where there is one. Leaves the input anywhere.
