@@ -47,6 +47,23 @@ void MakeFolderFor(const std::string& output) {
     if (error) files::FailBySystem(folder, "cannot be made", error.value());
 }
 
+/// The usual folder of a job, also where the output is named as "keyed/".
+std::string FolderBeside(const std::string& output) {
+    const fs::path place(output);
+    return (place.has_filename() ? place : place.parent_path()).string() + ".farm";
+}
+
+/// "2 shots in 14 chunks"
+std::string SizeText(const FarmJob& job) {
+    int chunks = 0;
+    for (const FarmShot& shot : job.shots) chunks += shot.chunks;
+    const auto counted = [](std::size_t count, const std::string& name) {
+        return std::to_string(count) + ' ' + name + (count == 1 ? "" : "s");
+    };
+    return counted(job.shots.size(), "shot") + " in " +
+           counted(static_cast<std::size_t>(chunks), "chunk");
+}
+
 Shot Absolute(Shot shot) {
     for (std::string* path : {&shot.input, &shot.output, &shot.preset})
         if (!path->empty()) *path = fs::absolute(*path).lexically_normal();
@@ -165,7 +182,7 @@ void FarmCommand::Submit() {
         if (volume.find(":/") == volume.npos)
             throw UsageError("volume must be CLAIM:/PATH, not " + volume);
     if (container_.image.empty()) container_.image = "veltrane:" VELTRANE_VERSION;
-    FarmJob job(folder_.empty() ? output_ + ".farm" : folder_);
+    FarmJob job(folder_.empty() ? FolderBeside(output_) : folder_);
     job.engine = Engine();
     job.engineOptions = sbatch_;
     const int most = slurm_ && !dryRun_ ? MostSlurmTasks()
@@ -187,12 +204,20 @@ void FarmCommand::HandOver(FarmJob& job) const {
     if (openCue_) line = WriteOpenCue(job);
     if (slurm_) WriteSlurm(job);
     job.Save();
-    if (!line.empty()) Say(job.folder().string() + " is written; run: " + line);
+    if (!line.empty())
+        Say(SizeText(job) + " written to " + job.folder().string() + "; run: " + line);
     if (!slurm_) return;
-    for (std::size_t i = 0; i < job.shots.size() && !dryRun_; ++i)
-        SubmitSlurm(job, i, "1-" + std::to_string(job.shots[i].chunks));
-    Say(job.folder().string() + (dryRun_ ? " is written" : " is submitted") +
-        "; veltrane farm status tells how far it is");
+    try {
+        for (std::size_t i = 0; i < job.shots.size() && !dryRun_; ++i)
+            SubmitSlurm(job, i, "1-" + std::to_string(job.shots[i].chunks));
+    } catch (const files::Error&) {
+        // What Slurm refused at once, for a wrong option perhaps, is no job.
+        if (job.shots[0].ids.empty()) fs::remove(job.folder() / "job.json");
+        throw;
+    }
+    if (dryRun_) return Say(SizeText(job) + " written to " + job.folder().string());
+    Say(SizeText(job) + " submitted; veltrane farm status " + job.folder().string() +
+        " tells how far they are");
 }
 
 void FarmCommand::Status() const {
@@ -218,11 +243,13 @@ void FarmCommand::Status() const {
 void FarmCommand::Retry() const {
     FarmJob job = FarmJob::Read(folder_);
     const std::vector<ShotStatus> status = StatusOf(job);
+    bool nothing = true;
     for (std::size_t i = 0; i < status.size(); ++i) {
         const bool missing = !status[i].failed.empty();
         const bool unmerged = !status[i].merged && !status[i].merging &&
                               status[i].running.empty() && status[i].waiting.empty();
         if (!missing && !unmerged) continue;
+        nothing = false;
         const std::string chunks = ListText(status[i].failed);
         Say(job.shots[i].shot.name + ": " + (missing ? "chunks " + chunks : "the merge") +
             " once more");
@@ -232,6 +259,7 @@ void FarmCommand::Retry() const {
         if (status[i].running.empty() && status[i].waiting.empty()) job.shots[i].ids.clear();
         SubmitSlurm(job, i, chunks);
     }
+    if (nothing) return Say("nothing failed or is missing");
     if (job.engine == "parallel") Say("run: " + WriteParallel(job));
     if (job.engine == "kubernetes" || job.engine == "opencue")
         Say(job.engine + " tries by itself again; hand the job over once more for what it gave up");
