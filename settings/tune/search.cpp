@@ -41,7 +41,8 @@ constexpr Steps kSteps[] = {
     {ClipBlack, {2, 1, 1, 1}, 0, kHighestClipBlack, true},
     {ScreenGain, {15, 7, 3, 3}, 0, 100, true},
     {DespillGray, {20, 10, 5, 5}, 0, 100, false},
-    {SkinHue, {20, 10, 5, 5}, -50, 50, false},
+    // Below 0 the matte hardly changes, but reds lose the blue that is their own.
+    {SkinHue, {20, 10, 5, 5}, 0, 50, false},
     {DespillSkin, {20, 10, 5, 5}, 0, 100, false},
     {BlueHue, {20, 10, 5, 5}, -50, 50, false},
     {DespillBlue, {20, 10, 5, 5}, 0, 100, false},

@@ -24,6 +24,22 @@ protected:
         return sum / 65535 / double(matte.size() / 4);
     }
 
+    /// How far two keys' colours lie apart where the subject is solid, 0..1 in the mean.
+    static double ColorsApart(const std::string& one, const std::string& other,
+                              const std::string& sample) {
+        const media::Pixels a = media::ReadFrame(one, 1).pixels;
+        const media::Pixels b = media::ReadFrame(other, 1).pixels;
+        const media::Pixels truth =
+            media::ReadFrame("../samples/" + sample + "-matte.png", 1).pixels;
+        double sum = 0, count = 0;
+        for (std::size_t i = 0; i < a.size(); ++i) {
+            if (i % 4 == 3 || truth[i] != 65535) continue;
+            sum += std::abs(a[i] - double(b[i]));
+            ++count;
+        }
+        return sum / 65535 / count;
+    }
+
     /// What the library finds in these frames.
     static Settings Found(const std::vector<media::Frame>& frames,
                           const TuneRequest& request = {}) {
@@ -45,6 +61,7 @@ TEST_F(TuneCommandTest, PresetsFoundKeyTheSamplesBetterThanNone) {
         Run("key " + file + " plain.png --defaults");
         Run("key " + file + " tuned.png");
         EXPECT_LT(ErrorOf("tuned.png", sample), 0.9 * ErrorOf("plain.png", sample));
+        EXPECT_LT(ColorsApart("tuned.png", "plain.png", sample), 0.005);
         EXPECT_LT(told["error-after"], told["error-before"]);
         EXPECT_NEAR(told["screen"].get<double>() + told["subject"].get<double>() +
                         told["unknown"].get<double>(),
