@@ -9,18 +9,23 @@
 #include <string>
 #include <vector>
 
+#include "cli/shot_tuning.h"
 #include "others.h"
 #include "settings/frame_keyer.h"
 #include "settings/presets.h"
+#include "worst.h"
 
 namespace veltrane::bench {
 namespace {
+
+namespace fs = std::filesystem;
 
 struct Options {
     std::vector<std::string> folders{VELTRANE_SAMPLES};
     std::vector<std::string> presets;
     std::vector<std::string> ffmpeg;
     std::vector<std::string> gstreamer;
+    std::string worst;  ///< a folder for pictures of the worst regions
     bool ours = false;
     bool json = false;
 };
@@ -60,13 +65,22 @@ Settings WithScreen(Settings settings, const ScreenColor& screen) {
     return settings;
 }
 
+Settings ForLinearLight(Settings settings) {
+    settings.matteLight = MatteLight::Linear;
+    return settings;
+}
+
 std::vector<Row> Measured(const Shot& shot, const Options& options) {
     const ScreenColor screen = ScreenOfShot(shot);
     const Settings untuned = WithScreen({}, screen);
     std::vector<Row> rows{{"defaults", MeasureOurs(shot, untuned)}};
-    Settings linear = untuned;
-    linear.matteLight = MatteLight::Linear;
-    rows.push_back({"linear matte", MeasureOurs(shot, linear)});
+    rows.push_back({"linear matte", MeasureOurs(shot, ForLinearLight(untuned))});
+    const Settings tuned = cli::TuneShot(shot.source, {}, {}).found.settings;
+    rows.push_back({"tuned", MeasureOurs(shot, tuned)});
+    rows.push_back({"tuned, linear matte", MeasureOurs(shot, ForLinearLight(tuned))});
+    if (!options.worst.empty())
+        ShowWorst(shot, untuned, tuned,
+                  fs::path(options.worst) / ("quality-" + shot.source.stem().string() + ".jpg"));
     if (shot.plate) {
         const media::Frame plate = media::ReadFrame(*shot.plate, 1);
         rows.push_back({"clean plate", MeasureOurs(shot, untuned, &plate)});
@@ -151,6 +165,8 @@ int Main(int argc, char** argv) {
     app.add_option("--gstreamer", options.gstreamer,
                    "Also key with these properties of GStreamer's alpha, \"angle=30 ...\".")
         ->allow_extra_args(false);
+    app.add_option("--worst", options.worst,
+                   "Put pictures of the regions in which tuned mattes are worst into this folder.");
     app.add_flag("--ours", options.ours, "Leave out the other programs' defaults.");
     app.add_flag("--json", options.json, "Print JSON instead of a table.");
     CLI11_PARSE(app, argc, argv);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "bench/quality/shots.h"
+#include "cli/shot_tuning.h"
 #include "settings/screen_color.h"
 
 namespace veltrane::bench {
@@ -64,6 +65,19 @@ TEST(Quality, LinearMattesAreBetterAtEdges) {
             EXPECT_LT(*linear.color, *display.color * 0.96);
         }
     }
+}
+
+// Found from the picture alone, settings bring both figures down; the bounds hold what they bring.
+TEST(Quality, TunedMattesAreBetterAsMeasured) {
+    const auto expectTuned = [](const std::string& name, const Figures& bounds) {
+        SCOPED_TRACE(name);
+        const Shot shot = Sample(name);
+        const Settings tuned = cli::TuneShot(shot.source, {}, {}).found.settings;
+        ExpectWithin(Keyed(shot, tuned), bounds);
+    };
+    expectTuned("still.jpg", {0.0188, 0.130, 13.2, 0.06, 0.185});
+    expectTuned("green.png", {0.0126, 0.097, 15.0, 0.05, 0.090, 0.0200});
+    expectTuned("blue.png", {0.0121, 0.094, 12.8, 0.07, 0.092, 0.0262});
 }
 
 /// A plain frame of this coverage or matte.
