@@ -20,7 +20,7 @@ constexpr double kEdgeGuard = 1;         ///< how much a loss at edges weighs ag
 constexpr double kEdgeAim = 0.97;        ///< part of the error before, since looks err, too
 constexpr int kPasses = 3;               ///< after the first search, each with a better aim
 constexpr int kRefiningRound = 1;        ///< whose steps they begin with
-constexpr float kUnmixedShare = 0.75f;    ///< of the key's unmixing in what is expected
+constexpr float kUnmixedShare = 0.75f;   ///< of the key's unmixing in what is expected
 // From such differences on between it and the guess, neither counts for much.
 constexpr float kApartAtEdge = 0.3f;
 constexpr float kApartInside = 0.1f;
