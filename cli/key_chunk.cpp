@@ -66,6 +66,11 @@ void RequireJoinable(const std::string& output) {
                      "key to mov or mkv, merge, and encode that");
 }
 
+/// A video as its pictures describe themselves, by which its output is tagged; images may differ.
+std::string Description(const media::Info& info) {
+    return info.kind == media::Kind::Video ? info.format + ", " + info.pixels : "";
+}
+
 }  // namespace
 
 void KeyCommand::CheckChunk() const {
@@ -104,6 +109,7 @@ Json KeyCommand::Decide(const KeyColorRequest& request, KeySummary& summary) con
     const media::FrameRange frames = CountedFrames(shot->info());
     Json decided{{"first", frames.first}, {"last", frames.last}};
     decided["begins"] = media::StampOf(LookAt(first, *shot, threads_));
+    decided["source"] = Description(shot->info());
     decided["settings"] = Json::parse(ToJson(summary.settings));
     if (!summary.key) return decided;
     decided["key"] = {{"origin", summary.key->origin}};
@@ -145,7 +151,7 @@ std::vector<KeyCommand::Share> KeyCommand::Shares(Chunk chunk, const KeyColorReq
     if (noted) Adopt(leading.folder, *noted, summary);
     const Json decided = noted ? *noted : Decide(request, summary);
     for (Share& share : shares) {
-        for (const char* name : {"first", "last", "begins", "settings", "key"})
+        for (const char* name : {"first", "last", "begins", "source", "settings", "key"})
             if (decided.contains(name)) share.shot[name] = decided[name];
         share.shot["digest"] = DigestOf(share.shot.dump());
     }
@@ -187,6 +193,11 @@ void KeyCommand::KeyChunk(Chunk chunk, const KeyColorRequest& request, KeySummar
     const std::unique_ptr<media::Reader> reader = media::Open(input_, options);
     const media::Info& info = reader->info();
     Check(settings, info);
+    const std::string begins = shares.front().shot["source"];
+    if (Description(info) != begins)
+        files::Fail(input_, "begins as " + begins + ", and from frame " +
+                                std::to_string(info.firstFrame) + " on is " + Description(info) +
+                                "; key it in one run");
     const std::optional<media::Frame> background = Background(info);
     ShotInputs inputs(inputs_, info, ReadOptions());
     const auto writers = OpenShares(chunk, shares, info);

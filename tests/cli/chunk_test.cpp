@@ -82,6 +82,23 @@ TEST_F(ChunkTest, CutsAreMadeWhereDecodingCanBegin) {
     EXPECT_TRUE(Contents("o.mov") == Contents("whole.mov"));
 }
 
+// One run tags all of its output as the first frame is tagged.
+TEST_F(ChunkTest, AVideoThatChangesItsColorsIsNotCut) {
+    for (const std::string matrix : {"bt709", "smpte170m"}) {
+        const std::string make =
+            "ffmpeg -v error -y -f lavfi -i testsrc2=size=96x64:rate=25 "
+            "-frames:v 6 -c:v prores_ks -vf setparams=colorspace=" +
+            matrix + ' ' + matrix + ".mov";
+        ASSERT_EQ(std::system(make.c_str()), 0);
+    }
+    std::ofstream("list") << "file bt709.mov\nfile smpte170m.mov\n";
+    ASSERT_EQ(std::system("ffmpeg -v error -y -f concat -i list -c copy clip.mov"), 0);
+    const std::string key = "key clip.mov o.mov --key-color #20c040 --chunk ";
+    Run(key + "1/2");
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "from frame 7 on is mov, prores",
+                        Run(key + "2/2", 1).error);
+}
+
 // What is found in the shot, by the first chunk that comes, is not looked for again.
 TEST_F(ChunkTest, LaterChunksTakeWhatTheFirstOneFound) {
     WriteFrames(6);
