@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <exception>
 
 #include "settings/frame_keyer.h"
@@ -17,6 +18,7 @@ using enum ParameterId;
 constexpr int kRounds = 4;
 constexpr double kChangeCost = 0.00005;  ///< what a moved slider has to bring at least
 constexpr double kEdgeGuard = 1;         ///< how much a loss at edges weighs against the rest
+constexpr double kColorGuard = 1;        ///< how much a loss of the subject's colours does
 constexpr double kEdgeAim = 0.97;        ///< part of the error before, since looks err, too
 constexpr int kPasses = 3;               ///< after the first search, each with a better aim
 constexpr int kRefiningRound = 1;        ///< whose steps they begin with
@@ -77,8 +79,8 @@ Settings PixelByPixel(Settings settings) {
     return settings;
 }
 
-/// The matte of every cell.
-std::vector<float> MattesOf(const FrameLook& look, const Settings& settings) {
+/// Every cell's pixel keyed.
+std::vector<std::uint16_t> Keyed(const FrameLook& look, const Settings& settings) {
     std::vector<std::uint16_t> keyed(look.pixels.size());
     KeyInputs<std::uint16_t> inputs;
     if (settings.smoothBG) inputs.cleanPlate.packed = look.plate.data();
@@ -87,10 +89,18 @@ std::vector<float> MattesOf(const FrameLook& look, const Settings& settings) {
     RowSink<std::uint16_t> sink;
     sink.packed = keyed.data();
     Key<std::uint16_t>(PixelByPixel(settings), look.width, look.height, source, sink, {}, inputs);
-    std::vector<float> mattes(keyed.size() / 4);
-    for (std::size_t i = 0; i < mattes.size(); ++i)
-        mattes[i] = static_cast<float>(keyed[4 * i + 3]) / 65535.0f;
-    return mattes;
+    return keyed;
+}
+
+float MatteOf(const std::vector<std::uint16_t>& keyed, std::size_t cell) {
+    return static_cast<float>(keyed[4 * cell + 3]) / 65535.0f;
+}
+
+/// How far two pixels' colours are apart, 0..1.
+double Apart(const std::uint16_t* a, const std::uint16_t* b) {
+    int sum = 0;
+    for (int e = 0; e < 3; ++e) sum += std::abs(a[e] - b[e]);
+    return sum / (3 * 65535.0);
 }
 
 }  // namespace
@@ -99,17 +109,22 @@ struct SettingsSearch::Sums {
     double all = 0;
     double edges = 0;
     double edgeWeight = 0;
+    double colors = 0;
+    double subject = 0;
     double count = 0;
 
     void Add(const Sums& other) {
         all += other.all;
         edges += other.edges;
         edgeWeight += other.edgeWeight;
+        colors += other.colors;
+        subject += other.subject;
         count += other.count;
     }
 
-    MatteErrors Means() const {
-        return {count > 0 ? all / count : 0, edgeWeight > 0 ? edges / edgeWeight : 0};
+    KeyErrors Means() const {
+        const auto mean = [](double sum, double weight) { return weight > 0 ? sum / weight : 0; };
+        return {mean(all, count), mean(edges, edgeWeight), mean(colors, subject)};
     }
 };
 
@@ -121,13 +136,13 @@ SettingsSearch::Target SettingsSearch::TargetOf(const FrameLook& look,
     unmixing.matteLight = MatteLight::Linear;
     unmixing.clipBlack = 0;
     unmixing.clipWhite = 100;
-    const std::vector<float> unmixed = MattesOf(look, unmixing);
-    Target target{look.coverage, look.weight, std::vector<float>(unmixed.size())};
-    for (std::size_t i = 0; i < unmixed.size(); ++i) {
+    const std::vector<std::uint16_t> unmixed = Keyed(look, unmixing);
+    Target target{look.coverage, look.weight, std::vector<float>(look.coverage.size())};
+    for (std::size_t i = 0; i < look.coverage.size(); ++i) {
         float& coverage = target.coverage[i];
         float& weight = target.weight[i];
         if (look.trust[i] != Trust::Sure) {
-            const float apart = coverage - unmixed[i];
+            const float apart = coverage - MatteOf(unmixed, i);
             const float usual = look.trust[i] == Trust::Edge ? kApartAtEdge : kApartInside;
             weight *= 1 / (1 + apart * apart / (usual * usual));
             coverage -= kUnmixedShare * apart;
@@ -138,15 +153,20 @@ SettingsSearch::Target SettingsSearch::TargetOf(const FrameLook& look,
 }
 
 SettingsSearch::Sums SettingsSearch::SumsOf(std::size_t look, const Settings& settings) const {
-    const std::vector<float> mattes = MattesOf(*looks_[look], settings);
+    const FrameLook& seen = *looks_[look];
+    const std::vector<std::uint16_t> keyed = Keyed(seen, settings);
     const Target& target = targets_[look];
     Sums sums;
-    sums.count = static_cast<double>(mattes.size());
-    for (std::size_t i = 0; i < mattes.size(); ++i) {
-        const double error = std::abs(mattes[i] - target.coverage[i]);
+    sums.count = static_cast<double>(target.coverage.size());
+    for (std::size_t i = 0; i < target.coverage.size(); ++i) {
+        const double error = std::abs(MatteOf(keyed, i) - target.coverage[i]);
         sums.all += target.weight[i] * error;
         sums.edges += target.edge[i] * error;
         sums.edgeWeight += target.edge[i];
+        if (seen.trust[i] != Trust::Sure || seen.coverage[i] < 1) continue;
+        const double apart = Apart(&keyed[4 * i], &seen.pixels[4 * i]);
+        sums.colors += std::max(apart - plainColors_[look][i], 0.0);
+        ++sums.subject;
     }
     return sums;
 }
@@ -163,7 +183,18 @@ std::span<const ParameterId> TunableSliders() {
 
 SettingsSearch::SettingsSearch(std::span<const FrameLook* const> looks, const Settings& plain,
                                std::span<const ParameterId> fixed, const Threads& threads)
-    : looks_(looks), plain_(plain), fixed_(fixed), threads_(threads), targets_(looks.size()) {
+    : looks_(looks),
+      plain_(plain),
+      fixed_(fixed),
+      threads_(threads),
+      targets_(looks.size()),
+      plainColors_(looks.size()) {
+    ForEachLook([&](std::size_t look) {
+        const FrameLook& seen = *looks_[look];
+        const std::vector<std::uint16_t> keyed = Keyed(seen, plain);
+        for (std::size_t i = 0; i < seen.coverage.size(); ++i)
+            plainColors_[look].push_back(Apart(&keyed[4 * i], &seen.pixels[4 * i]));
+    });
     Aim(plain);
 }
 
@@ -191,7 +222,7 @@ void SettingsSearch::Aim(const Settings& settings) {
     plainErrors_ = Errors(plain_);
 }
 
-MatteErrors SettingsSearch::Errors(const Settings& settings) const {
+KeyErrors SettingsSearch::Errors(const Settings& settings) const {
     std::vector<Sums> sums(looks_.size());
     ForEachLook([&](std::size_t i) { sums[i] = SumsOf(i, settings); });
     Sums all;
@@ -199,7 +230,7 @@ MatteErrors SettingsSearch::Errors(const Settings& settings) const {
     return all.Means();
 }
 
-MatteErrors SettingsSearch::ErrorsOf(std::size_t look, const Settings& settings) const {
+KeyErrors SettingsSearch::ErrorsOf(std::size_t look, const Settings& settings) const {
     return SumsOf(look, settings).Means();
 }
 
@@ -208,11 +239,12 @@ bool SettingsSearch::IsFree(ParameterId id) const {
 }
 
 double SettingsSearch::Cost(const Settings& settings) const {
-    const MatteErrors errors = Errors(settings);
+    const KeyErrors errors = Errors(settings);
     const auto moved = std::ranges::count_if(
         kSteps, [&](const Steps& s) { return Value(settings, s.id) != Value(plain_, s.id); });
     return errors.Sum() + kChangeCost * static_cast<double>(moved) +
-           kEdgeGuard * std::max(errors.edges - kEdgeAim * plainErrors_.edges, 0.0);
+           kEdgeGuard * std::max(errors.edges - kEdgeAim * plainErrors_.edges, 0.0) +
+           kColorGuard * errors.colors;
 }
 
 Settings SettingsSearch::Descend(Settings best, bool onlyCleaning, int firstRound) const {

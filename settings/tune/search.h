@@ -11,13 +11,14 @@
 
 namespace veltrane {
 
-/// Mean absolute errors of a matte against the coverage guessed, each 0..1.
-struct MatteErrors {
-    double all = 0;
-    double edges = 0;  ///< where the coverage is partial
+/// Mean absolute errors of a key against what is expected of it, each 0..1.
+struct KeyErrors {
+    double matte = 0;
+    double edges = 0;   ///< of the matte where the coverage is partial
+    double colors = 0;  ///< of what is surely subject, beyond those of the plain settings
 
     /// An error at an edge is seen more than others.
-    double Sum() const { return all + 0.1 * edges; }
+    double Sum() const { return matte + 0.1 * edges; }
 };
 
 /// Looks for the settings whose mattes come nearest to what the looks expect.
@@ -30,8 +31,8 @@ public:
     Settings Run(bool onlyCleaning);
 
     /// Over all looks, and of one alone.
-    MatteErrors Errors(const Settings& settings) const;
-    MatteErrors ErrorsOf(std::size_t look, const Settings& settings) const;
+    KeyErrors Errors(const Settings& settings) const;
+    KeyErrors ErrorsOf(std::size_t look, const Settings& settings) const;
 
 private:
     /// What is expected of a look.
@@ -56,7 +57,9 @@ private:
     std::span<const ParameterId> fixed_;
     const Threads& threads_;
     std::vector<Target> targets_;
-    MatteErrors plainErrors_;
+    /// How far the plain settings leave each cell's colour from that of the frame.
+    std::vector<std::vector<double>> plainColors_;
+    KeyErrors plainErrors_;
 };
 
 }  // namespace veltrane

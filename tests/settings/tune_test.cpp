@@ -24,9 +24,9 @@ struct Scene {
     std::vector<double> coverage;
 };
 
-/// Balls with soft rims, lit from above, that reflect an eighth of the screen: skin, red, grey,
-/// black and yellow, mixed with the screen in linear light, under grain.
-Scene Balls(Color screen, int moved = 0, bool withSubject = true) {
+/// Balls with soft rims, lit from above, that reflect some of the screen: skin, red, grey, black
+/// and yellow, mixed with the screen in linear light, under grain.
+Scene Balls(Color screen, int moved = 0, bool withSubject = true, double reflected = 1.0 / 8) {
     constexpr Color kPaints[] = {
         {0.8, 0.6, 0.5}, {0.7, 0.2, 0.2}, {0.5, 0.5, 0.5}, {0.1, 0.1, 0.1}, {0.9, 0.8, 0.3}};
     std::mt19937 random(moved + 1);
@@ -40,7 +40,7 @@ Scene Balls(Color screen, int moved = 0, bool withSubject = true) {
             const double shade = 1.1 - y / 180.0, light = 1.15 - 0.3 * x / kWidth;
             for (double Color::*c : {&Color::blue, &Color::green, &Color::red}) {
                 const double behind = LinearFromSrgb(screen.*c) * light;
-                const double before = LinearFromSrgb(paint.*c) * shade + behind / 8;
+                const double before = LinearFromSrgb(paint.*c) * shade + behind * reflected;
                 const double seen = SrgbFromLinear(behind + (before - behind) * part);
                 scene.frame.push_back(
                     std::lround(65535 * std::clamp(seen + grain(random), 0.0, 1.0)));
@@ -54,21 +54,28 @@ Scene Balls(Color screen, int moved = 0, bool withSubject = true) {
 struct Errors {
     double all = 0;
     double edges = 0;
+    double colors = 0;  ///< of what is solid, against the frame
 };
 
 Errors ErrorsOf(const Scene& scene, const Settings& settings) {
     std::vector<std::uint16_t> keyed(scene.frame.size());
     Key(settings, kWidth, kHeight, scene.frame.data(), keyed.data());
     Errors errors;
-    int edges = 0;
+    int edges = 0, solid = 0;
     for (std::size_t i = 0; i < scene.coverage.size(); ++i) {
         const double error = std::abs(keyed[4 * i + 3] / 65535.0 - scene.coverage[i]);
         errors.all += error / static_cast<double>(scene.coverage.size());
+        if (scene.coverage[i] == 1) {
+            for (std::size_t c = 4 * i; c < 4 * i + 3; ++c)
+                errors.colors += std::abs(keyed[c] - scene.frame[c]) / (3 * 65535.0);
+            ++solid;
+        }
         if (scene.coverage[i] < 0.02 || scene.coverage[i] > 0.98) continue;
         errors.edges += error;
         ++edges;
     }
     errors.edges /= edges;
+    errors.colors /= solid;
     return errors;
 }
 
@@ -104,6 +111,16 @@ TEST(Tune, BringsMattesNearerToTheTruth) {
         // Each slider that was moved earned its place.
         for (const TunedSlider& slider : tuned.sliders) EXPECT_GT(slider.gain, -0.001);
     }
+}
+
+// Before a yellowish green, the hue that saves most of the matte takes the colour of skin.
+TEST(Tune, KeepsTheSubjectsColors) {
+    constexpr Color kYellowGreen{0.6, 0.7, 0.1};
+    const Scene scene = Balls(kYellowGreen, 0, true, 0);
+    const std::uint16_t* frames[] = {scene.frame.data()};
+    const TuneRequest request = Asked(kYellowGreen);
+    const Settings tuned = Tune(frames, kWidth, kHeight, request).settings;
+    EXPECT_LT(ErrorsOf(scene, tuned).colors, ErrorsOf(scene, request.settings).colors / 4);
 }
 
 TEST(Tune, IsTheSameByAnyNumberOfThreadsAndFrameByFrame) {
