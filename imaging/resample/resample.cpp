@@ -262,8 +262,9 @@ void ShrinkRows(const RowSource<Sample>& rows, int width, int height, unsigned c
     const auto shrink = AreShort(across, down)
                             ? ResampleBand<std::int16_t, RowReader<Sample>, unsigned char>
                             : ResampleBand<std::int32_t, RowReader<Sample>, unsigned char>;
-    // The taps of neighbouring bands overlap.
-    const int leastHeight = 2 * lobes;
+    // Two neighbouring bands both filter the source's rows at their border, which are many where a
+    // frame shrinks much: a few high bands beat many low ones.
+    const int leastHeight = 6 * lobes;
     ForEachBand(threads, targetHeight, leastHeight, [&](Band band) {
         shrink(RowReader<Sample>(rows, width), width, height, across, down, band, target, pitch);
     });
