@@ -172,10 +172,13 @@ TEST_F(ChunkTest, WhatDoesNotFitTogetherIsRefused) {
     KeyChunks(key, {3, 5, 6}, 7);
     const auto record = nlohmann::json::parse(Contents("o.mov.parts/0003.json"));
     auto wrong = record;
-    wrong["first"] = 6;
-    std::ofstream("o.mov.parts/0003.json") << wrong;
-    EXPECT_PRED_FORMAT2(testing::IsSubstring, "0003.json: leaves a gap at frame 5",
-                        Run("merge o.mov", 1).error);
+    for (const auto& [first, fault] :
+         {std::pair{6, "leaves a gap at frame 5"}, {4, "overlaps at frame 4"}}) {
+        wrong["first"] = first;
+        std::ofstream("o.mov.parts/0003.json") << wrong;
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, std::string("0003.json: ") + fault,
+                            Run("merge o.mov", 1).error);
+    }
     std::ofstream("o.mov.parts/0003.json") << record;
 }
 
