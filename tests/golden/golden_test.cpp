@@ -59,7 +59,9 @@ template <class T>
 Frame<T> ByBands(const Case& c, const Frame<T>& source) {
     Frame<T> output(source.size());
     const FrameKeyer<T> keyer(c.settings, c.width, c.height, RowSource<T>{source.data()}, Lent(3));
-    const int borders[] = {0, c.height / 7, c.height / 7 + 1, c.height / 2, c.height};
+    // Four bands of which a low frame leaves some empty, since two must not share a row.
+    const int second = std::min(c.height / 7 + 1, c.height);
+    const int borders[] = {0, c.height / 7, second, std::max(c.height / 2, second), c.height};
     RunSideBySide(4, [&](int i) {
         keyer.Key({borders[i], borders[i + 1]}, RowSink<T>{output.data()});
     });
