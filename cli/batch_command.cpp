@@ -36,13 +36,6 @@ bool MayResume(const media::SequencePath& output, const std::string& preset) {
     return fs::last_write_time(preset, error) <= made;
 }
 
-void MakeFolderFor(const std::string& output) {
-    std::error_code error;
-    const fs::path folder = fs::path(output).parent_path();
-    if (!folder.empty()) fs::create_directories(folder, error);
-    if (error) files::FailBySystem(folder, "cannot be made", error.value());
-}
-
 }  // namespace
 
 struct BatchCommand::Result {

@@ -40,13 +40,6 @@ std::int64_t UsualFrames(const media::Info& info) {
     return std::max<std::int64_t>(1, kUsualPixels / pixels);
 }
 
-void MakeFolderFor(const std::string& output) {
-    std::error_code error;
-    const fs::path folder = fs::path(output).parent_path();
-    if (!folder.empty()) fs::create_directories(folder, error);
-    if (error) files::FailBySystem(folder, "cannot be made", error.value());
-}
-
 /// The usual folder of a job, also where the output is named as "keyed/".
 std::string FolderBeside(const std::string& output) {
     const fs::path place(output);

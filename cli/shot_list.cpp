@@ -146,4 +146,11 @@ std::vector<Shot> ListShots(const std::string& source, const std::string& output
     return shots;
 }
 
+void MakeFolderFor(const std::string& output) {
+    std::error_code error;
+    const fs::path folder = fs::path(output).parent_path();
+    if (!folder.empty()) fs::create_directories(folder, error);
+    if (error) files::FailBySystem(folder, "cannot be made", error.value());
+}
+
 }  // namespace veltrane::cli

@@ -27,6 +27,9 @@ bool HoldsShots(const std::string& source);
 /// The shot with its preset, to be written to a file, sequence or folder of choice.
 Shot ShotOf(const std::string& input, const std::string& output);
 
+/// Makes the folder that an output lies in, where there is none. Throws files::Error.
+void MakeFolderFor(const std::string& output);
+
 }  // namespace veltrane::cli
 
 #endif
