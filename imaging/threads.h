@@ -51,7 +51,7 @@ public:
 
 private:
     static constexpr int kAmple = 8;
-    static constexpr int kMostAThread = 16;
+    static constexpr int kMostAThread = 64;
 
     int height_;
     int share_;
