@@ -81,6 +81,15 @@ void ForEachBand(const Threads& threads, int height, int leastHeight, const Work
     if (uppermost->second) std::rethrow_exception(uppermost->second);
 }
 
+/// Calls both, side by side where threads are lent; they may throw.
+template <class First, class Second>
+void CallBoth(const Threads& threads, const First& first, const Second& second) {
+    ForEachBand(threads, 2, 1, [&](Band band) {
+        if (band.first == 0) first();
+        if (band.end == 2) second();
+    });
+}
+
 }  // namespace veltrane
 
 #endif

@@ -97,10 +97,14 @@ BandKeyer<Sample>::BandKeyer(const Record& p, Screen screen, const RowSource<Sam
         givenPlate_ = std::move(cleanPlate);
         return;
     }
-    ReducedPlate plate = ModelPlate<Sample>(p, screen, source, threads);
+    ReducedFrame plate = ReduceFrame<Sample>(p, source, threads);
+    CallBoth(
+        threads, [&] { ModelPlate<Sample>(p, screen, plate); },
+        [&] {
+            enlargement_.emplace(plate.pixels.get(), plate.width, plate.height,
+                                 plate.width * kElements, p.width, p.height, 0, 1);
+        });
     plate_ = std::move(plate.pixels);
-    enlargement_.emplace(plate_.get(), plate.width, plate.height, plate.width * kElements, p.width,
-                         p.height, 0, 1);
 }
 
 /// The plate of the rows of a band, from the first one down.

@@ -59,36 +59,45 @@ void KnockOutEdges(unsigned char* image, const unsigned char* edges, Size size, 
 namespace veltrane {
 
 template <class Sample>
-ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, Screen screen,
-                        const RowSource<Sample>& source, const Threads& threads) {
+ReducedFrame ReduceFrame(const typename Depth<Sample>::Record& p, const RowSource<Sample>& source,
+                         const Threads& threads) {
+    const Size size = ReducedSize(p.width, p.height);
+    const auto pixels = static_cast<std::size_t>(size.width) * size.height;
+    ReducedFrame frame{MakeBuffer<unsigned char>(pixels * kElements), size.width, size.height};
+    ShrinkRows(source, p.width, p.height, frame.pixels.get(), size.width, size.height, 2, threads);
+    return frame;
+}
+
+template ReducedFrame ReduceFrame(const VELTRANE_Param16bit&, const RowSource<unsigned short>&,
+                                  const Threads&);
+template ReducedFrame ReduceFrame(const VELTRANE_Param&, const RowSource<unsigned char>&,
+                                  const Threads&);
+
+template <class Sample>
+void ModelPlate(const typename Depth<Sample>::Record& p, Screen screen, const ReducedFrame& frame) {
     using D = Depth<Sample>;
     const CVELTRANE keyer;
-    const Size size = ReducedSize(p.width, p.height);
+    const Size size{frame.width, frame.height};
+    unsigned char* const image = frame.pixels.get();
     const int pitch = size.width * kElements;
     const int mapPitch = keyer.Align8(size.width);
-    auto image = MakeBuffer<unsigned char>(static_cast<std::size_t>(pitch) * size.height);
-    ShrinkRows(source, p.width, p.height, image.get(), size.width, size.height, 2, threads);
-
     const std::size_t mapSize = static_cast<std::size_t>(mapPitch) * size.height;
     const auto edges = MakeBuffer<unsigned char>(mapSize);
     const auto background = MakeBuffer<unsigned char>(mapSize);
-    keyer.Laplacian32bit8(image.get(), size.width, size.height, pitch, edges.get(), size.width,
+    keyer.Laplacian32bit8(image, size.width, size.height, pitch, edges.get(), size.width,
                           size.height, mapPitch, kEdgeThreshold);
-    const ReducedImage reduced{image.get(), size.width, size.height, pitch};
+    const ReducedImage reduced{image, size.width, size.height, pitch};
     ExtractScreen(screen, reduced, background.get(),
                   {D::KeyToMatch(p.keyR[0]), D::KeyToMatch(p.keyG[0]), D::KeyToMatch(p.keyB[0])},
                   p.skinHue[0], p.blueHue[0]);
-    KnockOutEdges(image.get(), edges.get(), size, mapPitch);
+    KnockOutEdges(image, edges.get(), size, mapPitch);
     WidenEmpty(screen, reduced, kContractSteps);
-    keyer.ExpandBack32bit8(image.get(), size.width, size.height, pitch, D::KeyToFill(p.keyR[0]),
+    keyer.ExpandBack32bit8(image, size.width, size.height, pitch, D::KeyToFill(p.keyR[0]),
                            D::KeyToFill(p.keyG[0]), D::KeyToFill(p.keyB[0]));
-    keyer.AverageBlurCore32bit6(image.get(), size.width, size.height, pitch, kSmoothingRadius);
-    return {std::move(image), size.width, size.height};
+    keyer.AverageBlurCore32bit6(image, size.width, size.height, pitch, kSmoothingRadius);
 }
 
-template ReducedPlate ModelPlate(const VELTRANE_Param16bit&, Screen,
-                                 const RowSource<unsigned short>&, const Threads&);
-template ReducedPlate ModelPlate(const VELTRANE_Param&, Screen, const RowSource<unsigned char>&,
-                                 const Threads&);
+template void ModelPlate<unsigned short>(const VELTRANE_Param16bit&, Screen, const ReducedFrame&);
+template void ModelPlate<unsigned char>(const VELTRANE_Param&, Screen, const ReducedFrame&);
 
 }  // namespace veltrane

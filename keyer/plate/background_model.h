@@ -10,18 +10,22 @@
 
 namespace veltrane {
 
-/// A clean plate at reduced size: the screen's colour everywhere, without the foreground. Packed
-/// rows of blue, green, red and an element without meaning.
-struct ReducedPlate {
+/// A frame at the clean plate's size: packed rows of blue, green, red and an element without
+/// meaning.
+struct ReducedFrame {
     std::unique_ptr<unsigned char[]> pixels;
     int width = 0;
     int height = 0;
 };
 
-/// Models the clean plate of a frame of the record's size, which has at least one pixel.
+/// Reduces a frame of the record's size, which has at least one pixel.
 template <class Sample>
-ReducedPlate ModelPlate(const typename Depth<Sample>::Record& p, Screen screen,
-                        const RowSource<Sample>& source, const Threads& threads);
+ReducedFrame ReduceFrame(const typename Depth<Sample>::Record& p, const RowSource<Sample>& source,
+                         const Threads& threads);
+
+/// Makes a reduced frame the clean plate: the screen's colour everywhere, without the foreground.
+template <class Sample>
+void ModelPlate(const typename Depth<Sample>::Record& p, Screen screen, const ReducedFrame& frame);
 
 }  // namespace veltrane
 
