@@ -201,6 +201,21 @@ TEST_F(ChunkTest, DamagedPartsAreKeyedAnew) {
     EXPECT_TRUE(Contents("o.mov") == Contents("whole.mov"));
 }
 
+// As another version of FFmpeg may write it: packets that only their own header explains.
+TEST_F(ChunkTest, PartsThatAreCodedOtherwiseAreNotJoined) {
+    WriteFrames(4);
+    KeyChunks("f.#.png o.mkv --key-color #40b838", {1, 2}, 2);
+    const std::string name = "o.mkv.parts/0002.mkv";
+    std::string part = Contents(name);
+    const std::size_t letters = part.find("FFV1");  // stands 24 bytes before the header
+    ASSERT_LT(letters, part.size());
+    part[letters + 40] ^= 1;
+    std::ofstream(name) << part;
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, name + ": is 64x48 ffv1, coded unlike the whole",
+                        Run("merge o.mkv", 1).error);
+    EXPECT_FALSE(fs::exists("o.mkv"));
+}
+
 // Frames of an earlier run, with other settings perhaps, are not taken for the chunk's own.
 TEST_F(ChunkTest, AChunkKeepsTheFramesOfItsOwnFirstTryOnly) {
     WriteFrames(6);

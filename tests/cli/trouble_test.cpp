@@ -103,6 +103,14 @@ TEST_F(TroubleTest, AFullDiskIsWorthAnotherTry) {
         EXPECT_PRED_FORMAT2(testing::IsSubstring, "No space left on device; ", error);
         EXPECT_EQ(error.find(".part"), error.npos) << error;
     }
+    // Of many shots, where none failed by its own fault.
+    std::ofstream("broken.mov") << "no video";
+    for (const auto& [shots, status] : {std::pair{"../samples/clip.mp4\tsmall/o.mov\n", 75},
+                                        {"../samples/clip.mp4\tsmall/o.mov\nbroken.mov\n", 1}}) {
+        std::ofstream("list.txt") << shots;
+        const std::string line = before + command_ + " batch list.txt out > ../out";
+        EXPECT_EQ(WEXITSTATUS(std::system(line.c_str())), status) << Contents("../error");
+    }
 }
 
 TEST_F(TroubleTest, AFolderThatVanishesIsWorthAnotherTry) {

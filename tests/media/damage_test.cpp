@@ -112,7 +112,6 @@ TEST_F(DamageTest, OverwrittenJpegIsMostlyRefused) {
     }
 }
 
-/// Checksums are right here, so it is the PNG library that finds the fault.
 TEST_F(DamageTest, OneLineIsAllThatIsSaid) {
     Write("a.png", {MakeFrame(kWidth, kHeight)});
     const std::string whole = Bytes("a.png");
@@ -126,6 +125,14 @@ TEST_F(DamageTest, OneLineIsAllThatIsSaid) {
     huge.replace(4, 8, std::string("\0\0\xff\xff\0\0\xff\xff", 8));
     Put("a.png", whole.substr(0, 12) + summed(huge) + whole.substr(33));
     EXPECT_EQ(ReadError("a.png"), "a.png: is damaged");
+    // The PNG library would do without what it need not understand, such as this.
+    std::string gamma = std::string("\0\0\0\4", 4) + summed(std::string("gAMA\0\1\x86\xa0", 8));
+    for (const bool right : {true, false}) {
+        if (!right) gamma.back() ^= 1;
+        Put("a.png", whole.substr(0, 33) + gamma + whole.substr(33));
+        EXPECT_EQ(ReadError("a.png"), right ? "" : "a.png: is damaged");
+    }
+    // Checksums are right here, so it is the PNG library that finds the fault.
     header[12] = 7;
     const std::size_t data = whole.find("IDAT"), name = 4;
     const std::string empty = std::string(4, '\0') + summed("IDAT");

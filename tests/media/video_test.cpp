@@ -180,7 +180,9 @@ TEST_F(VideoTest, AudioFollowsThePictures) {
         "pcm.mkv");
     Ffmpeg("-i pcm.mkv -c:v mpeg4 -c:a aac aac.mov");
     // The tone alone, which begins when pictures have been shown for a second.
-    Ffmpeg("-i pcm.mkv -itsoffset 1 -ss 1 -i pcm.mkv -map 0:v -map 1:a -c:v copy late.mkv");
+    Ffmpeg(
+        "-i pcm.mkv -itsoffset 1 -ss 1 -i pcm.mkv -map 0:v -map 1:a -c:v copy -c:a pcm_s16le "
+        "late.mkv");
     const std::pair<std::string, std::string> cases[] = {
         {"pcm.mkv", "o.mov"},  {"pcm.mkv", "o.mkv"},  {"aac.mov", "o.mov"}, {"pcm.mkv", "o.mp4"},
         {"aac.mov", "o.webm"}, {"late.mkv", "o.mkv"}, {"late.mkv", "o.mp4"}};

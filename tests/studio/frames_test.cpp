@@ -1,3 +1,6 @@
+#include <cmath>
+#include <numeric>
+
 #include "tests/studio/studio.h"
 
 namespace veltrane {
@@ -199,17 +202,22 @@ TEST_F(StudioFrames, AreMeasured) {
                      {"x", 30},          {"y", 20},    {"width", 4},
                      {"height", 3},      {"bins", 2}};
     const media::Pixels keyed = Keyed(green_, source_);
-    double sum = 0;
-    std::uint16_t least = 65535;
-    for (int y = 20; y < 23; ++y)
-        for (int x = 30; x < 34; ++x) {
-            const std::uint16_t alpha = keyed[(y * 64 + x) * 4 + 3];
-            sum += alpha;
-            least = std::min(least, alpha);
-        }
+    const auto inRegion = [](const media::Pixels& pixels, int channel) {
+        std::vector<double> values;
+        for (int i = 0; i < 12; ++i)
+            values.push_back(pixels[((20 + i / 4) * 64 + 30 + i % 4) * 4 + channel]);
+        return values;
+    };
+    const std::vector<double> alphas = inRegion(keyed, 3), greens = inRegion(source_.pixels, 1);
     const Value probe = Asked("/api/probe", wish);
-    EXPECT_DOUBLE_EQ(probe["result"]["mean"][3], sum / 12);
-    EXPECT_EQ(probe["matte"]["least"][0], least);
+    EXPECT_DOUBLE_EQ(probe["result"]["mean"][3],
+                     std::accumulate(alphas.begin(), alphas.end(), 0.0) / 12);
+    EXPECT_EQ(probe["matte"]["least"][0], *std::min_element(alphas.begin(), alphas.end()));
+    const double mean = probe["source"]["mean"][1];
+    double squares = 0;
+    for (const double green : greens) squares += (green - mean) * (green - mean);
+    EXPECT_GT(squares, 0);
+    EXPECT_NEAR(probe["source"]["spread"][1], std::sqrt(squares / 12), 1e-3);
     EXPECT_EQ(probe["source"]["greatest"][3], 65535);
     const Value plate = probe["plate"]["mean"];
     EXPECT_GT(plate[1], 1.5 * plate[0].get<double>()) << "the plate is green";

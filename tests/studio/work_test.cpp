@@ -23,12 +23,14 @@ TEST_F(StudioTest, KeepsWorkBesideItsShot) {
     ExpectRefused(late, 409, "another page");
     EXPECT_EQ(late.AsJson()["revision"], 1);
     EXPECT_EQ(late.AsJson()["work"], save["work"]);
+    save["revision"] = 1;
+    EXPECT_EQ(Asked("/api/work", save)["revision"], 2);
     // It is found again from another root, with names as seen from there.
     Close();
     fs::create_directory("shots/rigs");
     Open("--root shots");
     const Value again = Asked("/api/open", {{"path", "in.png"}});
-    EXPECT_EQ(again["revision"], 1);
+    EXPECT_EQ(again["revision"], 2);
     EXPECT_EQ(again["work"]["inputs"]["garbageFile"], "../rigs/rig.png");
 }
 
