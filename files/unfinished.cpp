@@ -1,7 +1,9 @@
 #include "files/unfinished.h"
 
+#include <poll.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -12,6 +14,13 @@ static_assert(Unfinished::Name::is_always_lock_free);
 namespace {
 
 constinit Unfinished own;
+
+/// Another thread may have noted the name and be about to make the file.
+void RemoveEvenIfLate(const char* path) noexcept {
+    constexpr int kMostTries = 100, kPause = 1;  // ms
+    for (int i = 0; i < kMostTries && ::unlink(path) != 0 && errno == ENOENT; ++i)
+        ::poll(nullptr, 0, kPause);
+}
 
 }  // namespace
 
@@ -37,7 +46,7 @@ void Unfinished::RemoveAll() noexcept {
     ending_ = true;
     for (Name& name : names_) {
         const char* path = name.exchange(nullptr);
-        if (path != nullptr) ::unlink(path);
+        if (path != nullptr) RemoveEvenIfLate(path);
     }
 }
 

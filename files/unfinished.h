@@ -16,7 +16,8 @@ public:
     Name* Add(const std::string& path) noexcept;
     /// Forgets a name that Add returned; null is none.
     static void Forget(Name* name) noexcept;
-    /// Removes the files, and marks the process as ending. Async-signal-safe.
+    /// Removes the files, also those that other threads are just making, and marks the process as
+    /// ending. Async-signal-safe.
     void RemoveAll() noexcept;
     /// Whether files made now would stay behind.
     bool ending() const noexcept { return ending_; }

@@ -106,13 +106,19 @@ WholeFile::~WholeFile() {
 bool WholeFile::Create() {
     temporaryPath_ = (fs::path(destination_).parent_path() / TemporaryName()).string();
     name_ = Unfinished::Here().Add(temporaryPath_);  // a signal may come before open returns
+    RefuseIfEnding();
     file_ = ::open(temporaryPath_.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
     if (file_ < 0 && errno == EEXIST) return false;
     if (file_ < 0) FailToWrite();
     folder_ = Folder::Seen;
-    if (Unfinished::Here().ending()) Fail(path_, "was not written");
+    RefuseIfEnding();
     const bool taken = !Lock(file_) && (errno == EAGAIN || errno == EACCES);
     return !taken && HasName(file_);
+}
+
+/// What is made once a signal handler has looked at the list stays behind.
+void WholeFile::RefuseIfEnding() const {
+    if (Unfinished::Here().ending()) Fail(path_, "was not written");
 }
 
 /// Removes the temporary file if it is still there.
@@ -130,6 +136,10 @@ void WholeFile::FailToWrite() const {
     const bool vanished = errno == ENOENT && folder_ == Folder::Seen;
     if (vanished) throw StorageError(ErrorLine(path_, std::string(kWhat) + ": its folder is gone"));
     FailBySystem(path_, kWhat, errno);
+}
+
+std::string WholeFile::PathOfOpenFile() const {
+    return "/proc/self/fd/" + std::to_string(file_);
 }
 
 /// put(bytes, count, where) does as ::write; where is how many bytes were put before.

@@ -28,8 +28,9 @@ public:
     WholeFile(const WholeFile&) = delete;
     WholeFile& operator=(const WholeFile&) = delete;
 
-    /// For libraries that write by name.
-    const std::string& temporaryPath() const { return temporaryPath_; }
+    /// For libraries that write by name: this very file, which they do not bring back under its
+    /// temporary name when a signal handler has removed that.
+    std::string PathOfOpenFile() const;
     /// Appends bytes. Throws Error when they do not fit.
     void Write(const void* bytes, std::size_t count);
     /// Puts bytes where they belong in the file. Throws Error when they do not fit.
@@ -45,6 +46,7 @@ public:
 private:
     WholeFile(std::string path, std::string destination, Folder folder);
     bool Create();
+    void RefuseIfEnding() const;
     template <typename Put>
     void PutAll(const void* bytes, std::size_t count, Put put);
     void Discard();

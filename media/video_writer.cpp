@@ -219,7 +219,7 @@ void VideoWriter::AddMetadata(const Info& source) {
 }
 
 void VideoWriter::OpenOutput() {
-    const std::string url = "file:" + file_.temporaryPath();
+    const std::string url = "file:" + file_.PathOfOpenFile();
     CheckAv(avio_open(&output_->pb, url.c_str(), AVIO_FLAG_WRITE), path_, "cannot be written");
     AVDictionary* settings = nullptr;
     if (std::string_view(format_.container) == "mp4") av_dict_set(&settings, "write_tmcd", "1", 0);

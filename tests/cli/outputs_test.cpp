@@ -186,10 +186,31 @@ TEST_F(OutputsTest, EverySignalThatCanBeCaughtRemovesWhatIsUnfinished) {
     }
 }
 
+// As a thread makes a file while another one handles the signal.
+TEST_F(OutputsTest, NothingIsMadeBehindASignalsBack) {
+    const auto makeLate = [] {
+        files::Unfinished list;
+        list.Add("late.part");
+        std::thread maker([&] {
+            while (!list.ending()) std::this_thread::yield();
+            Pause(std::chrono::milliseconds(2));
+            std::ofstream("late.part") << "late";
+        });
+        list.RemoveAll();
+        maker.join();
+        _exit(fs::exists("late.part") ? 1 : 0);
+    };
+    EXPECT_EXIT(makeLate(), testing::ExitedWithCode(0), "");
+    const files::WholeFile file("o.mov");
+    fs::remove(fs::read_symlink(file.PathOfOpenFile()));
+    std::ofstream(file.PathOfOpenFile()) << "from a library";
+    EXPECT_FALSE(HoldsTemporary("."));
+}
+
 TEST_F(OutputsTest, TheNextRunRemovesWhatDeadProcessesLeftAndNothingElse) {
     fs::create_directory("out");
     const files::WholeFile living("out/another.png");
-    const std::string own = fs::path(living.temporaryPath()).filename();
+    const std::string own = fs::read_symlink(living.PathOfOpenFile()).filename();
     const std::string foreign = "out/.veltrane-0000000f" + own.substr(own.find('-', 10));
     for (const std::string& kept : {foreign, std::string("out/.mine.part"), std::string("out/1")})
         std::ofstream(kept) << "kept";
