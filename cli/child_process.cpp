@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 #include <filesystem>
 
 #include "cli/interrupt.h"
+#include "cli/start_process.h"
 #include "files/error.h"
 
 namespace veltrane::cli {
@@ -51,15 +51,6 @@ private:
     int ends_[2] = {-1, -1};
 };
 
-[[noreturn]] void Become(char* const* words, const Pipe& out, const Pipe& error) {
-    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-    ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
-    ::dup2(out.writing(), STDOUT_FILENO);
-    ::dup2(error.writing(), STDERR_FILENO);
-    ::execvp(words[0], words);
-    ::_exit(127);
-}
-
 /// Reads both to their ends.
 void Collect(const Pipe& out, const Pipe& error, ChildOutcome& outcome) {
     constexpr int kPause = 100;  // ms, after which a stop that was asked for is noticed
@@ -75,7 +66,7 @@ void Collect(const Pipe& out, const Pipe& error, ChildOutcome& outcome) {
 int StatusOf(pid_t child) {
     int ended = 0;
     while (::waitpid(child, &ended, 0) < 0 && errno == EINTR) continue;
-    return WIFEXITED(ended) ? WEXITSTATUS(ended) : 128 + WTERMSIG(ended);
+    return ExitStatusOf(ended);
 }
 
 }  // namespace
@@ -88,14 +79,10 @@ std::string ChildOutcome::LastLine() const {
 }
 
 ChildOutcome RunChild(const std::vector<std::string>& command) {
-    std::vector<std::string> words = command;
-    std::vector<char*> raw;
-    for (std::string& word : words) raw.push_back(word.data());
-    raw.push_back(nullptr);
     Pipe out, error;
-    const pid_t child = ::fork();
+    const pid_t child =
+        StartProcess(command[0].c_str(), command, {.out = out.writing(), .error = error.writing()});
     if (child < 0) files::FailBySystem(command[0], "cannot be started", errno);
-    if (child == 0) Become(raw.data(), out, error);
     out.CloseWriting();
     error.CloseWriting();
     ChildOutcome outcome;

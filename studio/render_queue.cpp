@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +14,7 @@
 #include <utility>
 
 #include "cli/errors.h"
+#include "cli/start_process.h"
 #include "studio/http.h"
 #include "studio/json.h"
 
@@ -31,32 +31,14 @@ bool IsOver(const Render& render) {
     return render.state != State::Queued && render.state != State::Running;
 }
 
-/// Becomes the command, between fork and exec, where only little may be done. It stops when the
-/// thread that started it ends, even by a crash.
-[[noreturn]] void Become(char* const* arguments, int output) {
-    constexpr int kYielding = 5;
-    setpgid(0, 0);
-    prctl(PR_SET_PDEATHSIG, SIGINT);
-    [[maybe_unused]] const int lower = nice(kYielding);
-    signal(SIGPIPE, SIG_DFL);
-    dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
-    dup2(output, STDOUT_FILENO);
-    dup2(output, STDERR_FILENO);
-    execv("/proc/self/exe", arguments);
-    constexpr int kNotStarted = 127;
-    _exit(kNotStarted);
-}
-
 /// Starts the command and returns its process; lines becomes what it prints.
 pid_t StartCommand(std::vector<std::string> arguments, int& lines) {
     arguments.insert(arguments.begin(), "veltrane");
-    std::vector<char*> raw;
-    for (std::string& argument : arguments) raw.push_back(argument.data());
-    raw.push_back(nullptr);
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) return -1;
-    const pid_t process = fork();
-    if (process == 0) Become(raw.data(), ends[1]);
+    const cli::ProcessPlan plan{
+        .out = ends[1], .error = ends[1], .stop = SIGINT, .yields = 5, .apart = true};
+    const pid_t process = cli::StartProcess("/proc/self/exe", std::move(arguments), plan);
     close(ends[1]);
     lines = ends[0];
     if (process < 0) close(ends[0]);
@@ -146,7 +128,7 @@ void RenderQueue::Execute(Render& render, int lines) {
     const std::lock_guard lock(mutex_);
     int status = 0;
     waitpid(process_, &status, 0);
-    End(render, WIFEXITED(status) ? WEXITSTATUS(status) : 1);
+    End(render, cli::ExitStatusOf(status));
 }
 
 void RenderQueue::ReadProgress(Render& render, int lines) {

@@ -7,6 +7,7 @@
 #include <thread>
 #include <tuple>
 
+#include "cli/start_process.h"
 #include "command.h"
 
 namespace veltrane {
@@ -149,6 +150,21 @@ TEST_F(TroubleTest, TheFirstSignalEndsAnyWait) {
         EXPECT_EQ(Run("key in.png out.png --preset wait.json", status, stop).error, line);
         EXPECT_LT(Clock::now() - sent, std::chrono::milliseconds(1500));
     }
+}
+
+// A handler that a program inherits until it runs would take a signal for itself.
+TEST(StartProcess, WhatIsStoppedAtOnceHasStopped) {
+    struct sigaction before = {}, handled = {};
+    handled.sa_handler = [](int) {};
+    sigaction(SIGTERM, &handled, &before);
+    for (int i = 0; i < 20; ++i) {
+        const pid_t child = cli::StartProcess("sleep", {"sleep", "9"}, {});
+        kill(child, SIGTERM);
+        int ended = 0;
+        waitpid(child, &ended, 0);
+        EXPECT_EQ(cli::ExitStatusOf(ended), 128 + SIGTERM);
+    }
+    sigaction(SIGTERM, &before, nullptr);
 }
 
 }  // namespace

@@ -76,7 +76,11 @@ TEST_F(StudioRenders, AreCancelledCleanlyOneByOneAndWithTheStudio) {
     Asked("/api/renders/1/cancel", Value::object());
     WaitUntil(child_, [&] { return first()["state"] == "cancelled"; });
     EXPECT_FALSE(unfinished());
-    EXPECT_EQ(Asked("/api/render", render)["id"], 3);
+    Asked("/api/render", render);  // and cancelled before it has begun with anything
+    WaitUntil(child_, [&] { return Last()["state"] == "running"; });
+    Asked("/api/renders/3/cancel", Value::object());
+    EXPECT_EQ(Ended()["state"], "cancelled");
+    EXPECT_EQ(Asked("/api/render", render)["id"], 4);
     WaitUntil(child_, [&] { return Last()["state"] == "running" && unfinished(); });
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(Close(), 130);
