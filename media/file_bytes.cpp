@@ -1,54 +1,50 @@
 #include "media/file_bytes.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
-#include <system_error>
 
 #include "media/fail.h"
 #include "media/share_work.h"
 
 namespace veltrane::media {
-namespace {
 
-class OpenFile {
-public:
-    explicit OpenFile(const std::string& path)
-        : path_(path), file_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
-        if (file_ < 0) Refuse(errno);
+OpenFile::OpenFile(const std::string& path)
+    : path_(path), file_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (file_ < 0) Refuse(errno);
+    struct stat status;
+    if (::fstat(file_, &status) != 0) {
+        const int error = errno;
+        ::close(file_);
+        Refuse(error);
     }
-    ~OpenFile() { ::close(file_); }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
+    size_ = static_cast<std::uint64_t>(status.st_size);
+}
 
-    void Read(std::size_t at, std::size_t count, std::uint8_t* to) const {
-        for (std::size_t done = 0; done < count;) {
-            const ssize_t read =
-                ::pread(file_, to + done, count - done, static_cast<off_t>(at + done));
-            if (read < 0 && errno == EINTR) continue;
-            if (read <= 0) Refuse(read < 0 ? errno : EINVAL);
-            done += static_cast<std::size_t>(read);
-        }
+OpenFile::~OpenFile() {
+    ::close(file_);
+}
+
+void OpenFile::Read(std::uint64_t at, std::size_t count, std::uint8_t* to) const {
+    for (std::size_t done = 0; done < count;) {
+        const ssize_t read = ::pread(file_, to + done, count - done, static_cast<off_t>(at + done));
+        if (read < 0 && errno == EINTR) continue;
+        if (read <= 0) Refuse(read < 0 ? errno : EINVAL);
+        done += static_cast<std::size_t>(read);
     }
+}
 
-private:
-    [[noreturn]] void Refuse(int error) const { FailBySystem(path_, "cannot be read", error); }
-
-    const std::string& path_;
-    int file_;
-};
-
-}  // namespace
+void OpenFile::Refuse(int error) const {
+    FailBySystem(path_, "cannot be read", error);
+}
 
 Bytes ReadAll(const std::string& path, const Threads& threads) {
-    std::error_code error;
-    const auto size = std::filesystem::file_size(path, error);
-    if (error) FailBySystem(path, "cannot be read", error.value());
-    Bytes bytes(size);
     const OpenFile file(path);
+    const std::size_t size = file.size();
+    Bytes bytes(size);
     constexpr std::size_t kPiece = std::size_t{1} << 22;
     ShareWork(threads, static_cast<int>((size + kPiece - 1) / kPiece), [&] {
         return [&](int piece) {

@@ -12,6 +12,7 @@ extern "C" {
 
 #include "media/av_support.h"
 #include "media/backends.h"
+#include "media/matroska_sums.h"
 #include "media/pixels.h"
 #include "media/source_details.h"
 #include "media/transfer.h"
@@ -45,8 +46,9 @@ private:
     void SkipTo(std::int64_t number);
     AvFrame PictureFrom(const EntryPoint& point, std::int64_t number);
     void SendPacket();
+    void CheckContainer(std::int64_t place);
     bool EndsEarly() const;
-    void EndOfVideo() const;
+    void EndOfVideo();
     ColorTags TagsOf(const AVFrame& picture) const;
 
     std::string path_;
@@ -62,6 +64,7 @@ private:
     std::int64_t number_ = 0;  ///< of the last frame decoded
     ColorTags containerTags_;
     std::int64_t packets_ = 0;  ///< read from the stream
+    std::optional<MatroskaSums> matroska_;
     /// Before it, what no other picture builds on is not decoded; only H.264 says which that is.
     std::int64_t wanted_ = kFromTheFirst;
     bool truncated_ = false;
@@ -126,34 +129,7 @@ std::optional<std::int64_t> FrameCount(const AVFormatContext& input, AVStream& s
     return shown;
 }
 
-/// Reads a length of an EBML element; null when it is absent or left open.
-std::optional<std::uint64_t> EbmlLength(std::istream& file) {
-    const int lead = file.get();
-    int extra = 0;
-    while (extra < 8 && !(lead & (0x80 >> extra))) ++extra;
-    if (lead < 0 || extra == 8) return std::nullopt;
-    std::uint64_t length = lead & (0x7f >> extra);
-    for (int i = 0; i < extra; ++i) length = length << 8 | (file.get() & 0xff);
-    const std::uint64_t open = (std::uint64_t{1} << (7 * (extra + 1))) - 1;
-    if (!file || length == open) return std::nullopt;
-    return length;
-}
-
-/// True when a Matroska file is shorter than its one segment says; the demuxer takes the end of
-/// the file for the end of the video.
-bool IsMatroskaCut(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    file.seekg(4);
-    const auto header = EbmlLength(file);
-    if (!header) return false;
-    file.seekg(static_cast<std::streamoff>(*header) + 4, std::ios::cur);
-    const auto segment = EbmlLength(file);
-    if (!segment) return false;
-    const auto begin = static_cast<std::uint64_t>(file.tellg());
-    return begin + *segment > std::filesystem::file_size(path);
-}
-
-/// The same of an AVI file, whose first chunk tells its length.
+/// True when an AVI file is shorter than its first chunk says.
 bool IsAviCut(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     file.seekg(4);
@@ -195,6 +171,7 @@ VideoReader::VideoReader(const std::string& path, const ReadOptions& options)
     }
     stream_ = input_->streams[index];
     if (static_cast<std::size_t>(index) < tags.size()) containerTags_ = tags[index];
+    if (IsFormat(*input_, "matroska")) matroska_.emplace(path);
     codec_ = OpenDecoder(path, stream_, options.threads, DecoderName(*stream_), &damaged_);
     if (options.frames && options.frames->first > 1) SkipTo(options.frames->first);
     if (!first_) first_ = NextPicture();
@@ -331,6 +308,7 @@ void VideoReader::SendPacket() {
     int sent = 0;
     if (packet_->stream_index == stream_->index) {
         ++packets_;
+        CheckContainer(packet_->pos);
         codec_->skip_frame = packet_->pts < wanted_ ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
         sent = avcodec_send_packet(codec_.get(), packet_.get());
     }
@@ -361,14 +339,21 @@ AvFrame VideoReader::NextPicture() {
 
 bool VideoReader::EndsEarly() const {
     if (truncated_) return true;
-    if (IsFormat(*input_, "matroska")) return IsMatroskaCut(path_);
+    if (matroska_) return matroska_->IsCut();
     if (IsFormat(*input_, "avi")) return IsAviCut(path_);
     return IsFormat(*input_, "mov") && packets_ < avformat_index_get_entries_count(stream_);
 }
 
+/// Throws Error when what lies before this place of the file is damaged, as far as it can be known.
+void VideoReader::CheckContainer(std::int64_t place) {
+    if (!matroska_ || place < 0 || matroska_->HoldsTo(static_cast<std::uint64_t>(place))) return;
+    Fail(path_, "is damaged after frame " + std::to_string(number_));
+}
+
 /// Throws Error when the video ended before it should have.
-void VideoReader::EndOfVideo() const {
+void VideoReader::EndOfVideo() {
     if (EndsEarly()) Fail(path_, "truncated after frame " + std::to_string(number_));
+    CheckContainer(std::numeric_limits<std::int64_t>::max());
     if (!options_.frames) return;
     const bool toTheEnd = options_.frames->last == std::numeric_limits<std::int64_t>::max();
     const std::int64_t needed = toTheEnd ? options_.frames->first : options_.frames->last;

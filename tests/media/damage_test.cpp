@@ -54,8 +54,9 @@ TEST_F(DamageTest, WhatIsReadIsWholeAndResumeKeepsNothingElse) {
         const char* name;
         double covered;  ///< the share from which on checksums cover the pixels; 1 where none do
         int cuts = 60, flips = 200;
-    } files[] = {{"a.png", 0},    {"a.tif", 0}, {"lzw.tif", 1}, {"plain.tif", 1},   {"a.exr", 0.25},
-                 {"s.exr", 0.25}, {"a.jpg", 1}, {"a.dpx", 1},   {"a.mkv", 1, 6, 20}};
+    } files[] = {{"a.png", 0},     {"a.tif", 0},    {"lzw.tif", 1},
+                 {"plain.tif", 1}, {"a.exr", 0.25}, {"s.exr", 0.25},
+                 {"a.jpg", 1},     {"a.dpx", 1},    {"a.mkv", 0.1, 6, 20}};
     const Frame frame = MakeFrame(kWidth, kHeight);
     for (const char* name : {"a.png", "a.tif", "a.exr"}) Write(name, {frame});
     Frame coarse = frame;  // or some rows would not become smaller, and be stored without checksums
@@ -90,6 +91,30 @@ TEST_F(DamageTest, WhatIsReadIsWholeAndResumeKeepsNothingElse) {
                                      : double(at) >= file.covered * double(whole.size());
             const bool other = read && *read != *pixels;
             EXPECT_FALSE(covered && other) << name << " flipped at " << at;
+        }
+    }
+}
+
+/// A demuxer passes over what it cannot read, and the frames around it come as if it had never
+/// been.
+TEST_F(DamageTest, NoFrameOfAMatroskaFileIsPassedOver) {
+    const Frame frame = MakeFrame(kWidth, kHeight);
+    Write("a.mkv", {frame, frame, frame});
+    const std::string whole = Bytes("a.mkv"), cluster = "\x1f\x43\xb6\x75";
+    const auto pixels = PixelsOf("a.mkv");
+    const std::size_t second = whole.find(cluster, whole.find(cluster) + 1);
+    ASSERT_NE(second, std::string::npos);
+    const std::pair<std::size_t, std::size_t> headers[] = {{whole.find("\x18\x53\x80\x67"), 12},
+                                                           {second, 32}};
+    for (const auto& [begin, size] : headers) {
+        for (std::size_t at = begin; at < begin + size; ++at) {
+            for (int bit = 0; bit < 8; ++bit) {
+                std::string flipped = whole;
+                flipped[at] = char(flipped[at] ^ 1 << bit);
+                Put("a.mkv", flipped);
+                const auto read = PixelsOf("a.mkv");
+                EXPECT_TRUE(!read || *read == *pixels) << "byte " << at << ", bit " << bit;
+            }
         }
     }
 }
