@@ -81,11 +81,18 @@ void LookAtSpread(const std::string& path, media::ReadOptions options,
 
 }  // namespace
 
+std::string ValueText(const Parameter& row, int value) {
+    if (row.kind == ParameterKind::Switch) return value != 0 ? "on" : "off";
+    return std::to_string(value);
+}
+
 std::string ShotTuning::Text() const {
     std::string sliders;
-    for (const TunedSlider& slider : found.sliders)
-        sliders +=
-            std::string(" --") + ParameterOf(slider.id).name + ' ' + std::to_string(slider.to);
+    for (const TunedSlider& slider : found.sliders) {
+        const Parameter& row = ParameterOf(slider.id);
+        sliders += std::string(" --") + row.name;
+        if (row.kind != ParameterKind::Switch) sliders += ' ' + ValueText(row, slider.to);
+    }
     return "found from " + std::to_string(frames.size()) +
            (frames.size() == 1 ? " frame:" : " frames:") +
            (sliders.empty() ? " nothing better than the values there are" : sliders);
@@ -139,9 +146,16 @@ nlohmann::ordered_json AsJson(const ShotTuning& tuning) {
     json["error-before"] = found.errorBefore;
     json["error-after"] = found.errorAfter;
     json["sliders"] = Json::object();
-    for (const TunedSlider& slider : found.sliders)
-        json["sliders"][ParameterOf(slider.id).name] = {
-            {"from", slider.from}, {"to", slider.to}, {"gain", slider.gain}};
+    for (const TunedSlider& slider : found.sliders) {
+        const Parameter& row = ParameterOf(slider.id);
+        // As presets write it.
+        const auto value = [&](int number) {
+            return row.kind == ParameterKind::Switch ? Json(number != 0) : Json(number);
+        };
+        json["sliders"][row.name] = {{"from", value(slider.from)},
+                                     {"to", value(slider.to)},
+                                     {"gain", slider.gain ? Json(*slider.gain) : Json()}};
+    }
     json["warnings"] = tuning.Warnings();
     return json;
 }

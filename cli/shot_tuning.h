@@ -12,6 +12,9 @@
 
 namespace veltrane::cli {
 
+/// A slider's or a switch's value for people.
+std::string ValueText(const Parameter& row, int value);
+
 /// How many frames of a shot are looked at unless another number is asked for.
 inline constexpr int kFramesToLookAt = 5;
 

@@ -42,7 +42,7 @@ void TuneCommand::AddTo(CLI::App& app) {
 }
 
 void TuneCommand::PrintForPeople(const TunedSettings& found) {
-    constexpr const char* kColumn = "%-13s ";
+    constexpr const char* kColumn = "%-15s ";
     const auto line = [](const char* name, const std::string& text) {
         std::printf(kColumn, name);
         std::puts(text.c_str());
@@ -50,10 +50,11 @@ void TuneCommand::PrintForPeople(const TunedSettings& found) {
     line("key-color", HexText(found.settings.keyColor) + " of a " +
                           ScreenName(found.settings.screen) + " screen");
     for (const TunedSlider& slider : found.sliders) {
-        char gain[64];
-        std::snprintf(gain, sizeof gain, "; without it the error is %+.4f", slider.gain);
-        line(ParameterOf(slider.id).name,
-             std::to_string(slider.to) + ", not " + std::to_string(slider.from) + gain);
+        char gain[64] = "; for soft edges, which the error leaves out";
+        if (slider.gain)
+            std::snprintf(gain, sizeof gain, "; without it the error is %+.4f", *slider.gain);
+        const Parameter& row = ParameterOf(slider.id);
+        line(row.name, ValueText(row, slider.to) + ", not " + ValueText(row, slider.from) + gain);
     }
     char text[96];
     std::snprintf(text, sizeof text, "%.4f expected, %.4f at the defaults", found.errorAfter,

@@ -104,10 +104,10 @@ Json TunedJson(const cli::ShotTuning& tuning, const Json& automatic) {
 Json TuneReport(const cli::ShotTuning& tuning) {
     std::string sliders;
     for (const TunedSlider& slider : tuning.found.sliders) {
-        const std::string_view label =
-            LabelOf(ParameterOf(slider.id), tuning.found.settings.screen);
-        sliders +=
-            (sliders.empty() ? "" : ", ") + std::string(label) + ' ' + std::to_string(slider.to);
+        const Parameter& row = ParameterOf(slider.id);
+        const std::string_view label = LabelOf(row, tuning.found.settings.screen);
+        sliders += (sliders.empty() ? "" : ", ") + std::string(label) + ' ' +
+                   cli::ValueText(row, slider.to);
     }
     Json lines{sliders.empty() ? "No slider was found to suit this shot better than its default."
                                : "Found for this shot: " + sliders + '.'};

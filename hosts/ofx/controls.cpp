@@ -184,7 +184,7 @@ void SetFound(Effect effect, const Settings& found, double time) {
     const ParamSet params = ParamsOf(effect);
     const UndoStep step(params, kFindLabel);
     PutKey(params, found.keyColor, found.screen, ReadFrameFacts(effect, time).light);
-    for (const ParameterId id : TunableSliders())
+    for (const ParameterId id : TunedParameters())
         PutInt(params, ParameterOf(id), ValueOf(found, ParameterOf(id)));
 }
 

@@ -156,7 +156,7 @@ void RequirePicture(const Image& source) {
 
 /// Pressed twice, the button finds the same.
 Settings WithDefaultSliders(Settings settings) {
-    for (const ParameterId id : TunableSliders())
+    for (const ParameterId id : TunedParameters())
         SetValue(settings, ParameterOf(id), ParameterOf(id).defaultValue);
     return settings;
 }

@@ -171,7 +171,7 @@ SettingsSearch::Sums SettingsSearch::SumsOf(std::size_t look, const Settings& se
     return sums;
 }
 
-std::span<const ParameterId> TunableSliders() {
+std::span<const ParameterId> SearchedSliders() {
     static constexpr auto kIds = [] {
         std::array<ParameterId, std::size(kSteps)> ids{};
         std::transform(std::begin(kSteps), std::end(kSteps), ids.begin(),

@@ -21,6 +21,9 @@ struct KeyErrors {
     double Sum() const { return matte + 0.1 * edges; }
 };
 
+/// Those that a search moves.
+std::span<const ParameterId> SearchedSliders();
+
 /// Looks for the settings whose mattes come nearest to what the looks expect.
 class SettingsSearch {
 public:

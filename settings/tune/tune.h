@@ -21,12 +21,14 @@ enum class ShotKind {
     NoSubject,     ///< hardly anything but screen: only that is made clean
 };
 
-/// A slider that was moved.
+/// A slider or switch that was moved.
 struct TunedSlider {
     ParameterId id;
     int from;
     int to;
-    double gain;  ///< by how much the expected error would be higher without it, of 0..1
+    /// By how much the expected error would be higher without it, of 0..1; none for what softens
+    /// edges, which that error leaves out.
+    std::optional<double> gain;
 };
 
 struct TunedSettings {
@@ -50,8 +52,8 @@ struct TuneRequest {
     std::optional<Screen> screen{};  ///< the only kind of screen to look for
 };
 
-/// The sliders that tuning may move.
-std::span<const ParameterId> TunableSliders();
+/// What tuning may set beside the key colour.
+std::span<const ParameterId> TunedParameters();
 
 /// Finds the settings that suit a shot from some of its frames, of which it holds only a reduced
 /// part. The same frames in the same order give the same settings on every machine, by any number

@@ -109,7 +109,8 @@ TEST(Tune, BringsMattesNearerToTheTruth) {
         EXPECT_NEAR(tuned.screen + tuned.subject + tuned.unknown, 1, 1e-9);
         EXPECT_NEAR(tuned.screen, 0.77, 0.08);
         // Each slider that was moved earned its place.
-        for (const TunedSlider& slider : tuned.sliders) EXPECT_GT(slider.gain, -0.001);
+        for (const TunedSlider& slider : tuned.sliders) EXPECT_GT(slider.gain.value_or(0), -0.001);
+        EXPECT_TRUE(tuned.settings.edgeBlur);
     }
 }
 

@@ -162,7 +162,7 @@ TYPED_TEST(OfxFinds, FindsSettingsInOneStep) {
         EXPECT_FALSE(found.sliders.empty());
         Texts expected{"begin Find settings", "keyColor", "screen"};
         const auto names = NamesIn(host);
-        for (const ParameterId id : TunableSliders()) {
+        for (const ParameterId id : TunedParameters()) {
             expected.push_back(names.at(int(id)));
             EXPECT_EQ(host.params.at(expected.back()).keys.at(0),
                       std::vector{double(ValueOf(found.settings, ParameterOf(id)))});

@@ -210,7 +210,8 @@ Status GetValueAtTime(Param param, double time, ...) {
 /// As the interface has it, the plug-in hears of its own change before this returns.
 Status SetValue(Param handle, ...) {
     auto& param = *reinterpret_cast<TestParam*>(handle);
-    const bool isWhole = param.type == "OfxParamTypeChoice" || param.type == "OfxParamTypeInteger";
+    const bool isWhole = param.type == "OfxParamTypeChoice" ||
+                         param.type == "OfxParamTypeBoolean" || param.type == "OfxParamTypeInteger";
     if (current_action != "OfxActionInstanceChanged" ||
         (!isWhole && param.type != "OfxParamTypeRGB"))
         return Fault("value set", kFailed);
