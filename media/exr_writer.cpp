@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <type_traits>
 #include <utility>
 
 #include "files/whole_file.h"
@@ -200,7 +201,7 @@ private:
     int rowsAChunk_;
     int channels_;
     std::vector<Sample> samples_;
-    ExrZipper zipper_;
+    ExrZipper zipper_{std::is_same_v<Sample, std::uint16_t>};
 };
 
 template <class Sample>

@@ -61,7 +61,7 @@ void Interleave(const std::uint8_t* halves, std::size_t size, std::uint8_t* chun
 Bytes ExrZipper::Zip(const std::uint8_t* chunk, std::size_t size) {
     differences_.resize(size);
     ToDifferences(chunk, size, differences_.data());
-    Bytes zipped = zipper_.Zip(differences_.data(), size);
+    Bytes zipped = zipper_.Zip(differences_.data(), size, grain_);
     return zipped.size() < size ? std::move(zipped) : Bytes(chunk, chunk + size);
 }
 

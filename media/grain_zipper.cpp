@@ -1,73 +1,14 @@
 #include "media/grain_zipper.h"
 
-#include <isa-l/igzip_lib.h>
-
 #include <algorithm>
-#include <bit>
-#include <cstring>
 #include <utility>
 
 namespace veltrane::media {
 namespace {
 
-static_assert(std::endian::native == std::endian::little, "words are taken as they lie");
-
 constexpr int kHashBits = 12;
-constexpr std::size_t kWord = 8;
 constexpr std::size_t kMostBlock = 120 * 1024;
-constexpr std::size_t kFarthest = 32768, kLongest = 258;
-constexpr int kSampling = 4;         // one word in so many is counted
-constexpr int kLongestLiteral = 14;  // so that four fit beside the seven bits left over
-constexpr std::size_t kEndOfBlock = 256, kLengths = 257;
-
-/// What a symbol for lengths or distances stands for: a first value, and how many bits tell the
-/// rest.
-struct Range {
-    std::uint16_t first;
-    std::uint16_t bits;
-};
-
-/// Each second, or each fourth, of these has one bit more than those before it.
-template <std::size_t count>
-constexpr std::array<Range, count> Ranges(int first, int alike) {
-    std::array<Range, count> ranges{};
-    int value = first;
-    for (int i = 0; i < static_cast<int>(count); ++i) {
-        const int bits = std::max(i / alike - 1, 0);
-        ranges[i] = {static_cast<std::uint16_t>(value), static_cast<std::uint16_t>(bits)};
-        value += 1 << bits;
-    }
-    return ranges;
-}
-
-constexpr auto kDistanceRanges = Ranges<30>(1, 2);
-constexpr auto kLengthRanges = [] {
-    auto ranges = Ranges<29>(3, 4);
-    ranges.back() = {kLongest, 0};
-    return ranges;
-}();
-
-/// Of each length the symbol, from 0.
-constexpr auto kLengthSymbols = [] {
-    std::array<std::uint8_t, kLongest + 1> symbols{};
-    for (std::size_t symbol = 0; symbol < kLengthRanges.size(); ++symbol)
-        for (std::size_t length = kLengthRanges[symbol].first; length <= kLongest; ++length)
-            symbols[length] = static_cast<std::uint8_t>(symbol);
-    return symbols;
-}();
-
-std::size_t DistanceSymbol(std::uint32_t distance) {
-    const std::uint32_t from = distance - 1;
-    if (from < 2) return from;
-    const int bits = std::bit_width(from) - 2;
-    return 2 * static_cast<std::size_t>(bits) + (from >> bits);
-}
-
-std::uint64_t WordAt(const std::uint8_t* bytes) {
-    std::uint64_t word;
-    std::memcpy(&word, bytes, kWord);
-    return word;
-}
+constexpr int kSampling = 4;  // one word in so many is counted
 
 /// The next place at which a repetition is looked for. There is a word before it in any case.
 std::size_t PlaceFrom(std::size_t at) {
@@ -75,40 +16,6 @@ std::size_t PlaceFrom(std::size_t at) {
 }
 
 }  // namespace
-
-/// Bits in a row. Whole bytes are stored at once: room for a word more is needed behind them.
-class GrainZipper::Writer {
-public:
-    explicit Writer(std::uint8_t* to) : to_(to) {}
-
-    void Add(std::uint64_t bits, int count) {
-        bits_ |= bits << count_;
-        count_ += count;
-    }
-    void Add(const PrefixCode& code) { Add(code.bits, code.length); }
-    /// Leaves at most seven bits, so that 57 can be added.
-    void Store() {
-        std::memcpy(to_, &bits_, kWord);
-        to_ += count_ / 8;
-        bits_ >>= count_ & ~7;
-        count_ &= 7;
-    }
-    void FillByte() {
-        count_ = (count_ + 7) & ~7;
-        Store();
-    }
-    std::uint8_t* end() const { return to_; }
-
-private:
-    std::uint8_t* to_;
-    std::uint64_t bits_ = 0;
-    int count_ = 0;
-};
-
-struct GrainZipper::Codes {
-    std::array<PrefixCode, kSymbols> symbols;
-    std::array<PrefixCode, kDistances> distances;
-};
 
 GrainZipper::GrainZipper() : places_(std::size_t{1} << kHashBits) {
     steps_.reserve(kMostBlock / kWord + 1);
@@ -145,8 +52,8 @@ void GrainZipper::AddRepetition(const std::uint8_t* bytes, std::size_t place, st
     Count(bytes + done_, here);
     steps_.push_back({static_cast<std::uint32_t>(first - done_), static_cast<std::uint16_t>(length),
                       static_cast<std::uint16_t>(distance)});
-    ++symbols_[kLengths + kLengthSymbols[length]];
-    ++distances_[DistanceSymbol(static_cast<std::uint32_t>(distance))];
+    ++counts_.symbols[kLengths + kLengthSymbols[length]];
+    ++counts_.distances[DistanceSymbol(static_cast<std::uint32_t>(distance))];
     done_ = first + length;
 }
 
@@ -157,8 +64,7 @@ void GrainZipper::Divide(const std::uint8_t* bytes, std::size_t begin, std::size
     constexpr std::uint32_t kLow = 0xffff;
     steps_.clear();
     sampled_ = {};
-    symbols_ = {};
-    distances_ = {};
+    counts_ = {};
     done_ = begin;
     for (std::size_t place = PlaceFrom(begin); place + 2 * kWord <= end;) {
         const std::uint64_t word = WordAt(bytes + place), hash = word * kFactor;
@@ -182,38 +88,18 @@ void GrainZipper::Divide(const std::uint8_t* bytes, std::size_t begin, std::size
 /// Bytes that the sample does not show may come all the same.
 void GrainZipper::CountSymbols() {
     for (std::size_t byte = 0; byte < 256; ++byte) {
-        symbols_[byte] = 1;
-        for (const auto& counts : sampled_) symbols_[byte] += kSampling * counts[byte];
+        counts_.symbols[byte] = 1;
+        for (const auto& counts : sampled_) counts_.symbols[byte] += kSampling * counts[byte];
     }
-    ++symbols_[kEndOfBlock];
-}
-
-/// The lengths of the codes have themselves a code, here the plainest: four bits for each of 0
-/// to 15.
-void GrainZipper::WriteCodes(const Codes& codes, Writer& to) {
-    constexpr int kLengthCodes = 19, kRepeaters = 3;
-    to.Add(kSymbols - 257, 5);
-    to.Add(kDistances - 1, 5);
-    to.Add(kLengthCodes - 4, 4);
-    to.Store();
-    for (int i = 0; i < kLengthCodes; ++i) {
-        to.Add(i < kRepeaters ? 0 : 4, 3);
-        to.Store();
-    }
-    const auto add = [&](const PrefixCode& code) {
-        constexpr std::uint8_t kMirrored[] = {0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15};
-        to.Add(kMirrored[code.length], 4);
-        to.Store();
-    };
-    std::for_each(codes.symbols.begin(), codes.symbols.end(), add);
-    std::for_each(codes.distances.begin(), codes.distances.end(), add);
+    ++counts_.symbols[kEndOfBlock];
 }
 
 /// Four literals at a time: codes are put together in pairs, so that none waits for all before it.
 /// A rest is read with bytes that follow it, whose codes are emptied: how many are left is no
 /// branch that could be foretold.
-void GrainZipper::WriteSteps(const Codes& codes, const std::uint8_t* bytes, Writer& to) const {
-    Writer out = to;
+void GrainZipper::WriteSteps(const DeflateCodes& codes, const std::uint8_t* bytes,
+                             BitWriter& to) const {
+    BitWriter out = to;
     const auto& symbols = codes.symbols;
     const auto addFour = [&](const std::uint8_t* from, std::size_t count) {
         const auto code = [&](std::size_t i) {
@@ -252,43 +138,33 @@ void GrainZipper::WriteSteps(const Codes& codes, const std::uint8_t* bytes, Writ
     to = out;
 }
 
-bool GrainZipper::Suits(const std::uint8_t* bytes, std::size_t size) {
-    constexpr std::size_t kLook = std::size_t{1} << 15, kLeast = 4096, kParts = 6;
-    if (size < kLeast) return false;
+double GrainZipper::Repetition(const std::uint8_t* bytes, std::size_t size) {
+    constexpr std::size_t kLook = std::size_t{1} << 15, kLeast = 4096;
+    if (size < kLeast) return 1;
     const std::size_t looked = std::min(size, kLook);
     Forget();
     Divide(bytes + (size - looked) / 2, 0, looked);
     std::size_t repeated = 0;
     for (const Step& step : steps_) repeated += step.length;
-    return repeated <= looked / kParts;
+    return static_cast<double>(repeated) / static_cast<double>(looked);
 }
 
 std::span<const std::uint8_t> GrainZipper::Zip(const std::uint8_t* bytes, std::size_t size) {
     // An even number of blocks: the halves of an EXR's chunk differ in kind.
     const std::size_t blocks = 2 * ((size - 1) / (2 * kMostBlock) + 1);
     const std::size_t block = (size - 1) / blocks + 1;
-    constexpr std::size_t kRoomABlock = 1024;
-    room_.resize(2 * size + blocks * kRoomABlock);
-    Writer out(room_.data());
-    constexpr std::uint64_t kZlib = 0x0178;
-    out.Add(kZlib, 16);
+    room_.resize(2 * size + blocks * kMostOfBlockHead);
+    BitWriter out(room_.data());
+    BeginZlib(out);
     Forget();
     for (std::size_t begin = 0; begin < size; begin += block) {
         const std::size_t end = std::min(begin + block, size);
         Divide(bytes, begin, end);
-        Codes codes;
-        MakePrefixCodes(symbols_, kLongestLiteral, codes.symbols);
-        MakePrefixCodes(distances_, kLongestLiteral, codes.distances);
-        constexpr int kOwnCodes = 2;
-        out.Add(end == size ? 1 : 0, 1);
-        out.Add(kOwnCodes, 2);
-        WriteCodes(codes, out);
+        const DeflateCodes codes(counts_);
+        BeginBlock(codes, end == size, out);
         WriteSteps(codes, bytes + begin, out);
     }
-    out.FillByte();
-    const std::uint32_t sum = isal_adler32(1, bytes, size);
-    for (int shift = 24; shift >= 0; shift -= 8) out.Add(sum >> shift & 0xff, 8);
-    out.Store();
+    EndZlib(bytes, size, out);
     return {room_.data(), out.end()};
 }
 

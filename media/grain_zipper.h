@@ -7,8 +7,8 @@
 #include <span>
 #include <vector>
 
+#include "media/deflate_codes.h"
 #include "media/file_bytes.h"
-#include "media/prefix_codes.h"
 
 namespace veltrane::media {
 
@@ -19,8 +19,9 @@ class GrainZipper {
 public:
     GrainZipper();
 
-    /// True where so little repeats in the middle of a piece that it is for this zipper.
-    bool Suits(const std::uint8_t* bytes, std::size_t size);
+    /// How much of the middle of a piece repeats, of 1, as far as this zipper finds it; 1 for a
+    /// short piece.
+    double Repetition(const std::uint8_t* bytes, std::size_t size);
     /// What a piece of at least one byte becomes, which depends on nothing but its bytes. It stays
     /// until the next one.
     std::span<const std::uint8_t> Zip(const std::uint8_t* bytes, std::size_t size);
@@ -32,8 +33,6 @@ private:
         std::uint16_t length;
         std::uint16_t distance;
     };
-    class Writer;
-    struct Codes;
 
     void Forget();
     void Divide(const std::uint8_t* bytes, std::size_t begin, std::size_t end);
@@ -41,17 +40,13 @@ private:
                        std::size_t end);
     void Count(const std::uint8_t* begin, const std::uint8_t* end);
     void CountSymbols();
-    static void WriteCodes(const Codes& codes, Writer& to);
-    void WriteSteps(const Codes& codes, const std::uint8_t* bytes, Writer& to) const;
-
-    static constexpr std::size_t kSymbols = 286, kDistances = 30;
+    void WriteSteps(const DeflateCodes& codes, const std::uint8_t* bytes, BitWriter& to) const;
 
     std::vector<std::uint32_t> places_;  ///< by hash: further bits of it, and the place's low bits
     std::vector<Step> steps_;            ///< of a block
     std::size_t done_ = 0;               ///< where the last of them ends
     std::array<std::array<std::uint32_t, 256>, 4> sampled_;
-    std::array<std::uint32_t, kSymbols> symbols_;
-    std::array<std::uint32_t, kDistances> distances_;
+    DeflateCounts counts_;
     Bytes room_;
 };
 

@@ -215,8 +215,9 @@ public:
                 to[i] = static_cast<std::uint16_t>(from[i] - from[i - step]);
             }
         }
-        return zipper_.Zip(reinterpret_cast<const std::uint8_t*>(differences_.data()),
-                           differences_.size() * sizeof differences_[0]);
+        const auto* bytes = reinterpret_cast<const std::uint8_t*>(differences_.data());
+        const std::size_t size = differences_.size() * sizeof differences_[0];
+        return step == 4 ? zipper_.ZipPixels(bytes, size) : zipper_.Zip(bytes, size);
     }
 
 private:

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "media/grain_zipper.h"
+#include "media/pixel_zipper.h"
 
 namespace veltrane::media {
 namespace {
@@ -175,7 +176,9 @@ private:
 };
 
 Zipper::Zipper(Blocks blocks)
-    : stream_(std::make_unique<Stream>(blocks)), grain_(std::make_unique<GrainZipper>()) {}
+    : stream_(std::make_unique<Stream>(blocks)),
+      grain_(std::make_unique<GrainZipper>()),
+      pixels_(std::make_unique<PixelZipper>()) {}
 Zipper::~Zipper() = default;
 Zipper::Zipper(Zipper&&) noexcept = default;
 
@@ -191,8 +194,20 @@ std::size_t Zipper::Take(std::uint8_t* room, std::size_t size) {
     return stream_->Take(room, size);
 }
 
-Bytes Zipper::Zip(const std::uint8_t* bytes, std::size_t size) {
-    if (grain_->Suits(bytes, size)) {
+Bytes Zipper::Zip(const std::uint8_t* bytes, std::size_t size, double grain) {
+    return ZipBy(grain_->Repetition(bytes, size) <= grain, bytes, size);
+}
+
+Bytes Zipper::ZipPixels(const std::uint8_t* bytes, std::size_t size) {
+    constexpr double kMost = 0.6;
+    const double repetition = grain_->Repetition(bytes, size);
+    if (repetition <= kGrain || repetition > kMost) return ZipBy(repetition <= kGrain, bytes, size);
+    const auto zipped = pixels_->Zip(bytes, size);
+    return {zipped.begin(), zipped.end()};
+}
+
+Bytes Zipper::ZipBy(bool grain, const std::uint8_t* bytes, std::size_t size) {
+    if (grain) {
         const auto zipped = grain_->Zip(bytes, size);
         if (zipped.size() < size) return {zipped.begin(), zipped.end()};
     }

@@ -10,6 +10,7 @@
 namespace veltrane::media {
 
 class GrainZipper;
+class PixelZipper;
 
 /// No byte compressed by zlib's format stands for more than these.
 inline constexpr std::uint64_t kMostZlibExpansion = 1032;
@@ -43,13 +44,22 @@ public:
     /// more.
     std::size_t Take(std::uint8_t* room, std::size_t size);
 
-    /// A whole piece of at least one byte. Where little repeats, by GrainZipper.
-    Bytes Zip(const std::uint8_t* bytes, std::size_t size);
+    /// How much of a piece repeats where GrainZipper makes it hardly larger than a search would.
+    static constexpr double kGrain = 1.0 / 6;
+
+    /// A whole piece of at least one byte. By GrainZipper where no more than such a share repeats.
+    Bytes Zip(const std::uint8_t* bytes, std::size_t size, double grain = kGrain);
+    /// The same of pixels of three colours and alpha, 16 bits each. Where neither little repeats
+    /// nor most of it, by PixelZipper.
+    Bytes ZipPixels(const std::uint8_t* bytes, std::size_t size);
 
 private:
+    Bytes ZipBy(bool grain, const std::uint8_t* bytes, std::size_t size);
+
     class Stream;
     std::unique_ptr<Stream> stream_;
     std::unique_ptr<GrainZipper> grain_;
+    std::unique_ptr<PixelZipper> pixels_;
     Bytes room_;
 };
 

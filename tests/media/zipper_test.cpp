@@ -2,6 +2,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "media/grain_zipper.h"
+#include "media/pixel_zipper.h"
 #include "media/prefix_codes.h"
 #include "media/zlib_data.h"
 
@@ -88,6 +90,42 @@ TEST(ZipperTest, BringsBackEveryKindOfGrain) {
                     compress2(room.data(), &theirs, data.data(), size, 4);
                     EXPECT_LT(chosen.size(), theirs * 1.03) << size << ' ' << bits;
                 }
+            }
+}
+
+/// Colours of any weight that come again at once, just near enough, too far or never, alone or with
+/// their alpha; zlib brings them back, and the zipper for pixels wins where they do come again.
+TEST(ZipperTest, BringsBackPixels) {
+    std::mt19937 random(9);
+    Zipper zipper;
+    PixelZipper always;
+    for (const std::size_t count : {1, 2, 255, 256, 257, 3000, 30720, 30721, 70000})
+        for (const int grain : {0, 3, 16})
+            for (const std::size_t far : {1, 3, 254, 255, 256, 4000}) {
+                std::vector<std::array<std::uint16_t, 4>> pixels(count);
+                for (std::size_t i = 0; i < count; ++i) {
+                    const std::uint32_t kind = random() % 4;
+                    for (auto& sample : pixels[i])
+                        sample = static_cast<std::uint16_t>(random() % (1u << grain));
+                    if (kind == 0 || i < far) continue;
+                    const std::uint16_t alpha = pixels[i][3];
+                    pixels[i] = pixels[i - far];
+                    if (kind == 1) pixels[i][3] = alpha;
+                }
+                const auto* bytes = reinterpret_cast<const std::uint8_t*>(pixels.data());
+                const std::size_t size = count * sizeof pixels[0];
+                const auto zipped = always.Zip(bytes, size);
+                const auto chosen = zipper.ZipPixels(bytes, size);
+                for (const std::span<const std::uint8_t> made : {zipped, {chosen}}) {
+                    std::vector<std::uint8_t> back(size + 1);
+                    uLongf length = size + 1;
+                    ASSERT_EQ(uncompress(back.data(), &length, made.data(), made.size()), Z_OK);
+                    ASSERT_EQ(length, size);
+                    ASSERT_TRUE(std::equal(bytes, bytes + size, back.begin()))
+                        << count << ' ' << grain << ' ' << far;
+                }
+                if (count < 3000 || grain < 16) continue;
+                EXPECT_LT(zipped.size(), size * (far < 256 ? 0.6 : 1.03)) << count << ' ' << far;
             }
 }
 
