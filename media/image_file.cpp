@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstring>
 #include <string_view>
 
 #include "imaging/convert/convert.h"
@@ -246,14 +248,16 @@ void ReadIntegers(const OpenImage& image, const Placement& placement, const Thre
                   Frame& frame) {
     // Of up to 8 bits the library does it.
     const bool inverted = image.tiff.whiteIsZero && image.tiff.bits > 8;
-    const std::uint16_t flip = inverted ? 65535 : 0;
+    static_assert(std::endian::native == std::endian::little, "a pixel is stored as a word");
+    const std::uint64_t flip = inverted ? 0x0000ffffffffffff : 0;
     const auto place = [channels = image.channels, flip, pixels = frame.pixels.data()](
                            std::size_t index, const std::uint16_t* stored) {
-        std::uint16_t* pixel = pixels + index * 4;
-        pixel[0] = stored[channels.blue] ^ flip;
-        pixel[1] = stored[channels.green] ^ flip;
-        pixel[2] = stored[channels.red] ^ flip;
-        pixel[3] = channels.alpha < 0 ? std::uint16_t{65535} : stored[channels.alpha];
+        const auto sample = [stored](int channel) { return std::uint64_t{stored[channel]}; };
+        const std::uint64_t alpha = channels.alpha < 0 ? 65535 : sample(channels.alpha);
+        const std::uint64_t pixel = (sample(channels.blue) | sample(channels.green) << 16 |
+                                     sample(channels.red) << 32 | alpha << 48) ^
+                                    flip;
+        std::memcpy(pixels + index * 4, &pixel, sizeof pixel);
     };
     PlacePixels<std::uint16_t>(image, placement, threads, place);
     if (image.premultiplied) Unpremultiply(frame.pixels);
