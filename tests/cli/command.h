@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,6 +13,7 @@
 #include <sstream>
 #include <thread>
 
+#include "cli/start_process.h"
 #include "media/media.h"
 #include "settings/presets.h"
 #include "tests/support/folder.h"
@@ -111,10 +111,15 @@ protected:
 
     /// The process of a command that runs beside the test, and no longer than it.
     pid_t Start(const std::string& arguments) const {
-        const pid_t child = fork();
-        if (child != 0) return child;
-        prctl(PR_SET_PDEATHSIG, SIGTERM);
-        Execute(arguments);
+        std::istringstream text("veltrane " + arguments);
+        const std::vector<std::string> words{std::istream_iterator<std::string>(text), {}};
+        const auto create = [](const char* path) {
+            return open(path, O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0600);
+        };
+        const cli::ProcessPlan plan{.out = create("../out"), .error = create("../error")};
+        const pid_t child = cli::StartProcess(command_.c_str(), words, plan);
+        for (const int file : {plan.out, plan.error}) close(file);
+        return child;
     }
 
     nlohmann::json Json(const std::string& arguments) const {
@@ -144,18 +149,6 @@ protected:
 
 private:
     const TemporaryFolder folder_;
-
-    [[noreturn]] void Execute(const std::string& arguments) const {
-        std::istringstream text("veltrane " + arguments);
-        std::vector<std::string> words{std::istream_iterator<std::string>(text), {}};
-        std::vector<char*> raw;
-        for (std::string& word : words) raw.push_back(word.data());
-        raw.push_back(nullptr);
-        dup2(creat("../out", 0600), STDOUT_FILENO);
-        dup2(creat("../error", 0600), STDERR_FILENO);
-        execv(command_.c_str(), raw.data());
-        _exit(127);
-    }
 };
 
 }  // namespace veltrane

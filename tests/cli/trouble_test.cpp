@@ -7,7 +7,6 @@
 #include <thread>
 #include <tuple>
 
-#include "cli/start_process.h"
 #include "command.h"
 
 namespace veltrane {
