@@ -136,7 +136,7 @@ Bytes EncodedTiff(const std::string& path, const ImageLayout& layout, OIIO::Type
     const auto output = Output(path, "tiff");
     const bool encoded =
         output->open(name, SpecOf(layout)) && output->write_image(type, samples) && output->close();
-    const Bytes bytes = encoded ? ReadAll(name) : Bytes();
+    Bytes bytes = encoded ? ReadAll(name) : Bytes();
     ::close(memory);
     if (!encoded) Fail(path, "cannot be written: memory for it has run out");
     return bytes;
