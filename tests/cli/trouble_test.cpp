@@ -41,8 +41,8 @@ TEST_F(TroubleTest, OutputThatIsLostFails) {
         }
     }
     // No file that is written may stand where a closed stream was.
-    EXPECT_EQ(Shell("key in.png o.png --key-color '#40b838' <&- >&- 2>&-"), 0);
-    EXPECT_EQ(media::ReadFrame("o.png", 1).pixels, Keyed(green_, source_));
+    EXPECT_EQ(Shell("key in.png o.mkv --key-color '#40b838' --progress <&- >&- 2>&-"), 1);
+    EXPECT_EQ(media::ReadFrame("o.mkv", 1).pixels, Keyed(green_, source_));
     EXPECT_EQ(Shell("params | head -n 1 > ../out"), 0);
     EXPECT_EQ(Contents("../error"), "");
 }
