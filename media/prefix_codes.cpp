@@ -15,7 +15,9 @@ struct Leaf {
     std::uint32_t count;
     std::uint32_t symbol;
 
-    auto operator<=>(const Leaf&) const = default;
+    bool operator<(const Leaf& other) const {
+        return count != other.count ? count < other.count : symbol < other.symbol;
+    }
 };
 
 /// How many symbols have a code of each length.
