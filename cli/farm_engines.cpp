@@ -101,6 +101,13 @@ std::string Depend(const std::string& job, const std::string& number) {
            "</onjob>\n      <onlayer>key_" + number + "</onlayer>\n    </depend>\n";
 }
 
+/// A line of shell that merges a shot unless it is merged.
+std::string MergeLine(const std::string& number, const std::string& script) {
+    const std::string merged = "logs/" + number + ".merged";
+    return "[ -e " + merged + " ] || { " + script + " merge >>logs/" + number +
+           ".merge.log 2>&1 && : >" + merged + "; } || status=$?\n";
+}
+
 }  // namespace
 
 std::string WriteParallel(const FarmJob& job) {
@@ -109,9 +116,7 @@ std::string WriteParallel(const FarmJob& job) {
         const std::string number = ShotNumber(i), script = Quoted(job.Script(i));
         for (int chunk = 1; chunk <= job.shots[i].chunks; ++chunk)
             tasks += number + ' ' + std::to_string(chunk) + '\n';
-        const std::string merged = "logs/" + number + ".merged";
-        merges += "[ -e " + merged + " ] || { " + script + " merge >>logs/" + number +
-                  ".merge.log 2>&1 && : >" + merged + "; } || status=$?\n";
+        merges += MergeLine(number, script);
     }
     WriteText(job.folder() / "tasks", tasks, false);
     WriteText(job.folder() / "run.sh",

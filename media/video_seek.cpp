@@ -75,7 +75,7 @@ std::optional<EntryPoint> EntryPointFor(AVFormatContext& input, AVStream& stream
                                         std::int64_t number) {
     for (int packet = static_cast<int>(number) - 1; packet >= 0; --packet) {
         if (!IsKey(stream, packet)) continue;
-        const std::optional<EntryPoint> point = Examine(input, stream, packet);
+        std::optional<EntryPoint> point = Examine(input, stream, packet);
         if (!point || point->number <= number) return point;
     }
     return std::nullopt;

@@ -199,9 +199,10 @@ Bytes Zipper::Zip(const std::uint8_t* bytes, std::size_t size, double grain) {
 }
 
 Bytes Zipper::ZipPixels(const std::uint8_t* bytes, std::size_t size) {
-    constexpr double kMost = 0.6;
+    constexpr double kMostRepetition = 0.6;
     const double repetition = grain_->Repetition(bytes, size);
-    if (repetition <= kGrain || repetition > kMost) return ZipBy(repetition <= kGrain, bytes, size);
+    if (repetition <= kGrain || repetition > kMostRepetition)
+        return ZipBy(repetition <= kGrain, bytes, size);
     const auto zipped = pixels_->Zip(bytes, size);
     return {zipped.begin(), zipped.end()};
 }
