@@ -99,8 +99,12 @@ export class Panel {
         const id = `set-${row.name}`;
         const input = make('input', {type: 'checkbox', role: 'switch', id,
             on: {change: () => this.#store.set(row.name, input.checked, null)}});
-        this.#shows.push(() => { input.checked = this.#value(row); });
-        return make('div', {class: 'row switch', title: row.help}, make('label', {for: id}, row.label), input);
+        const node = make('div', {class: 'row switch', title: row.help}, make('label', {for: id}, row.label), input);
+        this.#shows.push(() => {
+            input.checked = this.#value(row);
+            node.classList.toggle('changed', input.checked !== Boolean(row.default));
+        });
+        return node;
     }
 
     #choice(row) {
