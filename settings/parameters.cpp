@@ -276,7 +276,7 @@ constexpr std::pair<ParameterId, const char*> kLabels[] = {
     {EdgeBlurGroup, "Soften matte"},
     {EdgeBlur, "Soften matte"},
     {MaskBlurRadius, "Softening radius"},
-    {MaskBlurValue, "Softening strength"},
+    {MaskBlurValue, "Softening amount"},
     {HueGroup, "Hues kept solid"},
     {SkinHue, "Border to skin and hair"},
     {BlueHue, "Border to blue"},
