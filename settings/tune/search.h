@@ -37,6 +37,9 @@ public:
     KeyErrors Errors(const Settings& settings) const;
     KeyErrors ErrorsOf(std::size_t look, const Settings& settings) const;
 
+    /// Whether a parameter may be moved.
+    bool IsFree(ParameterId id) const;
+
 private:
     /// What is expected of a look.
     struct Target {
@@ -53,7 +56,6 @@ private:
     double Cost(const Settings& settings) const;
     Settings Descend(Settings best, bool onlyCleaning, int firstRound) const;
     Settings BestOfStarts(bool onlyCleaning) const;
-    bool IsFree(ParameterId id) const;
 
     std::span<const FrameLook* const> looks_;
     Settings plain_;

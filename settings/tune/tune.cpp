@@ -42,15 +42,15 @@ void AddShares(std::span<const FrameLook* const> looks, TunedSettings& tuned) {
     }
 }
 
-Settings Softened(Settings settings, std::span<const ParameterId> fixed) {
-    const auto isFixed = [&](ParameterId id) {
-        return std::ranges::find(fixed, id) != fixed.end();
-    };
-    if (settings.edgeBlur || std::ranges::any_of(kSoftening, isFixed)) return settings;
+Settings Softened(Settings settings, const SettingsSearch& search) {
+    const auto isFree = [&](ParameterId id) { return search.IsFree(id); };
+    if (settings.edgeBlur || !std::ranges::all_of(kSoftening, isFree)) return settings;
     settings.edgeBlur = true;
     settings.maskBlurRadius = kSoftRadius;
     settings.maskBlurValue = kSoftValue;
-    if (!isFixed(ParameterId::ClipWhite)) settings.clipWhite -= kSoftClipWhite;
+    if (isFree(ParameterId::ClipWhite))
+        settings.clipWhite = std::max(settings.clipWhite - kSoftClipWhite,
+                                      ParameterOf(ParameterId::ClipWhite).minimum);
     return settings;
 }
 
@@ -131,7 +131,7 @@ TunedSettings ShotTuner::Find(const Threads& threads) const {
     SettingsSearch search(telling, request_.settings, request_.fixed, threads);
     const bool onlyCleaning = tuned.kind == ShotKind::NoSubject;
     const Settings searched = search.Run(onlyCleaning);
-    tuned.settings = onlyCleaning ? searched : Softened(searched, request_.fixed);
+    tuned.settings = onlyCleaning ? searched : Softened(searched, search);
     TellSliders(search, request_.settings, searched, tuned);
     for (std::size_t i = 0; i < telling.size(); ++i)
         if (search.ErrorsOf(i, searched).Sum() >

@@ -151,6 +151,14 @@ TEST(Tune, LeavesWhatIsGiven) {
     EXPECT_TRUE(tuned.edgeBlur);
     EXPECT_EQ(tuned.keyColor, request.settings.keyColor);
     EXPECT_NE(tuned.screenGain, Settings().screenGain);
+
+    request.settings.edgeBlur = false;
+    request.fixed = {ParameterId::ClipWhite};
+    const Settings softened = Tune(frames, kWidth, kHeight, request).settings;
+    EXPECT_TRUE(softened.edgeBlur);
+    EXPECT_EQ(softened.clipWhite, 100);
+    request.fixed.push_back(ParameterId::EdgeBlur);
+    EXPECT_FALSE(Tune(frames, kWidth, kHeight, request).settings.edgeBlur);
 }
 
 TEST(Tune, SaysWhereTheShotDoesNotSayEnough) {
